@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+#include <initializer_list>
+#include <variant>
+
+namespace zor {
+
+// One logger per area of the app, all under the app's subsystem.
+enum class LogCategory { app, notifications, promptStore, promptsView, setup };
+enum class LogLevel { debug, info, error, fault };
+
+QString logSubsystem();
+QString categoryName(LogCategory category);
+QString levelName(LogLevel level);
+
+// An argument of a log line. Its privacy follows the placeholder it fills, as
+// in the unified log: strings are private unless "%{public}s", numbers public.
+class LogArg {
+public:
+    LogArg(const QString& text) : value(text) {}
+    LogArg(const char* text) : value(QString::fromUtf8(text)) {}
+    LogArg(int number) : value(qint64(number)) {}
+    LogArg(long number) : value(qint64(number)) {}
+    LogArg(long long number) : value(qint64(number)) {}
+    LogArg(double number) : value(number) {}
+
+    std::variant<QString, qint64, double> value;
+};
+
+struct LogValue {
+    QString text;
+    bool isPublic = false;
+};
+
+// One log line as written: the format with its placeholders, and the values
+// rendered by their placeholders.
+struct LogRecord {
+    LogCategory category = LogCategory::app;
+    LogLevel level = LogLevel::info;
+    QString format;
+    QList<LogValue> values;
+
+    // The line with every value in the clear.
+    QString message() const;
+    // The line as a reader without private access sees it.
+    QString redactedMessage() const;
+};
+
+class LogSink {
+public:
+    virtual ~LogSink() = default;
+    // May be called from any thread.
+    virtual void write(const LogRecord& record) = 0;
+};
+
+// Replaces where log lines go; nullptr restores standard error.
+void setLogSink(LogSink* sink);
+
+class Logger {
+public:
+    explicit Logger(LogCategory category) : category(category) {}
+
+    void debug(const char* format, std::initializer_list<LogArg> args = {}) const;
+    void info(const char* format, std::initializer_list<LogArg> args = {}) const;
+    void error(const char* format, std::initializer_list<LogArg> args = {}) const;
+    void fault(const char* format, std::initializer_list<LogArg> args = {}) const;
+
+    void write(LogLevel level, const char* format, std::initializer_list<LogArg> args) const;
+
+private:
+    LogCategory category;
+};
+
+// The category's logger, created on first use.
+const Logger& logger(LogCategory category);
+
+} // namespace zor

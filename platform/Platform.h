@@ -1,0 +1,26 @@
+#pragma once
+
+namespace zor {
+
+class AdministratorScriptRunner;
+class Console;
+class DaemonConnection;
+class FilterManager;
+class LogSink;
+class ServiceManagement;
+class SystemExtensionManager;
+class Workspace;
+
+// The one place that picks the operating system's implementation of each
+// service. Each is created on first use and lives for the whole process.
+ServiceManagement& platformServiceManagement();
+SystemExtensionManager& platformSystemExtensionManager();
+FilterManager& platformFilterManager();
+DaemonConnection& platformDaemonConnection();
+AdministratorScriptRunner& platformAdministratorScriptRunner();
+Workspace& platformWorkspace();
+Console& platformConsole();
+// Where log lines go on this system; nullptr keeps standard error.
+LogSink* platformLogSink();
+
+} // namespace zor

@@ -1,0 +1,65 @@
+#include "platform/Clock.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QPointer>
+#include <QSemaphore>
+#include <QThread>
+#include <QTimer>
+
+namespace zor {
+namespace {
+
+class SystemClock final : public Clock {
+public:
+    SystemClock() { elapsed.start(); }
+
+    Millis now() const override { return Millis(elapsed.elapsed()); }
+
+    TimerId schedule(Millis delay, QObject* context, std::function<void()> fn) override {
+        const TimerId id = ++lastId;
+        auto* timer = new QTimer(context);
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+        QObject::connect(timer, &QTimer::timeout, timer, [this, id, timer, fn = std::move(fn)] {
+            timers.remove(id);
+            timer->deleteLater();
+            fn();
+        });
+        timers.insert(id, timer);
+        timer->start(delay);
+        return id;
+    }
+
+    void cancel(TimerId id) override {
+        if (QPointer<QTimer> timer = timers.take(id)) {
+            timer->stop();
+            timer->deleteLater();
+        }
+    }
+
+    bool isPending(TimerId id) const override {
+        const QPointer<QTimer> timer = timers.value(id);
+        return timer && timer->isActive();
+    }
+
+    void sleep(Millis duration) override { QThread::msleep(duration.count()); }
+
+    bool tryAcquire(QSemaphore& semaphore, Millis timeout) override {
+        return semaphore.tryAcquire(1, int(timeout.count()));
+    }
+
+private:
+    QElapsedTimer elapsed;
+    TimerId lastId = 0;
+    QHash<TimerId, QPointer<QTimer>> timers;
+};
+
+} // namespace
+
+Clock& systemClock() {
+    static SystemClock clock;
+    return clock;
+}
+
+} // namespace zor

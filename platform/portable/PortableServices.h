@@ -1,0 +1,69 @@
+#pragma once
+
+// Implementations for systems that have no equivalent of the macOS services:
+// each operation reports "not supported on this platform".
+
+#include "platform/AdministratorScript.h"
+#include "platform/Console.h"
+#include "platform/NetworkFilter.h"
+#include "platform/ServiceManagement.h"
+#include "platform/SystemExtensions.h"
+#include "platform/Workspace.h"
+#include "shared/DaemonConnection.h"
+
+namespace zor {
+
+class PortableServiceManagement final : public ServiceManagement {
+public:
+    std::unique_ptr<AppService> daemonService(const QString& plistName) override;
+    std::unique_ptr<AppService> agentService(const QString& plistName) override;
+};
+
+class PortableSystemExtensionManager final : public SystemExtensionManager {
+public:
+    void submitActivationRequest(const QString& bundleIdentifier,
+                                 std::weak_ptr<SystemExtensionRequestDelegate> delegate) override;
+};
+
+class PortableFilterManager final : public FilterManager {
+public:
+    void loadFromPreferences(Completion completion) override;
+    void saveToPreferences(Completion completion) override;
+    std::optional<FilterProviderConfiguration> providerConfiguration() const override;
+    void setProviderConfiguration(const FilterProviderConfiguration& configuration) override;
+    QString localizedDescription() const override;
+    void setLocalizedDescription(const QString& description) override;
+    bool isEnabled() const override;
+    void setEnabled(bool enabled) override;
+
+private:
+    std::optional<FilterProviderConfiguration> configuration;
+    QString description;
+    bool enabled = false;
+};
+
+// No daemon runs on these systems, so it is never reachable.
+class UnreachableDaemonConnection final : public DaemonConnection {
+public:
+    std::optional<DaemonStatusRecord> getStatus() override;
+    bool pingNetworkExtension(std::optional<double> timeoutSeconds) override;
+    std::optional<QString> getNetworkExtensionBuildNumber() override;
+};
+
+class PortableAdministratorScriptRunner final : public AdministratorScriptRunner {
+public:
+    ScriptRunResult run(const QString& source) override;
+};
+
+class DesktopWorkspace final : public Workspace {
+public:
+    bool openUrl(const QUrl& url) override;
+};
+
+class StandardConsole final : public Console {
+public:
+    void printLine(const QString& line) override;
+    void exit(int status) override;
+};
+
+} // namespace zor

@@ -1,0 +1,7 @@
+#include "shared/BuildNumber.h"
+
+namespace zor {
+
+QString zorBuildNumber() { return QStringLiteral(ZOR_BUILD_NUMBER); }
+
+} // namespace zor

@@ -1,0 +1,99 @@
+#include "LogCapture.h"
+#include "VirtualClock.h"
+
+#include <QSemaphore>
+#include <QTest>
+#include <QThread>
+
+using namespace zor;
+using namespace zor::testing;
+using namespace std::chrono_literals;
+
+class PlatformTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void logLinesRenderTheirPlaceholders() {
+        LogCapture capture;
+        const Logger& log = logger(LogCategory::notifications);
+        log.info("Will reconnect to ZorAgent in %fs (attempt %ld/%ld)", {2.0, 1, 10});
+        log.error("ZorAgent proxy error: %{public}s", {"gone"});
+        log.error("ZorAgent proxy error (getBuildNumber): %s", {"gone"});
+        log.error("unexpected ES client result: %{public}d", {-1});
+        log.info("100%% done, %s left", {"nothing"});
+        log.info("Too few: %s and %s", {"one"});
+
+        // Each line in the clear, then as a reader without private access sees it.
+        const QList<QStringList> expected = {
+            {"Will reconnect to ZorAgent in 2.000000s (attempt 1/10)",
+             "Will reconnect to ZorAgent in 2.000000s (attempt 1/10)"},
+            {"ZorAgent proxy error: gone", "ZorAgent proxy error: gone"},
+            {"ZorAgent proxy error (getBuildNumber): gone",
+             "ZorAgent proxy error (getBuildNumber): <private>"},
+            {"unexpected ES client result: -1", "unexpected ES client result: -1"},
+            {"100% done, nothing left", "100% done, <private> left"},
+            {"Too few: one and ", "Too few: <private> and "},
+        };
+        const QList<LogRecord> records = capture.records();
+        QCOMPARE(records.size(), expected.size());
+        for (qsizetype i = 0; i < records.size(); ++i) {
+            QCOMPARE(records[i].category, LogCategory::notifications);
+            QCOMPARE(records[i].message(), expected[i][0]);
+            QCOMPARE(records[i].redactedMessage(), expected[i][1]);
+        }
+        QCOMPARE(records[1].level, LogLevel::error);
+    }
+
+    void virtualTimersFireInDueOrderAndOnlyWhenDue() {
+        VirtualClock clock;
+        QObject context;
+        QStringList fired;
+        clock.schedule(2s, &context, [&] { fired << "b"; });
+        clock.schedule(1s, &context, [&] {
+            fired << "a";
+            clock.schedule(500ms, &context, [&] { fired << "a2"; });
+        });
+        const auto cancelled = clock.schedule(1s, &context, [&] { fired << "never"; });
+        clock.cancel(cancelled);
+
+        clock.advance(999ms);
+        QVERIFY(fired.isEmpty());
+        clock.advance(1ms);
+        QCOMPARE(fired, QStringList{"a"});
+        clock.advance(1s);
+        QCOMPARE(fired, (QStringList{"a", "a2", "b"}));
+        QCOMPARE(clock.now(), 2000ms);
+        QCOMPARE(clock.pendingTimerCount(), 0);
+    }
+
+    void timersOfADestroyedContextAreDropped() {
+        VirtualClock clock;
+        bool fired = false;
+        {
+            QObject context;
+            clock.schedule(1s, &context, [&] { fired = true; });
+        }
+        clock.advance(2s);
+        QVERIFY(!fired);
+    }
+
+    void semaphoreWaitEndsWhenVirtualTimePassesTheDeadline() {
+        VirtualClock clock;
+        QSemaphore semaphore;
+        std::atomic<int> outcome{-1};
+        QThread* waiter = QThread::create([&] { outcome = clock.tryAcquire(semaphore, 5s); });
+        waiter->start();
+        QTest::qWait(20);
+        QCOMPARE(outcome.load(), -1);
+        clock.advance(5s);
+        QVERIFY(waiter->wait(5000));
+        QCOMPARE(outcome.load(), 0);
+        delete waiter;
+
+        semaphore.release();
+        QVERIFY(clock.tryAcquire(semaphore, 5s));
+    }
+};
+
+QTEST_GUILESS_MAIN(PlatformTest)
+#include "tst_platform.moc"
