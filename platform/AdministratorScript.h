@@ -1,15 +1,14 @@
 #pragma once
 
 #include <QString>
-
 #include <optional>
 
 namespace zor {
 
 // Outcome of a script run with the system's script runner.
 struct ScriptRunResult {
-    bool wasCreated = true;          // false when the script could not be compiled
-    bool hasErrorInfo = false;       // the run returned an error dictionary
+    bool wasCreated = true;              // false when the script could not be compiled
+    bool hasErrorInfo = false;           // the run returned an error dictionary
     std::optional<QString> errorMessage; // its message entry, when it is text
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-
 #include <chrono>
 #include <coroutine>
 #include <functional>

@@ -3,7 +3,6 @@
 #include "shared/Identifiers.h"
 
 #include <QMutex>
-
 #include <atomic>
 #include <cstdio>
 
@@ -13,8 +12,8 @@ namespace {
 struct Placeholder {
     qsizetype start = 0;
     qsizetype length = 0;
-    QString privacy;     // "public", "private" or empty
-    QString printfSpec;  // flags, width and precision, without length modifiers
+    QString privacy;    // "public", "private" or empty
+    QString printfSpec; // flags, width and precision, without length modifiers
     QChar conversion;
 };
 
@@ -51,11 +50,14 @@ bool nextPlaceholder(const QString& format, qsizetype from, Placeholder& out) {
     return false;
 }
 
-bool isStringConversion(QChar c) { return c == u's' || c == u'@'; }
+bool isStringConversion(QChar c) {
+    return c == u's' || c == u'@';
+}
 
 LogValue render(const Placeholder& p, const LogArg& arg) {
     LogValue v;
-    v.isPublic = p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
+    v.isPublic =
+        p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
     const QString spec = u'%' + p.printfSpec;
     if (const auto* text = std::get_if<QString>(&arg.value)) {
         v.text = *text;
@@ -122,34 +124,51 @@ std::atomic<LogSink*> currentSink{nullptr};
 
 } // namespace
 
-QString logSubsystem() { return QString::fromLatin1(kAppSubsystem); }
+QString logSubsystem() {
+    return QString::fromLatin1(kAppSubsystem);
+}
 
 QString categoryName(LogCategory category) {
     switch (category) {
-    case LogCategory::app: return QStringLiteral("app");
-    case LogCategory::notifications: return QStringLiteral("notifications");
-    case LogCategory::promptStore: return QStringLiteral("prompt-store");
-    case LogCategory::promptsView: return QStringLiteral("prompts-view");
-    case LogCategory::setup: return QStringLiteral("setup");
+    case LogCategory::app:
+        return QStringLiteral("app");
+    case LogCategory::notifications:
+        return QStringLiteral("notifications");
+    case LogCategory::promptStore:
+        return QStringLiteral("prompt-store");
+    case LogCategory::promptsView:
+        return QStringLiteral("prompts-view");
+    case LogCategory::setup:
+        return QStringLiteral("setup");
     }
     return {};
 }
 
 QString levelName(LogLevel level) {
     switch (level) {
-    case LogLevel::debug: return QStringLiteral("debug");
-    case LogLevel::info: return QStringLiteral("info");
-    case LogLevel::error: return QStringLiteral("error");
-    case LogLevel::fault: return QStringLiteral("fault");
+    case LogLevel::debug:
+        return QStringLiteral("debug");
+    case LogLevel::info:
+        return QStringLiteral("info");
+    case LogLevel::error:
+        return QStringLiteral("error");
+    case LogLevel::fault:
+        return QStringLiteral("fault");
     }
     return {};
 }
 
-QString LogRecord::message() const { return assemble(*this, false); }
+QString LogRecord::message() const {
+    return assemble(*this, false);
+}
 
-QString LogRecord::redactedMessage() const { return assemble(*this, true); }
+QString LogRecord::redactedMessage() const {
+    return assemble(*this, true);
+}
 
-void setLogSink(LogSink* sink) { currentSink.store(sink); }
+void setLogSink(LogSink* sink) {
+    currentSink.store(sink);
+}
 
 void Logger::write(LogLevel level, const char* format, std::initializer_list<LogArg> args) const {
     LogRecord record;
@@ -199,7 +218,8 @@ const Logger& logger(LogCategory category) {
         static const Logger promptsView(LogCategory::promptsView);
         return promptsView;
     }
-    case LogCategory::setup: break;
+    case LogCategory::setup:
+        break;
     }
     static const Logger setup(LogCategory::setup);
     return setup;

@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QString>
-
 #include <initializer_list>
 #include <variant>
 
@@ -20,12 +19,18 @@ QString levelName(LogLevel level);
 // in the unified log: strings are private unless "%{public}s", numbers public.
 class LogArg {
 public:
-    LogArg(const QString& text) : value(text) {}
-    LogArg(const char* text) : value(QString::fromUtf8(text)) {}
-    LogArg(int number) : value(qint64(number)) {}
-    LogArg(long number) : value(qint64(number)) {}
-    LogArg(long long number) : value(qint64(number)) {}
-    LogArg(double number) : value(number) {}
+    LogArg(const QString& text)
+        : value(text) {}
+    LogArg(const char* text)
+        : value(QString::fromUtf8(text)) {}
+    LogArg(int number)
+        : value(qint64(number)) {}
+    LogArg(long number)
+        : value(qint64(number)) {}
+    LogArg(long long number)
+        : value(qint64(number)) {}
+    LogArg(double number)
+        : value(number) {}
 
     std::variant<QString, qint64, double> value;
 };
@@ -61,7 +66,8 @@ void setLogSink(LogSink* sink);
 
 class Logger {
 public:
-    explicit Logger(LogCategory category) : category(category) {}
+    explicit Logger(LogCategory category)
+        : category(category) {}
 
     void debug(const char* format, std::initializer_list<LogArg> args = {}) const;
     void info(const char* format, std::initializer_list<LogArg> args = {}) const;

@@ -42,6 +42,8 @@ Console& platformConsole() {
     return instance;
 }
 
-LogSink* platformLogSink() { return nullptr; }
+LogSink* platformLogSink() {
+    return nullptr;
+}
 
 } // namespace zor

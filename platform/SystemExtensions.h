@@ -3,7 +3,6 @@
 #include "platform/PlatformError.h"
 
 #include <QString>
-
 #include <memory>
 
 namespace zor {
@@ -25,8 +24,9 @@ class SystemExtensionRequestDelegate {
 public:
     virtual ~SystemExtensionRequestDelegate() = default;
 
-    virtual ReplacementAction actionForReplacingExtension(const ExtensionProperties& existing,
-                                                          const ExtensionProperties& replacement) = 0;
+    virtual ReplacementAction
+    actionForReplacingExtension(const ExtensionProperties& existing,
+                                const ExtensionProperties& replacement) = 0;
     virtual void requestNeedsUserApproval() = 0;
     virtual void requestDidFinish(RequestResult result) = 0;
     virtual void requestDidFail(const PlatformError& error) = 0;
@@ -38,8 +38,9 @@ public:
 
     // Submits an activation request. The delegate is held weakly, as the system
     // does: its owner keeps it alive for as long as the request matters.
-    virtual void submitActivationRequest(const QString& bundleIdentifier,
-                                         std::weak_ptr<SystemExtensionRequestDelegate> delegate) = 0;
+    virtual void
+    submitActivationRequest(const QString& bundleIdentifier,
+                            std::weak_ptr<SystemExtensionRequestDelegate> delegate) = 0;
 };
 
 } // namespace zor

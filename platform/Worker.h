@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <QThreadPool>
-
 #include <coroutine>
 #include <optional>
 #include <type_traits>
@@ -13,8 +12,7 @@ namespace zor {
 // Awaitable that runs a blocking call on the shared worker pool and resumes the
 // awaiting coroutine on the main thread with its result. The coroutine is not
 // resumed if `context` is destroyed meanwhile.
-template <typename Fn>
-auto runOnWorker(QObject* context, Fn fn) {
+template <typename Fn> auto runOnWorker(QObject* context, Fn fn) {
     using Result = std::invoke_result_t<Fn>;
     static_assert(!std::is_void_v<Result>, "a worker call hands back a result");
     struct Awaiter {

@@ -2,6 +2,8 @@
 
 namespace zor {
 
-QString zorBuildNumber() { return QStringLiteral(ZOR_BUILD_NUMBER); }
+QString zorBuildNumber() {
+    return QStringLiteral(ZOR_BUILD_NUMBER);
+}
 
 } // namespace zor

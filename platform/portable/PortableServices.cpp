@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QMetaObject>
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -56,17 +55,29 @@ void PortableFilterManager::setProviderConfiguration(const FilterProviderConfigu
     configuration = value;
 }
 
-QString PortableFilterManager::localizedDescription() const { return description; }
+QString PortableFilterManager::localizedDescription() const {
+    return description;
+}
 
-void PortableFilterManager::setLocalizedDescription(const QString& value) { description = value; }
+void PortableFilterManager::setLocalizedDescription(const QString& value) {
+    description = value;
+}
 
-bool PortableFilterManager::isEnabled() const { return enabled; }
+bool PortableFilterManager::isEnabled() const {
+    return enabled;
+}
 
-void PortableFilterManager::setEnabled(bool value) { enabled = value; }
+void PortableFilterManager::setEnabled(bool value) {
+    enabled = value;
+}
 
-std::optional<DaemonStatusRecord> UnreachableDaemonConnection::getStatus() { return std::nullopt; }
+std::optional<DaemonStatusRecord> UnreachableDaemonConnection::getStatus() {
+    return std::nullopt;
+}
 
-bool UnreachableDaemonConnection::pingNetworkExtension(std::optional<double>) { return false; }
+bool UnreachableDaemonConnection::pingNetworkExtension(std::optional<double>) {
+    return false;
+}
 
 std::optional<QString> UnreachableDaemonConnection::getNetworkExtensionBuildNumber() {
     return std::nullopt;
@@ -76,7 +87,9 @@ ScriptRunResult PortableAdministratorScriptRunner::run(const QString&) {
     return ScriptRunResult{true, true, notSupportedError().localizedDescription};
 }
 
-bool DesktopWorkspace::openUrl(const QUrl& url) { return QDesktopServices::openUrl(url); }
+bool DesktopWorkspace::openUrl(const QUrl& url) {
+    return QDesktopServices::openUrl(url);
+}
 
 void StandardConsole::printLine(const QString& line) {
     std::fputs(line.toUtf8().append('\n').constData(), stdout);

@@ -2,12 +2,13 @@
 
 #include <QCoreApplication>
 #include <QSemaphore>
-
 #include <algorithm>
 
 namespace zor::testing {
 
-Millis VirtualClock::now() const { return Millis(currentMs.load()); }
+Millis VirtualClock::now() const {
+    return Millis(currentMs.load());
+}
 
 Clock::TimerId VirtualClock::schedule(Millis delay, QObject* context, std::function<void()> fn) {
     const TimerId id = ++lastId;
@@ -73,13 +74,15 @@ bool VirtualClock::advanceToNextTimer() {
     return true;
 }
 
-int VirtualClock::pendingTimerCount() const { return int(timers.size()); }
+int VirtualClock::pendingTimerCount() const {
+    return int(timers.size());
+}
 
 std::optional<Millis> VirtualClock::nextTimerIn() const {
     if (timers.isEmpty())
         return std::nullopt;
-    const auto next = std::min_element(timers.begin(), timers.end(),
-                                       [](const Timer& a, const Timer& b) { return a.due < b.due; });
+    const auto next = std::min_element(
+        timers.begin(), timers.end(), [](const Timer& a, const Timer& b) { return a.due < b.due; });
     return std::max(Millis(0), next->due - now());
 }
 

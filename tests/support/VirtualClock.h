@@ -5,7 +5,6 @@
 #include <QList>
 #include <QMutex>
 #include <QPointer>
-
 #include <atomic>
 
 namespace zor::testing {

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "setup/ServiceStatus.h"
+
+#include <optional>
+
+namespace zor {
+
+inline constexpr char kLoginItemsSettingsLink[] =
+    "x-apple.systempreferences:com.apple.LoginItems-Settings.extension";
+inline constexpr char kFullDiskAccessSettingsLink[] =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles";
+
+// What a step's button offers: a call to action, a disabled notice, nothing
+// (healthy), or progress.
+class ButtonState {
+    Q_GADGET
+    Q_PROPERTY(zor::SetupStatus::ButtonKind kind MEMBER kind CONSTANT)
+    Q_PROPERTY(QString label MEMBER label CONSTANT)
+
+public:
+    static ButtonState cta(const QString& label) { return {ButtonKind::cta, label}; }
+    static ButtonState notice(const QString& label) { return {ButtonKind::notice, label}; }
+    static ButtonState ok() { return {ButtonKind::ok, {}}; }
+    static ButtonState inProgress() { return {ButtonKind::inProgress, {}}; }
+
+    bool operator==(const ButtonState&) const = default;
+
+    ButtonKind kind = ButtonKind::ok;
+    QString label;
+};
+
+// How one status is shown: label, colour, instruction and button.
+class StepDisplay {
+    Q_GADGET
+    Q_PROPERTY(QString label MEMBER label CONSTANT)
+    Q_PROPERTY(zor::SetupStatus::StatusColor color MEMBER color CONSTANT)
+    Q_PROPERTY(bool isOK MEMBER isOK CONSTANT)
+    Q_PROPERTY(bool isChecking MEMBER isChecking CONSTANT)
+    Q_PROPERTY(bool hasInstruction READ hasInstruction CONSTANT)
+    Q_PROPERTY(QString instructionText READ instructionText CONSTANT)
+    Q_PROPERTY(bool isInstructionMarkdown READ isInstructionMarkdown CONSTANT)
+    Q_PROPERTY(zor::ButtonState button MEMBER button CONSTANT)
+
+public:
+    bool operator==(const StepDisplay&) const = default;
+
+    bool hasInstruction() const { return instruction.has_value(); }
+    QString instructionText() const { return instruction.value_or(QString()); }
+    // Whether the instruction parses as inline Markdown; if not, it is shown as plain text.
+    bool isInstructionMarkdown() const;
+
+    QString label;
+    StatusColor color = StatusColor::gray;
+    bool isOK = false;
+    bool isChecking = false;
+    std::optional<QString> instruction; // may hold one Markdown link
+    ButtonState button;
+};
+
+StepDisplay display(DaemonStatus status);
+StepDisplay display(AgentStatus status);
+StepDisplay display(NEStatus status);
+StepDisplay display(CLISymlinkStatus status);
+
+bool isAllHealthy(DaemonStatus daemon, AgentStatus agent, NEStatus ne, CLISymlinkStatus cli);
+bool isAnyOutdated(DaemonStatus daemon, AgentStatus agent, NEStatus ne);
+
+} // namespace zor
