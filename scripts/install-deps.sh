@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs the build and test dependencies on Debian or Ubuntu; on other systems
+# it only checks that the tools are there.
+set -euo pipefail
+
+packages=(
+    build-essential cmake ninja-build clang-format
+    qt6-base-dev qt6-declarative-dev qcoro-qt6-dev libgl-dev
+    qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtquick
+    qml6-module-qtquick-controls qml6-module-qtquick-layouts
+    qml6-module-qtquick-templates qml6-module-qtquick-window
+    fonts-dejavu-core
+)
+
+if ! command -v apt-get >/dev/null 2>&1; then
+    command -v cmake >/dev/null || { echo "cmake is required" >&2; exit 1; }
+    exit 0
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+echo "Installing: ${missing[*]}"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
