@@ -1,0 +1,211 @@
+#include "app/HeadlessRegistration.h"
+
+#include "platform/Clock.h"
+#include "platform/Console.h"
+#include "platform/Log.h"
+#include "platform/NetworkFilter.h"
+#include "platform/ServiceManagement.h"
+#include "shared/Identifiers.h"
+
+#include <QFile>
+#include <filesystem>
+
+namespace zor {
+namespace {
+
+using namespace std::chrono_literals;
+using Result = HeadlessExtensionDelegate::Result;
+
+constexpr Millis kPauseAfterUnregistering = 500ms;
+constexpr Millis kPauseBeforeAgentRetry = 1000ms;
+
+const Logger& appLog() {
+    return logger(LogCategory::app);
+}
+
+std::filesystem::path filesystemPath(const QString& path) {
+    return std::filesystem::path(QFile::encodeName(path).toStdString());
+}
+
+PlatformError errorFrom(const std::error_code& code) {
+    return PlatformError{QString::fromLocal8Bit(code.message()), code.value()};
+}
+
+// Plain file operations with the caller's own rights. The existence tests
+// follow links, so a dangling link at the link path is left in place and the
+// link creation then fails on it.
+std::optional<PlatformError> linkCommandLineTool(const CliLinkPaths& paths) {
+    namespace fs = std::filesystem;
+    const fs::path link = filesystemPath(paths.linkPath);
+    const fs::path directory = filesystemPath(paths.linkDirectory);
+    // A path that cannot be examined counts as absent.
+    std::error_code unexamined;
+    std::error_code error;
+    if (fs::exists(link, unexamined)) {
+        fs::remove_all(link, error);
+        if (error)
+            return errorFrom(error);
+    }
+    if (!fs::exists(directory, unexamined)) {
+        fs::create_directories(directory, error);
+        if (error)
+            return errorFrom(error);
+    }
+    fs::create_symlink(filesystemPath(paths.target), link, error);
+    if (error)
+        return errorFrom(error);
+    return std::nullopt;
+}
+
+} // namespace
+
+CliLinkPaths CliLinkPaths::installed() {
+    return CliLinkPaths{QString::fromUtf8(kCliLinkPath), QString::fromUtf8(kCliLinkDirectory),
+                        QString::fromUtf8(kCliLinkTarget)};
+}
+
+HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths)
+    : services(services)
+    , linkPaths(std::move(linkPaths)) {}
+
+void HeadlessRegistration::start() {
+    bool overallSuccess = registerDaemon();
+    if (!registerAgent())
+        overallSuccess = false;
+    // A missing link does not fail the run.
+    createCliLink();
+    requestExtensionActivation(overallSuccess);
+}
+
+QString HeadlessRegistration::resultLine(const Result& result) {
+    switch (result.kind) {
+    case Result::Kind::failure:
+        return QStringLiteral("Network Extension: failed - ") +
+               result.error.value_or(PlatformError{}).localizedDescription;
+    case Result::Kind::success:
+        return QStringLiteral("Network Extension: activated/updated");
+    case Result::Kind::needsReboot:
+        return QStringLiteral(
+            "Network Extension: replaced \u2014 reboot required to complete the update");
+    case Result::Kind::requiresApproval:
+        return QStringLiteral("Network Extension: requires approval in System Settings");
+    }
+    return {};
+}
+
+void HeadlessRegistration::unregisterIfRegistered(AppService& service) {
+    if (service.status() == ServiceStatus::notRegistered)
+        return;
+    // Only a clean registration matters; a failed unregistration shows up there.
+    service.unregisterService();
+    services.clock.sleep(kPauseAfterUnregistering);
+}
+
+bool HeadlessRegistration::registerDaemon() {
+    const auto daemon =
+        services.serviceManagement.daemonService(QString::fromUtf8(kDaemonPlistName));
+    unregisterIfRegistered(*daemon);
+    if (const auto error = daemon->registerService()) {
+        appLog().error("Failed to register daemon: %{public}s", {error->localizedDescription});
+        services.console.printLine(QStringLiteral("Daemon: failed - ") +
+                                   error->localizedDescription);
+        return false;
+    }
+    appLog().info("Daemon registered successfully");
+    services.console.printLine(QStringLiteral("Daemon: registered"));
+    return true;
+}
+
+bool HeadlessRegistration::registerAgent() {
+    const auto agent = services.serviceManagement.agentService(QString::fromUtf8(kAgentPlistName));
+    unregisterIfRegistered(*agent);
+    auto error = agent->registerService();
+    if (error) {
+        appLog().error("Initial agent registration failed, retrying: %{public}s",
+                       {error->localizedDescription});
+        services.console.printLine(QStringLiteral("ZorAgent: retrying registration..."));
+        agent->unregisterService();
+        services.clock.sleep(kPauseBeforeAgentRetry);
+        error = agent->registerService();
+    }
+    if (error) {
+        appLog().error("Failed to register ZorAgent: %{public}s", {error->localizedDescription});
+        services.console.printLine(QStringLiteral("ZorAgent: failed - ") +
+                                   error->localizedDescription);
+        return false;
+    }
+    appLog().info("ZorAgent registered successfully");
+    services.console.printLine(QStringLiteral("ZorAgent: registered"));
+    return true;
+}
+
+void HeadlessRegistration::createCliLink() {
+    if (const auto error = linkCommandLineTool(linkPaths)) {
+        appLog().error("Failed to create CLI symlink: %s", {error->localizedDescription});
+        services.console.printLine(QStringLiteral("CLI symlink: failed - ") +
+                                   error->localizedDescription +
+                                   QStringLiteral(" (may need sudo)"));
+        return;
+    }
+    appLog().info("CLI symlink created at %s", {linkPaths.linkPath});
+    services.console.printLine(QStringLiteral("CLI symlink: created"));
+}
+
+void HeadlessRegistration::requestExtensionActivation(bool overallSuccess) {
+    services.console.printLine(QStringLiteral("Network Extension: requesting activation..."));
+    extensionDelegate = std::make_shared<HeadlessExtensionDelegate>(
+        services.console,
+        [this](const Result& result, bool flag) { handleExtensionResult(result, flag); },
+        overallSuccess);
+    services.extensionManager.submitActivationRequest(QString::fromUtf8(kNetworkExtensionBundleId),
+                                                      extensionDelegate);
+}
+
+void HeadlessRegistration::handleExtensionResult(const Result& result, bool overallSuccess) {
+    services.console.printLine(resultLine(result));
+    // Only an active extension goes on to the filter; every other outcome ends
+    // the run here and leaves the request with the system.
+    if (result.kind == Result::Kind::success)
+        enableFilter(overallSuccess);
+    else
+        exitWith(overallSuccess);
+}
+
+void HeadlessRegistration::enableFilter(bool overallSuccess) {
+    FilterManager& filter = services.filterManager;
+    filter.loadFromPreferences([this, &filter, overallSuccess](std::optional<PlatformError> error) {
+        if (error) {
+            appLog().error("Failed to load filter preferences: %s", {error->localizedDescription});
+            reportFilter(false, overallSuccess);
+            return;
+        }
+        // A configuration that exists was set up by someone on purpose: keep it.
+        if (!filter.providerConfiguration()) {
+            filter.setProviderConfiguration(
+                FilterProviderConfiguration{.filterSockets = true, .filterPackets = false});
+            filter.setLocalizedDescription(QString::fromUtf8(kFilterDescription));
+        }
+        filter.setEnabled(true);
+        filter.saveToPreferences([this, overallSuccess](std::optional<PlatformError> saveError) {
+            if (saveError) {
+                appLog().error("Failed to enable filter: %s", {saveError->localizedDescription});
+                reportFilter(false, overallSuccess);
+                return;
+            }
+            appLog().info("Network filter enabled successfully");
+            reportFilter(true, overallSuccess);
+        });
+    });
+}
+
+void HeadlessRegistration::reportFilter(bool isEnabled, bool overallSuccess) {
+    services.console.printLine(isEnabled ? QStringLiteral("Network Filter: enabled")
+                                         : QStringLiteral("Network Filter: failed to enable"));
+    exitWith(overallSuccess);
+}
+
+void HeadlessRegistration::exitWith(bool overallSuccess) {
+    services.console.exit(overallSuccess ? 0 : 1);
+}
+
+} // namespace zor

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "app/HeadlessExtensionDelegate.h"
+
+#include <QString>
+#include <memory>
+
+namespace zor {
+
+class AppService;
+class Clock;
+class Console;
+class FilterManager;
+class ServiceManagement;
+class SystemExtensionManager;
+
+// Where the command-line link goes and what it points to.
+struct CliLinkPaths {
+    QString linkPath;
+    QString linkDirectory;
+    QString target;
+
+    static CliLinkPaths installed();
+};
+
+// Installs the background services without a window: registers the daemon and
+// the agent, links the command-line tool, activates the network extension and
+// enables the content filter, printing one line per outcome. The process ends
+// from the extension's or the filter's callback through Console::exit, with 0
+// when both the daemon and the agent ended registered, else 1.
+class HeadlessRegistration {
+public:
+    struct Services {
+        ServiceManagement& serviceManagement;
+        SystemExtensionManager& extensionManager;
+        FilterManager& filterManager;
+        Console& console;
+        Clock& clock;
+    };
+
+    explicit HeadlessRegistration(Services services,
+                                  CliLinkPaths linkPaths = CliLinkPaths::installed());
+
+    // Runs the steps up to the extension request, blocking the calling thread
+    // for the service calls and pauses. The callbacks that follow need this
+    // object alive: it keeps the request's delegate.
+    void start();
+
+    // The printed line for each outcome of the activation request.
+    static QString resultLine(const HeadlessExtensionDelegate::Result& result);
+
+private:
+    void unregisterIfRegistered(AppService& service);
+    bool registerDaemon();
+    bool registerAgent();
+    void createCliLink();
+    void requestExtensionActivation(bool overallSuccess);
+    void handleExtensionResult(const HeadlessExtensionDelegate::Result& result,
+                               bool overallSuccess);
+    void enableFilter(bool overallSuccess);
+    void reportFilter(bool isEnabled, bool overallSuccess);
+    void exitWith(bool overallSuccess);
+
+    Services services;
+    CliLinkPaths linkPaths;
+    std::shared_ptr<HeadlessExtensionDelegate> extensionDelegate;
+};
+
+} // namespace zor
