@@ -7,12 +7,29 @@
 // it in setup/SetupModel.cpp; the QML reads only these properties and calls
 // only these invokables.
 
+#include "platform/Clock.h"
+#include "setup/CliLinkProbe.h"
 #include "setup/StepDisplay.h"
+#include "setup/SystemExtensionDelegate.h"
 
+#include <QCoroTask>
 #include <QObject>
 #include <functional>
+#include <memory>
+#include <optional>
 
 namespace zor {
+
+class AdministratorScriptRunner;
+class AppService;
+class DaemonClient;
+class FilterManager;
+class ServiceManagement;
+class SystemExtensionManager;
+class Workspace;
+
+// Asks the notification agent for its build number; blocks, so it runs on a worker.
+using BuildNumberQuery = std::function<std::optional<QString>()>;
 
 class SetupModel : public QObject {
     Q_OBJECT
@@ -33,7 +50,13 @@ class SetupModel : public QObject {
     Q_PROPERTY(bool isPollPending READ isPollPending NOTIFY pollChanged)
 
 public:
-    // see setup/SetupModel.cpp for the constructor's dependencies
+    // Everything the screen acts on is injected; the model lives on the main thread.
+    SetupModel(Clock& clock, ServiceManagement& services, SystemExtensionManager& extensions,
+               FilterManager& filter, DaemonClient& daemon, AdministratorScriptRunner& scripts,
+               Workspace& workspace, BuildNumberQuery agentBuildNumber, CliLinkPaths linkPaths = {},
+               QObject* parent = nullptr);
+    ~SetupModel() override;
+
     DaemonStatus daemonStatus() const;
     AgentStatus agentStatus() const;
     NEStatus neStatus() const;
@@ -72,6 +95,61 @@ signals:
     void restartChanged();
     void stopChanged();
     void pollChanged();
+
+private:
+    void setDaemonStatus(DaemonStatus status);
+    void setAgentStatus(AgentStatus status);
+    void setNEStatus(NEStatus status);
+    void setCliStatus(CLISymlinkStatus status);
+    void reportStatus();
+
+    QCoro::Task<> runFullCheck();
+    QCoro::Task<> runPollPass();
+    void updatePolling();
+    void cancelPoll();
+
+    QCoro::Task<DaemonStatus> probeDaemon();
+    QCoro::Task<AgentStatus> probeAgent();
+    QCoro::Task<NEStatus> probeNetworkExtension();
+
+    QCoro::Task<> registerDaemon();
+    QCoro::Task<> registerAgent();
+    QCoro::Task<std::optional<PlatformError>> unregister(AppService& service);
+    void activateNetworkExtension();
+    std::shared_ptr<SystemExtensionDelegate>
+    submitExtensionRequest(SystemExtensionDelegate::Completion completion);
+    void handleActivationResult(const SystemExtensionDelegate::Result& result);
+    QCoro::Task<> finishActivation();
+
+    QCoro::Task<> runRestart();
+    QCoro::Task<> runStop();
+    QCoro::Task<std::optional<PlatformError>> replaceNetworkExtension();
+    void setRestarting(bool running, const QString& error);
+    void setStopping(bool running, const QString& error);
+
+    Clock& clock;
+    ServiceManagement& services;
+    SystemExtensionManager& extensions;
+    FilterManager& filter;
+    DaemonClient& daemon;
+    AdministratorScriptRunner& scripts;
+    Workspace& workspace;
+    BuildNumberQuery agentBuildNumber;
+    CliLinkPaths linkPaths;
+    std::function<void(bool)> onStatusChange;
+
+    DaemonStatus daemonState = DaemonStatus::checking;
+    AgentStatus agentState = AgentStatus::checking;
+    NEStatus neState = NEStatus::checking;
+    CLISymlinkStatus cliState = CLISymlinkStatus::checking;
+    std::optional<Clock::TimerId> pollTimer;
+    bool isShown = false;
+    int runningRestarts = 0;
+    QString lastRestartError;
+    int runningStops = 0;
+    QString lastStopError;
+    // The delegate of the latest extension request: the system holds it weakly.
+    std::shared_ptr<SystemExtensionDelegate> extensionDelegate;
 };
 
 } // namespace zor
