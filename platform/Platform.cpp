@@ -1,5 +1,6 @@
 #include "platform/Platform.h"
 
+#include "platform/local/LocalAgentConnector.h"
 #include "platform/portable/PortableServices.h"
 
 // The macOS implementations replace these portable ones once they exist; this
@@ -39,6 +40,11 @@ Workspace& platformWorkspace() {
 
 Console& platformConsole() {
     static StandardConsole instance;
+    return instance;
+}
+
+AgentConnector& platformAgentConnector() {
+    static LocalAgentConnector instance;
     return instance;
 }
 

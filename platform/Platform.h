@@ -3,6 +3,7 @@
 namespace zor {
 
 class AdministratorScriptRunner;
+class AgentConnector;
 class Console;
 class DaemonConnection;
 class FilterManager;
@@ -20,6 +21,8 @@ DaemonConnection& platformDaemonConnection();
 AdministratorScriptRunner& platformAdministratorScriptRunner();
 Workspace& platformWorkspace();
 Console& platformConsole();
+// Connections to the notification agent's service.
+AgentConnector& platformAgentConnector();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
 

@@ -1,0 +1,14 @@
+#include "platform/local/LocalAgentConnector.h"
+
+#include "platform/local/LocalAgentConnection.h"
+#include "platform/local/LocalAgentMessages.h"
+
+namespace zor {
+
+std::shared_ptr<AgentConnection>
+LocalAgentConnector::connectToService(const QString& serviceName,
+                                      ZorAppCallbackProtocol& exportedObject) {
+    return LocalAgentConnection::create(local::agentSocketName(serviceName), exportedObject);
+}
+
+} // namespace zor
