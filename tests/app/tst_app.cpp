@@ -1,0 +1,496 @@
+#include "FakePlatform.h"
+#include "LogCapture.h"
+#include "VirtualClock.h"
+#include "app/HeadlessRegistration.h"
+#include "app/LaunchMode.h"
+#include "shared/Identifiers.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+#include <unistd.h>
+
+#ifdef Q_OS_LINUX
+#include <sys/fsuid.h>
+#endif
+
+using namespace zor;
+using namespace zor::testing;
+using namespace std::chrono_literals;
+
+using Errors = std::deque<std::optional<PlatformError>>;
+
+Q_DECLARE_METATYPE(Errors)
+Q_DECLARE_METATYPE(ServiceStatus)
+Q_DECLARE_METATYPE(LaunchMode)
+Q_DECLARE_METATYPE(std::optional<PlatformError>)
+
+namespace {
+
+PlatformError failure(const char* text) {
+    return PlatformError{QString::fromUtf8(text), 1};
+}
+
+const QStringList kAllRegistered = {"Daemon: registered", "ZorAgent: registered",
+                                    "CLI symlink: created",
+                                    "Network Extension: requesting activation..."};
+
+// One headless run against fakes, with the link placed in a temporary directory.
+struct Run {
+    VirtualClock clock;
+    FakeServiceManagement services{&clock};
+    FakeSystemExtensionManager extensions;
+    FakeFilterManager filter;
+    FakeConsole console;
+    QTemporaryDir root;
+    CliLinkPaths paths{root.filePath("bin/zor"), root.filePath("bin"), root.filePath("zor-cli")};
+    std::unique_ptr<HeadlessRegistration> registration;
+
+    void start() {
+        registration = std::make_unique<HeadlessRegistration>(
+            HeadlessRegistration::Services{services, extensions, filter, console, clock}, paths);
+        registration->start();
+    }
+
+    // Plays the system's part: the request that start() submitted.
+    SystemExtensionRequestDelegate& request() {
+        const auto delegate = extensions.lastDelegate();
+        if (!delegate)
+            qFatal("no activation request is alive");
+        return *delegate;
+    }
+
+    // Each call with the virtual time it came at: "agent.register@1000".
+    QStringList timedOperations() const {
+        QStringList out;
+        for (const auto& call : services.calls())
+            out.append(
+                QStringLiteral("%1.%2@%3").arg(call.service, call.operation).arg(call.at.count()));
+        return out;
+    }
+
+    bool linkPointsAtTarget() const {
+        const QFileInfo link(paths.linkPath);
+        return link.isSymLink() && link.symLinkTarget() == paths.target;
+    }
+};
+
+// "level: message" for each line of the app category, as a reader without
+// private access sees it.
+QStringList redactedAppLog(const LogCapture& capture) {
+    QStringList out;
+    for (const LogRecord& record : capture.records())
+        if (record.category == LogCategory::app)
+            out.append(levelName(record.level) + QStringLiteral(": ") + record.redactedMessage());
+    return out;
+}
+
+// The filter's settings in one line: configuration, description, enabled flag,
+// and the flag at each save.
+QString describe(const FakeFilterManager& filter) {
+    const auto onOff = [](bool isOn) {
+        return isOn ? QStringLiteral("on") : QStringLiteral("off");
+    };
+    const QString configuration = filter.configuration
+                                      ? QStringLiteral("sockets %1, packets %2")
+                                            .arg(onOff(filter.configuration->filterSockets),
+                                                 onOff(filter.configuration->filterPackets))
+                                      : QStringLiteral("no configuration");
+    QStringList saves;
+    for (const bool isEnabled : filter.savedEnabledStates)
+        saves.append(onOff(isEnabled));
+    return QStringLiteral("%1, \"%2\", %3, saves: [%4]")
+        .arg(configuration, filter.description,
+             filter.enabled ? QStringLiteral("enabled") : QStringLiteral("disabled"),
+             saves.join(u' '));
+}
+
+bool writeFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write("old") == 3;
+}
+
+} // namespace
+
+class AppTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void launchModeNeedsTheWholeSwitch_data() {
+        QTest::addColumn<QByteArrayList>("arguments");
+        QTest::addColumn<LaunchMode>("mode");
+
+        const auto headless = LaunchMode::headless;
+        const auto windowed = LaunchMode::windowed;
+        QTest::newRow("no arguments") << QByteArrayList{"zor"} << windowed;
+        QTest::newRow("empty vector") << QByteArrayList{} << windowed;
+        QTest::newRow("alone") << QByteArrayList{"zor", "--register-services"} << headless;
+        QTest::newRow("after others")
+            << QByteArrayList{"zor", "-v", "--register-services"} << headless;
+        QTest::newRow("before others")
+            << QByteArrayList{"zor", "--register-services", "--x=1"} << headless;
+        QTest::newRow("as the program path") << QByteArrayList{"--register-services"} << headless;
+        QTest::newRow("with a value") << QByteArrayList{"zor", "--register-services=1"} << windowed;
+        QTest::newRow("other case") << QByteArrayList{"zor", "--Register-Services"} << windowed;
+        QTest::newRow("prefix") << QByteArrayList{"zor", "--register-service"} << windowed;
+        QTest::newRow("inside") << QByteArrayList{"zor", "x--register-services"} << windowed;
+        QTest::newRow("trailing space")
+            << QByteArrayList{"zor", "--register-services "} << windowed;
+    }
+
+    void launchModeNeedsTheWholeSwitch() {
+        QFETCH(QByteArrayList, arguments);
+        QFETCH(LaunchMode, mode);
+        std::vector<const char*> argv;
+        for (const QByteArray& argument : arguments)
+            argv.push_back(argument.constData());
+        argv.push_back(nullptr);
+        QCOMPARE(chooseLaunchMode(int(arguments.size()), argv.data()), mode);
+    }
+
+    void everythingSucceeds() {
+        LogCapture capture;
+        Run run;
+        run.start();
+        QCOMPARE(run.extensions.bundleIdentifiers, QStringList{kNetworkExtensionBundleId});
+        run.request().requestDidFinish(RequestResult::completed);
+
+        QCOMPARE(run.console.lines,
+                 (kAllRegistered +
+                  QStringList{"Network Extension: activated/updated", "Network Filter: enabled"}));
+        QCOMPARE(run.console.exitStatuses, QList<int>{0});
+        QVERIFY(run.linkPointsAtTarget());
+        QVERIFY(run.clock.sleeps().isEmpty());
+        for (const auto& call : run.services.calls())
+            QCOMPARE(call.plistName, call.service == "daemon" ? kDaemonPlistName : kAgentPlistName);
+        QCOMPARE(redactedAppLog(capture),
+                 (QStringList{"info: Daemon registered successfully",
+                              "info: ZorAgent registered successfully",
+                              "info: CLI symlink created at <private>",
+                              "info: Network filter enabled successfully"}));
+        QVERIFY(capture.contains("CLI symlink created at " + run.paths.linkPath));
+    }
+
+    void servicesRegisterWithOneAgentRetry_data() {
+        QTest::addColumn<ServiceStatus>("daemonStatus");
+        QTest::addColumn<ServiceStatus>("agentStatus");
+        QTest::addColumn<Errors>("daemonErrors");
+        QTest::addColumn<Errors>("agentErrors");
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QStringList>("operations");
+        QTest::addColumn<QStringList>("log");
+        QTest::addColumn<int>("exitStatus");
+
+        const auto none = ServiceStatus::notRegistered;
+        const QStringList retried = {"daemon.status@0",    "daemon.register@0",
+                                     "agent.status@0",     "agent.register@0",
+                                     "agent.unregister@0", "agent.register@1000"};
+        QTest::newRow("daemon fails")
+            << none << none << Errors{failure("Operation not permitted")} << Errors{}
+            << QStringList{"Daemon: failed - Operation not permitted", "ZorAgent: registered"}
+            << retried.mid(0, 4)
+            << QStringList{"error: Failed to register daemon: Operation not permitted",
+                           "info: ZorAgent registered successfully"}
+            << 1;
+        QTest::newRow("agent fails once")
+            << none << none << Errors{} << Errors{failure("first")}
+            << QStringList{"Daemon: registered", "ZorAgent: retrying registration...",
+                           "ZorAgent: registered"}
+            << retried
+            << QStringList{"info: Daemon registered successfully",
+                           "error: Initial agent registration failed, retrying: first",
+                           "info: ZorAgent registered successfully"}
+            << 0;
+        QTest::newRow("agent fails twice")
+            << none << none << Errors{} << Errors{failure("first"), failure("second")}
+            << QStringList{"Daemon: registered", "ZorAgent: retrying registration...",
+                           "ZorAgent: failed - second"}
+            << retried
+            << QStringList{"info: Daemon registered successfully",
+                           "error: Initial agent registration failed, retrying: first",
+                           "error: Failed to register ZorAgent: second"}
+            << 1;
+        QTest::newRow("both already registered")
+            << ServiceStatus::enabled << ServiceStatus::enabled << Errors{} << Errors{}
+            << QStringList{"Daemon: registered", "ZorAgent: registered"}
+            << QStringList{"daemon.status@0",  "daemon.unregister@0",  "daemon.register@500",
+                           "agent.status@500", "agent.unregister@500", "agent.register@1000"}
+            << QStringList{"info: Daemon registered successfully",
+                           "info: ZorAgent registered successfully"}
+            << 0;
+        QTest::newRow("awaiting approval or not found, then a retry")
+            << ServiceStatus::requiresApproval << ServiceStatus::notFound << Errors{failure("d")}
+            << Errors{failure("a1")}
+            << QStringList{"Daemon: failed - d", "ZorAgent: retrying registration...",
+                           "ZorAgent: registered"}
+            << QStringList{"daemon.status@0",       "daemon.unregister@0",  "daemon.register@500",
+                           "agent.status@500",      "agent.unregister@500", "agent.register@1000",
+                           "agent.unregister@1000", "agent.register@2000"}
+            << QStringList{"error: Failed to register daemon: d",
+                           "error: Initial agent registration failed, retrying: a1",
+                           "info: ZorAgent registered successfully"}
+            << 1;
+    }
+
+    void servicesRegisterWithOneAgentRetry() {
+        QFETCH(ServiceStatus, daemonStatus);
+        QFETCH(ServiceStatus, agentStatus);
+        QFETCH(Errors, daemonErrors);
+        QFETCH(Errors, agentErrors);
+        QFETCH(QStringList, lines);
+        QFETCH(QStringList, operations);
+        QFETCH(QStringList, log);
+        QFETCH(int, exitStatus);
+
+        LogCapture capture;
+        Run run;
+        run.services.daemonStatus = daemonStatus;
+        run.services.agentStatus = agentStatus;
+        run.services.daemonRegisterResults = daemonErrors;
+        run.services.agentRegisterResults = agentErrors;
+        // A failed preparatory unregistration changes nothing.
+        run.services.daemonUnregisterResult = failure("not loaded");
+        run.services.agentUnregisterResult = failure("not loaded");
+        run.start();
+        run.request().requestDidFinish(RequestResult::completed);
+
+        // The later steps run whatever happened to the services.
+        QCOMPARE(run.console.lines,
+                 (lines +
+                  QStringList{"CLI symlink: created", "Network Extension: requesting activation...",
+                              "Network Extension: activated/updated", "Network Filter: enabled"}));
+        QCOMPARE(run.timedOperations(), operations);
+        QCOMPARE(run.console.exitStatuses, QList<int>{exitStatus});
+        // Registration errors are public; the link path is not.
+        QCOMPARE(redactedAppLog(capture),
+                 (log + QStringList{"info: CLI symlink created at <private>",
+                                    "info: Network filter enabled successfully"}));
+    }
+
+    void linkStep_data() {
+        QTest::addColumn<QString>("existing"); // what is in the way beforehand
+        QTest::addColumn<QString>("error");    // empty when the link gets created
+
+        const QString none;
+        QTest::newRow("nothing, no directory") << none << none;
+        QTest::newRow("a regular file") << QString("file") << none;
+        QTest::newRow("a link to a directory") << QString("link") << none;
+        QTest::newRow("a directory") << QString("directory") << none;
+        // The existence test follows links: a dangling one stays and blocks the new link.
+        QTest::newRow("a dangling link") << QString("dangling") << QString("File exists");
+        QTest::newRow("a file instead of the directory")
+            << QString("blocked") << QString("Not a directory");
+    }
+
+    void linkStep() {
+        QFETCH(QString, existing);
+        QFETCH(QString, error);
+
+        LogCapture capture;
+        Run run;
+        // The directory is created, with its parents, only when missing.
+        run.paths.linkDirectory = run.root.filePath("usr/local/bin");
+        run.paths.linkPath = run.paths.linkDirectory + "/zor";
+        // Removing a link must leave what it points to alone.
+        const QString elsewhere = run.root.filePath("elsewhere");
+        QVERIFY(QDir().mkpath(elsewhere));
+        QVERIFY(writeFile(elsewhere + "/keep"));
+        if (existing == "blocked") {
+            QVERIFY(QDir().mkpath(run.root.filePath("usr/local")));
+            QVERIFY(writeFile(run.paths.linkDirectory));
+        } else if (!existing.isEmpty()) {
+            QVERIFY(QDir().mkpath(run.paths.linkDirectory));
+            if (existing == "file")
+                QVERIFY(writeFile(run.paths.linkPath));
+            else if (existing == "link")
+                QVERIFY(QFile::link(elsewhere, run.paths.linkPath));
+            else if (existing == "directory")
+                QVERIFY(QDir().mkpath(run.paths.linkPath + "/inside") &&
+                        writeFile(run.paths.linkPath + "/inside/file"));
+            else
+                QVERIFY(QFile::link(run.root.filePath("gone"), run.paths.linkPath));
+        }
+        run.start();
+        run.request().requestDidFinish(RequestResult::completed);
+
+        QCOMPARE(run.console.lines.value(2),
+                 error.isEmpty() ? QStringLiteral("CLI symlink: created")
+                                 : "CLI symlink: failed - " + error + " (may need sudo)");
+        QCOMPARE(run.linkPointsAtTarget(), error.isEmpty());
+        QVERIFY(QFile::exists(elsewhere + "/keep"));
+        if (!error.isEmpty())
+            QVERIFY(capture.contains("Failed to create CLI symlink: " + error));
+        // A missing link does not fail the run.
+        QCOMPARE(run.console.lines.size(), 6);
+        QCOMPARE(run.console.exitStatuses, QList<int>{0});
+    }
+
+    void linkDeniedDoesNotFailTheRun() {
+        Run run;
+        QVERIFY(QDir(run.root.path()).mkpath("bin"));
+        const auto readOnly =
+            QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
+        QVERIFY(QFile::setPermissions(run.root.path(), readOnly | QFile::WriteOwner));
+        QVERIFY(QFile::setPermissions(run.paths.linkDirectory, readOnly));
+        {
+            // Root ignores permissions; on Linux it can check files as somebody else.
+            const bool isRoot = ::geteuid() == 0;
+#ifdef Q_OS_LINUX
+            const uid_t nobody = 65534;
+            if (isRoot)
+                ::setfsuid(nobody);
+#else
+            if (isRoot)
+                QSKIP("permissions do not bind the superuser");
+#endif
+            run.start();
+#ifdef Q_OS_LINUX
+            if (isRoot)
+                ::setfsuid(0);
+#endif
+        }
+        QVERIFY(QFile::setPermissions(run.paths.linkDirectory, readOnly | QFile::WriteOwner));
+        run.request().requestDidFinish(RequestResult::completed);
+
+        QCOMPARE(run.console.lines,
+                 (QStringList{"Daemon: registered", "ZorAgent: registered",
+                              "CLI symlink: failed - Permission denied (may need sudo)",
+                              "Network Extension: requesting activation...",
+                              "Network Extension: activated/updated", "Network Filter: enabled"}));
+        QCOMPARE(run.console.exitStatuses, QList<int>{0});
+        QVERIFY(!QFileInfo(run.paths.linkPath).isSymLink());
+    }
+
+    void extensionOutcomeEndsTheRun_data() {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("isDaemonFailing");
+        QTest::addColumn<QStringList>("lines");
+
+        const QString approval = "Network Extension: requires approval in System Settings";
+        const QString reboot = QString::fromUtf8(
+            "Network Extension: replaced \u2014 reboot required to complete the update");
+        const QString failed = "Network Extension: failed - Extension not found in App bundle";
+        const QStringList activated = {"Network Extension: activated/updated",
+                                       "Network Filter: enabled"};
+        const QString replacing = "Network Extension: replacing 41 with 42";
+        for (const bool isDaemonFailing : {false, true}) {
+            const char* flag = isDaemonFailing ? "after a failure" : "all registered";
+            QTest::addRow("approval, %s", flag)
+                << "approval" << isDaemonFailing << QStringList{approval};
+            QTest::addRow("reboot, %s", flag) << "reboot" << isDaemonFailing << QStringList{reboot};
+            QTest::addRow("failure, %s", flag)
+                << "failure" << isDaemonFailing << QStringList{failed};
+            QTest::addRow("completed, %s", flag) << "completed" << isDaemonFailing << activated;
+        }
+        QTest::newRow("unknown result") << "unknown" << false << activated;
+        QTest::newRow("replaced") << "replace" << false << QStringList{replacing} + activated;
+        QTest::newRow("replaced, reboot")
+            << "replace, reboot" << false << QStringList{replacing, reboot};
+    }
+
+    void extensionOutcomeEndsTheRun() {
+        QFETCH(QString, answer);
+        QFETCH(bool, isDaemonFailing);
+        QFETCH(QStringList, lines);
+
+        Run run;
+        if (isDaemonFailing)
+            run.services.daemonRegisterResults = {failure("denied")};
+        run.start();
+        QVERIFY(run.console.exitStatuses.isEmpty());
+        const qsizetype before = run.console.lines.size();
+
+        SystemExtensionRequestDelegate& request = run.request();
+        if (answer.startsWith("replace")) {
+            const ExtensionProperties existing{kNetworkExtensionBundleId, "41", "1.0"};
+            const ExtensionProperties replacement{kNetworkExtensionBundleId, "42", "1.1"};
+            QCOMPARE(request.actionForReplacingExtension(existing, replacement),
+                     ReplacementAction::replace);
+        }
+        if (answer == "approval")
+            request.requestNeedsUserApproval();
+        else if (answer.endsWith("reboot"))
+            request.requestDidFinish(RequestResult::willCompleteAfterReboot);
+        else if (answer == "failure")
+            request.requestDidFail(failure("Extension not found in App bundle"));
+        else if (answer == "unknown")
+            request.requestDidFinish(RequestResult(7));
+        else
+            request.requestDidFinish(RequestResult::completed);
+
+        QCOMPARE(run.console.lines.mid(before), lines);
+        // The extension's outcome never changes the exit status.
+        QCOMPARE(run.console.exitStatuses, QList<int>{isDaemonFailing ? 1 : 0});
+        // Only an activated extension goes on to the filter.
+        const bool isFilterTouched = lines.contains("Network Filter: enabled");
+        QCOMPARE(run.filter.loadCount, isFilterTouched ? 1 : 0);
+        QCOMPARE(run.filter.savedEnabledStates.size(), isFilterTouched ? 1 : 0);
+        QCOMPARE(run.filter.enabled, isFilterTouched);
+    }
+
+    void filterIsEnabledKeepingAnExistingConfiguration_data() {
+        QTest::addColumn<bool>("hasConfiguration");
+        QTest::addColumn<bool>("wasEnabled");
+        QTest::addColumn<std::optional<PlatformError>>("loadError");
+        QTest::addColumn<std::optional<PlatformError>>("saveError");
+        QTest::addColumn<QString>("log");
+        QTest::addColumn<QString>("state");
+
+        const std::optional<PlatformError> ok;
+        const QString enabled = "info: Network filter enabled successfully";
+        QTest::newRow("no configuration yet")
+            << false << false << ok << ok << enabled
+            << "sockets on, packets off, \"Zor\", enabled, saves: [on]";
+        QTest::newRow("existing configuration")
+            << true << false << ok << ok << enabled
+            << "sockets off, packets on, \"Mine\", enabled, saves: [on]";
+        QTest::newRow("already enabled")
+            << true << true << ok << ok << enabled
+            << "sockets off, packets on, \"Mine\", enabled, saves: [on]";
+        QTest::newRow("load fails")
+            << false << false << std::optional(failure("no permission")) << ok
+            << "error: Failed to load filter preferences: no permission"
+            << "no configuration, \"\", disabled, saves: []";
+        QTest::newRow("save fails") << false << false << ok << std::optional(failure("IPC failed"))
+                                    << "error: Failed to enable filter: IPC failed"
+                                    << "sockets on, packets off, \"Zor\", enabled, saves: [on]";
+    }
+
+    void filterIsEnabledKeepingAnExistingConfiguration() {
+        QFETCH(bool, hasConfiguration);
+        QFETCH(bool, wasEnabled);
+        QFETCH(std::optional<PlatformError>, loadError);
+        QFETCH(std::optional<PlatformError>, saveError);
+        QFETCH(QString, log);
+        QFETCH(QString, state);
+
+        LogCapture capture;
+        Run run;
+        if (hasConfiguration) {
+            run.filter.configuration = {.filterSockets = false, .filterPackets = true};
+            run.filter.description = "Mine";
+        }
+        run.filter.enabled = wasEnabled;
+        run.filter.loadError = loadError;
+        run.filter.saveErrors = {saveError};
+        run.start();
+        run.request().requestDidFinish(RequestResult::completed);
+
+        QCOMPARE(run.console.lines.mid(4),
+                 (QStringList{"Network Extension: activated/updated",
+                              loadError || saveError ? "Network Filter: failed to enable"
+                                                     : "Network Filter: enabled"}));
+        // The filter's outcome never changes the exit status.
+        QCOMPARE(run.console.exitStatuses, QList<int>{0});
+        QCOMPARE(levelName(capture.records().last().level) + ": " +
+                     capture.records().last().message(),
+                 log);
+        QCOMPARE(run.filter.loadCount, 1);
+        QCOMPARE(describe(run.filter), state);
+    }
+};
+
+QTEST_GUILESS_MAIN(AppTest)
+#include "tst_app.moc"
