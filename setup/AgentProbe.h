@@ -1,0 +1,18 @@
+#pragma once
+
+#include "setup/ServiceStatus.h"
+
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace zor {
+
+// Asks the notification agent for its build number; nothing when it cannot be
+// reached. Blocks for up to its own time-out.
+using BuildNumberQuery = std::function<std::optional<QString>()>;
+
+// Blocks: run it on a worker.
+AgentStatus checkAgent(const BuildNumberQuery& buildNumber);
+
+} // namespace zor

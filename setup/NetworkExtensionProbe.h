@@ -1,0 +1,24 @@
+#pragma once
+
+#include "setup/ServiceStatus.h"
+
+#include <QCoroTask>
+#include <functional>
+
+class QObject;
+
+namespace zor {
+
+class Clock;
+class DaemonConnection;
+class FilterManager;
+
+// Checks the filter configuration, then asks the extension through the daemon.
+// The extension can only be asked while the daemon is reachable, so
+// `daemonStatus` is read once the preferences are loaded. An extension that
+// does not answer gets its filter re-enabled and one more ping 4 s later.
+QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, FilterManager& filter,
+                                            DaemonConnection& connection,
+                                            std::function<DaemonStatus()> daemonStatus);
+
+} // namespace zor
