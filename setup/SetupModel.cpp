@@ -1,10 +1,15 @@
 #include "setup/SetupModel.h"
 
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+#include "platform/Worker.h"
 #include "setup/DaemonClient.h"
-
-#include <QCoroTask>
+#include "setup/DaemonProbe.h"
+#include "setup/NetworkExtensionProbe.h"
 
 namespace zor {
+
+using namespace std::chrono_literals;
 
 SetupModel::SetupModel(Clock& clock, ServiceManagement& services,
                        SystemExtensionManager& extensions, FilterManager& filter,
@@ -20,7 +25,9 @@ SetupModel::SetupModel(Clock& clock, ServiceManagement& services,
     , scripts(scripts)
     , workspace(workspace)
     , agentBuildNumber(std::move(agentBuildNumber))
-    , linkPaths(std::move(linkPaths)) {}
+    , linkPaths(std::move(linkPaths)) {
+    requireMainThread("SetupModel");
+}
 
 SetupModel::~SetupModel() = default;
 
@@ -88,15 +95,128 @@ void SetupModel::setOnStatusChange(std::function<void(bool)> callback) {
     onStatusChange = std::move(callback);
 }
 
-void SetupModel::appear() {}
-void SetupModel::disappear() {}
-void SetupModel::refresh() {}
-void SetupModel::fixCLISymlink() {}
-void SetupModel::fixDaemon() {}
-void SetupModel::fixAgent() {}
-void SetupModel::fixNetworkExtension() {}
-void SetupModel::restartServices() {}
-void SetupModel::stopAllServices() {}
-void SetupModel::openLink(const QUrl&) {}
+void SetupModel::setDaemonStatus(DaemonStatus status) {
+    if (daemonState == status)
+        return;
+    daemonState = status;
+    emit statusChanged();
+}
+
+void SetupModel::setAgentStatus(AgentStatus status) {
+    if (agentState == status)
+        return;
+    agentState = status;
+    emit statusChanged();
+}
+
+void SetupModel::setNEStatus(NEStatus status) {
+    if (neState == status)
+        return;
+    neState = status;
+    emit statusChanged();
+}
+
+void SetupModel::setCliStatus(CLISymlinkStatus status) {
+    if (cliState == status)
+        return;
+    cliState = status;
+    emit statusChanged();
+}
+
+void SetupModel::reportStatus() {
+    if (onStatusChange)
+        onStatusChange(isAllHealthy());
+}
+
+void SetupModel::appear() {
+    isShown = true;
+    startFullCheck();
+}
+
+void SetupModel::disappear() {
+    // A probe under way still finishes and stores its result, but no new pass
+    // is scheduled until the screen is shown again.
+    isShown = false;
+    cancelPoll();
+}
+
+void SetupModel::refresh() {
+    logger(LogCategory::setup).info("User clicked Refresh button");
+    startFullCheck();
+}
+
+void SetupModel::startFullCheck() {
+    cancelPoll();
+    setCliStatus(checkCLISymlink(linkPaths));
+    runFullCheck();
+}
+
+QCoro::Task<> SetupModel::runFullCheck() {
+    setDaemonStatus(DaemonStatus::checking);
+    setAgentStatus(AgentStatus::checking);
+    setNEStatus(NEStatus::checking);
+    // In this order: the extension probe reads the daemon's fresh status.
+    setDaemonStatus(co_await probeDaemon());
+    setAgentStatus(co_await probeAgent());
+    setNEStatus(co_await probeNetworkExtension());
+    reportStatus();
+    updatePolling();
+}
+
+QCoro::Task<> SetupModel::runPollPass() {
+    pollTimer.reset();
+    emit pollChanged();
+    // Only what is unhealthy now, and without going through checking first, so
+    // that the screen does not flicker.
+    const bool isCliDue = cliState != CLISymlinkStatus::ok;
+    const bool isDaemonDue = daemonState != DaemonStatus::ok;
+    const bool isAgentDue = agentState != AgentStatus::ok;
+    const bool isExtensionDue = neState != NEStatus::ok;
+    if (isCliDue)
+        setCliStatus(checkCLISymlink(linkPaths));
+    if (isDaemonDue)
+        setDaemonStatus(co_await probeDaemon());
+    if (isAgentDue)
+        setAgentStatus(co_await probeAgent());
+    if (isExtensionDue)
+        setNEStatus(co_await probeNetworkExtension());
+    reportStatus();
+    updatePolling();
+}
+
+void SetupModel::updatePolling() {
+    if (isAllHealthy()) {
+        cancelPoll();
+        return;
+    }
+    if (pollTimer || !isShown)
+        return;
+    // A chain of one-shot timers: the next pass starts a second after this one ended.
+    pollTimer = clock.schedule(1s, this, [this] { runPollPass(); });
+    emit pollChanged();
+}
+
+void SetupModel::cancelPoll() {
+    if (!pollTimer)
+        return;
+    clock.cancel(*pollTimer);
+    pollTimer.reset();
+    emit pollChanged();
+}
+
+QCoro::Task<DaemonStatus> SetupModel::probeDaemon() {
+    co_return co_await runOnWorker(this, [&connection = daemon.connection, &services = services] {
+        return checkDaemon(connection, services);
+    });
+}
+
+QCoro::Task<AgentStatus> SetupModel::probeAgent() {
+    co_return co_await runOnWorker(this, [query = agentBuildNumber] { return checkAgent(query); });
+}
+
+QCoro::Task<NEStatus> SetupModel::probeNetworkExtension() {
+    co_return co_await checkNetworkExtension(this, clock, filter, daemon.connection,
+                                             [this] { return daemonState; });
+}
 
 } // namespace zor

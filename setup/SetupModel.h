@@ -8,6 +8,7 @@
 // only these invokables.
 
 #include "platform/Clock.h"
+#include "setup/AgentProbe.h"
 #include "setup/CliLinkProbe.h"
 #include "setup/StepDisplay.h"
 #include "setup/SystemExtensionDelegate.h"
@@ -27,9 +28,6 @@ class FilterManager;
 class ServiceManagement;
 class SystemExtensionManager;
 class Workspace;
-
-// Asks the notification agent for its build number; blocks, so it runs on a worker.
-using BuildNumberQuery = std::function<std::optional<QString>()>;
 
 class SetupModel : public QObject {
     Q_OBJECT
@@ -103,15 +101,17 @@ private:
     void setCliStatus(CLISymlinkStatus status);
     void reportStatus();
 
+    // Checks and polling.
+    void startFullCheck();
     QCoro::Task<> runFullCheck();
     QCoro::Task<> runPollPass();
     void updatePolling();
     void cancelPoll();
-
     QCoro::Task<DaemonStatus> probeDaemon();
     QCoro::Task<AgentStatus> probeAgent();
     QCoro::Task<NEStatus> probeNetworkExtension();
 
+    // Repairs.
     QCoro::Task<> registerDaemon();
     QCoro::Task<> registerAgent();
     QCoro::Task<std::optional<PlatformError>> unregister(AppService& service);
@@ -121,11 +121,12 @@ private:
     void handleActivationResult(const SystemExtensionDelegate::Result& result);
     QCoro::Task<> finishActivation();
 
+    // Restart and stop.
     QCoro::Task<> runRestart();
-    QCoro::Task<> runStop();
+    QCoro::Task<std::optional<PlatformError>> restartSteps();
     QCoro::Task<std::optional<PlatformError>> replaceNetworkExtension();
-    void setRestarting(bool running, const QString& error);
-    void setStopping(bool running, const QString& error);
+    QCoro::Task<> runStop();
+    QCoro::Task<std::optional<PlatformError>> stopSteps();
 
     Clock& clock;
     ServiceManagement& services;
