@@ -47,20 +47,18 @@ LocalAgentServer::~LocalAgentServer() {
 }
 
 bool LocalAgentServer::listen(const QString& name) {
+    // Listening replaces whatever socket file is there, so look for a live agent first.
+    QLocalSocket probe;
+    probe.connectToServer(name);
+    const bool isAnswered = probe.waitForConnected(1000);
+    probe.abort();
+    if (isAnswered) {
+        lastError = QStringLiteral("another agent is listening on %1").arg(name);
+        return false;
+    }
+    QLocalServer::removeServer(name);
     if (server.listen(name))
         return true;
-    if (server.serverError() == QAbstractSocket::AddressInUseError) {
-        QLocalSocket probe;
-        probe.connectToServer(name);
-        const bool isAnswered = probe.waitForConnected(1000);
-        probe.abort();
-        if (isAnswered) {
-            lastError = QStringLiteral("another agent is listening on %1").arg(name);
-            return false;
-        }
-        if (QLocalServer::removeServer(name) && server.listen(name))
-            return true;
-    }
     lastError = server.errorString();
     return false;
 }
