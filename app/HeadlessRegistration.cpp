@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/Console.h"
 #include "platform/Log.h"
+#include "platform/MainThread.h"
 #include "platform/NetworkFilter.h"
 #include "platform/ServiceManagement.h"
 #include "shared/Identifiers.h"
@@ -57,27 +58,8 @@ std::optional<PlatformError> linkCommandLineTool(const CliLinkPaths& paths) {
     return std::nullopt;
 }
 
-} // namespace
-
-CliLinkPaths CliLinkPaths::installed() {
-    return CliLinkPaths{QString::fromUtf8(kCliLinkPath), QString::fromUtf8(kCliLinkDirectory),
-                        QString::fromUtf8(kCliLinkTarget)};
-}
-
-HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths)
-    : services(services)
-    , linkPaths(std::move(linkPaths)) {}
-
-void HeadlessRegistration::start() {
-    bool overallSuccess = registerDaemon();
-    if (!registerAgent())
-        overallSuccess = false;
-    // A missing link does not fail the run.
-    createCliLink();
-    requestExtensionActivation(overallSuccess);
-}
-
-QString HeadlessRegistration::resultLine(const Result& result) {
+// The printed line for each outcome of the activation request.
+QString resultLine(const Result& result) {
     switch (result.kind) {
     case Result::Kind::failure:
         return QStringLiteral("Network Extension: failed - ") +
@@ -93,10 +75,31 @@ QString HeadlessRegistration::resultLine(const Result& result) {
     return {};
 }
 
+} // namespace
+
+CliLinkPaths CliLinkPaths::installed() {
+    return CliLinkPaths{QString::fromUtf8(kCliLinkPath), QString::fromUtf8(kCliLinkDirectory),
+                        QString::fromUtf8(kCliLinkTarget)};
+}
+
+HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths)
+    : services(services)
+    , linkPaths(std::move(linkPaths)) {}
+
+void HeadlessRegistration::start() {
+    requireMainThread("HeadlessRegistration::start");
+    bool overallSuccess = registerDaemon();
+    if (!registerAgent())
+        overallSuccess = false;
+    // A missing link does not fail the run.
+    createCliLink();
+    requestExtensionActivation(overallSuccess);
+}
+
 void HeadlessRegistration::unregisterIfRegistered(AppService& service) {
     if (service.status() == ServiceStatus::notRegistered)
         return;
-    // Only a clean registration matters; a failed unregistration shows up there.
+    // An unregistration error is of no consequence: the registration reports what matters.
     service.unregisterService();
     services.clock.sleep(kPauseAfterUnregistering);
 }

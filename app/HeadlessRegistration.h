@@ -46,9 +46,6 @@ public:
     // object alive: it keeps the request's delegate.
     void start();
 
-    // The printed line for each outcome of the activation request.
-    static QString resultLine(const HeadlessExtensionDelegate::Result& result);
-
 private:
     void unregisterIfRegistered(AppService& service);
     bool registerDaemon();
