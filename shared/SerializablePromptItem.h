@@ -1,0 +1,35 @@
+#pragma once
+
+#include "shared/Decoded.h"
+#include "shared/Denial.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <chrono>
+
+namespace zor {
+
+// A pending prompt as the agent sends it; docs/prompt-format.md has the JSON.
+// Decoding is safe on any thread.
+struct SerializablePromptItem {
+    using Time = std::chrono::sys_time<std::chrono::milliseconds>;
+
+    QString id; // the agent's UUID text
+    QString sessionId;
+    QString policyPath;
+    Denial denial;
+    bool isSessionEnded = false;
+    Time createdAt{}; // when the agent created the prompt; the app does not use it
+
+    bool operator==(const SerializablePromptItem&) const = default;
+
+    QByteArray toJson() const;
+    static QByteArray listToJson(const QList<SerializablePromptItem>& items);
+
+    static Decoded<SerializablePromptItem> fromJson(QByteArrayView json);
+    // The whole list, or an error when any record fails.
+    static Decoded<QList<SerializablePromptItem>> listFromJson(QByteArrayView json);
+};
+
+} // namespace zor
