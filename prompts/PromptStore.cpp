@@ -1,0 +1,205 @@
+#include "prompts/PromptStore.h"
+
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+
+namespace zor {
+
+PromptStore::PromptStore(QObject* parent)
+    : QObject(parent) {
+    requireMainThread("PromptStore");
+}
+
+void PromptStore::setHighlightedPromptId(std::optional<QUuid> id) {
+    requireMainThread("PromptStore::setHighlightedPromptId");
+    if (highlighted == id)
+        return;
+    highlighted = id;
+    emit highlightedPromptIdChanged();
+}
+
+void PromptStore::setScrollToPromptId(std::optional<QUuid> id) {
+    requireMainThread("PromptStore::setScrollToPromptId");
+    if (scrollTarget == id)
+        return;
+    scrollTarget = id;
+    emit scrollToPromptIdChanged();
+}
+
+void PromptStore::setFilter(const PromptFilter& filter) {
+    requireMainThread("PromptStore::setFilter");
+    if (currentFilter == filter)
+        return;
+    currentFilter = filter;
+    emit filterChanged();
+}
+
+void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
+    requireMainThread("PromptStore::setSidebarGrouping");
+    if (grouping == newGrouping)
+        return;
+    grouping = newGrouping;
+    emit sidebarGroupingChanged();
+}
+
+PromptItem PromptStore::take(quint64 seq) {
+    PromptItem item = *promptList.find(seq);
+    promptList.remove(seq);
+    seqsById.remove(item.id, seq);
+    seqsByPolicy.remove(item.policyPath, seq);
+    seqsBySession.remove(item.sessionId, seq);
+    return item;
+}
+
+void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
+                            const Denial& denial, bool sessionEnded) {
+    requireMainThread("PromptStore::addPrompt");
+    // UTC: the same instant as local time, without a time zone lookup per prompt.
+    const PromptItem item{
+        id, sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(), sessionEnded};
+    QString key = item.dedupeKey();
+
+    std::optional<PromptItem> replaced;
+    if (const auto it = seqByDedupeKey.constFind(key); it != seqByDedupeKey.cend())
+        replaced = take(it.value());
+
+    const quint64 seq = ++lastSeq;
+    promptList.prepend(seq, item);
+    seqsById.insert(id, seq);
+    seqsByPolicy.insert(policyPath, seq);
+    seqsBySession.insert(sessionId, seq);
+    seqByDedupeKey.insert(std::move(key), seq);
+
+    logger(LogCategory::promptStore)
+        .info("Added prompt: %{public}s %{public}s session=%{public}s",
+              {denial.typeString(), denial.target(), sessionId});
+    if (replaced)
+        emit promptRemoved(*replaced);
+    emit promptAdded(item);
+    emit promptsChanged();
+}
+
+void PromptStore::addPrompt(const QString& sessionId, const QString& policyPath,
+                            const Denial& denial) {
+    addPrompt(QUuid::createUuid(), sessionId, policyPath, denial, false);
+}
+
+void PromptStore::removePrompt(const QUuid& id) {
+    requireMainThread("PromptStore::removePrompt");
+    // The first in list order is the newest.
+    const std::optional<quint64> seq = seqsById.newest(id);
+    if (!seq)
+        return;
+    const PromptItem item = take(*seq);
+    const QString key = item.dedupeKey();
+    if (seqByDedupeKey.value(key) == *seq)
+        seqByDedupeKey.remove(key);
+
+    const bool isFilterEmptied = (currentFilter.kind() == PromptFilter::Kind::policy &&
+                                  seqsByPolicy.count(*currentFilter.policyPath()) == 0) ||
+                                 (currentFilter.kind() == PromptFilter::Kind::session &&
+                                  seqsBySession.count(*currentFilter.sessionId()) == 0);
+    if (isFilterEmptied)
+        currentFilter = PromptFilter::all();
+
+    logger(LogCategory::promptStore)
+        .info("Removed prompt: %{public}s %{public}s",
+              {item.denial.typeString(), item.denial.target()});
+    emit promptRemoved(item);
+    if (isFilterEmptied)
+        emit filterChanged();
+    emit promptsChanged();
+}
+
+void PromptStore::markSessionEnded(const QString& sessionId) {
+    requireMainThread("PromptStore::markSessionEnded");
+    const OrderedSequenceIndex::Seqs* seqs = seqsBySession.find(sessionId);
+    if (!seqs)
+        return;
+    // Prompts already marked count again but do not change.
+    const long count = long(seqs->size());
+    QList<PromptItem> changed;
+    for (auto it = seqs->crbegin(); it != seqs->crend(); ++it) {
+        if (promptList.find(*it)->sessionEnded)
+            continue;
+        PromptItem* item = promptList.findForUpdate(*it);
+        item->sessionEnded = true;
+        changed.append(*item);
+    }
+
+    logger(LogCategory::promptStore)
+        .info("Marked %ld prompts as ended for session %{public}s", {count, sessionId});
+    for (const PromptItem& item : std::as_const(changed))
+        emit promptChanged(item);
+    if (!changed.isEmpty())
+        emit promptsChanged();
+}
+
+PromptList PromptStore::promptsWithSeqs(const OrderedSequenceIndex::Seqs* seqs) const {
+    PromptList list;
+    if (seqs)
+        for (const quint64 seq : *seqs)
+            list.prepend(seq, *promptList.find(seq));
+    return list;
+}
+
+PromptList PromptStore::filteredPrompts() const {
+    requireMainThread("PromptStore::filteredPrompts");
+    switch (currentFilter.kind()) {
+    case PromptFilter::Kind::policy:
+        return promptsWithSeqs(seqsByPolicy.find(*currentFilter.policyPath()));
+    case PromptFilter::Kind::session:
+        return promptsWithSeqs(seqsBySession.find(*currentFilter.sessionId()));
+    case PromptFilter::Kind::all:
+        break;
+    }
+    return promptList;
+}
+
+QStringList PromptStore::uniquePolicyPaths() const {
+    requireMainThread("PromptStore::uniquePolicyPaths");
+    return seqsByPolicy.keysNewestFirst();
+}
+
+QStringList PromptStore::uniqueSessionIds() const {
+    requireMainThread("PromptStore::uniqueSessionIds");
+    return seqsBySession.keysNewestFirst();
+}
+
+qsizetype PromptStore::promptCountForPolicy(const QString& policyPath) const {
+    requireMainThread("PromptStore::promptCountForPolicy");
+    return seqsByPolicy.count(policyPath);
+}
+
+qsizetype PromptStore::promptCountForSession(const QString& sessionId) const {
+    requireMainThread("PromptStore::promptCountForSession");
+    return seqsBySession.count(sessionId);
+}
+
+std::optional<QString> PromptStore::policyPathForSession(const QString& sessionId) const {
+    requireMainThread("PromptStore::policyPathForSession");
+    const std::optional<quint64> seq = seqsBySession.newest(sessionId);
+    if (!seq)
+        return std::nullopt;
+    return promptList.find(*seq)->policyPath;
+}
+
+QString PromptStore::sessionPolicyName(const QString& sessionId) const {
+    const std::optional<QString> policyPath = policyPathForSession(sessionId);
+    return policyPath ? zor::policyDisplayName(*policyPath) : QStringLiteral("Unknown");
+}
+
+QString PromptStore::policyDisplayName(const QString& policyPath) const {
+    return zor::policyDisplayName(policyPath);
+}
+
+QSet<QString> PromptStore::dedupeKeys() const {
+    requireMainThread("PromptStore::dedupeKeys");
+    QSet<QString> keys;
+    keys.reserve(seqByDedupeKey.size());
+    for (auto it = seqByDedupeKey.cbegin(); it != seqByDedupeKey.cend(); ++it)
+        keys.insert(it.key());
+    return keys;
+}
+
+} // namespace zor

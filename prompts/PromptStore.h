@@ -1,0 +1,109 @@
+#pragma once
+
+#include "prompts/PromptFilter.h"
+#include "prompts/PromptItem.h"
+#include "prompts/PromptList.h"
+#include "prompts/SequenceIndex.h"
+#include "prompts/SidebarGrouping.h"
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QUuid>
+#include <optional>
+
+namespace zor {
+
+// The pending prompts, newest first, and the view state that several views
+// share. Main thread only.
+//
+// Observation: `prompts` is a PromptList, a snapshot that costs next to
+// nothing to copy or keep (see PromptList.h); promptsChanged() follows every
+// operation that changed it, once. Views that update row by row can follow
+// promptAdded (the item is now first), promptRemoved and promptChanged (its
+// ended flag was set), each emitted after the operation completed. The other
+// properties notify only when their value really changed.
+//
+// Every query below answers from indexes kept up to date by the operations,
+// so nothing scans the whole list.
+class PromptStore : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(zor::PromptList prompts READ prompts NOTIFY promptsChanged)
+    Q_PROPERTY(std::optional<QUuid> highlightedPromptId READ highlightedPromptId WRITE
+                   setHighlightedPromptId NOTIFY highlightedPromptIdChanged)
+    Q_PROPERTY(std::optional<QUuid> scrollToPromptId READ scrollToPromptId WRITE setScrollToPromptId
+                   NOTIFY scrollToPromptIdChanged)
+    Q_PROPERTY(zor::PromptFilter filter READ filter WRITE setFilter NOTIFY filterChanged)
+    Q_PROPERTY(zor::SidebarGrouping sidebarGrouping READ sidebarGrouping WRITE setSidebarGrouping
+                   NOTIFY sidebarGroupingChanged)
+
+public:
+    explicit PromptStore(QObject* parent = nullptr);
+
+    const PromptList& prompts() const { return promptList; }
+
+    std::optional<QUuid> highlightedPromptId() const { return highlighted; }
+    void setHighlightedPromptId(std::optional<QUuid> id);
+    std::optional<QUuid> scrollToPromptId() const { return scrollTarget; }
+    void setScrollToPromptId(std::optional<QUuid> id);
+    PromptFilter filter() const { return currentFilter; }
+    void setFilter(const PromptFilter& filter);
+    SidebarGrouping sidebarGrouping() const { return grouping; }
+    void setSidebarGrouping(SidebarGrouping grouping);
+
+    // Adds the prompt first, replacing any prompt with the same de-duplication key.
+    void addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
+                   const Denial& denial, bool sessionEnded);
+    // The same with a fresh random id, for a session that has not ended.
+    void addPrompt(const QString& sessionId, const QString& policyPath, const Denial& denial);
+    // Removes the first prompt with that id; the filter falls back to all when
+    // no prompt of its policy or session remains.
+    void removePrompt(const QUuid& id);
+    // Sets the ended flag of every prompt of the session; they stay listed.
+    void markSessionEnded(const QString& sessionId);
+
+    // The prompts that pass the filter, in list order.
+    PromptList filteredPrompts() const;
+    // Distinct values in order of first appearance in the list.
+    QStringList uniquePolicyPaths() const;
+    QStringList uniqueSessionIds() const;
+    qsizetype promptCountForPolicy(const QString& policyPath) const;
+    qsizetype promptCountForSession(const QString& sessionId) const;
+    // Of the session's first prompt in the list.
+    std::optional<QString> policyPathForSession(const QString& sessionId) const;
+    // The display name of the session's policy, "Unknown" when it has no prompt.
+    QString sessionPolicyName(const QString& sessionId) const;
+    QString policyDisplayName(const QString& policyPath) const;
+    // The de-duplication keys of the prompts held.
+    QSet<QString> dedupeKeys() const;
+
+signals:
+    void promptsChanged();
+    void promptAdded(const zor::PromptItem& item);
+    void promptRemoved(const zor::PromptItem& item);
+    void promptChanged(const zor::PromptItem& item);
+    void highlightedPromptIdChanged();
+    void scrollToPromptIdChanged();
+    void filterChanged();
+    void sidebarGroupingChanged();
+
+private:
+    // Takes the prompt out of the list and every index but the key index.
+    PromptItem take(quint64 seq);
+    PromptList promptsWithSeqs(const OrderedSequenceIndex::Seqs* seqs) const;
+
+    PromptList promptList;
+    quint64 lastSeq = 0;
+    SequenceIndex<QUuid> seqsById;
+    OrderedSequenceIndex seqsByPolicy;
+    OrderedSequenceIndex seqsBySession;
+    QHash<QString, quint64> seqByDedupeKey; // a key has one prompt at most
+
+    std::optional<QUuid> highlighted;
+    std::optional<QUuid> scrollTarget;
+    PromptFilter currentFilter;
+    SidebarGrouping grouping = SidebarGrouping::policy;
+};
+
+} // namespace zor

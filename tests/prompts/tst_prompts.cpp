@@ -1,0 +1,565 @@
+#include "LogCapture.h"
+#include "prompts/PromptStore.h"
+
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace zor;
+using namespace zor::testing;
+
+namespace {
+
+FileDenial file(const QString& path, const QString& operation = QStringLiteral("write")) {
+    return FileDenial{path, operation, std::nullopt};
+}
+
+QUuid uuid(int n) {
+    return QUuid(uint(n), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
+}
+
+QList<QUuid> ids(const PromptList& prompts) {
+    QList<QUuid> out;
+    for (const PromptItem& item : prompts)
+        out.append(item.id);
+    return out;
+}
+
+QStringList storeLog(const LogCapture& capture) {
+    return capture.messages(LogCategory::promptStore);
+}
+
+// The store's rules over a plain list, scanned every time: slow and obviously right.
+class ReferenceStore {
+public:
+    QList<PromptItem> prompts;
+    PromptFilter filter;
+
+    void add(const PromptItem& item) {
+        prompts.removeIf([&](const PromptItem& p) { return p.dedupeKey() == item.dedupeKey(); });
+        prompts.prepend(item);
+    }
+    void remove(const QUuid& id) {
+        const auto it = std::find_if(prompts.begin(), prompts.end(),
+                                     [&](const PromptItem& p) { return p.id == id; });
+        if (it == prompts.end())
+            return;
+        prompts.erase(it);
+        if (filter.policyPath() && count(&PromptItem::policyPath, *filter.policyPath()) == 0)
+            filter = PromptFilter::all();
+        if (filter.sessionId() && count(&PromptItem::sessionId, *filter.sessionId()) == 0)
+            filter = PromptFilter::all();
+    }
+    void markEnded(const QString& sessionId) {
+        for (PromptItem& p : prompts)
+            if (p.sessionId == sessionId)
+                p.sessionEnded = true;
+    }
+    qsizetype count(QString PromptItem::*field, const QString& value) const {
+        return std::count_if(prompts.cbegin(), prompts.cend(),
+                             [&](const PromptItem& p) { return p.*field == value; });
+    }
+    QStringList unique(QString PromptItem::*field) const {
+        QStringList out;
+        for (const PromptItem& p : prompts)
+            if (!out.contains(p.*field))
+                out.append(p.*field);
+        return out;
+    }
+    QList<PromptItem> filtered() const {
+        QList<PromptItem> out;
+        for (const PromptItem& p : prompts)
+            if ((!filter.policyPath() || p.policyPath == *filter.policyPath()) &&
+                (!filter.sessionId() || p.sessionId == *filter.sessionId()))
+                out.append(p);
+        return out;
+    }
+};
+
+} // namespace
+
+class PromptsTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void itemsCompareByIdAndEndedFlagOnly() {
+        const PromptItem item{uuid(1), "s1", "/a/policy.yml", file("/x"), QDateTime(), false};
+        PromptItem ended = item;
+        ended.sessionEnded = true;
+        QVERIFY(!(item == ended));
+
+        PromptItem elsewhere = item;
+        elsewhere.policyPath = "/b/policy.yml";
+        elsewhere.sessionId = "s2";
+        elsewhere.denial = NetworkDenial{"h", 1, std::nullopt};
+        elsewhere.timestamp = QDateTime::currentDateTimeUtc();
+        QVERIFY(item == elsewhere);
+
+        PromptItem other = item;
+        other.id = uuid(2);
+        QVERIFY(!(item == other));
+    }
+
+    void dedupeKeysJoinWithoutEscaping_data() {
+        QTest::addColumn<QString>("policyPath");
+        QTest::addColumn<Denial>("denial");
+        QTest::addColumn<QString>("key");
+
+        QTest::newRow("file") << "/p/policy.yml" << Denial(file("/tmp/x"))
+                              << "/p/policy.yml:file:/tmp/x";
+        QTest::newRow("network") << "/p" << Denial(NetworkDenial{"h.org", 80, "curl"})
+                                 << "/p:network:h.org:80";
+        QTest::newRow("exec") << "/p" << Denial(ExecDenial{"/bin/ls", {"-l"}, std::nullopt})
+                              << "/p:exec:/bin/ls -l";
+        QTest::newRow("colon in path") << "a:b" << Denial(file("c")) << "a:b:file:c";
+        QTest::newRow("empty parts") << "" << Denial(file("")) << ":file:";
+    }
+
+    void dedupeKeysJoinWithoutEscaping() {
+        QFETCH(QString, policyPath);
+        QFETCH(Denial, denial);
+        QFETCH(QString, key);
+        const PromptItem item{uuid(1), "s", policyPath, denial, QDateTime(), false};
+        QCOMPARE(item.dedupeKey(), key);
+    }
+
+    void keysIgnoreSessionIdAndProcess() {
+        const PromptItem a{uuid(1), "s1", "/p", FileDenial{"/x", "read", "cat"}, {}, false};
+        const PromptItem b{uuid(2), "s2", "/p", FileDenial{"/x", "read", "vim"}, {}, true};
+        QCOMPARE(a.dedupeKey(), b.dedupeKey());
+    }
+
+    void policyDisplayNames_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("project policy") << "/Users/x/proj/.zor/policy.yml"
+                                        << "proj";
+        QTest::newRow("folder policy") << "/etc/acme/policy.yml"
+                                       << "acme";
+        QTest::newRow("other file") << "/etc/acme/strict.yaml"
+                                    << "strict";
+        QTest::newRow("two extensions") << "/etc/a.tar.gz"
+                                        << "a.tar";
+        QTest::newRow("no extension") << "/etc/rules"
+                                      << "rules";
+        QTest::newRow("hidden file") << "/etc/.rules"
+                                     << ".rules";
+        QTest::newRow("trailing dot") << "/etc/rules."
+                                      << "rules.";
+        QTest::newRow("case matters for file") << "/etc/acme/Policy.yml"
+                                               << "Policy";
+        QTest::newRow("case matters for folder") << "/u/proj/.Zor/policy.yml"
+                                                 << ".Zor";
+        QTest::newRow(".zor without policy.yml") << "/u/proj/.zor/other.yml"
+                                                 << "other";
+        QTest::newRow("trailing slash") << "/u/proj/.zor/policy.yml/"
+                                        << "proj";
+        QTest::newRow("repeated slashes") << "/u//proj//.zor//policy.yml"
+                                          << "proj";
+        QTest::newRow(".zor at the root") << "/.zor/policy.yml"
+                                          << "/";
+        QTest::newRow("policy at the root") << "/policy.yml"
+                                            << "/";
+        QTest::newRow("relative") << "proj/.zor/policy.yml"
+                                  << "proj";
+        QTest::newRow("bare file name") << "policy.yml"
+                                        << "";
+        QTest::newRow("empty") << ""
+                               << "";
+    }
+
+    void policyDisplayNames() {
+        QFETCH(QString, path);
+        QFETCH(QString, name);
+        QCOMPARE(policyDisplayName(path), name);
+        PromptStore store;
+        QCOMPARE(store.policyDisplayName(path), name);
+    }
+
+    void promptIdsParseOnlyTheStandardForm_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("isParsed");
+
+        QTest::newRow("upper case") << "6F9619FF-8B86-D011-B42D-00C04FC964FF" << true;
+        QTest::newRow("lower case") << "6f9619ff-8b86-d011-b42d-00c04fc964ff" << true;
+        QTest::newRow("nil") << "00000000-0000-0000-0000-000000000000" << true;
+        QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}" << false;
+        QTest::newRow("no dashes") << "6F9619FF8B86D011B42D00C04FC964FF" << false;
+        QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF" << false;
+        QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG" << false;
+        QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0" << false;
+        QTest::newRow("padded") << " 6F9619FF-8B86-D011-B42D-00C04FC964FF" << false;
+        QTest::newRow("words") << "not-a-uuid" << false;
+        QTest::newRow("empty") << "" << false;
+    }
+
+    void promptIdsParseOnlyTheStandardForm() {
+        QFETCH(QString, text);
+        QFETCH(bool, isParsed);
+        const QUuid id = promptIdFromText(text);
+        if (isParsed) {
+            QCOMPARE(id.toString(QUuid::WithoutBraces), text.toLower());
+            QCOMPARE(promptIdFromText(text), id);
+        } else {
+            QVERIFY(!id.isNull());
+            QCOMPARE(id.version(), QUuid::Random);
+            QVERIFY(promptIdFromText(text) != id);
+            QVERIFY(id != QUuid::fromString(text));
+        }
+    }
+
+    void aPromptWithAnInvalidIdCannotBeRemovedByItsText() {
+        LogCapture capture;
+        PromptStore store;
+        store.addPrompt(promptIdFromText(u"not-a-uuid"), "s", "/p", file("/x"), false);
+        store.removePrompt(QUuid::fromString(u"not-a-uuid"));
+        QCOMPARE(store.prompts().size(), 1);
+        QCOMPARE(storeLog(capture).size(), 1);
+    }
+
+    void addsGoFirstAndLog() {
+        LogCapture capture;
+        PromptStore store;
+        const QDateTime before = QDateTime::currentDateTimeUtc();
+        store.addPrompt(uuid(1), "s1", "/p/policy.yml", file("/a"), false);
+        store.addPrompt(uuid(2), "s2", "/p/policy.yml", NetworkDenial{"h", 22, "ssh"}, true);
+        store.addPrompt(uuid(3), "s1", "/q/policy.yml", ExecDenial{"/bin/sh", {}, std::nullopt},
+                        false);
+        const QDateTime after = QDateTime::currentDateTimeUtc();
+
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2), uuid(1)}));
+        const PromptItem& second = store.prompts().at(1);
+        QCOMPARE(second.sessionId, "s2");
+        QCOMPARE(second.policyPath, "/p/policy.yml");
+        QVERIFY(second.denial == Denial(NetworkDenial{"h", 22, "ssh"}));
+        QVERIFY(second.sessionEnded);
+        QVERIFY(second.timestamp >= before && second.timestamp <= after);
+        QCOMPARE(storeLog(capture), (QStringList{
+                                        "Added prompt: file /a session=s1",
+                                        "Added prompt: network h:22 session=s2",
+                                        "Added prompt: exec /bin/sh session=s1",
+                                    }));
+        const LogRecord record = capture.records().first();
+        QCOMPARE(record.level, LogLevel::info);
+        QCOMPARE(record.format, "Added prompt: %{public}s %{public}s session=%{public}s");
+        QCOMPARE(record.redactedMessage(), record.message());
+    }
+
+    void shortAddUsesAFreshIdForALiveSession() {
+        PromptStore store;
+        store.addPrompt("s1", "/p", file("/a"));
+        store.addPrompt("s1", "/p", file("/b"));
+        QCOMPARE(store.prompts().size(), 2);
+        const PromptItem& newest = store.prompts().first();
+        QVERIFY(!newest.sessionEnded);
+        QCOMPARE(newest.id.version(), QUuid::Random);
+        QVERIFY(newest.id != store.prompts().at(1).id);
+    }
+
+    void duplicatesAreReplacedByTheNewest() {
+        PromptStore store;
+        QSignalSpy removed(&store, &PromptStore::promptRemoved);
+        QSignalSpy added(&store, &PromptStore::promptAdded);
+        QSignalSpy changed(&store, &PromptStore::promptsChanged);
+        store.addPrompt(uuid(1), "s1", "/p", FileDenial{"/x", "read", "cat"}, true);
+        store.addPrompt(uuid(2), "s9", "/p", file("/other"), false);
+        store.addPrompt(uuid(3), "s2", "/p", FileDenial{"/x", "read", "vim"}, false);
+
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2)}));
+        const PromptItem& newest = store.prompts().first();
+        QCOMPARE(newest.sessionId, "s2");
+        QVERIFY(!newest.sessionEnded);
+        QCOMPARE(store.dedupeKeys(), (QSet<QString>{"/p:file:/x", "/p:file:/other"}));
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(removed.first().first().value<PromptItem>().id, uuid(1));
+        QCOMPARE(added.size(), 3);
+        QCOMPARE(changed.size(), 3);
+        // The replaced prompt no longer counts for its session.
+        QCOMPARE(store.uniqueSessionIds(), (QStringList{"s2", "s9"}));
+        QCOMPARE(store.promptCountForSession("s1"), 0);
+    }
+
+    void removingUnknownIdsChangesNothing() {
+        LogCapture capture;
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.setFilter(PromptFilter::session("s1"));
+        capture.clear();
+        QSignalSpy changed(&store, &PromptStore::promptsChanged);
+        QSignalSpy filterChanged(&store, &PromptStore::filterChanged);
+        store.removePrompt(uuid(2));
+        QCOMPARE(store.prompts().size(), 1);
+        QCOMPARE(store.filter(), PromptFilter::session("s1"));
+        QVERIFY(storeLog(capture).isEmpty());
+        QCOMPARE(changed.size(), 0);
+        QCOMPARE(filterChanged.size(), 0);
+    }
+
+    void removalDropsTheKeyOfTheLastPrompt() {
+        LogCapture capture;
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(2), "s1", "/p", file("/b"), false);
+        QSignalSpy removed(&store, &PromptStore::promptRemoved);
+        store.removePrompt(uuid(1));
+        QCOMPARE(store.dedupeKeys(), QSet<QString>{"/p:file:/b"});
+        QCOMPARE(storeLog(capture).last(), "Removed prompt: file /a");
+        QCOMPARE(removed.size(), 1);
+
+        // The key is free again: the next prompt with it replaces nothing.
+        store.addPrompt(uuid(3), "s2", "/p", file("/a"), false);
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2)}));
+    }
+
+    void removalTakesTheNewestOfRepeatedIds() {
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(1), "s2", "/p", file("/b"), false);
+        store.removePrompt(uuid(1));
+        QCOMPARE(store.prompts().size(), 1);
+        QCOMPARE(store.prompts().first().denial.target(), "/a");
+        QCOMPARE(store.dedupeKeys(), QSet<QString>{"/p:file:/a"});
+    }
+
+    void removalResetsAFilterThatMatchesNothing_data() {
+        QTest::addColumn<PromptFilter>("filter");
+        QTest::addColumn<QUuid>("removed");
+        QTest::addColumn<PromptFilter>("expected");
+
+        // uuid(1): s1 in /p; uuid(2): s2 in /p; uuid(3): s3 in /q.
+        const PromptFilter all = PromptFilter::all();
+        QTest::newRow("last of the session") << PromptFilter::session("s1") << uuid(1) << all;
+        QTest::newRow("other session")
+            << PromptFilter::session("s1") << uuid(2) << PromptFilter::session("s1");
+        QTest::newRow("last of the policy") << PromptFilter::policy("/q") << uuid(3) << all;
+        QTest::newRow("policy keeps a prompt")
+            << PromptFilter::policy("/p") << uuid(1) << PromptFilter::policy("/p");
+        QTest::newRow("other policy")
+            << PromptFilter::policy("/p") << uuid(3) << PromptFilter::policy("/p");
+        QTest::newRow("all stays") << all << uuid(3) << all;
+        QTest::newRow("filter that already matched nothing")
+            << PromptFilter::session("gone") << uuid(3) << all;
+    }
+
+    void removalResetsAFilterThatMatchesNothing() {
+        QFETCH(PromptFilter, filter);
+        QFETCH(QUuid, removed);
+        QFETCH(PromptFilter, expected);
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(2), "s2", "/p", file("/b"), false);
+        store.addPrompt(uuid(3), "s3", "/q", file("/c"), false);
+        store.setFilter(filter);
+        QSignalSpy filterChanged(&store, &PromptStore::filterChanged);
+        store.removePrompt(removed);
+        QCOMPARE(store.filter(), expected);
+        QCOMPARE(filterChanged.size(), expected == filter ? 0 : 1);
+    }
+
+    void markingASessionEndedFlagsOnlyItsPrompts() {
+        LogCapture capture;
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(2), "s2", "/p", file("/b"), false);
+        store.addPrompt(uuid(3), "s1", "/q", file("/c"), true);
+        store.setFilter(PromptFilter::session("s1"));
+        const PromptList before = store.prompts();
+        const QSet<QString> keys = store.dedupeKeys();
+        capture.clear();
+        QSignalSpy changed(&store, &PromptStore::promptChanged);
+        QSignalSpy listChanged(&store, &PromptStore::promptsChanged);
+
+        store.markSessionEnded("s1");
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2), uuid(1)}));
+        QVERIFY(store.prompts().at(0).sessionEnded);
+        QVERIFY(!store.prompts().at(1).sessionEnded);
+        QVERIFY(store.prompts().at(2).sessionEnded);
+        QCOMPARE(store.dedupeKeys(), keys);
+        QCOMPARE(store.filter(), PromptFilter::session("s1"));
+        // Already ended prompts are counted again but not reported as changed.
+        QCOMPARE(storeLog(capture), QStringList{"Marked 2 prompts as ended for session s1"});
+        QCOMPARE(capture.records().first().redactedMessage(),
+                 "Marked 2 prompts as ended for session s1");
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(changed.first().first().value<PromptItem>().id, uuid(1));
+        QCOMPARE(listChanged.size(), 1);
+        // A snapshot taken before stays as it was.
+        QVERIFY(!before.at(2).sessionEnded);
+
+        store.markSessionEnded("s1");
+        QCOMPARE(storeLog(capture).size(), 2);
+        QCOMPARE(listChanged.size(), 1);
+
+        store.markSessionEnded("unknown");
+        QCOMPARE(storeLog(capture).size(), 2);
+        QCOMPARE(listChanged.size(), 1);
+    }
+
+    void derivedQueriesFollowListOrder() {
+        PromptStore store;
+        QCOMPARE(store.sessionPolicyName("s1"), "Unknown");
+        QCOMPARE(store.policyPathForSession("s1"), std::nullopt);
+        QVERIFY(store.uniquePolicyPaths().isEmpty());
+
+        store.addPrompt(uuid(1), "s1", "/u/a/.zor/policy.yml", file("/1"), false);
+        store.addPrompt(uuid(2), "s2", "/etc/b/policy.yml", file("/2"), false);
+        store.addPrompt(uuid(3), "s1", "/etc/c.yml", file("/3"), false);
+        store.addPrompt(uuid(4), "s3", "/u/a/.zor/policy.yml", file("/4"), false);
+
+        QCOMPARE(store.uniquePolicyPaths(),
+                 (QStringList{"/u/a/.zor/policy.yml", "/etc/c.yml", "/etc/b/policy.yml"}));
+        QCOMPARE(store.uniqueSessionIds(), (QStringList{"s3", "s1", "s2"}));
+        QCOMPARE(store.policyPathForSession("s1"), "/etc/c.yml");
+        QCOMPARE(store.sessionPolicyName("s1"), "c");
+        QCOMPARE(store.sessionPolicyName("s3"), "a");
+        QCOMPARE(store.promptCountForPolicy("/u/a/.zor/policy.yml"), 2);
+        QCOMPARE(store.promptCountForPolicy("/nowhere"), 0);
+        QCOMPARE(store.promptCountForSession("s1"), 2);
+
+        QCOMPARE(ids(store.filteredPrompts()), (QList<QUuid>{uuid(4), uuid(3), uuid(2), uuid(1)}));
+        store.setFilter(PromptFilter::policy("/u/a/.zor/policy.yml"));
+        QCOMPARE(ids(store.filteredPrompts()), (QList<QUuid>{uuid(4), uuid(1)}));
+        store.setFilter(PromptFilter::session("s1"));
+        QCOMPARE(ids(store.filteredPrompts()), (QList<QUuid>{uuid(3), uuid(1)}));
+        store.setFilter(PromptFilter::session("nobody"));
+        QVERIFY(store.filteredPrompts().isEmpty());
+
+        // Removing a session's first prompt moves the session to its next one.
+        store.removePrompt(uuid(3));
+        QCOMPARE(store.policyPathForSession("s1"), "/u/a/.zor/policy.yml");
+        QCOMPARE(store.uniqueSessionIds(), (QStringList{"s3", "s2", "s1"}));
+        QCOMPARE(store.uniquePolicyPaths(),
+                 (QStringList{"/u/a/.zor/policy.yml", "/etc/b/policy.yml"}));
+    }
+
+    void viewStateNotifiesOnlyRealChanges() {
+        PromptStore store;
+        QCOMPARE(store.filter(), PromptFilter::all());
+        QCOMPARE(store.sidebarGrouping(), SidebarGrouping::policy);
+        QCOMPARE(store.highlightedPromptId(), std::nullopt);
+        QCOMPARE(store.scrollToPromptId(), std::nullopt);
+
+        QSignalSpy highlighted(&store, &PromptStore::highlightedPromptIdChanged);
+        QSignalSpy scroll(&store, &PromptStore::scrollToPromptIdChanged);
+        QSignalSpy filter(&store, &PromptStore::filterChanged);
+        QSignalSpy grouping(&store, &PromptStore::sidebarGroupingChanged);
+
+        store.setHighlightedPromptId(uuid(1));
+        store.setHighlightedPromptId(uuid(1));
+        store.setHighlightedPromptId(std::nullopt);
+        store.setScrollToPromptId(uuid(2));
+        store.setScrollToPromptId(uuid(2));
+        store.setFilter(PromptFilter::policy("/p"));
+        store.setFilter(PromptFilter::policy("/p"));
+        store.setFilter(PromptFilter::session("/p"));
+        store.setSidebarGrouping(SidebarGrouping::policy);
+        store.setSidebarGrouping(SidebarGrouping::session);
+
+        QCOMPARE(highlighted.size(), 2);
+        QCOMPARE(scroll.size(), 1);
+        QCOMPARE(filter.size(), 2);
+        QCOMPARE(grouping.size(), 1);
+        QCOMPARE(store.property("sidebarGrouping").value<SidebarGrouping>(),
+                 SidebarGrouping::session);
+        QCOMPARE(store.property("filter").value<PromptFilter>(), PromptFilter::session("/p"));
+
+        // Operations leave highlight and scroll target alone.
+        store.setHighlightedPromptId(uuid(5));
+        store.addPrompt(uuid(5), "s", "/p", file("/a"), false);
+        store.removePrompt(uuid(5));
+        QCOMPARE(store.highlightedPromptId(), uuid(5));
+        QCOMPARE(store.scrollToPromptId(), uuid(2));
+    }
+
+    void filtersCompareByCaseAndPayload() {
+        QVERIFY(PromptFilter::policy("x") == PromptFilter::policy("x"));
+        QVERIFY(PromptFilter::policy("x") != PromptFilter::session("x"));
+        QVERIFY(PromptFilter::policy("x") != PromptFilter::policy("y"));
+        QVERIFY(PromptFilter::all() == PromptFilter());
+        QCOMPARE(PromptFilter::policy("x").policyPath(), "x");
+        QCOMPARE(PromptFilter::policy("x").sessionId(), std::nullopt);
+        QCOMPARE(PromptFilter::session("x").kind(), PromptFilter::Kind::session);
+    }
+
+    void groupingsHaveRawValues() {
+        QCOMPARE(rawValue(SidebarGrouping::policy), "Policy");
+        QCOMPARE(rawValue(SidebarGrouping::session), "Session");
+        QCOMPARE(sidebarGroupingFromRaw(u"Policy"), SidebarGrouping::policy);
+        QCOMPARE(sidebarGroupingFromRaw(u"Session"), SidebarGrouping::session);
+        for (const char16_t* text : {u"policy", u"SESSION", u"", u"Policy "})
+            QCOMPARE(sidebarGroupingFromRaw(text), std::nullopt);
+    }
+
+    void snapshotsStayAsTheyWere() {
+        PromptStore store;
+        for (int i = 0; i < 200; ++i)
+            store.addPrompt(uuid(i), QString::number(i % 7), "/p", file(QString::number(i)), false);
+        const PromptList snapshot = store.prompts();
+        const QList<PromptItem> expected = snapshot.toList();
+        for (int i = 0; i < 200; i += 3)
+            store.removePrompt(uuid(i));
+        store.markSessionEnded("1");
+        store.addPrompt(uuid(1000), "x", "/p", file("new"), false);
+
+        QCOMPARE(snapshot.toList(), expected);
+        QCOMPARE(store.prompts().size(), 200 - 67 + 1);
+        for (qsizetype row = 0; row < store.prompts().size(); ++row)
+            QCOMPARE(store.prompts().at(row), store.prompts().toList().at(row));
+    }
+
+    // Random operations against the plain reference: order, keys, filter,
+    // flags, counts and groupings must agree after every step.
+    void storeAgreesWithTheReferenceUnderRandomOperations() {
+        QRandomGenerator random(20240501);
+        PromptStore store;
+        ReferenceStore reference;
+        QList<QUuid> knownIds;
+        for (int step = 0; step < 3000; ++step) {
+            const int choice = random.bounded(10);
+            const QString session = QStringLiteral("s%1").arg(random.bounded(12));
+            const QString policy = QStringLiteral("/p%1/policy.yml").arg(random.bounded(6));
+            if (choice < 5) {
+                const QUuid id = random.bounded(8) == 0 && !knownIds.isEmpty()
+                                     ? knownIds[random.bounded(knownIds.size())]
+                                     : uuid(step);
+                const Denial denial = file(QStringLiteral("/f%1").arg(random.bounded(40)));
+                const bool ended = random.bounded(4) == 0;
+                store.addPrompt(id, session, policy, denial, ended);
+                reference.add(PromptItem{id, session, policy, denial, {}, ended});
+                knownIds.append(id);
+            } else if (choice < 8) {
+                const QUuid id =
+                    knownIds.isEmpty() ? uuid(-1) : knownIds[random.bounded(knownIds.size())];
+                store.removePrompt(id);
+                reference.remove(id);
+            } else if (choice < 9) {
+                store.markSessionEnded(session);
+                reference.markEnded(session);
+            } else {
+                const PromptFilter filter = random.bounded(2) == 0 ? PromptFilter::policy(policy)
+                                                                   : PromptFilter::session(session);
+                store.setFilter(filter);
+                reference.filter = filter;
+            }
+
+            QCOMPARE(store.prompts().toList(), reference.prompts);
+            QCOMPARE(store.filter(), reference.filter);
+            QCOMPARE(store.filteredPrompts().toList(), reference.filtered());
+            QCOMPARE(store.uniquePolicyPaths(), reference.unique(&PromptItem::policyPath));
+            QCOMPARE(store.uniqueSessionIds(), reference.unique(&PromptItem::sessionId));
+            QCOMPARE(store.promptCountForSession(session),
+                     reference.count(&PromptItem::sessionId, session));
+            QCOMPARE(store.promptCountForPolicy(policy),
+                     reference.count(&PromptItem::policyPath, policy));
+            QSet<QString> keys;
+            for (const PromptItem& item : reference.prompts)
+                keys.insert(item.dedupeKey());
+            QCOMPARE(store.dedupeKeys(), keys);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(PromptsTest)
+#include "tst_prompts.moc"
