@@ -29,8 +29,6 @@ SetupModel::SetupModel(Clock& clock, ServiceManagement& services,
     requireMainThread("SetupModel");
 }
 
-SetupModel::~SetupModel() = default;
-
 DaemonStatus SetupModel::daemonStatus() const {
     return daemonState;
 }

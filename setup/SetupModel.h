@@ -4,8 +4,9 @@
 // the poll. QML binds to it; every decision is made here.
 //
 // Contract between the setup core and the setup screen. The core implements
-// it in setup/SetupModel.cpp; the QML reads only these properties and calls
-// only these invokables.
+// it in setup/SetupModel.cpp (checks and polling), SetupRepairs.cpp and
+// SetupRestart.cpp; the QML reads only these properties and calls only these
+// invokables.
 
 #include "platform/Clock.h"
 #include "setup/AgentProbe.h"
@@ -53,7 +54,6 @@ public:
                FilterManager& filter, DaemonClient& daemon, AdministratorScriptRunner& scripts,
                Workspace& workspace, BuildNumberQuery agentBuildNumber, CliLinkPaths linkPaths = {},
                QObject* parent = nullptr);
-    ~SetupModel() override;
 
     DaemonStatus daemonStatus() const;
     AgentStatus agentStatus() const;

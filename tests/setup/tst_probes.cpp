@@ -3,7 +3,6 @@
 #include "SetupTests.h"
 #include "VirtualClock.h"
 #include "platform/MainThread.h"
-#include "setup/AgentProbe.h"
 #include "setup/BuildNumberMatch.h"
 #include "setup/CliLinkProbe.h"
 #include "setup/CompletionAwaiter.h"
@@ -169,15 +168,6 @@ private slots:
     void buildNumbers() {
         QFETCH(QString, reported);
         QTEST(isCurrentBuildNumber(reported), "isCurrent");
-
-        FakeDaemonConnection connection;
-        connection.status = DaemonStatusRecord{0, QStringLiteral("1.0"), reported};
-        FakeServiceManagement services;
-        QFETCH(bool, isCurrent);
-        QCOMPARE(checkDaemon(connection, services),
-                 isCurrent ? DaemonStatus::ok : DaemonStatus::staleVersion);
-        QCOMPARE(checkAgent([&] { return std::optional(reported); }),
-                 isCurrent ? AgentStatus::ok : AgentStatus::staleVersion);
     }
 
     void unreachableDaemonAsksTheServiceManager_data() {
@@ -199,10 +189,6 @@ private slots:
         QTEST(checkDaemon(connection, services), "status");
         QCOMPARE(services.operations(), QStringList{"daemon.status"});
         QCOMPARE(services.calls().first().plistName, QString::fromLatin1(kDaemonPlistName));
-    }
-
-    void agentWithoutAnswerCannotConnect() {
-        QCOMPARE(checkAgent([] { return std::optional<QString>(); }), AgentStatus::cannotConnect);
     }
 
     void linkProbe_data() {
@@ -399,8 +385,6 @@ private slots:
             << false << true << D::staleVersion << answers << current << N::ok << 1;
         QTest::newRow("daemon ES error still asks")
             << false << true << D::esInternalError << answers << current << N::ok << 1;
-        QTest::newRow("second ping answers")
-            << false << true << D::ok << QList<bool>{false, true} << current << N::ok << 2;
         QTest::newRow("no answer twice") << false << true << D::ok << QList<bool>{false, false}
                                          << current << N::cannotConnect << 2;
     }
