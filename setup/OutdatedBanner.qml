@@ -1,0 +1,62 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// Tells the user that background services run an older build, and offers the restart.
+Rectangle {
+    id: banner
+
+    // The banner's button was clicked.
+    signal restart
+
+    implicitWidth: row.implicitWidth + 2 * SetupTheme.groupPadding
+    implicitHeight: row.implicitHeight + 2 * SetupTheme.groupPadding
+    radius: SetupTheme.groupRadius
+    color: SetupTheme.bannerBackground
+    border.color: SetupTheme.bannerBorder
+
+    RowLayout {
+        id: row
+
+        anchors.fill: parent
+        anchors.margins: SetupTheme.groupPadding
+        spacing: 12
+
+        Label {
+            Layout.alignment: Qt.AlignTop
+            // The text presentation selector keeps this a tintable glyph, not an emoji.
+            text: "\u26a0\ufe0e"
+            color: SetupTheme.orange
+            font.pixelSize: 18
+        }
+
+        ColumnLayout {
+            Layout.fillWidth: true
+            spacing: 3
+
+            Label {
+                objectName: "bannerTitle"
+                Layout.fillWidth: true
+                text: "Services Outdated"
+                color: SetupTheme.primaryText
+                font.weight: Font.Medium
+            }
+
+            Label {
+                objectName: "bannerText"
+                Layout.fillWidth: true
+                text: "Background services are running an older version of Zor. Restart to apply the update."
+                color: SetupTheme.secondaryText
+                font.pixelSize: SetupTheme.captionSize
+                wrapMode: Text.Wrap
+            }
+        }
+
+        Button {
+            objectName: "bannerRestartButton"
+            Layout.alignment: Qt.AlignVCenter
+            text: "Restart"
+            onClicked: banner.restart()
+        }
+    }
+}

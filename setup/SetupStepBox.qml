@@ -1,0 +1,116 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Zor
+
+// One background piece: what it is, how it is doing, and what would repair it.
+Item {
+    id: box
+
+    required property string label
+    required property string description
+    // A StepDisplay.
+    required property var step
+
+    // The step's button was clicked.
+    signal action
+    // A link in the instruction was clicked.
+    signal linkActivated(string link)
+
+    implicitWidth: row.implicitWidth + 2 * SetupTheme.groupPadding
+    implicitHeight: row.implicitHeight + 2 * SetupTheme.groupPadding
+
+    RowLayout {
+        id: row
+
+        anchors.fill: parent
+        anchors.margins: SetupTheme.groupPadding
+        spacing: 12
+
+        StatusIcon {
+            objectName: "statusIcon"
+            Layout.alignment: Qt.AlignTop
+            Layout.topMargin: 1
+            isChecking: box.step.isChecking
+            isOK: box.step.isOK
+            tint: SetupTheme.statusColor(box.step.color)
+        }
+
+        ColumnLayout {
+            Layout.fillWidth: true
+            spacing: 3
+
+            Label {
+                objectName: "stepLabel"
+                Layout.fillWidth: true
+                text: box.label
+                color: SetupTheme.primaryText
+                font.weight: Font.Medium
+                elide: Text.ElideRight
+            }
+
+            Label {
+                objectName: "stepDescription"
+                Layout.fillWidth: true
+                text: box.description
+                color: SetupTheme.secondaryText
+                font.pixelSize: SetupTheme.captionSize
+                wrapMode: Text.Wrap
+            }
+
+            Label {
+                objectName: "statusLabel"
+                Layout.fillWidth: true
+                Layout.topMargin: 3
+                text: box.step.label
+                color: SetupTheme.statusColor(box.step.color)
+                font.pixelSize: SetupTheme.captionSize
+                font.weight: Font.Medium
+                wrapMode: Text.Wrap
+            }
+
+            Label {
+                objectName: "instruction"
+                Layout.fillWidth: true
+                visible: box.step.hasInstruction
+                text: box.step.instructionText
+                textFormat: box.step.isInstructionMarkdown ? Text.MarkdownText : Text.PlainText
+                color: SetupTheme.primaryText
+                font.pixelSize: SetupTheme.captionSize
+                wrapMode: Text.Wrap
+                onLinkActivated: link => box.linkActivated(link)
+
+                HoverHandler {
+                    cursorShape: parent.hoveredLink ? Qt.PointingHandCursor : Qt.ArrowCursor
+                }
+            }
+        }
+
+        Button {
+            objectName: "actionButton"
+            Layout.alignment: Qt.AlignVCenter
+            visible: box.step.button.kind === SetupStatus.ButtonKind.cta
+            text: box.step.button.label
+            onClicked: box.action()
+        }
+
+        Label {
+            objectName: "noticeLabel"
+            Layout.alignment: Qt.AlignVCenter
+            visible: box.step.button.kind === SetupStatus.ButtonKind.notice
+            text: box.step.button.label
+            color: SetupTheme.secondaryText
+            font.pixelSize: SetupTheme.captionSize
+        }
+
+        BusyIndicator {
+            objectName: "progressIndicator"
+            Layout.alignment: Qt.AlignVCenter
+            Layout.preferredWidth: 18
+            Layout.preferredHeight: 18
+            padding: 0
+            visible: box.step.button.kind === SetupStatus.ButtonKind.inProgress
+            running: visible
+        }
+    }
+}

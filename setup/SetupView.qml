@@ -1,0 +1,160 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Zor
+
+// The setup tab: the four background pieces with their repairs, and the
+// screen-wide restart, stop and refresh.
+ScrollView {
+    id: view
+
+    required property SetupModel model
+
+    objectName: "setupView"
+    padding: 20
+    contentWidth: availableWidth
+    font.pixelSize: SetupTheme.bodySize
+
+    background: Rectangle {
+        color: SetupTheme.windowBackground
+    }
+
+    // The screen exists from launch on, shown or not, so its first check runs at once.
+    Component.onCompleted: model.appear()
+    Component.onDestruction: model.disappear()
+
+    component Separator: Rectangle {
+        Layout.fillWidth: true
+        // Inset like the platform's grouped lists: the line starts under the text.
+        Layout.leftMargin: SetupTheme.groupPadding + 30
+        implicitHeight: 1
+        color: SetupTheme.separator
+    }
+
+    ColumnLayout {
+        width: view.availableWidth
+        spacing: 16
+
+        OutdatedBanner {
+            objectName: "outdatedBanner"
+            Layout.fillWidth: true
+            visible: view.model.isAnyOutdated
+            onRestart: view.model.restartServices()
+        }
+
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: steps.implicitHeight
+            radius: SetupTheme.groupRadius
+            color: SetupTheme.groupBackground
+            border.color: SetupTheme.groupBorder
+
+            ColumnLayout {
+                id: steps
+
+                anchors.left: parent.left
+                anchors.right: parent.right
+                spacing: 0
+
+                SetupStepBox {
+                    objectName: "cliStepBox"
+                    Layout.fillWidth: true
+                    label: "CLI Symlink"
+                    description: "Makes the zor command available in your terminal"
+                    step: view.model.cliStep
+                    onAction: view.model.fixCLISymlink()
+                    onLinkActivated: link => view.model.openLink(link)
+                }
+
+                Separator {}
+
+                SetupStepBox {
+                    objectName: "daemonStepBox"
+                    Layout.fillWidth: true
+                    label: "Sandbox Daemon"
+                    description: "Enforces file and process sandboxing"
+                    step: view.model.daemonStep
+                    onAction: view.model.fixDaemon()
+                    onLinkActivated: link => view.model.openLink(link)
+                }
+
+                Separator {}
+
+                SetupStepBox {
+                    objectName: "agentStepBox"
+                    Layout.fillWidth: true
+                    label: "Notification Agent"
+                    description: "Delivers notifications"
+                    step: view.model.agentStep
+                    onAction: view.model.fixAgent()
+                    onLinkActivated: link => view.model.openLink(link)
+                }
+
+                Separator {}
+
+                SetupStepBox {
+                    objectName: "neStepBox"
+                    Layout.fillWidth: true
+                    label: "Network Extension"
+                    description: "Enforces network sandboxing"
+                    step: view.model.neStep
+                    onAction: view.model.fixNetworkExtension()
+                    onLinkActivated: link => view.model.openLink(link)
+                }
+            }
+        }
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 8
+
+            Item {
+                Layout.fillWidth: true
+            }
+
+            Button {
+                objectName: "restartButton"
+                text: view.model.isRestarting ? "Restarting..." : "Restart Services"
+                onClicked: view.model.restartServices()
+            }
+
+            Button {
+                objectName: "stopButton"
+                text: view.model.isStopping ? "Stopping..." : "Stop All Services"
+                // The destructive role, as the platform draws it.
+                palette.buttonText: SetupTheme.red
+                onClicked: view.model.stopAllServices()
+            }
+
+            Button {
+                objectName: "refreshButton"
+                text: "Refresh"
+                onClicked: view.model.refresh()
+            }
+        }
+
+        Label {
+            objectName: "restartError"
+            Layout.fillWidth: true
+            Layout.topMargin: -8
+            visible: text !== ""
+            text: view.model.restartError
+            color: SetupTheme.red
+            font.pixelSize: SetupTheme.captionSize
+            horizontalAlignment: Text.AlignRight
+            wrapMode: Text.Wrap
+        }
+
+        Label {
+            objectName: "stopError"
+            Layout.fillWidth: true
+            Layout.topMargin: -8
+            visible: text !== ""
+            text: view.model.stopError
+            color: SetupTheme.red
+            font.pixelSize: SetupTheme.captionSize
+            horizontalAlignment: Text.AlignRight
+            wrapMode: Text.Wrap
+        }
+    }
+}

@@ -1,0 +1,56 @@
+import QtQuick
+import QtQuick.Controls
+
+// A step's status at a glance: progress, a check mark, or an exclamation mark.
+Item {
+    id: icon
+
+    property bool isChecking: false
+    property bool isOK: false
+    property color tint: SetupTheme.gray
+
+    implicitWidth: 18
+    implicitHeight: 18
+
+    BusyIndicator {
+        objectName: "checkingIndicator"
+        anchors.fill: parent
+        padding: 0
+        visible: icon.isChecking
+        running: visible
+    }
+
+    Rectangle {
+        objectName: "okMark"
+        anchors.fill: parent
+        radius: width / 2
+        color: SetupTheme.green
+        visible: !icon.isChecking && icon.isOK
+
+        Text {
+            anchors.centerIn: parent
+            text: "\u2713"
+            color: "white"
+            font.pixelSize: 12
+            font.bold: true
+        }
+    }
+
+    Rectangle {
+        objectName: "problemMark"
+        anchors.fill: parent
+        radius: width / 2
+        color: "transparent"
+        border.color: icon.tint
+        border.width: 1.5
+        visible: !icon.isChecking && !icon.isOK
+
+        Text {
+            anchors.centerIn: parent
+            text: "!"
+            color: icon.tint
+            font.pixelSize: 12
+            font.bold: true
+        }
+    }
+}

@@ -1,0 +1,34 @@
+#include "window/qml/QuickViews.h"
+
+#include <QGuiApplication>
+#include <QPalette>
+#include <QQmlEngine>
+#include <QQuickStyle>
+
+// Generated with the Zor QML module.
+void qml_register_types_Zor();
+
+namespace zor {
+
+void useDesktopControlsStyle() {
+#ifndef Q_OS_MACOS
+    // Elsewhere the default style is meant for touch screens; Fusion reads as a desktop app.
+    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    // Markdown text colours its links from the application palette, pure blue by default.
+    QPalette palette = QGuiApplication::palette();
+    palette.setColor(QPalette::Link, QColor(0x00, 0x64, 0xd2));
+    QGuiApplication::setPalette(palette);
+#endif
+}
+
+void prepareZorEngine(QQmlEngine& engine) {
+    static const bool isRegistered = [] {
+        qml_register_types_Zor();
+        return true;
+    }();
+    Q_UNUSED(isRegistered);
+    // Qt adds this path by itself from 6.5 on.
+    engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+}
+
+} // namespace zor

@@ -1,0 +1,15 @@
+#pragma once
+
+class QQmlEngine;
+
+namespace zor {
+
+// Picks the Qt Quick Controls style and palette of the app's views; call once the
+// application exists, before any QML loads.
+void useDesktopControlsStyle();
+
+// Lets `engine` load the Zor module: registers its types once per process and
+// adds the resource path that "import Zor" resolves against.
+void prepareZorEngine(QQmlEngine& engine);
+
+} // namespace zor
