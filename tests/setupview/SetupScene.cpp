@@ -1,0 +1,146 @@
+#include "SetupScene.h"
+
+#include "shared/BuildNumber.h"
+#include "window/qml/QuickViews.h"
+
+#include <QDir>
+#include <QFile>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTest>
+
+namespace zor::testing {
+
+SetupScene::SetupScene() {
+    const QString root = directory.path();
+    linkPaths.linkDirectory = root + QStringLiteral("/bin");
+    linkPaths.linkPath = linkPaths.linkDirectory + QStringLiteral("/zor");
+    linkPaths.linkTarget = root + QStringLiteral("/Zor.app/Contents/MacOS/zor-cli");
+    QDir().mkpath(linkPaths.linkDirectory);
+    QDir().mkpath(QFileInfo(linkPaths.linkTarget).path());
+    QFile tool(linkPaths.linkTarget);
+    if (tool.open(QIODevice::WriteOnly))
+        tool.close();
+
+    model = std::make_unique<SetupModel>(
+        clock, services, extensions, filter, daemon, scripts, workspace,
+        [this] { return agentBuildNumber(); }, linkPaths);
+}
+
+SetupScene::~SetupScene() {
+    // The screen goes first: it tells the model that it disappears.
+    view.reset();
+}
+
+void SetupScene::makeAllHealthy() {
+    const QString build = zorBuildNumber();
+    {
+        QMutexLocker lock(&daemonConnection.mutex);
+        daemonConnection.status = DaemonStatusRecord{0, QStringLiteral("1.0"), build};
+        daemonConnection.pingAnswer = true;
+        daemonConnection.extensionBuildNumber = build;
+    }
+    services.daemonStatus = ServiceStatus::enabled;
+    services.agentStatus = ServiceStatus::enabled;
+    filter.configuration = FilterProviderConfiguration{true, false};
+    filter.enabled = true;
+    setAgentBuildNumber(build);
+    QFile::remove(linkPaths.linkPath);
+    QFile::link(linkPaths.linkTarget, linkPaths.linkPath);
+}
+
+void SetupScene::makeAgentOutdated() {
+    makeAllHealthy();
+    setAgentBuildNumber(zorBuildNumber() + QStringLiteral("-older"));
+}
+
+void SetupScene::makeDaemonUnreachable(ServiceStatus registration) {
+    makeAllHealthy();
+    QMutexLocker lock(&daemonConnection.mutex);
+    daemonConnection.status.reset();
+    services.daemonStatus = registration;
+}
+
+void SetupScene::removeLink() {
+    QFile::remove(linkPaths.linkPath);
+}
+
+bool SetupScene::show(int width) {
+    view = std::make_unique<QQuickView>();
+    prepareZorEngine(*view->engine());
+    view->setResizeMode(QQuickView::SizeRootObjectToView);
+    view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model.get())}});
+    view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Zor/setup/SetupView.qml")));
+    if (view->status() != QQuickView::Ready) {
+        for (const QQmlError& error : view->errors())
+            qWarning("%s", qPrintable(error.toString()));
+        return false;
+    }
+    view->resize(width, 400);
+    fitHeight();
+    view->show();
+    return QTest::qWaitForWindowExposed(view.get());
+}
+
+bool SetupScene::settle() {
+    return QTest::qWaitFor([this] {
+        return model->daemonStatus() != DaemonStatus::checking &&
+               model->agentStatus() != AgentStatus::checking &&
+               model->neStatus() != NEStatus::checking &&
+               model->cliStatus() != CLISymlinkStatus::checking;
+    });
+}
+
+void SetupScene::fitHeight() {
+    QQuickItem* root = view->rootObject();
+    const qreal height = root->property("contentHeight").toReal() +
+                         root->property("topPadding").toReal() +
+                         root->property("bottomPadding").toReal();
+    view->resize(view->width(), qCeil(height));
+}
+
+QImage SetupScene::grab() {
+    // The first rendering lays the content out; the second shows all of it.
+    view->grabWindow();
+    fitHeight();
+    return view->grabWindow();
+}
+
+QQuickItem* SetupScene::item(const QString& objectName) const {
+    QQuickItem* root = view->rootObject();
+    if (root->objectName() == objectName)
+        return root;
+    return root->findChild<QQuickItem*>(objectName);
+}
+
+QString SetupScene::text(const QString& objectName) const {
+    const QQuickItem* found = item(objectName);
+    return found ? found->property("text").toString() : QString();
+}
+
+bool SetupScene::isShown(const QString& objectName) const {
+    const QQuickItem* found = item(objectName);
+    return found && found->isVisible();
+}
+
+QQuickItem* SetupScene::inBox(const QString& box, const QString& objectName) const {
+    const QQuickItem* found = item(box);
+    return found ? found->findChild<QQuickItem*>(objectName) : nullptr;
+}
+
+void SetupScene::click(QQuickItem* target) const {
+    const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
+    QTest::mouseClick(view.get(), Qt::LeftButton, {}, centre.toPoint());
+}
+
+std::optional<QString> SetupScene::agentBuildNumber() const {
+    QMutexLocker lock(&agentMutex);
+    return agentBuild;
+}
+
+void SetupScene::setAgentBuildNumber(std::optional<QString> buildNumber) {
+    QMutexLocker lock(&agentMutex);
+    agentBuild = std::move(buildNumber);
+}
+
+} // namespace zor::testing
