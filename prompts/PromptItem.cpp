@@ -1,6 +1,6 @@
 #include "prompts/PromptItem.h"
 
-#include <QStringList>
+#include <array>
 
 namespace zor {
 namespace {
@@ -20,10 +20,24 @@ bool isStandardUuidText(QStringView text) {
     return true;
 }
 
-// The name of a folder that is not in the path: the root for an absolute
-// path, nothing for a relative one.
-QString missingFolderName(const QString& path) {
-    return path.startsWith(u'/') ? QStringLiteral("/") : QString();
+// The last `count` components of a path, last first. Repeated and trailing
+// slashes make no components, as with file URLs. A component that the path
+// does not have is the root ("/") for an absolute path, empty for a relative one.
+template <std::size_t count> std::array<QStringView, count> lastComponents(QStringView path) {
+    std::array<QStringView, count> components;
+    const QStringView missing = path.startsWith(u'/') ? QStringView(u"/") : QStringView();
+    components.fill(missing);
+    qsizetype end = path.size();
+    for (QStringView& component : components) {
+        while (end > 0 && path[end - 1] == u'/')
+            --end;
+        if (end == 0)
+            break;
+        const qsizetype start = path.lastIndexOf(u'/', end - 1) + 1;
+        component = path.mid(start, end - start);
+        end = start;
+    }
+    return components;
 }
 
 } // namespace
@@ -40,22 +54,16 @@ QUuid promptIdFromText(QStringView text) {
 }
 
 QString policyDisplayName(const QString& policyPath) {
-    // Repeated and trailing slashes do not make components, as with file URLs.
-    const QStringList components = policyPath.split(u'/', Qt::SkipEmptyParts);
-    const qsizetype count = components.size();
-    const QString fileName = count >= 1 ? components[count - 1] : missingFolderName(policyPath);
-    const QString folder = count >= 2 ? components[count - 2] : missingFolderName(policyPath);
-    const QString grandparent = count >= 3 ? components[count - 3] : missingFolderName(policyPath);
-
+    const auto [fileName, folder, grandparent] = lastComponents<3>(policyPath);
     if (folder == u".zor" && fileName == u"policy.yml")
-        return grandparent;
+        return grandparent.toString();
     if (fileName == u"policy.yml")
-        return folder;
+        return folder.toString();
     // An extension needs a name before its dot and something after it.
     const qsizetype dot = fileName.lastIndexOf(u'.');
     if (dot > 0 && dot < fileName.size() - 1)
-        return fileName.left(dot);
-    return fileName;
+        return fileName.left(dot).toString();
+    return fileName.toString();
 }
 
 } // namespace zor

@@ -5,8 +5,8 @@
 namespace zor {
 namespace {
 
-// Small enough that copying one chunk on a change stays far below a
-// microsecond per item, large enough to keep the chunk array short.
+// Small enough that copying one chunk on a change stays cheap, large enough
+// to keep the slot array short.
 constexpr qsizetype kChunkCapacity = 32;
 
 } // namespace
@@ -14,8 +14,8 @@ constexpr qsizetype kChunkCapacity = 32;
 PromptList::const_iterator& PromptList::const_iterator::operator++() {
     if (entry > 0) {
         --entry;
-    } else if (--chunk >= 0) {
-        entry = list->chunks[chunk]->entries.size() - 1;
+    } else if (--slot >= 0) {
+        entry = list->visibleIn(slot) - 1;
     } else {
         entry = 0;
     }
@@ -23,18 +23,18 @@ PromptList::const_iterator& PromptList::const_iterator::operator++() {
 }
 
 PromptList::const_iterator PromptList::begin() const {
-    if (chunks.isEmpty())
+    if (chunkSlots.isEmpty())
         return end();
-    return {this, chunks.size() - 1, chunks.last()->entries.size() - 1};
+    return {this, chunkSlots.size() - 1, lastVisible - 1};
 }
 
 const PromptItem& PromptList::at(qsizetype row) const {
     Q_ASSERT(row >= 0 && row < count);
-    for (qsizetype c = chunks.size() - 1; c >= 0; --c) {
-        const QList<Entry>& entries = chunks[c]->entries;
-        if (row < entries.size())
-            return entries[entries.size() - 1 - row].item;
-        row -= entries.size();
+    for (qsizetype slot = chunkSlots.size() - 1; slot >= 0; --slot) {
+        const qsizetype visible = visibleIn(slot);
+        if (row < visible)
+            return chunkSlots[slot].chunk->entries[visible - 1 - row].item;
+        row -= visible;
     }
     Q_UNREACHABLE();
 }
@@ -47,76 +47,141 @@ QList<PromptItem> PromptList::toList() const {
     return list;
 }
 
-bool PromptList::locate(quint64 seq, qsizetype& chunk, qsizetype& entry) const {
-    const auto chunkIt = std::lower_bound(
-        chunks.cbegin(), chunks.cend(), seq,
-        [](const QSharedDataPointer<Chunk>& c, quint64 s) { return c->entries.last().seq < s; });
-    if (chunkIt == chunks.cend())
+bool PromptList::locate(quint64 seq, qsizetype& slot, qsizetype& entry) const {
+    // Slots and entries are in ascending order of sequence numbers.
+    qsizetype low = 0;
+    qsizetype high = chunkSlots.size();
+    while (low < high) {
+        const qsizetype middle = (low + high) / 2;
+        if (chunkSlots[middle].chunk->entries[visibleIn(middle) - 1].seq < seq)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    if (low == chunkSlots.size())
         return false;
-    const QList<Entry>& entries = (*chunkIt)->entries;
-    const auto entryIt = std::lower_bound(entries.cbegin(), entries.cend(), seq,
-                                          [](const Entry& e, quint64 s) { return e.seq < s; });
-    if (entryIt == entries.cend() || entryIt->seq != seq)
+    const std::vector<Entry>& entries = chunkSlots[low].chunk->entries;
+    const auto visibleEnd = entries.cbegin() + visibleIn(low);
+    const auto found = std::lower_bound(entries.cbegin(), visibleEnd, seq,
+                                        [](const Entry& e, quint64 s) { return e.seq < s; });
+    if (found == visibleEnd || found->seq != seq)
         return false;
-    chunk = chunkIt - chunks.cbegin();
-    entry = entryIt - entries.cbegin();
+    slot = low;
+    entry = found - entries.cbegin();
     return true;
 }
 
 const PromptItem* PromptList::find(quint64 seq) const {
-    qsizetype chunk = 0;
+    qsizetype slot = 0;
     qsizetype entry = 0;
-    if (!locate(seq, chunk, entry))
+    if (!locate(seq, slot, entry))
         return nullptr;
-    return &chunks[chunk]->entries[entry].item;
+    return &chunkSlots[slot].chunk->entries[entry].item;
+}
+
+void PromptList::setVisible(qsizetype slot, qsizetype visible) {
+    if (slot == chunkSlots.size() - 1)
+        lastVisible = visible;
+    else
+        chunkSlots[slot].visible = visible;
+}
+
+PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
+    // Detaching the slot array first makes a chunk that other lists see
+    // through a shared array count as shared.
+    Slot& owned = chunkSlots[slot];
+    const qsizetype visible = visibleIn(slot);
+    if (owned.chunk->ref.loadRelaxed() != 1) {
+        auto* copy = new Chunk;
+        copy->entries.reserve(kChunkCapacity);
+        copy->entries.assign(owned.chunk->entries.cbegin(),
+                             owned.chunk->entries.cbegin() + visible);
+        owned.chunk = QExplicitlySharedDataPointer<Chunk>(copy);
+    } else {
+        // Entries past our prefix were added by a list that no longer exists.
+        owned.chunk->entries.erase(owned.chunk->entries.begin() + visible,
+                                   owned.chunk->entries.end());
+    }
+    return *owned.chunk;
 }
 
 void PromptList::prepend(quint64 seq, PromptItem item) {
-    Q_ASSERT(chunks.isEmpty() || chunks.last()->entries.last().seq < seq);
-    if (chunks.isEmpty() || chunks.last()->entries.size() >= kChunkCapacity) {
-        chunks.append(QSharedDataPointer<Chunk>(new Chunk));
-        chunks.last()->entries.reserve(kChunkCapacity);
+    Q_ASSERT(isEmpty() ||
+             std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
+    if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
+        Chunk& last = *std::as_const(chunkSlots).last().chunk;
+        // In place when no other list added past our prefix: the others do
+        // not see past theirs, and the reserved entries do not move.
+        if (qsizetype(last.entries.size()) == lastVisible) {
+            last.entries.push_back(Entry{seq, std::move(item)});
+        } else {
+            ownChunk(chunkSlots.size() - 1).entries.push_back(Entry{seq, std::move(item)});
+        }
+        ++lastVisible;
+        ++count;
+        return;
     }
-    chunks.last()->entries.append(Entry{seq, std::move(item)});
+    if (!chunkSlots.isEmpty())
+        chunkSlots.last().visible = lastVisible;
+    auto* chunk = new Chunk;
+    chunk->entries.reserve(kChunkCapacity);
+    chunk->entries.push_back(Entry{seq, std::move(item)});
+    chunkSlots.append(Slot{QExplicitlySharedDataPointer<Chunk>(chunk), 0});
+    lastVisible = 1;
     ++count;
 }
 
 PromptItem* PromptList::findForUpdate(quint64 seq) {
-    qsizetype chunk = 0;
+    qsizetype slot = 0;
     qsizetype entry = 0;
-    if (!locate(seq, chunk, entry))
+    if (!locate(seq, slot, entry))
         return nullptr;
-    return &chunks[chunk]->entries[entry].item;
+    return &ownChunk(slot).entries[entry].item;
+}
+
+void PromptList::removeSlot(qsizetype slot) {
+    const bool isLast = slot == chunkSlots.size() - 1;
+    chunkSlots.removeAt(slot);
+    if (isLast)
+        lastVisible = chunkSlots.isEmpty() ? 0 : chunkSlots.last().visible;
 }
 
 bool PromptList::remove(quint64 seq) {
-    qsizetype chunk = 0;
+    qsizetype slot = 0;
     qsizetype entry = 0;
-    if (!locate(seq, chunk, entry))
+    if (!locate(seq, slot, entry))
         return false;
-    chunks[chunk]->entries.removeAt(entry);
+    Chunk& chunk = ownChunk(slot);
+    chunk.entries.erase(chunk.entries.begin() + entry);
     --count;
-    if (chunks[chunk]->entries.isEmpty())
-        chunks.removeAt(chunk);
-    else
-        mergeIfSmall(chunk);
+    if (chunk.entries.empty()) {
+        removeSlot(slot);
+    } else {
+        setVisible(slot, qsizetype(chunk.entries.size()));
+        mergeIfSmall(slot);
+    }
     return true;
 }
 
-// Keeps the chunk array short when removals thin the chunks out.
-void PromptList::mergeIfSmall(qsizetype chunk) {
-    const qsizetype size = chunks[chunk]->entries.size();
+// Keeps the slot array short when removals thin the chunks out.
+void PromptList::mergeIfSmall(qsizetype slot) {
+    const qsizetype size = visibleIn(slot);
     if (size >= kChunkCapacity / 4)
         return;
-    for (const qsizetype neighbour : {chunk + 1, chunk - 1}) {
-        if (neighbour < 0 || neighbour >= chunks.size())
+    for (const qsizetype neighbour : {slot + 1, slot - 1}) {
+        if (neighbour < 0 || neighbour >= chunkSlots.size() ||
+            visibleIn(neighbour) + size > kChunkCapacity)
             continue;
-        if (chunks[neighbour]->entries.size() + size > kChunkCapacity)
-            continue;
-        const qsizetype older = std::min(chunk, neighbour);
-        const qsizetype newer = std::max(chunk, neighbour);
-        chunks[older]->entries.append(std::as_const(chunks)[newer]->entries);
-        chunks.removeAt(newer);
+        const qsizetype older = std::min(slot, neighbour);
+        const qsizetype newer = std::max(slot, neighbour);
+        const qsizetype olderSize = visibleIn(older);
+        const qsizetype newerSize = visibleIn(newer);
+        const std::vector<Entry>& newerEntries = std::as_const(chunkSlots)[newer].chunk->entries;
+        Chunk& merged = ownChunk(older);
+        merged.entries.insert(merged.entries.end(), newerEntries.cbegin(),
+                              newerEntries.cbegin() + newerSize);
+        removeSlot(newer);
+        setVisible(older, olderSize + newerSize);
         return;
     }
 }

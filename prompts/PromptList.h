@@ -2,27 +2,36 @@
 
 #include "prompts/PromptItem.h"
 
+#include <QExplicitlySharedDataPointer>
 #include <QList>
 #include <QSharedData>
-#include <QSharedDataPointer>
 #include <iterator>
+#include <vector>
 
 namespace zor {
 
 // The store's prompts, newest first (row 0), as a value that views can keep.
 //
-// Copies are cheap and stay unchanged when the store moves on: the items live
-// in small implicitly shared chunks, so a copy shares them all, and a change
-// to the store copies the one chunk it touches plus the array of chunk
-// pointers, not ten thousand items. Every item carries a sequence number that
-// grows with each addition, which finds it in O(log n).
+// Copies are cheap and stay unchanged when the store moves on. The items live
+// in chunks shared between copies. A list sees a prefix of each chunk, so the
+// store can add its newest item to a shared chunk in place: the copies do not
+// see past their own prefix. Removing or changing an item copies the one chunk
+// it lies in, if shared, and the array of chunk references, not ten thousand
+// items. Every item carries a sequence number that grows with each addition,
+// which finds it in O(log n). References to items stay valid until the list
+// they were read from changes.
 class PromptList {
     struct Entry {
         quint64 seq;
         PromptItem item;
     };
+    // Its entries are reserved up front and never reallocated.
     struct Chunk : QSharedData {
-        QList<Entry> entries; // oldest first, never empty
+        std::vector<Entry> entries; // oldest first
+    };
+    struct Slot {
+        QExplicitlySharedDataPointer<Chunk> chunk;
+        qsizetype visible = 0; // the prefix of the chunk this list sees; see lastVisible
     };
 
 public:
@@ -35,7 +44,7 @@ public:
         using reference = const PromptItem&;
 
         const_iterator() = default;
-        reference operator*() const { return list->chunks[chunk]->entries[entry].item; }
+        reference operator*() const { return list->chunkSlots[slot].chunk->entries[entry].item; }
         pointer operator->() const { return &**this; }
         const_iterator& operator++();
         const_iterator operator++(int) {
@@ -44,18 +53,18 @@ public:
             return old;
         }
         bool operator==(const const_iterator& other) const {
-            return chunk == other.chunk && entry == other.entry;
+            return slot == other.slot && entry == other.entry;
         }
 
     private:
         friend class PromptList;
-        const_iterator(const PromptList* list, qsizetype chunk, qsizetype entry)
+        const_iterator(const PromptList* list, qsizetype slot, qsizetype entry)
             : list(list)
-            , chunk(chunk)
+            , slot(slot)
             , entry(entry) {}
 
         const PromptList* list = nullptr;
-        qsizetype chunk = -1;
+        qsizetype slot = -1;
         qsizetype entry = 0;
     };
 
@@ -63,7 +72,7 @@ public:
     bool isEmpty() const { return count == 0; }
     // O(number of chunks); walk with the iterators instead.
     const PromptItem& at(qsizetype row) const;
-    const PromptItem& first() const { return chunks.last()->entries.last().item; }
+    const PromptItem& first() const { return *begin(); }
     const_iterator begin() const;
     const_iterator end() const { return {this, -1, 0}; }
     QList<PromptItem> toList() const;
@@ -78,10 +87,20 @@ public:
     bool remove(quint64 seq);
 
 private:
-    bool locate(quint64 seq, qsizetype& chunk, qsizetype& entry) const;
-    void mergeIfSmall(qsizetype chunk);
+    qsizetype visibleIn(qsizetype slot) const {
+        return slot == chunkSlots.size() - 1 ? lastVisible : chunkSlots[slot].visible;
+    }
+    bool locate(quint64 seq, qsizetype& slot, qsizetype& entry) const;
+    // Makes the chunk of the slot this list's own, holding exactly what the list sees.
+    Chunk& ownChunk(qsizetype slot);
+    void setVisible(qsizetype slot, qsizetype visible);
+    void removeSlot(qsizetype slot);
+    void mergeIfSmall(qsizetype slot);
 
-    QList<QSharedDataPointer<Chunk>> chunks; // oldest first
+    QList<Slot> chunkSlots; // oldest first
+    // The visible prefix of the last slot's chunk, kept outside the shared slot
+    // array so that adding in place does not copy the array.
+    qsizetype lastVisible = 0;
     qsizetype count = 0;
 };
 

@@ -516,7 +516,19 @@ private slots:
         PromptStore store;
         ReferenceStore reference;
         QList<QUuid> knownIds;
+        // Copies taken along the way, with what they held then; some grow on their own.
+        QList<std::pair<PromptList, QList<PromptItem>>> snapshots;
         for (int step = 0; step < 3000; ++step) {
+            if (step % 40 == 0) {
+                snapshots.append({store.prompts(), store.prompts().toList()});
+                if (step % 120 == 0) {
+                    auto& [grown, expected] = snapshots.last();
+                    const PromptItem extra{uuid(100000 + step), "own", "/own",
+                                           file("/own"),        {},    false};
+                    grown.prepend(quint64(1) << 40 | quint64(step), extra);
+                    expected.prepend(extra);
+                }
+            }
             const int choice = random.bounded(10);
             const QString session = QStringLiteral("s%1").arg(random.bounded(12));
             const QString policy = QStringLiteral("/p%1/policy.yml").arg(random.bounded(6));
@@ -524,7 +536,7 @@ private slots:
                 const QUuid id = random.bounded(8) == 0 && !knownIds.isEmpty()
                                      ? knownIds[random.bounded(knownIds.size())]
                                      : uuid(step);
-                const Denial denial = file(QStringLiteral("/f%1").arg(random.bounded(40)));
+                const Denial denial = file(QStringLiteral("/f%1").arg(random.bounded(150)));
                 const bool ended = random.bounded(4) == 0;
                 store.addPrompt(id, session, policy, denial, ended);
                 reference.add(PromptItem{id, session, policy, denial, {}, ended});
@@ -557,6 +569,12 @@ private slots:
             for (const PromptItem& item : reference.prompts)
                 keys.insert(item.dedupeKey());
             QCOMPARE(store.dedupeKeys(), keys);
+        }
+        for (const auto& [snapshot, expected] : snapshots) {
+            QCOMPARE(snapshot.toList(), expected);
+            QCOMPARE(snapshot.size(), expected.size());
+            for (qsizetype row = 0; row < expected.size(); row += 7)
+                QCOMPARE(snapshot.at(row).dedupeKey(), expected.at(row).dedupeKey());
         }
     }
 };
