@@ -7,6 +7,7 @@
 #include "shared/RuleLifetime.h"
 #include "shared/SerializablePromptItem.h"
 
+#include <QFile>
 #include <QTest>
 
 Q_DECLARE_METATYPE(std::optional<zor::FileOperation>)
@@ -266,6 +267,38 @@ private slots:
         QVERIFY(!decoded.error().isEmpty());
         QVERIFY2(decoded.error().contains(errorPart), qPrintable(decoded.error()));
         QVERIFY2(decoded.error().contains(" at byte "), qPrintable(decoded.error()));
+    }
+
+    void unknownMembersAreSkippedAndRepeatedOnesTakeTheLastValue() {
+        const auto decoded = SerializablePromptItem::fromJson(
+            record(R"({"kind":"file","path":"/a","path":"/b","operation":"read","port":1})",
+                   R"(, "agent" : {"v":[1,-2.5e3,null,true,"x\/y"]} ,"sessionId":"s2")"));
+        QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
+        QCOMPARE(decoded.value().sessionId, "s2");
+        QVERIFY(decoded.value().denial == Denial(FileDenial{"/b", "read", std::nullopt}));
+    }
+
+    void documentedExamplesDecode() {
+        QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
+        QVERIFY(doc.open(QIODevice::ReadOnly));
+        const QByteArray text = doc.readAll();
+        const qsizetype start = text.indexOf("\n## Examples");
+        const qsizetype end = text.indexOf("\n## ", start + 1);
+        QVERIFY(start > 0 && end > start);
+        const QByteArray examples = text.mid(start, end - start);
+
+        QList<Denial::Kind> kinds;
+        for (qsizetype at = examples.indexOf("```json\n"); at >= 0;
+             at = examples.indexOf("```json\n", at + 1)) {
+            const qsizetype from = at + 8;
+            const QByteArray json = examples.mid(from, examples.indexOf("```", from) - from);
+            const auto decoded = SerializablePromptItem::fromJson(json);
+            QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
+            kinds.append(decoded.value().denial.kind());
+        }
+        QCOMPARE(kinds,
+                 (QList<Denial::Kind>{Denial::Kind::file, Denial::Kind::network, Denial::Kind::exec,
+                                      Denial::Kind::signal, Denial::Kind::ioDevice}));
     }
 
     void listsDecodeWholeOrNotAtAll() {
