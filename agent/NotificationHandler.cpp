@@ -1,0 +1,265 @@
+#include "agent/NotificationHandler.h"
+
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+#include "prompts/PromptStore.h"
+#include "shared/Identifiers.h"
+#include "shared/SerializablePromptItem.h"
+
+#include <QCoreApplication>
+#include <QMutex>
+#include <QSemaphore>
+#include <cmath>
+
+namespace zor {
+
+namespace {
+
+const Logger& log() {
+    return logger(LogCategory::notifications);
+}
+
+// Queues `fn` for the main thread; dropped when the application is gone.
+void onMainThread(std::function<void()> fn) {
+    if (QCoreApplication* app = QCoreApplication::instance())
+        QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
+}
+
+// The agent sends and expects the standard 36-character form only.
+std::optional<QUuid> parsePromptId(const QString& text) {
+    const QUuid uuid = QUuid::fromString(text);
+    const bool isNilText = text == QLatin1String("00000000-0000-0000-0000-000000000000");
+    if (text.size() != 36 || (uuid.isNull() && !isNilText))
+        return std::nullopt;
+    return uuid;
+}
+
+QString promptIdText(const QUuid& id) {
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+void addRecord(PromptStore& store, const SerializablePromptItem& record) {
+    store.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath, record.denial,
+                    record.isSessionEnded);
+}
+
+// A decision's reply, handed on to `completion` on the main thread.
+DecisionReply completionOnMainThread(NotificationHandler::DecisionCompletion completion) {
+    return [completion = std::move(completion)](bool success, std::optional<QString> error) {
+        onMainThread([completion, success, error] { completion(success, error); });
+    };
+}
+
+} // namespace
+
+NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock, QObject* parent)
+    : QObject(parent)
+    , connector(connector)
+    , clock(clock)
+    , service(QString::fromLatin1(kAgentMachServiceName)) {
+    requireMainThread("NotificationHandler");
+}
+
+NotificationHandler::~NotificationHandler() {
+    // Afterwards the connection no longer calls this object.
+    disconnect();
+}
+
+void NotificationHandler::setAppState(AppState* appState) {
+    requireMainThread("NotificationHandler::setAppState");
+    state = appState;
+}
+
+void NotificationHandler::connect() {
+    requireMainThread("NotificationHandler::connect");
+    if (connection) {
+        // Its end must not schedule anything.
+        connection->setInvalidationHandler({});
+        connection->setInterruptionHandler({});
+        connection->invalidate();
+        connection.reset();
+    }
+    if (attempt > kMaxReconnectAttempts - 1) {
+        log().error("Giving up on ZorAgent connection after %ld attempts", {kMaxReconnectAttempts});
+        return;
+    }
+    if (attempt >= 1)
+        log().info("Reconnecting to ZorAgent (attempt %ld/%ld)",
+                   {attempt + 1, kMaxReconnectAttempts});
+
+    auto newConnection = connector.connectToService(service, *this);
+    const QPointer<NotificationHandler> self(this);
+    newConnection->setInvalidationHandler([self] {
+        log().error("ZorAgent connection invalidated");
+        onMainThread([self] {
+            if (self)
+                self->scheduleReconnect();
+        });
+    });
+    const std::weak_ptr<AgentConnection> weakConnection = newConnection;
+    newConnection->setInterruptionHandler([weakConnection] {
+        log().error("ZorAgent connection interrupted, invalidating for clean reconnect");
+        if (const auto interrupted = weakConnection.lock())
+            interrupted->invalidate();
+    });
+
+    connection = std::move(newConnection);
+    // Reset before anything is known about the agent: an absent agent thus
+    // gets a retry every two seconds for as long as it stays away.
+    attempt = 0;
+    connection->resume();
+    log().info("Connected to ZorAgent");
+    syncPrompts();
+}
+
+void NotificationHandler::disconnect() {
+    requireMainThread("NotificationHandler::disconnect");
+    if (!connection)
+        return;
+    connection->setInvalidationHandler({});
+    connection->setInterruptionHandler({});
+    connection->invalidate();
+    connection.reset();
+}
+
+void NotificationHandler::scheduleReconnect() {
+    requireMainThread("NotificationHandler::scheduleReconnect");
+    ++attempt;
+    if (attempt > kMaxReconnectAttempts) {
+        log().error("Giving up on ZorAgent connection after %ld attempts", {kMaxReconnectAttempts});
+        return;
+    }
+    const double delay = std::min(kReconnectBaseDelaySeconds * std::pow(2.0, double(attempt - 1)),
+                                  kMaxReconnectDelaySeconds);
+    log().info("Will reconnect to ZorAgent in %fs (attempt %ld/%ld)",
+               {delay, attempt, kMaxReconnectAttempts});
+    clock.schedule(Millis(qint64(std::llround(delay * 1000.0))), this, [this] { connect(); });
+}
+
+std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy() {
+    if (!connection) {
+        log().error("No connection to ZorAgent");
+        return nullptr;
+    }
+    return connection->remoteObjectProxyWithErrorHandler([](const PlatformError& error) {
+        log().error("ZorAgent proxy error: %{public}s", {error.localizedDescription});
+    });
+}
+
+void NotificationHandler::syncPrompts() {
+    const auto proxy = remoteProxy();
+    if (!proxy)
+        return;
+    const QPointer<NotificationHandler> self(this);
+    proxy->getPromptsWithReply([self](const QByteArray& data) {
+        auto decoded = SerializablePromptItem::listFromJson(data);
+        if (!decoded) {
+            log().error("Failed to decode prompts from ZorAgent");
+            return;
+        }
+        onMainThread([self, records = std::move(decoded).value()] {
+            if (!self || !self->state)
+                return;
+            PromptStore& store = *self->state->promptStore();
+            for (const SerializablePromptItem& record : records)
+                addRecord(store, record);
+            log().info("Synced %ld prompts from ZorAgent", {qint64(records.size())});
+        });
+    });
+}
+
+void NotificationHandler::onMainThreadWithAppState(std::function<void(AppState&)> fn) {
+    const QPointer<NotificationHandler> self(this);
+    onMainThread([self, fn = std::move(fn)] {
+        if (self && self->state)
+            fn(*self->state);
+    });
+}
+
+void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData) {
+    auto decoded = SerializablePromptItem::fromJson(promptData);
+    if (!decoded) {
+        log().error("Failed to decode prompt from ZorAgent callback");
+        return;
+    }
+    onMainThreadWithAppState([record = std::move(decoded).value()](AppState& appState) {
+        addRecord(*appState.promptStore(), record);
+    });
+}
+
+void NotificationHandler::promptRemovedWithPromptId(const QString& promptId) {
+    const auto id = parsePromptId(promptId);
+    if (!id)
+        return;
+    onMainThreadWithAppState(
+        [id = *id](AppState& appState) { appState.promptStore()->removePrompt(id); });
+}
+
+void NotificationHandler::promptsClearedWithSessionId(const QString& sessionId) {
+    onMainThreadWithAppState(
+        [sessionId](AppState& appState) { appState.promptStore()->markSessionEnded(sessionId); });
+}
+
+void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,
+                                       const QString& lifetime, const QString& policyPath,
+                                       DecisionCompletion completion) {
+    requireMainThread("NotificationHandler::handlePrompt");
+    const auto proxy = remoteProxy();
+    if (!proxy) {
+        completion(false, QStringLiteral("Not connected to ZorAgent"));
+        return;
+    }
+    proxy->handlePromptWithPromptId(promptIdText(id), action, lifetime, policyPath,
+                                    completionOnMainThread(std::move(completion)));
+}
+
+void NotificationHandler::dismissPrompt(const QUuid& id, DecisionCompletion completion) {
+    requireMainThread("NotificationHandler::dismissPrompt");
+    const auto proxy = remoteProxy();
+    if (!proxy) {
+        completion(false, QStringLiteral("Not connected to ZorAgent"));
+        return;
+    }
+    proxy->dismissPromptWithPromptId(promptIdText(id),
+                                     completionOnMainThread(std::move(completion)));
+}
+
+std::optional<QString> NotificationHandler::getBuildNumber() {
+    if (isMainThread())
+        qFatal("NotificationHandler::getBuildNumber must not be called on the main thread");
+    std::shared_ptr<AgentConnection> current;
+    QMetaObject::invokeMethod(
+        this, [this, &current] { current = connection; }, Qt::BlockingQueuedConnection);
+    if (!current) {
+        log().error("No connection to ZorAgent for build number check");
+        return std::nullopt;
+    }
+
+    // Shared with the reply, which may come after the wait has given up.
+    struct Wait {
+        QSemaphore semaphore;
+        QMutex mutex;
+        std::optional<QString> buildNumber;
+    };
+    const auto wait = std::make_shared<Wait>();
+    const auto proxy =
+        current->remoteObjectProxyWithErrorHandler([wait](const PlatformError& error) {
+            log().error("ZorAgent proxy error (getBuildNumber): %s", {error.localizedDescription});
+            wait->semaphore.release();
+        });
+    proxy->getBuildNumberWithReply([wait](const QString& buildNumber) {
+        {
+            QMutexLocker lock(&wait->mutex);
+            wait->buildNumber = buildNumber;
+        }
+        wait->semaphore.release();
+    });
+    if (!clock.tryAcquire(wait->semaphore, kBuildNumberTimeout)) {
+        log().error("ZorAgent getBuildNumber timed out");
+        return std::nullopt;
+    }
+    QMutexLocker lock(&wait->mutex);
+    return wait->buildNumber;
+}
+
+} // namespace zor

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "app/AppState.h"
+#include "platform/AgentConnection.h"
+#include "platform/Clock.h"
+#include "shared/ZorAppCallbackProtocol.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUuid>
+#include <memory>
+#include <optional>
+
+namespace zor {
+
+// Keeps the app's one connection to ZorAgent alive: connects, reconnects with
+// back-off, fetches every pending prompt after each connection, turns the
+// agent's callbacks into prompt store operations, and forwards decisions,
+// dismissals and the build-number question. Its state lives on the main
+// thread; the connection's handlers and callbacks only log and parse on the
+// connection's thread, then hop to the main thread holding it weakly.
+class NotificationHandler final : public QObject, public ZorAppCallbackProtocol {
+    Q_OBJECT
+
+public:
+    using DecisionCompletion = std::function<void(bool success, std::optional<QString> error)>;
+
+    static constexpr qint64 kMaxReconnectAttempts = 10;
+    static constexpr double kReconnectBaseDelaySeconds = 2.0;
+    static constexpr double kMaxReconnectDelaySeconds = 60.0;
+    static constexpr Millis kBuildNumberTimeout{5000};
+
+    // Main thread only.
+    NotificationHandler(AgentConnector& connector, Clock& clock, QObject* parent = nullptr);
+    ~NotificationHandler() override;
+
+    // The process's instance, created on first use on the main thread with the
+    // system's connector and clock.
+    static NotificationHandler& shared();
+
+    QString serviceName() const { return service; }
+    qint64 reconnectAttempt() const { return attempt; }
+
+    // Held weakly: the handler never keeps the app state alive.
+    void setAppState(AppState* appState);
+    AppState* appState() const { return state; }
+
+    void connect();
+    // Ends the connection without a reconnect. A reconnect already scheduled
+    // still runs.
+    void disconnect();
+    void scheduleReconnect();
+
+    // The completion runs on the main thread; at once on the calling thread
+    // when there is no connection. On a proxy error it never runs.
+    void handlePrompt(const QUuid& id, const QString& action, const QString& lifetime,
+                      const QString& policyPath, DecisionCompletion completion);
+    void dismissPrompt(const QUuid& id, DecisionCompletion completion);
+
+    // Blocks for up to five seconds: never call it on the main thread.
+    std::optional<QString> getBuildNumber();
+
+    // Called by the agent on the connection's thread.
+    void promptAddedWithPromptData(const QByteArray& promptData) override;
+    void promptRemovedWithPromptId(const QString& promptId) override;
+    void promptsClearedWithSessionId(const QString& sessionId) override;
+
+private:
+    std::shared_ptr<ZorAgentProtocol> remoteProxy();
+    void syncPrompts();
+    // Runs `fn` on the main thread later if this handler and its app state
+    // still exist then.
+    void onMainThreadWithAppState(std::function<void(AppState&)> fn);
+
+    AgentConnector& connector;
+    Clock& clock;
+    const QString service;
+    std::shared_ptr<AgentConnection> connection;
+    QPointer<AppState> state;
+    qint64 attempt = 0;
+};
+
+} // namespace zor
