@@ -1,6 +1,7 @@
 #include "VirtualClock.h"
 
 #include <QCoreApplication>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <algorithm>
 
@@ -34,6 +35,8 @@ void VirtualClock::sleep(Millis duration) {
 
 bool VirtualClock::tryAcquire(QSemaphore& semaphore, Millis timeout) {
     const qint64 deadline = currentMs.load() + timeout.count();
+    ++waiters;
+    const auto stopWaiting = qScopeGuard([this] { --waiters; });
     for (;;) {
         if (semaphore.tryAcquire(1, 2))
             return true;

@@ -28,6 +28,8 @@ public:
     bool advanceToNextTimer();
 
     int pendingTimerCount() const;
+    // Threads blocked in tryAcquire right now, their deadline set.
+    int waitingCount() const { return waiters.load(); }
     // Delay from now to the earliest pending timer, if any.
     std::optional<Millis> nextTimerIn() const;
     QList<Millis> sleeps() const;
@@ -42,6 +44,7 @@ private:
     bool fireNextDueBy(Millis limit);
 
     std::atomic<qint64> currentMs{0};
+    std::atomic<int> waiters{0};
     TimerId lastId = 0;
     QList<Timer> timers;
     mutable QMutex sleepsMutex;
