@@ -6,8 +6,10 @@
 #include <QMetaEnum>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QTest>
+#include <QThreadPool>
 
 using namespace zor;
 using namespace zor::testing;
@@ -184,6 +186,11 @@ private slots:
         scene.makeAllHealthy();
         QSemaphore daemonAnswers;
         scene.daemonConnection.onGetStatus = [&] { daemonAnswers.acquire(); };
+        // Should a check fail, the blocked probe still ends before the semaphore goes.
+        const auto unblock = qScopeGuard([&] {
+            daemonAnswers.release();
+            QThreadPool::globalInstance()->waitForDone();
+        });
         QVERIFY(scene.show(640));
 
         QCOMPARE(scene.inBox("daemonStepBox", "statusLabel")->property("text").toString(),
