@@ -1,0 +1,102 @@
+// A stand-in for ZorAgent during development: serves prompt records to the app
+// over the local transport and pushes changes typed on standard input.
+
+#include "DevAgent.h"
+#include "platform/local/LocalAgentMessages.h"
+#include "platform/local/LocalAgentServer.h"
+#include "shared/BuildNumber.h"
+#include "shared/Identifiers.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <thread>
+
+namespace {
+
+void printTo(FILE* stream, const QString& line) {
+    std::fputs(qPrintable(line + u'\n'), stream);
+    std::fflush(stream);
+}
+
+// Reads command lines on a thread of its own, since standard input cannot be
+// watched portably by the event loop, and hands each line to `receiver`'s
+// thread. Stops after "quit" or at the end of input.
+void readCommands(QObject* receiver, std::function<void(const QString&)> run) {
+    std::thread([receiver, run = std::move(run)] {
+        std::string line;
+        while (std::getline(std::cin, line)) {
+            const QString text = QString::fromStdString(line);
+            QMetaObject::invokeMethod(
+                receiver, [run, text] { run(text); }, Qt::QueuedConnection);
+            if (text.trimmed() == u"quit")
+                return;
+        }
+    }).detach();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("zor-dev-agent"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Serves prompts to Zor as its notification agent would. Commands on "
+                       "standard input: add JSON, remove ID, clear SESSION, quit."));
+    parser.addHelpOption();
+    const QCommandLineOption promptsOption(
+        QStringLiteral("prompts"), QStringLiteral("Prompt records to serve (a JSON array)."),
+        QStringLiteral("file"));
+    const QCommandLineOption buildNumberOption(QStringLiteral("build-number"),
+                                               QStringLiteral("The build number to report."),
+                                               QStringLiteral("text"), zor::zorBuildNumber());
+    parser.addOption(promptsOption);
+    parser.addOption(buildNumberOption);
+    parser.process(app);
+
+    const auto out = [](const QString& line) { printTo(stdout, line); };
+    const auto err = [](const QString& line) {
+        printTo(stderr, QStringLiteral("zor-dev-agent: ") + line);
+    };
+    zor::DevAgent agent(parser.value(buildNumberOption), out, err);
+
+    if (parser.isSet(promptsOption)) {
+        QFile file(parser.value(promptsOption));
+        if (!file.open(QIODevice::ReadOnly)) {
+            err(QStringLiteral("cannot read %1: %2").arg(file.fileName(), file.errorString()));
+            return 1;
+        }
+        if (!agent.loadPrompts(file.readAll()))
+            return 1;
+    }
+
+    zor::LocalAgentServer server(agent);
+    const QString name =
+        zor::local::agentSocketName(QString::fromLatin1(zor::kAgentMachServiceName));
+    if (!server.listen(name)) {
+        err(QStringLiteral("cannot listen on %1: %2").arg(name, server.errorString()));
+        return 1;
+    }
+    agent.setApps(&server.apps());
+    QObject::connect(&server, &zor::LocalAgentServer::appConnected, &app,
+                     [&] { err(QStringLiteral("app connected (%1)").arg(server.appCount())); });
+    QObject::connect(&server, &zor::LocalAgentServer::appDisconnected, &app,
+                     [&] { err(QStringLiteral("app disconnected (%1)").arg(server.appCount())); });
+    QObject::connect(
+        &server, &zor::LocalAgentServer::protocolError, &app,
+        [&](const QString& reason) { err(QStringLiteral("dropped an app: ") + reason); });
+
+    readCommands(&app, [&](const QString& line) {
+        if (!agent.runCommand(line))
+            QCoreApplication::quit();
+    });
+    out(QStringLiteral("listening on %1 with %2 prompts")
+            .arg(server.fullServerName())
+            .arg(agent.promptCount()));
+    return app.exec();
+}
