@@ -5,6 +5,7 @@
 #include "platform/local/LocalFraming.h"
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMutex>
@@ -450,6 +451,41 @@ private slots:
         QTRY_COMPARE(gone.size(), 1);
         QCOMPARE(server.appCount(), 0);
         QVERIFY(agent.calls.isEmpty());
+    }
+
+    void theDocumentedExchangeIsWhatTheServerSpeaks() {
+        QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
+        QVERIFY(doc.open(QIODevice::ReadOnly));
+        const QByteArray text = doc.readAll();
+        const qsizetype section = text.indexOf("\n## On a local socket");
+        QVERIFY(section > 0);
+        const qsizetype from = text.indexOf("```json\n", section) + 8;
+        const QList<QByteArray> lines =
+            text.mid(from, text.indexOf("```", from) - from).trimmed().split('\n');
+        QCOMPARE(lines.size(), 2);
+
+        ScriptedAgent agent;
+        LocalAgentServer server(agent);
+        const QString name = uniqueSocketName();
+        QVERIFY(server.listen(name));
+        QLocalSocket app;
+        app.connectToServer(name);
+        QVERIFY(app.waitForConnected(5000));
+        app.write(rawFrame(lines[0]));
+        FrameDecoder decoder;
+        std::optional<QJsonObject> reply;
+        // Evaluated again after it first holds, so reading stops once there is a reply.
+        const auto hasReply = [&] {
+            if (!reply) {
+                decoder.append(app.readAll());
+                reply = decoder.next();
+            }
+            return reply.has_value();
+        };
+        QTRY_VERIFY(hasReply());
+        QCOMPARE(agent.calls, QStringList{"handlePrompt 0B0C2F8E-39A5-4A43-9C1B-6A1E0D3F7C21 allow "
+                                          "session /Users/ada/proj/.zor/policy.yml"});
+        QCOMPARE(*reply, QJsonDocument::fromJson(lines[1]).object());
     }
 
     void aSecondServerCannotTakeALiveSocketButTakesAStaleOne() {
