@@ -238,7 +238,8 @@ void LocalAgentConnection::socketDisconnected() {
     if (linkState != LinkState::connected)
         return;
     linkState = LinkState::interrupted;
-    failPendingCalls(interruptedError());
+    endError = interruptedError();
+    failPendingCalls(*endError);
     Handler handler;
     {
         QMutexLocker lock(&mutex);
@@ -317,7 +318,7 @@ void LocalAgentConnection::startCall(QJsonObject call, ReplyReader readReply,
                                      ErrorHandler onError) {
     if (linkState == LinkState::invalidated || linkState == LinkState::interrupted) {
         if (onError)
-            onError(linkState == LinkState::invalidated ? invalidatedError() : interruptedError());
+            onError(*endError);
         return;
     }
     const qint64 id = ++lastCallId;
@@ -334,6 +335,7 @@ void LocalAgentConnection::finishInvalidation(const PlatformError& error) {
     if (linkState == LinkState::invalidated)
         return;
     linkState = LinkState::invalidated;
+    endError = error;
     closeSocket();
     failPendingCalls(error);
     Handler handler;

@@ -88,6 +88,7 @@ private:
     std::map<qint64, PendingCall> pendingCalls;
     QByteArrayList unsentFrames;
     qint64 lastCallId = 0;
+    std::optional<PlatformError> endError; // why calls fail once the link is down
 };
 
 } // namespace zor
