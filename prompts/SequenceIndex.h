@@ -18,20 +18,18 @@ public:
 
     void insert(const Key& key, quint64 seq) { seqsByKey[key].append(seq); }
 
-    // True when `seq` was the last one of the key.
-    bool remove(const Key& key, quint64 seq) {
+    // A key without sequence numbers leaves the index.
+    void remove(const Key& key, quint64 seq) {
         const auto it = seqsByKey.find(key);
         if (it == seqsByKey.end())
-            return false;
+            return;
         Seqs& seqs = it.value();
         const auto found = std::lower_bound(seqs.begin(), seqs.end(), seq);
         if (found == seqs.end() || *found != seq)
-            return false;
+            return;
         seqs.erase(found);
-        if (!seqs.isEmpty())
-            return false;
-        seqsByKey.erase(it);
-        return true;
+        if (seqs.isEmpty())
+            seqsByKey.erase(it);
     }
 
     const Seqs* find(const Key& key) const {

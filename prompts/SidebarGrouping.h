@@ -10,8 +10,8 @@ namespace zor {
 namespace SidebarGroupings {
 Q_NAMESPACE
 
-// How the sidebar groups prompts. Compared and hashed as its raw value, which
-// for an enumeration comes to the same as comparing the cases.
+// How the sidebar groups prompts. Each case has its own raw value, so equal
+// cases and equal raw values are the same thing.
 enum class SidebarGrouping { policy, session };
 Q_ENUM_NS(SidebarGrouping)
 

@@ -19,8 +19,7 @@ public:
     explicit operator bool() const { return hasValue(); }
 
     // Only when hasValue().
-    const T& value() const& { return std::get<T>(result); }
-    T&& value() && { return std::get<T>(std::move(result)); }
+    const T& value() const { return std::get<T>(result); }
 
     // Empty when hasValue().
     QString error() const {

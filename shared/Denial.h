@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <optional>
+#include <type_traits>
 #include <variant>
 
 namespace zor {
@@ -67,9 +68,6 @@ public:
     enum class Kind { file, network, exec, signal, ioDevice };
     Q_ENUM(Kind)
 
-    using Payload =
-        std::variant<FileDenial, NetworkDenial, ExecDenial, SignalDenial, IoDeviceDenial>;
-
     Denial() = default;
     Denial(FileDenial denial)
         : payload(std::move(denial)) {}
@@ -97,6 +95,12 @@ public:
     static bool read(JsonReader& reader, Denial& out);
 
 private:
+    // In the order of Kind: kind() is the index of the alternative.
+    using Payload =
+        std::variant<FileDenial, NetworkDenial, ExecDenial, SignalDenial, IoDeviceDenial>;
+    static_assert(
+        std::is_same_v<std::variant_alternative_t<int(Kind::ioDevice), Payload>, IoDeviceDenial>);
+
     Payload payload;
 };
 
