@@ -18,8 +18,9 @@ public:
     bool hasValue() const { return std::holds_alternative<T>(result); }
     explicit operator bool() const { return hasValue(); }
 
-    // Only when hasValue().
-    const T& value() const { return std::get<T>(result); }
+    // Only when hasValue(). Move the value out with std::move(decoded).value().
+    const T& value() const& { return std::get<T>(result); }
+    T&& value() && { return std::get<T>(std::move(result)); }
 
     // Empty when hasValue().
     QString error() const {
