@@ -8,7 +8,6 @@
 #include "shared/SerializablePromptItem.h"
 
 #include <QDeadlineTimer>
-#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 
@@ -569,25 +568,6 @@ private slots:
         // This line keeps its text private.
         QCOMPARE(log->records().first().redactedMessage(),
                  QStringLiteral("ZorAgent proxy error (getBuildNumber): <private>"));
-    }
-
-    void appStateStartsOnPoliciesAndNotifiesRealChanges() {
-        AppState state;
-        QCOMPARE(state.selectedTab(), AppTab::policies);
-        QVERIFY(!state.hasPickedInitialTab());
-        QVERIFY(state.promptStore());
-        QCOMPARE(state.promptStore()->parent(), &state);
-
-        QSignalSpy tabChanges(&state, &AppState::selectedTabChanged);
-        QSignalSpy pickChanges(&state, &AppState::hasPickedInitialTabChanged);
-        state.setSelectedTab(AppTab::setup);
-        state.setSelectedTab(AppTab::setup);
-        state.setHasPickedInitialTab(true);
-        state.setHasPickedInitialTab(true);
-        QCOMPARE(tabChanges.size(), 1);
-        QCOMPARE(pickChanges.size(), 1);
-        QCOMPARE(state.property("selectedTab").value<AppTab>(), AppTab::setup);
-        QCOMPARE(QMetaEnum::fromType<AppTab>().valueToKey(int(AppTab::sessions)), "sessions");
     }
 
     void launchConnectsTheAgentLinkAndTerminationEndsIt() {

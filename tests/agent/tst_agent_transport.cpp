@@ -203,32 +203,6 @@ private slots:
         QVERIFY(!decoder.next());
     }
 
-    void fieldReadersRejectOtherTypes() {
-        const QJsonObject message{{"text", "x"},
-                                  {"flag", true},
-                                  {"id", 3},
-                                  {"half", 2.5},
-                                  {"data", "aGk="},
-                                  {"bad", "not base64!"},
-                                  {"none", QJsonValue::Null}};
-        QCOMPARE(stringField(message, QLatin1String("text")), QString("x"));
-        QCOMPARE(stringField(message, QLatin1String("flag")), std::nullopt);
-        QCOMPARE(boolField(message, QLatin1String("flag")), true);
-        QCOMPARE(boolField(message, QLatin1String("text")), std::nullopt);
-        QCOMPARE(callIdField(message), 3);
-        QCOMPARE(callIdField(QJsonObject{{"id", 2.5}}), std::nullopt);
-        QCOMPARE(callIdField(QJsonObject{{"id", "3"}}), std::nullopt);
-        QCOMPARE(dataField(message, QLatin1String("data")), QByteArray("hi"));
-        QCOMPARE(dataField(message, QLatin1String("bad")), std::nullopt);
-        using ErrorText = std::optional<std::optional<QString>>;
-        const ErrorText noText{std::in_place};
-        QCOMPARE(optionalStringField(message, QLatin1String("none")), noText);
-        QCOMPARE(optionalStringField(message, QLatin1String("missing")), noText);
-        QCOMPARE(optionalStringField(message, QLatin1String("text")),
-                 ErrorText(QStringLiteral("x")));
-        QCOMPARE(optionalStringField(message, QLatin1String("flag")), std::nullopt);
-    }
-
     void socketNameFollowsTheEnvironment() {
         const QByteArray saved = qgetenv("ZOR_AGENT_SOCKET");
         qputenv("ZOR_AGENT_SOCKET", "/tmp/zor-elsewhere");
