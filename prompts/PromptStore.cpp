@@ -57,18 +57,22 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     // UTC: the same instant as local time, without a time zone lookup per prompt.
     const PromptItem item{
         id, sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(), sessionEnded};
-    QString key = item.dedupeKey();
-
-    std::optional<PromptItem> replaced;
-    if (const auto it = seqByDedupeKey.constFind(key); it != seqByDedupeKey.cend())
-        replaced = take(it.value());
-
     const quint64 seq = ++lastSeq;
+
+    // A key has one prompt at most, so a duplicate is one prompt to replace.
+    std::optional<PromptItem> replaced;
+    QString key = item.dedupeKey();
+    if (const auto it = seqByDedupeKey.find(key); it != seqByDedupeKey.end()) {
+        replaced = take(it.value());
+        it.value() = seq;
+    } else {
+        seqByDedupeKey.emplace(std::move(key), seq);
+    }
+
     promptList.prepend(seq, item);
     seqsById.insert(id, seq);
     seqsByPolicy.insert(policyPath, seq);
     seqsBySession.insert(sessionId, seq);
-    seqByDedupeKey.insert(std::move(key), seq);
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
@@ -113,7 +117,7 @@ void PromptStore::removePrompt(const QUuid& id) {
 
 void PromptStore::markSessionEnded(const QString& sessionId) {
     requireMainThread("PromptStore::markSessionEnded");
-    const OrderedSequenceIndex::Seqs* seqs = seqsBySession.find(sessionId);
+    const SequenceIndex<QString>::Seqs* seqs = seqsBySession.find(sessionId);
     if (!seqs)
         return;
     // Prompts already marked count again but do not change.
@@ -135,7 +139,7 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
         emit promptsChanged();
 }
 
-PromptList PromptStore::promptsWithSeqs(const OrderedSequenceIndex::Seqs* seqs) const {
+PromptList PromptStore::promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const {
     PromptList list;
     if (seqs)
         for (const quint64 seq : *seqs)

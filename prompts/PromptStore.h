@@ -91,13 +91,13 @@ signals:
 private:
     // Takes the prompt out of the list and every index but the key index.
     PromptItem take(quint64 seq);
-    PromptList promptsWithSeqs(const OrderedSequenceIndex::Seqs* seqs) const;
+    PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
 
     PromptList promptList;
     quint64 lastSeq = 0;
     SequenceIndex<QUuid> seqsById;
-    OrderedSequenceIndex seqsByPolicy;
-    OrderedSequenceIndex seqsBySession;
+    SequenceIndex<QString> seqsByPolicy;
+    SequenceIndex<QString> seqsBySession;
     QHash<QString, quint64> seqByDedupeKey; // a key has one prompt at most
 
     std::optional<QUuid> highlighted;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <QHash>
-#include <QStringList>
+#include <QList>
 #include <QVarLengthArray>
 #include <algorithm>
-#include <functional>
-#include <map>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace zor {
 
@@ -47,48 +47,25 @@ public:
         return seqs ? std::optional(seqs->last()) : std::nullopt;
     }
 
-private:
-    QHash<Key, Seqs> seqsByKey;
-};
-
-// A SequenceIndex of texts that also keeps its keys in the order of their
-// newest prompt, which is the order of first appearance in a newest-first list.
-class OrderedSequenceIndex {
-public:
-    using Seqs = SequenceIndex<QString>::Seqs;
-
-    void insert(const QString& key, quint64 seq) {
-        if (const std::optional<quint64> previous = index.newest(key))
-            keyByNewestSeq.erase(*previous);
-        index.insert(key, seq);
-        keyByNewestSeq.emplace(seq, key);
-    }
-
-    void remove(const QString& key, quint64 seq) {
-        const std::optional<quint64> newestBefore = index.newest(key);
-        index.remove(key, seq);
-        if (newestBefore != seq)
-            return;
-        keyByNewestSeq.erase(seq);
-        if (const std::optional<quint64> newestNow = index.newest(key))
-            keyByNewestSeq.emplace(*newestNow, key);
-    }
-
-    const Seqs* find(const QString& key) const { return index.find(key); }
-    qsizetype count(const QString& key) const { return index.count(key); }
-    std::optional<quint64> newest(const QString& key) const { return index.newest(key); }
-
-    QStringList keysNewestFirst() const {
-        QStringList keys;
-        keys.reserve(qsizetype(keyByNewestSeq.size()));
-        for (const auto& entry : keyByNewestSeq)
-            keys.append(entry.second);
+    // The keys by their newest sequence number, newest first: the order in
+    // which they first appear in a newest-first list. Sorted when asked, which
+    // for a few thousand keys is cheaper than keeping an order on every change.
+    QList<Key> keysNewestFirst() const {
+        std::vector<std::pair<quint64, const Key*>> order;
+        order.reserve(std::size_t(seqsByKey.size()));
+        for (auto it = seqsByKey.cbegin(); it != seqsByKey.cend(); ++it)
+            order.emplace_back(it.value().last(), &it.key());
+        std::sort(order.begin(), order.end(),
+                  [](const auto& a, const auto& b) { return a.first > b.first; });
+        QList<Key> keys;
+        keys.reserve(qsizetype(order.size()));
+        for (const auto& entry : order)
+            keys.append(*entry.second);
         return keys;
     }
 
 private:
-    SequenceIndex<QString> index;
-    std::map<quint64, QString, std::greater<>> keyByNewestSeq;
+    QHash<Key, Seqs> seqsByKey;
 };
 
 } // namespace zor
