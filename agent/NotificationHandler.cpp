@@ -56,7 +56,7 @@ NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock
     : QObject(parent)
     , connector(connector)
     , clock(clock)
-    , service(QString::fromLatin1(kAgentMachServiceName)) {
+    , serviceName(QString::fromLatin1(kAgentMachServiceName)) {
     requireMainThread("NotificationHandler");
 }
 
@@ -87,7 +87,7 @@ void NotificationHandler::connect() {
         log().info("Reconnecting to ZorAgent (attempt %ld/%ld)",
                    {attempt + 1, kMaxReconnectAttempts});
 
-    auto newConnection = connector.connectToService(service, *this);
+    auto newConnection = connector.connectToService(serviceName, *this);
     const QPointer<NotificationHandler> self(this);
     newConnection->setInvalidationHandler([self] {
         log().error("ZorAgent connection invalidated");

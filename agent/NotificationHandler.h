@@ -38,7 +38,6 @@ public:
     // system's connector and clock.
     static NotificationHandler& shared();
 
-    QString serviceName() const { return service; }
     qint64 reconnectAttempt() const { return attempt; }
 
     // Held weakly: the handler never keeps the app state alive.
@@ -74,7 +73,7 @@ private:
 
     AgentConnector& connector;
     Clock& clock;
-    const QString service;
+    const QString serviceName;
     std::shared_ptr<AgentConnection> connection;
     QPointer<AppState> state;
     qint64 attempt = 0;
