@@ -69,14 +69,15 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
         seqByDedupeKey.emplace(std::move(key), seq);
     }
 
+    // Only `item` from here on: the arguments may have referred to the replaced prompt.
     promptList.prepend(seq, item);
-    seqsById.insert(id, seq);
-    seqsByPolicy.insert(policyPath, seq);
-    seqsBySession.insert(sessionId, seq);
+    seqsById.insert(item.id, seq);
+    seqsByPolicy.insert(item.policyPath, seq);
+    seqsBySession.insert(item.sessionId, seq);
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
-              {denial.typeString(), denial.target(), sessionId});
+              {item.denial.typeString(), item.denial.target(), item.sessionId});
     if (replaced)
         emit promptRemoved(*replaced);
     emit promptAdded(item);

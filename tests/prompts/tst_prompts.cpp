@@ -280,6 +280,21 @@ private slots:
         QCOMPARE(store.promptCountForSession("s1"), 0);
     }
 
+    void aPromptCanBeReplacedByItsOwnFields() {
+        LogCapture capture;
+        PromptStore store;
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(2), "s2", "/q", file("/b"), false);
+        const PromptItem& held = store.prompts().at(1);
+        store.addPrompt(uuid(3), held.sessionId, held.policyPath, held.denial, false);
+
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2)}));
+        QCOMPARE(store.prompts().first().dedupeKey(), "/p:file:/a");
+        QCOMPARE(store.uniqueSessionIds(), (QStringList{"s1", "s2"}));
+        QCOMPARE(store.promptCountForPolicy("/p"), 1);
+        QCOMPARE(storeLog(capture).last(), "Added prompt: file /a session=s1");
+    }
+
     void removingUnknownIdsChangesNothing() {
         LogCapture capture;
         PromptStore store;
