@@ -15,9 +15,11 @@ namespace zor {
 // The first error sticks: every later call returns false and error() tells
 // what and where. Reading an object:
 //
-//     if (!reader.beginObject()) return ...;
-//     while (reader.nextMember()) { if (reader.key() == "name") reader.readString(name); else
-//     reader.skipValue(); } if (reader.hasFailed()) return ...;
+//     reader.beginObject();
+//     while (reader.nextMember())
+//         reader.key() == "name" ? reader.readString(name) : reader.skipValue();
+//     if (reader.hasFailed())
+//         return reader.error();
 class JsonReader {
 public:
     enum class ValueType { object, array, string, number, boolean, null, invalid };
