@@ -8,6 +8,7 @@
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
+#include <QThreadPool>
 
 namespace zor::testing {
 
@@ -30,6 +31,29 @@ SetupScene::SetupScene() {
 SetupScene::~SetupScene() {
     // The screen goes first: it tells the model that it disappears.
     view.reset();
+    finishFlows();
+}
+
+void SetupScene::finishFlows() {
+    model->disappear();
+    QList<std::shared_ptr<SystemExtensionRequestDelegate>> answered;
+    for (;;) {
+        bool hasAnswered = false;
+        for (const auto& weak : extensions.delegates) {
+            const auto delegate = weak.lock();
+            if (delegate && !answered.contains(delegate)) {
+                answered.append(delegate);
+                delegate->requestDidFinish(RequestResult::completed);
+                hasAnswered = true;
+            }
+        }
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
+        // A resumed flow may have started another probe.
+        const bool isProbing = QThreadPool::globalInstance()->activeThreadCount() > 0;
+        if (!clock.advanceToNextTimer() && !hasAnswered && !isProbing)
+            return;
+    }
 }
 
 void SetupScene::makeAllHealthy() {

@@ -68,6 +68,10 @@ public:
     std::unique_ptr<QQuickView> view;
 
 private:
+    // Runs every started flow to its end: a flow left waiting when the model
+    // goes would never be resumed.
+    void finishFlows();
+
     mutable QMutex agentMutex;
     std::optional<QString> agentBuild;
 };
