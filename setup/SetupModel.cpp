@@ -70,7 +70,7 @@ bool SetupModel::isAllHealthy() const {
 }
 
 bool SetupModel::isRestarting() const {
-    return runningRestarts > 0;
+    return isRestartRunning;
 }
 
 QString SetupModel::restartError() const {
@@ -78,7 +78,7 @@ QString SetupModel::restartError() const {
 }
 
 bool SetupModel::isStopping() const {
-    return runningStops > 0;
+    return isStopRunning;
 }
 
 QString SetupModel::stopError() const {

@@ -145,9 +145,11 @@ private:
     CLISymlinkStatus cliState = CLISymlinkStatus::checking;
     std::optional<Clock::TimerId> pollTimer;
     bool isShown = false;
-    int runningRestarts = 0;
+    // As the screen shows them: a flow that ends clears its flag, even when
+    // the user started another meanwhile.
+    bool isRestartRunning = false;
     QString lastRestartError;
-    int runningStops = 0;
+    bool isStopRunning = false;
     QString lastStopError;
     // The delegate of the latest extension request: the system holds it weakly.
     std::shared_ptr<SystemExtensionDelegate> extensionDelegate;

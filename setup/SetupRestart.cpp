@@ -20,7 +20,7 @@ const Logger& log() {
 
 void SetupModel::restartServices() {
     log().info("User clicked Restart Services button");
-    ++runningRestarts;
+    isRestartRunning = true;
     lastRestartError.clear();
     emit restartChanged();
     runRestart();
@@ -31,7 +31,7 @@ QCoro::Task<> SetupModel::runRestart() {
         lastRestartError = error->localizedDescription;
         log().error("Restart failed: %s", {lastRestartError});
     }
-    --runningRestarts;
+    isRestartRunning = false;
     emit restartChanged();
     startFullCheck();
 }
@@ -92,7 +92,7 @@ QCoro::Task<std::optional<PlatformError>> SetupModel::replaceNetworkExtension() 
 
 void SetupModel::stopAllServices() {
     log().info("User clicked Stop All Services button");
-    ++runningStops;
+    isStopRunning = true;
     lastStopError.clear();
     emit stopChanged();
     runStop();
@@ -103,7 +103,7 @@ QCoro::Task<> SetupModel::runStop() {
         lastStopError = error->localizedDescription;
         log().error("Stop all failed: %s", {lastStopError});
     }
-    --runningStops;
+    isStopRunning = false;
     emit stopChanged();
     startFullCheck();
 }
