@@ -25,15 +25,6 @@ void onMainThread(std::function<void()> fn) {
         QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
 }
 
-// The agent sends and expects the standard 36-character form only.
-std::optional<QUuid> parsePromptId(const QString& text) {
-    const QUuid uuid = QUuid::fromString(text);
-    const bool isNilText = text == QLatin1String("00000000-0000-0000-0000-000000000000");
-    if (text.size() != 36 || (uuid.isNull() && !isNilText))
-        return std::nullopt;
-    return uuid;
-}
-
 QString promptIdText(const QUuid& id) {
     return id.toString(QUuid::WithoutBraces).toUpper();
 }

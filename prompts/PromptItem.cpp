@@ -46,10 +46,16 @@ QString PromptItem::dedupeKey() const {
     return policyPath + u':' + denial.typeString() + u':' + denial.target();
 }
 
-QUuid promptIdFromText(QStringView text) {
+std::optional<QUuid> parsePromptId(QStringView text) {
     // QUuid would also take braces; the agent sends the bare standard form.
     if (isStandardUuidText(text))
         return QUuid::fromString(text);
+    return std::nullopt;
+}
+
+QUuid promptIdFromText(QStringView text) {
+    if (const auto id = parsePromptId(text))
+        return *id;
     return QUuid::createUuid();
 }
 

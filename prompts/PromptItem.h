@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringView>
 #include <QUuid>
+#include <optional>
 
 namespace zor {
 
@@ -29,9 +30,12 @@ struct PromptItem {
     }
 };
 
+// The UUID in the agent's id text. Only the standard 36-character form counts,
+// in either case; braces do not.
+std::optional<QUuid> parsePromptId(QStringView text);
+
 // The prompt id for the agent's id text: its UUID when the text is one, else a
 // fresh random UUID (such a prompt can never be removed by the agent's text).
-// Only the standard 36-character form counts, in either case; braces do not.
 QUuid promptIdFromText(QStringView text);
 
 // The name a policy file is shown by: the project folder for
