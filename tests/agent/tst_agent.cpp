@@ -1,3 +1,4 @@
+#include "DecisionCompletions.h"
 #include "FakeAgentConnection.h"
 #include "LogCapture.h"
 #include "VirtualClock.h"
@@ -31,20 +32,6 @@ SerializablePromptItem record(const QString& id, const QString& session, const Q
 
 const QString kIdA = QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438");
 const QString kIdB = QStringLiteral("d23f0824-128b-4f33-8c5c-7fd0a6a3a450");
-
-// What a decision's completion was called with, and where.
-struct Completions {
-    QStringList answers;
-    bool isAlwaysOnMainThread = true;
-
-    NotificationHandler::DecisionCompletion recorder() {
-        return [this](bool success, std::optional<QString> error) {
-            isAlwaysOnMainThread = isAlwaysOnMainThread && isMainThread();
-            answers.append(
-                QStringLiteral("%1 %2").arg(success ? "true" : "false", error.value_or("(none)")));
-        };
-    }
-};
 
 // getBuildNumber runs on a worker of its own, as the setup screen calls it.
 class BuildNumberQuery {
@@ -242,7 +229,7 @@ private slots:
         QVERIFY(notificationLines().isEmpty());
         QCOMPARE(clock->pendingTimerCount(), 0);
         // Nothing to ask any more.
-        Completions completions;
+        DecisionCompletions completions;
         handler->dismissPrompt(QUuid::createUuid(), completions.recorder());
         QCOMPARE(completions.answers, QStringList{"false Not connected to ZorAgent"});
     }
@@ -444,7 +431,7 @@ private slots:
     }
 
     void decisionsWithoutAConnectionAnswerAtOnce() {
-        Completions completions;
+        DecisionCompletions completions;
         const QUuid id = QUuid::createUuid();
         handler->handlePrompt(id, "allow", "once", "/p/policy.yml", completions.recorder());
         handler->dismissPrompt(id, completions.recorder());
@@ -480,7 +467,7 @@ private slots:
         QFETCH(QString, answer);
         const auto connection = connectToAgent();
         const QUuid id = QUuid::fromString(kIdA);
-        Completions completions;
+        DecisionCompletions completions;
         if (isDismissal)
             handler->dismissPrompt(id, completions.recorder());
         else
@@ -504,7 +491,7 @@ private slots:
 
     void aProxyErrorCallsNoCompletion() {
         const auto connection = connectToAgent();
-        Completions completions;
+        DecisionCompletions completions;
         handler->handlePrompt(QUuid::createUuid(), "allow", "always", "/p", completions.recorder());
         handler->dismissPrompt(QUuid::createUuid(), completions.recorder());
         connection->failCall("handlePrompt", "agent went away");

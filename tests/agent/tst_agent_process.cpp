@@ -1,3 +1,4 @@
+#include "DecisionCompletions.h"
 #include "LogCapture.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
@@ -70,19 +71,6 @@ private:
     bool isListening() const {
         return std::any_of(out.begin(), out.end(),
                            [](const QString& line) { return line.startsWith("listening on "); });
-    }
-};
-
-struct Completions {
-    QStringList answers;
-    bool isAlwaysOnMainThread = true;
-
-    NotificationHandler::DecisionCompletion recorder() {
-        return [this](bool success, std::optional<QString> error) {
-            isAlwaysOnMainThread = isAlwaysOnMainThread && isMainThread();
-            answers.append(
-                QStringLiteral("%1 %2").arg(success ? "true" : "false", error.value_or("(none)")));
-        };
     }
 };
 
@@ -180,7 +168,7 @@ private slots:
         QTRY_VERIFY(store().prompts().at(0).sessionEnded);
         QVERIFY(store().prompts().at(1).sessionEnded);
 
-        Completions completions;
+        DecisionCompletions completions;
         handler->handlePrompt(QUuid::fromString(kIdC), "allow", "session", "/etc/acme/policy.yml",
                               completions.recorder());
         QTRY_COMPARE(completions.answers, QStringList{"true (none)"});
