@@ -15,12 +15,15 @@ if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] && [ "$(uname)" != Darwin ]; then
 fi
 
 if [ "$(uname)" != Darwin ]; then
-    # Keep the agent's standard input open so that it does not read end-of-file.
-    tail -f /dev/null | "$build_dir/tools/zor-dev-agent/zor-dev-agent" \
-        --prompts tools/zor-dev-agent/sample-prompts.json &
-    agent=$!
-    trap 'kill $agent 2>/dev/null || true' EXIT
+    # The agent stops at the end of its input: this script holds the input open
+    # and so ends the agent whenever it ends, however it ends.
+    fifo_dir=$(mktemp -d)
+    mkfifo "$fifo_dir/agent-input"
+    "$build_dir/tools/zor-dev-agent/zor-dev-agent" \
+        --prompts tools/zor-dev-agent/sample-prompts.json <"$fifo_dir/agent-input" &
+    exec 3>"$fifo_dir/agent-input"
+    rm -r "$fifo_dir"
     sleep 1
 fi
 
-"$build_dir/app/zor" "$@"
+"$build_dir/app/zor" "$@" 3>&-
