@@ -14,35 +14,27 @@ public:
         , errorHandler(std::move(errorHandler)) {}
 
     void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
-        FakeAgentCall call = make("getPrompts", {});
-        call.promptsReply = std::move(reply);
-        connection->record(std::move(call));
+        record({.method = "getPrompts", .promptsReply = std::move(reply)});
     }
     void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
-        FakeAgentCall call = make("getBuildNumber", {});
-        call.buildNumberReply = std::move(reply);
-        connection->record(std::move(call));
+        record({.method = "getBuildNumber", .buildNumberReply = std::move(reply)});
     }
     void handlePromptWithPromptId(const QString& promptId, const QString& action,
                                   const QString& lifetime, const QString& policyPath,
                                   DecisionReply reply) override {
-        FakeAgentCall call = make("handlePrompt", {promptId, action, lifetime, policyPath});
-        call.decisionReply = std::move(reply);
-        connection->record(std::move(call));
+        record(
+            {"handlePrompt", {promptId, action, lifetime, policyPath}, {}, {}, std::move(reply)});
     }
     void dismissPromptWithPromptId(const QString& promptId, DecisionReply reply) override {
-        FakeAgentCall call = make("dismissPrompt", {promptId});
-        call.decisionReply = std::move(reply);
-        connection->record(std::move(call));
+        record({.method = "dismissPrompt",
+                .arguments = {promptId},
+                .decisionReply = std::move(reply)});
     }
 
 private:
-    FakeAgentCall make(const char* method, QStringList arguments) const {
-        FakeAgentCall call;
-        call.method = QString::fromLatin1(method);
-        call.arguments = std::move(arguments);
+    void record(FakeAgentCall call) {
         call.errorHandler = errorHandler;
-        return call;
+        connection->record(std::move(call));
     }
 
     std::shared_ptr<FakeAgentConnection> connection;
@@ -54,7 +46,6 @@ private:
 FakeQueue::FakeQueue()
     : thread(new QThread)
     , context(new QObject) {
-    thread->setObjectName(QStringLiteral("fake agent queue"));
     context->moveToThread(thread);
     thread->start();
 }
@@ -74,29 +65,21 @@ void FakeQueue::post(std::function<void()> fn) {
 
 void FakeQueue::drain() {
     QMetaObject::invokeMethod(
-        context, [this] { runPosted(); }, Qt::BlockingQueuedConnection);
+        context,
+        [this] {
+            for (;;) {
+                std::function<void()> next;
+                {
+                    QMutexLocker lock(&mutex);
+                    if (posted.isEmpty())
+                        return;
+                    next = posted.takeFirst();
+                }
+                next();
+            }
+        },
+        Qt::BlockingQueuedConnection);
 }
-
-void FakeQueue::runPosted() {
-    for (;;) {
-        std::function<void()> next;
-        {
-            QMutexLocker lock(&mutex);
-            if (posted.isEmpty())
-                return;
-            next = posted.takeFirst();
-        }
-        next();
-    }
-}
-
-FakeAgentConnection::FakeAgentConnection(QString serviceName,
-                                         ZorAppCallbackProtocol& exportedObject, FakeQueue& queue,
-                                         bool isAgentAbsent)
-    : serviceName(std::move(serviceName))
-    , exportedObject(exportedObject)
-    , queue(queue)
-    , isAgentAbsent(isAgentAbsent) {}
 
 void FakeAgentConnection::setInvalidationHandler(Handler handler) {
     QMutexLocker lock(&mutex);
@@ -109,19 +92,9 @@ void FakeAgentConnection::setInterruptionHandler(Handler handler) {
 }
 
 void FakeAgentConnection::resume() {
-    {
-        QMutexLocker lock(&mutex);
-        resumed = true;
-    }
     if (isAgentAbsent)
         queue.post([self = shared_from_this()] {
-            {
-                QMutexLocker lock(&self->mutex);
-                if (self->invalidated)
-                    return;
-                self->invalidated = true;
-            }
-            self->endForGood(QStringLiteral("Couldn't communicate with a helper application."));
+            self->end(QStringLiteral("Couldn't communicate with a helper application."));
         });
 }
 
@@ -129,27 +102,24 @@ void FakeAgentConnection::invalidate() {
     {
         QMutexLocker lock(&mutex);
         ++invalidations;
-        if (invalidated)
-            return;
-        invalidated = true;
     }
     queue.post([self = shared_from_this()] {
-        self->endForGood(QStringLiteral("The connection was invalidated."));
+        self->end(QStringLiteral("The connection was invalidated."));
     });
 }
 
-void FakeAgentConnection::endForGood(const QString& errorText) {
+// Fails every unanswered call, then reports the end; only once.
+void FakeAgentConnection::end(const QString& errorText) {
     QList<FakeAgentCall> unanswered;
     Handler handler;
     {
         QMutexLocker lock(&mutex);
+        if (std::exchange(hasEnded, true))
+            return;
         for (FakeAgentCall& call : recorded)
-            if (!call.isAnswered) {
-                call.isAnswered = true;
+            if (!std::exchange(call.isAnswered, true))
                 unanswered.append(call);
-            }
-        handler = std::move(invalidationHandler);
-        invalidationHandler = {};
+        handler = std::exchange(invalidationHandler, {});
         interruptionHandler = {};
     }
     for (const FakeAgentCall& call : unanswered)
@@ -165,72 +135,23 @@ FakeAgentConnection::remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler
 
 void FakeAgentConnection::record(FakeAgentCall call) {
     QMutexLocker lock(&mutex);
-    if (invalidated) {
-        call.isAnswered = true;
-        queue.post([handler = call.errorHandler] {
-            handler(PlatformError{QStringLiteral("The connection was invalidated.")});
-        });
-    }
     recorded.append(std::move(call));
 }
 
-std::optional<FakeAgentCall> FakeAgentConnection::takeCall(const QString& method) {
-    QMutexLocker lock(&mutex);
-    for (FakeAgentCall& call : recorded)
-        if (call.method == method && !call.isAnswered) {
-            call.isAnswered = true;
-            return call;
+void FakeAgentConnection::answer(const QString& method,
+                                 std::function<void(const FakeAgentCall&)> fn) {
+    queue.post([self = shared_from_this(), method, fn] {
+        std::optional<FakeAgentCall> call;
+        {
+            QMutexLocker lock(&self->mutex);
+            for (FakeAgentCall& each : self->recorded)
+                if (each.method == method && !std::exchange(each.isAnswered, true)) {
+                    call = each;
+                    break;
+                }
         }
-    return std::nullopt;
-}
-
-void FakeAgentConnection::replyToPrompts(const QByteArray& data) {
-    queue.post([self = shared_from_this(), data] {
-        if (const auto call = self->takeCall(QStringLiteral("getPrompts")))
-            call->promptsReply(data);
-    });
-}
-
-void FakeAgentConnection::replyToBuildNumber(const QString& buildNumber) {
-    queue.post([self = shared_from_this(), buildNumber] {
-        if (const auto call = self->takeCall(QStringLiteral("getBuildNumber")))
-            call->buildNumberReply(buildNumber);
-    });
-}
-
-void FakeAgentConnection::replyToDecision(const QString& method, bool success,
-                                          std::optional<QString> error) {
-    queue.post([self = shared_from_this(), method, success, error] {
-        if (const auto call = self->takeCall(method))
-            call->decisionReply(success, error);
-    });
-}
-
-void FakeAgentConnection::failCall(const QString& method, const QString& errorText) {
-    queue.post([self = shared_from_this(), method, errorText] {
-        if (const auto call = self->takeCall(method))
-            call->errorHandler(PlatformError{errorText});
-    });
-}
-
-void FakeAgentConnection::pushPromptAdded(const QByteArray& data) {
-    queue.post([self = shared_from_this(), data] {
-        if (!self->isInvalidated())
-            self->exportedObject.promptAddedWithPromptData(data);
-    });
-}
-
-void FakeAgentConnection::pushPromptRemoved(const QString& promptId) {
-    queue.post([self = shared_from_this(), promptId] {
-        if (!self->isInvalidated())
-            self->exportedObject.promptRemovedWithPromptId(promptId);
-    });
-}
-
-void FakeAgentConnection::pushPromptsCleared(const QString& sessionId) {
-    queue.post([self = shared_from_this(), sessionId] {
-        if (!self->isInvalidated())
-            self->exportedObject.promptsClearedWithSessionId(sessionId);
+        if (call)
+            fn(*call);
     });
 }
 
@@ -251,37 +172,14 @@ QList<FakeAgentCall> FakeAgentConnection::calls() const {
     return recorded;
 }
 
-bool FakeAgentConnection::isResumed() const {
-    QMutexLocker lock(&mutex);
-    return resumed;
-}
-
-bool FakeAgentConnection::isInvalidated() const {
-    QMutexLocker lock(&mutex);
-    return invalidated;
-}
-
 int FakeAgentConnection::invalidateCount() const {
     QMutexLocker lock(&mutex);
     return invalidations;
 }
 
-bool FakeAgentConnection::hasInvalidationHandler() const {
+bool FakeAgentConnection::hasHandlers() const {
     QMutexLocker lock(&mutex);
-    return bool(invalidationHandler);
-}
-
-bool FakeAgentConnection::hasInterruptionHandler() const {
-    QMutexLocker lock(&mutex);
-    return bool(interruptionHandler);
-}
-
-std::shared_ptr<AgentConnection>
-FakeAgentConnector::connectToService(const QString& serviceName, ZorAppCallbackProtocol& exported) {
-    auto connection =
-        std::make_shared<FakeAgentConnection>(serviceName, exported, queue, isAgentAbsent);
-    connections.append(connection);
-    return connection;
+    return invalidationHandler || interruptionHandler;
 }
 
 } // namespace zor::testing

@@ -20,13 +20,10 @@ public:
     ~FakeQueue();
 
     void post(std::function<void()> fn);
-    // Runs on the queue's thread everything posted, including what that posts,
-    // and waits for it.
+    // Runs on the queue's thread everything posted, including what that posts.
     void drain();
 
 private:
-    void runPosted();
-
     QThread* thread;
     QObject* context;
     QMutex mutex;
@@ -35,23 +32,24 @@ private:
 
 // One call made through a proxy, with the means to answer it.
 struct FakeAgentCall {
-    QString method; // "getPrompts", "getBuildNumber", "handlePrompt", "dismissPrompt"
-    QStringList arguments;
-    std::function<void(const QByteArray&)> promptsReply;
-    std::function<void(const QString&)> buildNumberReply;
-    DecisionReply decisionReply;
-    AgentConnection::ErrorHandler errorHandler;
+    QString method{};
+    QStringList arguments{};
+    std::function<void(const QByteArray&)> promptsReply{};
+    std::function<void(const QString&)> buildNumberReply{};
+    DecisionReply decisionReply{};
+    AgentConnection::ErrorHandler errorHandler{};
     bool isAnswered = false;
 };
 
-// A connection whose agent the test plays. Handlers, replies and callbacks run
-// on the queue, like those of a real connection; nothing happens until the
-// test drains the queue.
+// A connection whose agent the test plays. Handlers and replies run on the
+// queue, like those of a real connection.
 class FakeAgentConnection final : public AgentConnection,
                                   public std::enable_shared_from_this<FakeAgentConnection> {
 public:
-    FakeAgentConnection(QString serviceName, ZorAppCallbackProtocol& exportedObject,
-                        FakeQueue& queue, bool isAgentAbsent);
+    FakeAgentConnection(QString serviceName, FakeQueue& queue, bool isAgentAbsent)
+        : serviceName(std::move(serviceName))
+        , queue(queue)
+        , isAgentAbsent(isAgentAbsent) {}
 
     void setInvalidationHandler(Handler handler) override;
     void setInterruptionHandler(Handler handler) override;
@@ -60,43 +58,34 @@ public:
     std::shared_ptr<ZorAgentProtocol>
     remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) override;
 
-    // The agent's part; each runs on the queue. Answers go to the oldest
-    // unanswered call of the method.
-    void replyToPrompts(const QByteArray& data);
-    void replyToBuildNumber(const QString& buildNumber);
-    void replyToDecision(const QString& method, bool success, std::optional<QString> error);
-    void failCall(const QString& method, const QString& errorText);
-    void pushPromptAdded(const QByteArray& data);
-    void pushPromptRemoved(const QString& promptId);
-    void pushPromptsCleared(const QString& sessionId);
+    // The agent's part, on the queue: answers the oldest unanswered call of `method`.
+    void answer(const QString& method, std::function<void(const FakeAgentCall&)> fn);
+    void replyToPrompts(const QByteArray& data) {
+        answer("getPrompts", [data](const FakeAgentCall& call) { call.promptsReply(data); });
+    }
+    void failCall(const QString& method, const QString& text) {
+        answer(method,
+               [text](const FakeAgentCall& call) { call.errorHandler(PlatformError{text}); });
+    }
     void interrupt();
 
-    // Called by the proxy, on any thread.
     void record(FakeAgentCall call);
 
     const QString serviceName;
     QList<FakeAgentCall> calls() const;
-    bool isResumed() const;
-    bool isInvalidated() const;
     int invalidateCount() const;
-    bool hasInvalidationHandler() const;
-    bool hasInterruptionHandler() const;
+    bool hasHandlers() const;
 
 private:
-    // On the queue: the oldest unanswered call of `method`, marked answered.
-    std::optional<FakeAgentCall> takeCall(const QString& method);
-    void endForGood(const QString& errorText);
+    void end(const QString& errorText);
 
-    ZorAppCallbackProtocol& exportedObject;
     FakeQueue& queue;
     const bool isAgentAbsent;
-
     mutable QMutex mutex;
     Handler invalidationHandler;
     Handler interruptionHandler;
     QList<FakeAgentCall> recorded;
-    bool resumed = false;
-    bool invalidated = false;
+    bool hasEnded = false;
     int invalidations = 0;
 };
 
@@ -106,15 +95,15 @@ public:
         : queue(queue) {}
 
     std::shared_ptr<AgentConnection> connectToService(const QString& serviceName,
-                                                      ZorAppCallbackProtocol& exported) override;
+                                                      ZorAppCallbackProtocol&) override {
+        connections.append(
+            std::make_shared<FakeAgentConnection>(serviceName, queue, isAgentAbsent));
+        return connections.last();
+    }
 
     // New connections fail to reach the agent once resumed.
     bool isAgentAbsent = false;
     QList<std::shared_ptr<FakeAgentConnection>> connections;
-
-    std::shared_ptr<FakeAgentConnection> last() const {
-        return connections.isEmpty() ? nullptr : connections.last();
-    }
 
 private:
     FakeQueue& queue;
