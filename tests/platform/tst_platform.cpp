@@ -1,9 +1,7 @@
 #include "LogCapture.h"
 #include "VirtualClock.h"
 
-#include <QSemaphore>
 #include <QTest>
-#include <QThread>
 
 using namespace zor;
 using namespace zor::testing;
@@ -44,6 +42,26 @@ private slots:
         QCOMPARE(records[1].level, LogLevel::error);
     }
 
+    void systemTimersFireUnlessCancelledOrTheirContextIsGone() {
+        Clock& clock = systemClock();
+        QObject context;
+        QStringList fired;
+        clock.schedule(1ms, &context, [&] { fired << "later"; });
+        const auto first = clock.schedule(0ms, &context, [&] { fired << "first"; });
+        const auto cancelled = clock.schedule(0ms, &context, [&] { fired << "never"; });
+        {
+            QObject gone;
+            clock.schedule(0ms, &gone, [&] { fired << "gone"; });
+        }
+        QVERIFY(clock.isPending(cancelled));
+        clock.cancel(cancelled);
+        QVERIFY(!clock.isPending(cancelled));
+        QTRY_COMPARE(fired, (QStringList{"first", "later"}));
+        QVERIFY(!clock.isPending(first));
+        clock.cancel(first); // already fired: ignored
+    }
+
+    // The virtual clock stands in for the system one in every flow test.
     void virtualTimersFireInDueOrderAndOnlyWhenDue() {
         VirtualClock clock;
         QObject context;
@@ -53,8 +71,11 @@ private slots:
             fired << "a";
             clock.schedule(500ms, &context, [&] { fired << "a2"; });
         });
-        const auto cancelled = clock.schedule(1s, &context, [&] { fired << "never"; });
-        clock.cancel(cancelled);
+        clock.cancel(clock.schedule(1s, &context, [&] { fired << "never"; }));
+        {
+            QObject gone;
+            clock.schedule(1s, &gone, [&] { fired << "gone"; });
+        }
 
         clock.advance(999ms);
         QVERIFY(fired.isEmpty());
@@ -64,34 +85,6 @@ private slots:
         QCOMPARE(fired, (QStringList{"a", "a2", "b"}));
         QCOMPARE(clock.now(), 2000ms);
         QCOMPARE(clock.pendingTimerCount(), 0);
-    }
-
-    void timersOfADestroyedContextAreDropped() {
-        VirtualClock clock;
-        bool fired = false;
-        {
-            QObject context;
-            clock.schedule(1s, &context, [&] { fired = true; });
-        }
-        clock.advance(2s);
-        QVERIFY(!fired);
-    }
-
-    void semaphoreWaitEndsWhenVirtualTimePassesTheDeadline() {
-        VirtualClock clock;
-        QSemaphore semaphore;
-        std::atomic<int> outcome{-1};
-        QThread* waiter = QThread::create([&] { outcome = clock.tryAcquire(semaphore, 5s); });
-        waiter->start();
-        QTest::qWait(20);
-        QCOMPARE(outcome.load(), -1);
-        clock.advance(5s);
-        QVERIFY(waiter->wait(5000));
-        QCOMPARE(outcome.load(), 0);
-        delete waiter;
-
-        semaphore.release();
-        QVERIFY(clock.tryAcquire(semaphore, 5s));
     }
 };
 
