@@ -1,9 +1,11 @@
 #include "LogCapture.h"
 #include "prompts/PromptStore.h"
 
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 using namespace zor;
 using namespace zor::testing;
@@ -30,8 +32,7 @@ QStringList storeLog(const LogCapture& capture) {
 }
 
 // The store's rules over a plain list, scanned every time: slow and obviously right.
-class ReferenceStore {
-public:
+struct ReferenceStore {
     QList<PromptItem> prompts;
     PromptFilter filter;
 
@@ -45,15 +46,8 @@ public:
         if (it == prompts.end())
             return;
         prompts.erase(it);
-        if (filter.policyPath() && count(&PromptItem::policyPath, *filter.policyPath()) == 0)
+        if (filtered().isEmpty())
             filter = PromptFilter::all();
-        if (filter.sessionId() && count(&PromptItem::sessionId, *filter.sessionId()) == 0)
-            filter = PromptFilter::all();
-    }
-    void markEnded(const QString& sessionId) {
-        for (PromptItem& p : prompts)
-            if (p.sessionId == sessionId)
-                p.sessionEnded = true;
     }
     qsizetype count(QString PromptItem::*field, const QString& value) const {
         return std::count_if(prompts.cbegin(), prompts.cend(),
@@ -69,8 +63,8 @@ public:
     QList<PromptItem> filtered() const {
         QList<PromptItem> out;
         for (const PromptItem& p : prompts)
-            if ((!filter.policyPath() || p.policyPath == *filter.policyPath()) &&
-                (!filter.sessionId() || p.sessionId == *filter.sessionId()))
+            if (filter.policyPath().value_or(p.policyPath) == p.policyPath &&
+                filter.sessionId().value_or(p.sessionId) == p.sessionId)
                 out.append(p);
         return out;
     }
@@ -84,17 +78,16 @@ class PromptsTest : public QObject {
 private slots:
     void itemsCompareByIdAndEndedFlagOnly() {
         const PromptItem item{uuid(1), "s1", "/a/policy.yml", file("/x"), QDateTime(), false};
+        const PromptItem elsewhere{uuid(1),
+                                   "s2",
+                                   "/b/policy.yml",
+                                   NetworkDenial{"h", 1, "nc"},
+                                   QDateTime::currentDateTimeUtc(),
+                                   false};
+        QVERIFY(item == elsewhere);
         PromptItem ended = item;
         ended.sessionEnded = true;
         QVERIFY(!(item == ended));
-
-        PromptItem elsewhere = item;
-        elsewhere.policyPath = "/b/policy.yml";
-        elsewhere.sessionId = "s2";
-        elsewhere.denial = NetworkDenial{"h", 1, std::nullopt};
-        elsewhere.timestamp = QDateTime::currentDateTimeUtc();
-        QVERIFY(item == elsewhere);
-
         PromptItem other = item;
         other.id = uuid(2);
         QVERIFY(!(item == other));
@@ -119,62 +112,42 @@ private slots:
         QFETCH(QString, policyPath);
         QFETCH(Denial, denial);
         QFETCH(QString, key);
-        const PromptItem item{uuid(1), "s", policyPath, denial, QDateTime(), false};
-        QCOMPARE(item.dedupeKey(), key);
-    }
-
-    void keysIgnoreSessionIdAndProcess() {
-        const PromptItem a{uuid(1), "s1", "/p", FileDenial{"/x", "read", "cat"}, {}, false};
-        const PromptItem b{uuid(2), "s2", "/p", FileDenial{"/x", "read", "vim"}, {}, true};
-        QCOMPARE(a.dedupeKey(), b.dedupeKey());
+        QCOMPARE((PromptItem{uuid(1), "s", policyPath, denial, QDateTime(), false}.dedupeKey()),
+                 key);
+        // Neither the session nor its end takes part.
+        QCOMPARE((PromptItem{uuid(2), "other", policyPath, denial, {}, true}.dedupeKey()), key);
     }
 
     void policyDisplayNames_data() {
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("name");
 
-        QTest::newRow("project policy") << "/Users/x/proj/.zor/policy.yml"
-                                        << "proj";
-        QTest::newRow("folder policy") << "/etc/acme/policy.yml"
-                                       << "acme";
-        QTest::newRow("other file") << "/etc/acme/strict.yaml"
-                                    << "strict";
-        QTest::newRow("two extensions") << "/etc/a.tar.gz"
-                                        << "a.tar";
-        QTest::newRow("no extension") << "/etc/rules"
-                                      << "rules";
-        QTest::newRow("hidden file") << "/etc/.rules"
-                                     << ".rules";
-        QTest::newRow("trailing dot") << "/etc/rules."
-                                      << "rules.";
-        QTest::newRow("case matters for file") << "/etc/acme/Policy.yml"
-                                               << "Policy";
-        QTest::newRow("case matters for folder") << "/u/proj/.Zor/policy.yml"
-                                                 << ".Zor";
-        QTest::newRow(".zor without policy.yml") << "/u/proj/.zor/other.yml"
-                                                 << "other";
-        QTest::newRow("trailing slash") << "/u/proj/.zor/policy.yml/"
-                                        << "proj";
-        QTest::newRow("repeated slashes") << "/u//proj//.zor//policy.yml"
-                                          << "proj";
-        QTest::newRow(".zor at the root") << "/.zor/policy.yml"
-                                          << "/";
-        QTest::newRow("policy at the root") << "/policy.yml"
-                                            << "/";
-        QTest::newRow("relative") << "proj/.zor/policy.yml"
-                                  << "proj";
-        QTest::newRow("bare file name") << "policy.yml"
-                                        << "";
-        QTest::newRow("empty") << ""
-                               << "";
+        const std::pair<const char*, const char*> cases[] = {
+            {"/Users/x/proj/.zor/policy.yml", "proj"},
+            {"/etc/acme/policy.yml", "acme"},
+            {"/etc/acme/strict.yaml", "strict"},
+            {"/etc/a.tar.gz", "a.tar"},
+            {"/etc/rules", "rules"},
+            {"/etc/.rules", ".rules"},
+            {"/etc/rules.", "rules."},
+            {"/etc/acme/Policy.yml", "Policy"},
+            {"/u/proj/.Zor/policy.yml", ".Zor"},
+            {"/u/proj/.zor/policy.yml/", "proj"},
+            {"/u//proj//.zor//policy.yml", "proj"},
+            {"/.zor/policy.yml", "/"},
+            {"proj/.zor/policy.yml", "proj"},
+            {"policy.yml", ""},
+            {"", ""},
+        };
+        for (const auto& [path, name] : cases)
+            QTest::addRow("%s", path) << QString(path) << QString(name);
     }
 
     void policyDisplayNames() {
         QFETCH(QString, path);
         QFETCH(QString, name);
         QCOMPARE(policyDisplayName(path), name);
-        PromptStore store;
-        QCOMPARE(store.policyDisplayName(path), name);
+        QCOMPARE(PromptStore().policyDisplayName(path), name);
     }
 
     void promptIdsParseOnlyTheStandardForm_data() {
@@ -183,14 +156,11 @@ private slots:
 
         QTest::newRow("upper case") << "6F9619FF-8B86-D011-B42D-00C04FC964FF" << true;
         QTest::newRow("lower case") << "6f9619ff-8b86-d011-b42d-00c04fc964ff" << true;
-        QTest::newRow("nil") << "00000000-0000-0000-0000-000000000000" << true;
         QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}" << false;
         QTest::newRow("no dashes") << "6F9619FF8B86D011B42D00C04FC964FF" << false;
         QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF" << false;
         QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG" << false;
         QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0" << false;
-        QTest::newRow("padded") << " 6F9619FF-8B86-D011-B42D-00C04FC964FF" << false;
-        QTest::newRow("words") << "not-a-uuid" << false;
         QTest::newRow("empty") << "" << false;
     }
 
@@ -202,20 +172,11 @@ private slots:
             QCOMPARE(id.toString(QUuid::WithoutBraces), text.toLower());
             QCOMPARE(promptIdFromText(text), id);
         } else {
-            QVERIFY(!id.isNull());
+            // A fresh random id each time: such a prompt cannot be removed by its text.
             QCOMPARE(id.version(), QUuid::Random);
             QVERIFY(promptIdFromText(text) != id);
             QVERIFY(id != QUuid::fromString(text));
         }
-    }
-
-    void aPromptWithAnInvalidIdCannotBeRemovedByItsText() {
-        LogCapture capture;
-        PromptStore store;
-        store.addPrompt(promptIdFromText(u"not-a-uuid"), "s", "/p", file("/x"), false);
-        store.removePrompt(QUuid::fromString(u"not-a-uuid"));
-        QCOMPARE(store.prompts().size(), 1);
-        QCOMPARE(storeLog(capture).size(), 1);
     }
 
     void addsGoFirstAndLog() {
@@ -226,7 +187,6 @@ private slots:
         store.addPrompt(uuid(2), "s2", "/p/policy.yml", NetworkDenial{"h", 22, "ssh"}, true);
         store.addPrompt(uuid(3), "s1", "/q/policy.yml", ExecDenial{"/bin/sh", {}, std::nullopt},
                         false);
-        const QDateTime after = QDateTime::currentDateTimeUtc();
 
         QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2), uuid(1)}));
         const PromptItem& second = store.prompts().at(1);
@@ -234,27 +194,18 @@ private slots:
         QCOMPARE(second.policyPath, "/p/policy.yml");
         QVERIFY(second.denial == Denial(NetworkDenial{"h", 22, "ssh"}));
         QVERIFY(second.sessionEnded);
-        QVERIFY(second.timestamp >= before && second.timestamp <= after);
-        QCOMPARE(storeLog(capture), (QStringList{
-                                        "Added prompt: file /a session=s1",
-                                        "Added prompt: network h:22 session=s2",
-                                        "Added prompt: exec /bin/sh session=s1",
-                                    }));
+        QVERIFY(second.timestamp >= before && second.timestamp <= QDateTime::currentDateTimeUtc());
+        QCOMPARE(storeLog(capture), (QStringList{"Added prompt: file /a session=s1",
+                                                 "Added prompt: network h:22 session=s2",
+                                                 "Added prompt: exec /bin/sh session=s1"}));
         const LogRecord record = capture.records().first();
         QCOMPARE(record.level, LogLevel::info);
-        QCOMPARE(record.format, "Added prompt: %{public}s %{public}s session=%{public}s");
         QCOMPARE(record.redactedMessage(), record.message());
-    }
 
-    void shortAddUsesAFreshIdForALiveSession() {
-        PromptStore store;
-        store.addPrompt("s1", "/p", file("/a"));
-        store.addPrompt("s1", "/p", file("/b"));
-        QCOMPARE(store.prompts().size(), 2);
-        const PromptItem& newest = store.prompts().first();
-        QVERIFY(!newest.sessionEnded);
-        QCOMPARE(newest.id.version(), QUuid::Random);
-        QVERIFY(newest.id != store.prompts().at(1).id);
+        // The short form: a fresh id, for a live session.
+        store.addPrompt("s4", "/p", file("/d"));
+        QCOMPARE(store.prompts().first().id.version(), QUuid::Random);
+        QVERIFY(!store.prompts().first().sessionEnded);
     }
 
     void duplicatesAreReplacedByTheNewest() {
@@ -267,9 +218,8 @@ private slots:
         store.addPrompt(uuid(3), "s2", "/p", FileDenial{"/x", "read", "vim"}, false);
 
         QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2)}));
-        const PromptItem& newest = store.prompts().first();
-        QCOMPARE(newest.sessionId, "s2");
-        QVERIFY(!newest.sessionEnded);
+        QCOMPARE(store.prompts().first().sessionId, "s2");
+        QVERIFY(!store.prompts().first().sessionEnded);
         QCOMPARE(store.dedupeKeys(), (QSet<QString>{"/p:file:/x", "/p:file:/other"}));
         QCOMPARE(removed.size(), 1);
         QCOMPARE(removed.first().first().value<PromptItem>().id, uuid(1));
@@ -281,10 +231,10 @@ private slots:
     }
 
     void aPromptCanBeReplacedByItsOwnFields() {
-        LogCapture capture;
         PromptStore store;
         store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
         store.addPrompt(uuid(2), "s2", "/q", file("/b"), false);
+        // The arguments refer into the prompt that the addition replaces.
         const PromptItem& held = store.prompts().at(1);
         store.addPrompt(uuid(3), held.sessionId, held.policyPath, held.denial, false);
 
@@ -292,50 +242,24 @@ private slots:
         QCOMPARE(store.prompts().first().dedupeKey(), "/p:file:/a");
         QCOMPARE(store.uniqueSessionIds(), (QStringList{"s1", "s2"}));
         QCOMPARE(store.promptCountForPolicy("/p"), 1);
-        QCOMPARE(storeLog(capture).last(), "Added prompt: file /a session=s1");
     }
 
-    void removingUnknownIdsChangesNothing() {
+    void removalFreesTheKeyOfTheNewestPromptWithTheId() {
         LogCapture capture;
         PromptStore store;
         store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
-        store.setFilter(PromptFilter::session("s1"));
-        capture.clear();
-        QSignalSpy changed(&store, &PromptStore::promptsChanged);
-        QSignalSpy filterChanged(&store, &PromptStore::filterChanged);
-        store.removePrompt(uuid(2));
-        QCOMPARE(store.prompts().size(), 1);
-        QCOMPARE(store.filter(), PromptFilter::session("s1"));
-        QVERIFY(storeLog(capture).isEmpty());
-        QCOMPARE(changed.size(), 0);
-        QCOMPARE(filterChanged.size(), 0);
-    }
-
-    void removalDropsTheKeyOfTheLastPrompt() {
-        LogCapture capture;
-        PromptStore store;
-        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
-        store.addPrompt(uuid(2), "s1", "/p", file("/b"), false);
+        store.addPrompt(uuid(1), "s1", "/p", file("/b"), false);
         QSignalSpy removed(&store, &PromptStore::promptRemoved);
         store.removePrompt(uuid(1));
-        QCOMPARE(store.dedupeKeys(), QSet<QString>{"/p:file:/b"});
-        QCOMPARE(storeLog(capture).last(), "Removed prompt: file /a");
+        QCOMPARE(store.prompts().first().denial.target(), "/a");
+        QCOMPARE(store.dedupeKeys(), QSet<QString>{"/p:file:/a"});
+        QCOMPARE(storeLog(capture).last(), "Removed prompt: file /b");
         QCOMPARE(removed.size(), 1);
 
         // The key is free again: the next prompt with it replaces nothing.
-        store.addPrompt(uuid(3), "s2", "/p", file("/a"), false);
+        store.addPrompt(uuid(3), "s2", "/p", file("/b"), false);
         QCOMPARE(removed.size(), 1);
-        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(2)}));
-    }
-
-    void removalTakesTheNewestOfRepeatedIds() {
-        PromptStore store;
-        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
-        store.addPrompt(uuid(1), "s2", "/p", file("/b"), false);
-        store.removePrompt(uuid(1));
-        QCOMPARE(store.prompts().size(), 1);
-        QCOMPARE(store.prompts().first().denial.target(), "/a");
-        QCOMPARE(store.dedupeKeys(), QSet<QString>{"/p:file:/a"});
+        QCOMPARE(ids(store.prompts()), (QList<QUuid>{uuid(3), uuid(1)}));
     }
 
     void removalResetsAFilterThatMatchesNothing_data() {
@@ -345,9 +269,10 @@ private slots:
 
         // uuid(1): s1 in /p; uuid(2): s2 in /p; uuid(3): s3 in /q.
         const PromptFilter all = PromptFilter::all();
-        QTest::newRow("last of the session") << PromptFilter::session("s1") << uuid(1) << all;
-        QTest::newRow("other session")
-            << PromptFilter::session("s1") << uuid(2) << PromptFilter::session("s1");
+        const PromptFilter s1 = PromptFilter::session("s1");
+        QTest::newRow("last of the session") << s1 << uuid(1) << all;
+        QTest::newRow("other session") << s1 << uuid(2) << s1;
+        QTest::newRow("unknown id") << s1 << uuid(9) << s1;
         QTest::newRow("last of the policy") << PromptFilter::policy("/q") << uuid(3) << all;
         QTest::newRow("policy keeps a prompt")
             << PromptFilter::policy("/p") << uuid(1) << PromptFilter::policy("/p");
@@ -362,15 +287,22 @@ private slots:
         QFETCH(PromptFilter, filter);
         QFETCH(QUuid, removed);
         QFETCH(PromptFilter, expected);
+        LogCapture capture;
         PromptStore store;
         store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
         store.addPrompt(uuid(2), "s2", "/p", file("/b"), false);
         store.addPrompt(uuid(3), "s3", "/q", file("/c"), false);
         store.setFilter(filter);
+        capture.clear();
         QSignalSpy filterChanged(&store, &PromptStore::filterChanged);
+        QSignalSpy listChanged(&store, &PromptStore::promptsChanged);
         store.removePrompt(removed);
         QCOMPARE(store.filter(), expected);
         QCOMPARE(filterChanged.size(), expected == filter ? 0 : 1);
+        const bool isKnown = removed != uuid(9);
+        QCOMPARE(store.prompts().size(), isKnown ? 2 : 3);
+        QCOMPARE(listChanged.size(), isKnown ? 1 : 0);
+        QCOMPARE(storeLog(capture).size(), isKnown ? 1 : 0);
     }
 
     void markingASessionEndedFlagsOnlyItsPrompts() {
@@ -404,9 +336,6 @@ private slots:
         QVERIFY(!before.at(2).sessionEnded);
 
         store.markSessionEnded("s1");
-        QCOMPARE(storeLog(capture).size(), 2);
-        QCOMPARE(listChanged.size(), 1);
-
         store.markSessionEnded("unknown");
         QCOMPARE(storeLog(capture).size(), 2);
         QCOMPARE(listChanged.size(), 1);
@@ -416,7 +345,6 @@ private slots:
         PromptStore store;
         QCOMPARE(store.sessionPolicyName("s1"), "Unknown");
         QCOMPARE(store.policyPathForSession("s1"), std::nullopt);
-        QVERIFY(store.uniquePolicyPaths().isEmpty());
 
         store.addPrompt(uuid(1), "s1", "/u/a/.zor/policy.yml", file("/1"), false);
         store.addPrompt(uuid(2), "s2", "/etc/b/policy.yml", file("/2"), false);
@@ -438,8 +366,6 @@ private slots:
         QCOMPARE(ids(store.filteredPrompts()), (QList<QUuid>{uuid(4), uuid(1)}));
         store.setFilter(PromptFilter::session("s1"));
         QCOMPARE(ids(store.filteredPrompts()), (QList<QUuid>{uuid(3), uuid(1)}));
-        store.setFilter(PromptFilter::session("nobody"));
-        QVERIFY(store.filteredPrompts().isEmpty());
 
         // Removing a session's first prompt moves the session to its next one.
         store.removePrompt(uuid(3));
@@ -451,98 +377,70 @@ private slots:
 
     void viewStateNotifiesOnlyRealChanges() {
         PromptStore store;
-        QCOMPARE(store.filter(), PromptFilter::all());
         QCOMPARE(store.sidebarGrouping(), SidebarGrouping::policy);
-        QCOMPARE(store.highlightedPromptId(), std::nullopt);
-        QCOMPARE(store.scrollToPromptId(), std::nullopt);
-
         QSignalSpy highlighted(&store, &PromptStore::highlightedPromptIdChanged);
         QSignalSpy scroll(&store, &PromptStore::scrollToPromptIdChanged);
         QSignalSpy filter(&store, &PromptStore::filterChanged);
         QSignalSpy grouping(&store, &PromptStore::sidebarGroupingChanged);
-
-        store.setHighlightedPromptId(uuid(1));
-        store.setHighlightedPromptId(uuid(1));
-        store.setHighlightedPromptId(std::nullopt);
-        store.setScrollToPromptId(uuid(2));
-        store.setScrollToPromptId(uuid(2));
-        store.setFilter(PromptFilter::policy("/p"));
-        store.setFilter(PromptFilter::policy("/p"));
+        for (int i = 0; i < 2; ++i) {
+            store.setHighlightedPromptId(uuid(1));
+            store.setScrollToPromptId(uuid(2));
+            store.setFilter(PromptFilter::policy("/p"));
+            store.setSidebarGrouping(SidebarGrouping::session);
+        }
+        // Same text, other kind: a change.
         store.setFilter(PromptFilter::session("/p"));
-        store.setSidebarGrouping(SidebarGrouping::policy);
-        store.setSidebarGrouping(SidebarGrouping::session);
-
-        QCOMPARE(highlighted.size(), 2);
-        QCOMPARE(scroll.size(), 1);
-        QCOMPARE(filter.size(), 2);
-        QCOMPARE(grouping.size(), 1);
-        QCOMPARE(store.property("sidebarGrouping").value<SidebarGrouping>(),
-                 SidebarGrouping::session);
-        QCOMPARE(store.property("filter").value<PromptFilter>(), PromptFilter::session("/p"));
+        QCOMPARE(QList<qsizetype>()
+                     << highlighted.size() << scroll.size() << filter.size() << grouping.size(),
+                 (QList<qsizetype>{1, 1, 2, 1}));
 
         // Operations leave highlight and scroll target alone.
-        store.setHighlightedPromptId(uuid(5));
-        store.addPrompt(uuid(5), "s", "/p", file("/a"), false);
-        store.removePrompt(uuid(5));
-        QCOMPARE(store.highlightedPromptId(), uuid(5));
+        store.addPrompt(uuid(1), "s", "/p", file("/a"), false);
+        store.removePrompt(uuid(1));
+        QCOMPARE(store.highlightedPromptId(), uuid(1));
         QCOMPARE(store.scrollToPromptId(), uuid(2));
     }
 
-    void filtersCompareByCaseAndPayload() {
-        QVERIFY(PromptFilter::policy("x") == PromptFilter::policy("x"));
-        QVERIFY(PromptFilter::policy("x") != PromptFilter::session("x"));
-        QVERIFY(PromptFilter::policy("x") != PromptFilter::policy("y"));
-        QVERIFY(PromptFilter::all() == PromptFilter());
-        QCOMPARE(PromptFilter::policy("x").policyPath(), "x");
-        QCOMPARE(PromptFilter::policy("x").sessionId(), std::nullopt);
-        QCOMPARE(PromptFilter::session("x").kind(), PromptFilter::Kind::session);
+    // Any use off the main thread stops the process; checked in a child process.
+    void offMainThreadUseStopsTheProcess() {
+        if (qEnvironmentVariableIsSet("ZOR_PROMPTS_OFF_THREAD")) {
+            PromptStore store;
+            QThread* worker = QThread::create([&] { store.addPrompt("s", "/p", file("/a")); });
+            worker->start();
+            worker->wait();
+            delete worker;
+            return;
+        }
+        QProcess child;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("ZOR_PROMPTS_OFF_THREAD", "1");
+        child.setProcessEnvironment(environment);
+        child.setProcessChannelMode(QProcess::MergedChannels);
+        child.start(QCoreApplication::applicationFilePath(),
+                    {"-nocrashhandler", "offMainThreadUseStopsTheProcess"});
+        QVERIFY(child.waitForFinished(60000));
+        const QByteArray output = child.readAll();
+        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+        QVERIFY2(output.contains("PromptStore::addPrompt must be called on the main thread"),
+                 output.constData());
     }
 
-    void groupingsHaveRawValues() {
-        QCOMPARE(rawValue(SidebarGrouping::policy), "Policy");
-        QCOMPARE(rawValue(SidebarGrouping::session), "Session");
-        QCOMPARE(sidebarGroupingFromRaw(u"Policy"), SidebarGrouping::policy);
-        QCOMPARE(sidebarGroupingFromRaw(u"Session"), SidebarGrouping::session);
-        for (const char16_t* text : {u"policy", u"SESSION", u"", u"Policy "})
-            QCOMPARE(sidebarGroupingFromRaw(text), std::nullopt);
-    }
-
-    void snapshotsStayAsTheyWere() {
-        PromptStore store;
-        for (int i = 0; i < 200; ++i)
-            store.addPrompt(uuid(i), QString::number(i % 7), "/p", file(QString::number(i)), false);
-        const PromptList snapshot = store.prompts();
-        const QList<PromptItem> expected = snapshot.toList();
-        for (int i = 0; i < 200; i += 3)
-            store.removePrompt(uuid(i));
-        store.markSessionEnded("1");
-        store.addPrompt(uuid(1000), "x", "/p", file("new"), false);
-
-        QCOMPARE(snapshot.toList(), expected);
-        QCOMPARE(store.prompts().size(), 200 - 67 + 1);
-        for (qsizetype row = 0; row < store.prompts().size(); ++row)
-            QCOMPARE(store.prompts().at(row), store.prompts().toList().at(row));
-    }
-
-    // Random operations against the plain reference: order, keys, filter,
-    // flags, counts and groupings must agree after every step.
+    // Random operations against the plain reference, which must agree after
+    // every step; snapshots taken along the way, some grown on their own, must
+    // keep what they held.
     void storeAgreesWithTheReferenceUnderRandomOperations() {
         QRandomGenerator random(20240501);
         PromptStore store;
         ReferenceStore reference;
         QList<QUuid> knownIds;
-        // Copies taken along the way, with what they held then; some grow on their own.
         QList<std::pair<PromptList, QList<PromptItem>>> snapshots;
-        for (int step = 0; step < 3000; ++step) {
-            if (step % 40 == 0) {
+        for (int step = 0; step < 2000; ++step) {
+            if (step % 40 == 0)
                 snapshots.append({store.prompts(), store.prompts().toList()});
-                if (step % 120 == 0) {
-                    auto& [grown, expected] = snapshots.last();
-                    const PromptItem extra{uuid(100000 + step), "own", "/own",
-                                           file("/own"),        {},    false};
-                    grown.prepend(quint64(1) << 40 | quint64(step), extra);
-                    expected.prepend(extra);
-                }
+            if (step % 120 == 0) {
+                const PromptItem extra{uuid(100000 + step), "own", "/own", file("/own"), {}, false};
+                snapshots.last().first.prepend(quint64(1) << 40 | quint64(step), extra);
+                snapshots.last().second.prepend(extra);
             }
             const int choice = random.bounded(10);
             const QString session = QStringLiteral("s%1").arg(random.bounded(12));
@@ -563,12 +461,12 @@ private slots:
                 reference.remove(id);
             } else if (choice < 9) {
                 store.markSessionEnded(session);
-                reference.markEnded(session);
+                for (PromptItem& p : reference.prompts)
+                    p.sessionEnded = p.sessionEnded || p.sessionId == session;
             } else {
-                const PromptFilter filter = random.bounded(2) == 0 ? PromptFilter::policy(policy)
-                                                                   : PromptFilter::session(session);
-                store.setFilter(filter);
-                reference.filter = filter;
+                reference.filter = random.bounded(2) == 0 ? PromptFilter::policy(policy)
+                                                          : PromptFilter::session(session);
+                store.setFilter(reference.filter);
             }
 
             QCOMPARE(store.prompts().toList(), reference.prompts);
@@ -587,7 +485,6 @@ private slots:
         }
         for (const auto& [snapshot, expected] : snapshots) {
             QCOMPARE(snapshot.toList(), expected);
-            QCOMPARE(snapshot.size(), expected.size());
             for (qsizetype row = 0; row < expected.size(); row += 7)
                 QCOMPARE(snapshot.at(row).dedupeKey(), expected.at(row).dedupeKey());
         }
