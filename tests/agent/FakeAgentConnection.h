@@ -5,10 +5,8 @@
 #include <QList>
 #include <QMutex>
 #include <QStringList>
+#include <QThread>
 #include <memory>
-
-class QObject;
-class QThread;
 
 namespace zor::testing {
 
@@ -16,16 +14,41 @@ namespace zor::testing {
 // until the test drains the queue, so that the order of events is the test's.
 class FakeQueue {
 public:
-    FakeQueue();
-    ~FakeQueue();
+    FakeQueue() {
+        context.moveToThread(&thread);
+        thread.start();
+    }
+    ~FakeQueue() {
+        drain();
+        thread.quit();
+        thread.wait();
+    }
 
-    void post(std::function<void()> fn);
+    void post(std::function<void()> fn) {
+        QMutexLocker lock(&mutex);
+        posted.append(std::move(fn));
+    }
+
     // Runs on the queue's thread everything posted, including what that posts.
-    void drain();
+    void drain() {
+        QMetaObject::invokeMethod(
+            &context,
+            [this] {
+                for (;;) {
+                    QMutexLocker lock(&mutex);
+                    if (posted.isEmpty())
+                        return;
+                    const std::function<void()> next = posted.takeFirst();
+                    lock.unlock();
+                    next();
+                }
+            },
+            Qt::BlockingQueuedConnection);
+    }
 
 private:
-    QThread* thread;
-    QObject* context;
+    QThread thread;
+    QObject context;
     QMutex mutex;
     QList<std::function<void()>> posted;
 };
@@ -51,15 +74,46 @@ public:
         , queue(queue)
         , isAgentAbsent(isAgentAbsent) {}
 
-    void setInvalidationHandler(Handler handler) override;
-    void setInterruptionHandler(Handler handler) override;
-    void resume() override;
-    void invalidate() override;
+    void setInvalidationHandler(Handler handler) override {
+        QMutexLocker lock(&mutex);
+        invalidationHandler = std::move(handler);
+    }
+    void setInterruptionHandler(Handler handler) override {
+        QMutexLocker lock(&mutex);
+        interruptionHandler = std::move(handler);
+    }
+    void resume() override {
+        if (isAgentAbsent)
+            queue.post([self = shared_from_this()] {
+                self->end(QStringLiteral("Couldn't communicate with a helper application."));
+            });
+    }
+    void invalidate() override {
+        QMutexLocker lock(&mutex);
+        ++invalidations;
+        queue.post([self = shared_from_this()] {
+            self->end(QStringLiteral("The connection was invalidated."));
+        });
+    }
     std::shared_ptr<ZorAgentProtocol>
     remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) override;
 
     // The agent's part, on the queue: answers the oldest unanswered call of `method`.
-    void answer(const QString& method, std::function<void(const FakeAgentCall&)> fn);
+    void answer(const QString& method, std::function<void(const FakeAgentCall&)> fn) {
+        queue.post([self = shared_from_this(), method, fn] {
+            std::optional<FakeAgentCall> call;
+            {
+                QMutexLocker lock(&self->mutex);
+                for (FakeAgentCall& each : self->recorded)
+                    if (each.method == method && !std::exchange(each.isAnswered, true)) {
+                        call = each;
+                        break;
+                    }
+            }
+            if (call)
+                fn(*call);
+        });
+    }
     void replyToPrompts(const QByteArray& data) {
         answer("getPrompts", [data](const FakeAgentCall& call) { call.promptsReply(data); });
     }
@@ -67,17 +121,53 @@ public:
         answer(method,
                [text](const FakeAgentCall& call) { call.errorHandler(PlatformError{text}); });
     }
-    void interrupt();
+    void interrupt() {
+        queue.post([self = shared_from_this()] {
+            QMutexLocker lock(&self->mutex);
+            const Handler handler = self->interruptionHandler;
+            lock.unlock();
+            if (handler)
+                handler();
+        });
+    }
 
-    void record(FakeAgentCall call);
+    void record(FakeAgentCall call) {
+        QMutexLocker lock(&mutex);
+        recorded.append(std::move(call));
+    }
+    QList<FakeAgentCall> calls() const {
+        QMutexLocker lock(&mutex);
+        return recorded;
+    }
+    int invalidateCount() const {
+        QMutexLocker lock(&mutex);
+        return invalidations;
+    }
+    bool hasHandlers() const {
+        QMutexLocker lock(&mutex);
+        return invalidationHandler || interruptionHandler;
+    }
 
     const QString serviceName;
-    QList<FakeAgentCall> calls() const;
-    int invalidateCount() const;
-    bool hasHandlers() const;
 
 private:
-    void end(const QString& errorText);
+    // Fails every unanswered call, then reports the end; only once.
+    void end(const QString& errorText) {
+        QList<FakeAgentCall> unanswered;
+        QMutexLocker lock(&mutex);
+        if (std::exchange(hasEnded, true))
+            return;
+        for (FakeAgentCall& call : recorded)
+            if (!std::exchange(call.isAnswered, true))
+                unanswered.append(call);
+        const Handler handler = std::exchange(invalidationHandler, {});
+        interruptionHandler = {};
+        lock.unlock();
+        for (const FakeAgentCall& call : unanswered)
+            call.errorHandler(PlatformError{errorText});
+        if (handler)
+            handler();
+    }
 
     FakeQueue& queue;
     const bool isAgentAbsent;
@@ -88,6 +178,47 @@ private:
     bool hasEnded = false;
     int invalidations = 0;
 };
+
+class FakeProxy final : public ZorAgentProtocol {
+public:
+    FakeProxy(std::shared_ptr<FakeAgentConnection> connection,
+              AgentConnection::ErrorHandler errorHandler)
+        : connection(std::move(connection))
+        , errorHandler(std::move(errorHandler)) {}
+
+    void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
+        record({.method = "getPrompts", .promptsReply = std::move(reply)});
+    }
+    void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
+        record({.method = "getBuildNumber", .buildNumberReply = std::move(reply)});
+    }
+    void handlePromptWithPromptId(const QString& promptId, const QString& action,
+                                  const QString& lifetime, const QString& policyPath,
+                                  DecisionReply reply) override {
+        record({.method = "handlePrompt",
+                .arguments = {promptId, action, lifetime, policyPath},
+                .decisionReply = std::move(reply)});
+    }
+    void dismissPromptWithPromptId(const QString& promptId, DecisionReply reply) override {
+        record({.method = "dismissPrompt",
+                .arguments = {promptId},
+                .decisionReply = std::move(reply)});
+    }
+
+private:
+    void record(FakeAgentCall call) {
+        call.errorHandler = errorHandler;
+        connection->record(std::move(call));
+    }
+
+    std::shared_ptr<FakeAgentConnection> connection;
+    AgentConnection::ErrorHandler errorHandler;
+};
+
+inline std::shared_ptr<ZorAgentProtocol>
+FakeAgentConnection::remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) {
+    return std::make_shared<FakeProxy>(shared_from_this(), std::move(errorHandler));
+}
 
 class FakeAgentConnector final : public AgentConnector {
 public:

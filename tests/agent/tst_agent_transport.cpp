@@ -9,9 +9,7 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMutex>
-#include <QSignalSpy>
 #include <QTest>
-#include <QThread>
 #include <QtEndian>
 
 using namespace zor;
@@ -32,11 +30,52 @@ QByteArray rawFrame(const QByteArray& body) {
     return frame + body;
 }
 
-// What arrived on the app's side, and on which threads.
-struct Events {
+// Answers at once with fixed values, or holds its answers back.
+class ScriptedAgent final : public ZorAgentProtocol {
+public:
+    void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
+        answer("getPrompts", [reply] { reply(R"([{"id":"x"}])"); });
+    }
+    void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
+        answer("getBuildNumber", [reply] { reply("4242"); });
+    }
+    void handlePromptWithPromptId(const QString& id, const QString& action, const QString& lifetime,
+                                  const QString& policyPath, DecisionReply reply) override {
+        answer(QStringList{"handlePrompt", id, action, lifetime, policyPath}.join(u' '),
+               [reply] { reply(true, std::nullopt); });
+    }
+    void dismissPromptWithPromptId(const QString& id, DecisionReply reply) override {
+        answer("dismissPrompt " + id, [reply] { reply(false, "no such prompt"); });
+    }
+
+    void answer(const QString& call, std::function<void()> fn) {
+        calls.append(call);
+        if (isHoldingAnswers)
+            heldAnswers.append(std::move(fn));
+        else
+            fn();
+    }
+
+    QStringList calls;
+    bool isHoldingAnswers = false;
+    QList<std::function<void()>> heldAnswers;
+};
+
+// The app's side of one connection with everything it is told recorded.
+struct Client final : ZorAppCallbackProtocol {
     mutable QMutex mutex;
     QStringList lines;
     bool hasRunOnMainThread = false;
+    std::shared_ptr<LocalAgentConnection> connection;
+    std::shared_ptr<ZorAgentProtocol> proxy;
+
+    explicit Client(const QString& socketName)
+        : connection(LocalAgentConnection::create(socketName, *this)) {
+        connection->setInvalidationHandler([this] { add("invalidated"); });
+        connection->setInterruptionHandler([this] { add("interrupted"); });
+        proxy = connection->remoteObjectProxyWithErrorHandler(
+            [this](const PlatformError& error) { add("error " + error.localizedDescription); });
+    }
 
     void add(const QString& line) {
         QMutexLocker lock(&mutex);
@@ -48,104 +87,27 @@ struct Events {
         return lines;
     }
     int count(const QString& prefix) const {
-        QMutexLocker lock(&mutex);
-        return int(std::count_if(lines.begin(), lines.end(),
+        const QStringList copy = all();
+        return int(std::count_if(copy.begin(), copy.end(),
                                  [&](const QString& line) { return line.startsWith(prefix); }));
-    }
-    bool ranOnMainThread() const {
-        QMutexLocker lock(&mutex);
-        return hasRunOnMainThread;
-    }
-};
-
-class RecordingApp final : public ZorAppCallbackProtocol {
-public:
-    explicit RecordingApp(Events& events)
-        : events(events) {}
-    void promptAddedWithPromptData(const QByteArray& data) override {
-        events.add(QStringLiteral("added ") + QString::fromUtf8(data));
-    }
-    void promptRemovedWithPromptId(const QString& id) override {
-        events.add(QStringLiteral("removed ") + id);
-    }
-    void promptsClearedWithSessionId(const QString& id) override {
-        events.add(QStringLiteral("cleared ") + id);
-    }
-
-private:
-    Events& events;
-};
-
-// Answers at once unless told to hold its answers back.
-class ScriptedAgent final : public ZorAgentProtocol {
-public:
-    void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
-        calls.append(QStringLiteral("getPrompts"));
-        answer([reply, data = promptsData] { reply(data); });
-    }
-    void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
-        calls.append(QStringLiteral("getBuildNumber"));
-        answer([reply, number = buildNumber] { reply(number); });
-    }
-    void handlePromptWithPromptId(const QString& id, const QString& action, const QString& lifetime,
-                                  const QString& policyPath, DecisionReply reply) override {
-        calls.append(QStringList{"handlePrompt", id, action, lifetime, policyPath}.join(u' '));
-        answer(
-            [reply, success = decisionSuccess, error = decisionError] { reply(success, error); });
-    }
-    void dismissPromptWithPromptId(const QString& id, DecisionReply reply) override {
-        calls.append(QStringLiteral("dismissPrompt ") + id);
-        answer(
-            [reply, success = decisionSuccess, error = decisionError] { reply(success, error); });
-    }
-
-    void answer(std::function<void()> fn) {
-        if (isHoldingAnswers)
-            heldAnswers.append(std::move(fn));
-        else
-            fn();
-    }
-
-    QStringList calls;
-    QByteArray promptsData = "[]";
-    QString buildNumber = QStringLiteral("1000");
-    bool decisionSuccess = true;
-    std::optional<QString> decisionError;
-    bool isHoldingAnswers = false;
-    QList<std::function<void()>> heldAnswers;
-};
-
-// The app's side of one connection with everything it reports recorded.
-struct Client {
-    Events events;
-    RecordingApp app{events};
-    std::shared_ptr<LocalAgentConnection> connection;
-    std::shared_ptr<ZorAgentProtocol> proxy;
-
-    explicit Client(const QString& socketName)
-        : connection(LocalAgentConnection::create(socketName, app)) {
-        connection->setInvalidationHandler([this] { events.add(QStringLiteral("invalidated")); });
-        connection->setInterruptionHandler([this] { events.add(QStringLiteral("interrupted")); });
-        proxy = connection->remoteObjectProxyWithErrorHandler([this](const PlatformError& error) {
-            events.add(QStringLiteral("error ") + error.localizedDescription);
-        });
     }
 
     void getPrompts() {
-        proxy->getPromptsWithReply([this](const QByteArray& data) {
-            events.add(QStringLiteral("prompts ") + QString::fromUtf8(data));
-        });
+        proxy->getPromptsWithReply([this](const QByteArray& data) { add("prompts " + data); });
     }
     void getBuildNumber() {
-        proxy->getBuildNumberWithReply(
-            [this](const QString& number) { events.add(QStringLiteral("build ") + number); });
+        proxy->getBuildNumberWithReply([this](const QString& number) { add("build " + number); });
     }
-    DecisionReply decisionRecorder(const QString& name) {
+    DecisionReply decision(const QString& name) {
         return [this, name](bool success, std::optional<QString> error) {
-            events.add(QStringLiteral("%1 %2 %3")
-                           .arg(name, success ? "true" : "false", error.value_or("(none)")));
+            add(QStringLiteral("%1 %2 %3")
+                    .arg(name, success ? "true" : "false", error.value_or("(none)")));
         };
     }
+
+    void promptAddedWithPromptData(const QByteArray& data) override { add("added " + data); }
+    void promptRemovedWithPromptId(const QString& id) override { add("removed " + id); }
+    void promptsClearedWithSessionId(const QString& id) override { add("cleared " + id); }
 };
 
 } // namespace
@@ -154,7 +116,7 @@ class AgentTransportTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void framesSurviveAnySplitOfTheStream() {
+    void framesSurviveAnySplitAndABadLengthBreaksTheStream() {
         const QList<QJsonObject> messages = {
             makeCall(method::getPrompts),
             QJsonObject{{"type", "reply"}, {"id", 7}, {"data", encodeData("[{\"a\":\"é\"}]")}},
@@ -163,7 +125,6 @@ private slots:
         QByteArray stream;
         for (const QJsonObject& message : messages)
             stream += encodeFrame(message);
-
         for (qsizetype chunk = 1; chunk <= stream.size(); ++chunk) {
             FrameDecoder decoder;
             QList<QJsonObject> decoded;
@@ -175,92 +136,47 @@ private slots:
             QVERIFY2(!decoder.hasFailed(), qPrintable(decoder.failure()));
             QCOMPARE(decoded, messages);
         }
-    }
 
-    void brokenStreamsStayBroken_data() {
-        QTest::addColumn<QByteArray>("stream");
-        QTest::addColumn<QString>("failure");
-        QTest::newRow("empty frame") << rawFrame({}) << "frame length 0 out of range";
-        QByteArray huge(4, Qt::Uninitialized);
-        qToBigEndian<quint32>(kMaxFrameLength + 1, huge.data());
-        QTest::newRow("frame too long")
-            << huge << QStringLiteral("frame length %1 out of range").arg(kMaxFrameLength + 1);
-        QTest::newRow("not JSON") << rawFrame("{\"type\":") << "frame is not JSON";
-        QTest::newRow("an array") << rawFrame("[1,2]") << "frame is not a JSON object";
-        QTest::newRow("a bare string") << rawFrame("\"call\"") << "frame is not JSON";
-    }
-
-    void brokenStreamsStayBroken() {
-        QFETCH(QByteArray, stream);
-        QFETCH(QString, failure);
+        // A length out of range breaks the stream for good.
+        QByteArray tooLong(4, Qt::Uninitialized);
+        qToBigEndian<quint32>(kMaxFrameLength + 1, tooLong.data());
         FrameDecoder decoder;
-        decoder.append(stream + encodeFrame(makeCall(method::getPrompts)));
+        decoder.append(tooLong + stream);
         QVERIFY(!decoder.next());
-        QVERIFY(decoder.hasFailed());
-        QVERIFY2(decoder.failure().startsWith(failure), qPrintable(decoder.failure()));
-        // Good frames after the break are not read any more.
-        decoder.append(encodeFrame(makeCall(method::getPrompts)));
+        QVERIFY2(decoder.failure().startsWith(
+                     QStringLiteral("frame length %1 out of range").arg(kMaxFrameLength + 1)),
+                 qPrintable(decoder.failure()));
+        decoder.append(stream);
         QVERIFY(!decoder.next());
     }
 
-    void socketNameFollowsTheEnvironment() {
-        const QByteArray saved = qgetenv("ZOR_AGENT_SOCKET");
-        qputenv("ZOR_AGENT_SOCKET", "/tmp/zor-elsewhere");
-        QCOMPARE(agentSocketName("com.zorlabs.zor.agent.app"), QString("/tmp/zor-elsewhere"));
-        qunsetenv("ZOR_AGENT_SOCKET");
-        const QString derived = agentSocketName("com.zorlabs.zor.agent.app");
-        QVERIFY2(derived.endsWith("com.zorlabs.zor.agent.app"), qPrintable(derived));
-        if (!saved.isEmpty())
-            qputenv("ZOR_AGENT_SOCKET", saved);
-    }
-
-    void callsMadeBeforeResumeAreAnsweredOffTheMainThread() {
+    void callsAndCallbacksArriveOffTheMainThread() {
         ScriptedAgent agent;
-        agent.promptsData = R"([{"id":"x"}])";
-        agent.buildNumber = "4242";
         LocalAgentServer server(agent);
         const QString name = uniqueSocketName();
         QVERIFY2(server.listen(name), qPrintable(server.errorString()));
 
+        // Calls made before resume wait for the connection.
         Client client(name);
         client.getPrompts();
         client.getBuildNumber();
         client.proxy->handlePromptWithPromptId("ID-1", "allow", "session", "/p/policy.yml",
-                                               client.decisionRecorder("handled"));
-        agent.decisionSuccess = true;
+                                               client.decision("handled"));
         client.connection->resume();
-        QTRY_COMPARE(client.events.all().size(), 3);
-        agent.decisionSuccess = false;
-        agent.decisionError = QStringLiteral("no such prompt");
-        client.proxy->dismissPromptWithPromptId("ID-2", client.decisionRecorder("dismissed"));
-        QTRY_COMPARE(client.events.all().size(), 4);
-
-        QCOMPARE(client.events.all(),
-                 (QStringList{"prompts [{\"id\":\"x\"}]", "build 4242", "handled true (none)",
-                              "dismissed false no such prompt"}));
-        QCOMPARE(agent.calls, (QStringList{"getPrompts", "getBuildNumber",
-                                           "handlePrompt ID-1 allow session /p/policy.yml",
-                                           "dismissPrompt ID-2"}));
-        QVERIFY(!client.events.ranOnMainThread());
-        QCOMPARE(server.appCount(), 1);
-    }
-
-    void callbacksReachTheExportedObjectOffTheMainThread() {
-        ScriptedAgent agent;
-        LocalAgentServer server(agent);
-        const QString name = uniqueSocketName();
-        QVERIFY(server.listen(name));
-        Client client(name);
-        client.connection->resume();
-        QTRY_COMPARE(server.appCount(), 1);
-
+        client.proxy->dismissPromptWithPromptId("ID-2", client.decision("dismissed"));
+        QTRY_COMPARE(client.all().size(), 4);
         server.apps().promptAddedWithPromptData("{\"id\":\"A\"}");
         server.apps().promptRemovedWithPromptId("A");
         server.apps().promptsClearedWithSessionId("S1");
-        QTRY_COMPARE(client.events.all().size(), 3);
-        QCOMPARE(client.events.all(),
-                 (QStringList{"added {\"id\":\"A\"}", "removed A", "cleared S1"}));
-        QVERIFY(!client.events.ranOnMainThread());
+        QTRY_COMPARE(client.all().size(), 7);
+
+        QCOMPARE(client.all(), (QStringList{"prompts [{\"id\":\"x\"}]", "build 4242",
+                                            "handled true (none)", "dismissed false no such prompt",
+                                            "added {\"id\":\"A\"}", "removed A", "cleared S1"}));
+        QCOMPARE(agent.calls, (QStringList{"getPrompts", "getBuildNumber",
+                                           "handlePrompt ID-1 allow session /p/policy.yml",
+                                           "dismissPrompt ID-2"}));
+        QVERIFY(!client.hasRunOnMainThread);
     }
 
     void noAgentEndsInInvalidationAndFailsEveryCall() {
@@ -268,19 +184,15 @@ private slots:
         Client client(name);
         client.getPrompts();
         client.connection->resume();
-        QTRY_COMPARE(client.events.count("invalidated"), 1);
+        QTRY_COMPARE(client.count("invalidated"), 1);
         client.getBuildNumber();
         // Both calls fail with the reason the connection ended.
-        QTRY_COMPARE(client.events.count("error Could not reach the agent at " + name + ": "), 2);
-
-        QCOMPARE(client.events.count("prompts"), 0);
-        QCOMPARE(client.events.count("build"), 0);
-        QCOMPARE(client.events.count("interrupted"), 0);
+        QTRY_COMPARE(client.count("error Could not reach the agent at " + name + ": "), 2);
         // Invalidating an ended connection reports nothing more.
         client.connection->invalidate();
         QTest::qWait(20);
-        QCOMPARE(client.events.count("invalidated"), 1);
-        QVERIFY(!client.events.ranOnMainThread());
+        QCOMPARE(client.all().size(), 3);
+        QVERIFY(!client.hasRunOnMainThread);
     }
 
     void agentGoingAwayInterruptsUntilInvalidated() {
@@ -296,15 +208,13 @@ private slots:
 
         server.reset();
         QTRY_COMPARE(
-            client.events.all(),
+            client.all(),
             (QStringList{"error The connection to the agent was interrupted.", "interrupted"}));
         client.getBuildNumber();
-        QTRY_COMPARE(client.events.count("error"), 2);
-        QCOMPARE(client.events.count("invalidated"), 0);
-
+        QTRY_COMPARE(client.count("error"), 2);
         client.connection->invalidate();
-        QTRY_COMPARE(client.events.count("invalidated"), 1);
-        QCOMPARE(client.events.count("interrupted"), 1);
+        QTRY_COMPARE(client.count("invalidated"), 1);
+        QCOMPARE(client.all().size(), 4);
     }
 
     void invalidationFailsPendingCallsAndSilencesTheAgent() {
@@ -320,39 +230,35 @@ private slots:
 
         client.connection->invalidate();
         QTRY_COMPARE(
-            client.events.all(),
+            client.all(),
             (QStringList{"error The connection to the agent was invalidated.", "invalidated"}));
         QTRY_COMPARE(server.appCount(), 0);
-        // A late answer and later pushes reach nobody.
+        // A late answer and later pushes reach nobody; a later call fails.
         for (const auto& answer : std::as_const(agent.heldAnswers))
             answer();
         server.apps().promptRemovedWithPromptId("A");
         client.getBuildNumber();
-        QTRY_COMPARE(client.events.count("error"), 2);
-        QCOMPARE(client.events.count("prompts"), 0);
-        QCOMPARE(client.events.count("removed"), 0);
-    }
-
-    void clearedHandlersAreNotCalled() {
-        Client client(uniqueSocketName());
-        client.connection->setInvalidationHandler({});
-        client.connection->setInterruptionHandler({});
-        client.getPrompts();
-        client.connection->resume();
-        QTRY_COMPARE(client.events.count("error"), 1);
+        QTRY_COMPARE(client.count("error"), 2);
         QTest::qWait(20);
-        QCOMPARE(client.events.all().size(), 1);
+        QCOMPARE(client.all().size(), 3);
     }
 
-    void malformedRepliesGoToTheErrorHandler_data() {
+    void aMisbehavingAgent_data() {
         QTest::addColumn<QByteArray>("reply");
-        QTest::newRow("no data") << QByteArray(R"({"type":"reply","id":1})");
-        QTest::newRow("data not base64") << QByteArray(R"({"type":"reply","id":1,"data":"%%"})");
-        QTest::newRow("data of another type") << QByteArray(R"({"type":"reply","id":1,"data":5})");
+        QTest::addColumn<QStringList>("lines");
+        const QStringList malformed = {"error The agent sent a malformed reply."};
+        QTest::newRow("reply without data")
+            << QByteArray(R"({"type":"reply","id":1})") << malformed;
+        QTest::newRow("data not base64")
+            << QByteArray(R"({"type":"reply","id":1,"data":"%%"})") << malformed;
+        QTest::newRow("broken framing")
+            << QByteArray("not json at all")
+            << QStringList{"error The connection to the agent was interrupted.", "interrupted"};
     }
 
-    void malformedRepliesGoToTheErrorHandler() {
+    void aMisbehavingAgent() {
         QFETCH(QByteArray, reply);
+        QFETCH(QStringList, lines);
         QLocalServer raw;
         const QString name = uniqueSocketName();
         QVERIFY(raw.listen(name));
@@ -368,74 +274,16 @@ private slots:
         Client client(name);
         client.getPrompts();
         client.connection->resume();
-        QTRY_COMPARE(client.events.all(), QStringList{"error The agent sent a malformed reply."});
+        QTRY_COMPARE(client.all(), lines);
     }
 
-    void anAgentThatBreaksTheFramingIsCutOff() {
-        QLocalServer raw;
-        const QString name = uniqueSocketName();
-        QVERIFY(raw.listen(name));
-        QObject::connect(&raw, &QLocalServer::newConnection, &raw, [&] {
-            QLocalSocket* app = raw.nextPendingConnection();
-            QObject::connect(app, &QLocalSocket::readyRead, app, [app] {
-                app->readAll();
-                app->write(rawFrame("not json at all"));
-            });
-        });
-        Client client(name);
-        client.getPrompts();
-        client.connection->resume();
-        QTRY_COMPARE(
-            client.events.all(),
-            (QStringList{"error The connection to the agent was interrupted.", "interrupted"}));
-    }
-
-    void serverDropsAppsThatDoNotSpeakTheInterface_data() {
-        QTest::addColumn<QByteArray>("frame");
-        QTest::addColumn<QString>("reason");
-        QTest::newRow("not a call")
-            << rawFrame(R"({"type":"reply","id":1})") << "message is not a call";
-        QTest::newRow("no id") << rawFrame(R"({"type":"call","method":"getPrompts"})")
-                               << "call without an id";
-        QTest::newRow("unknown method")
-            << rawFrame(R"({"type":"call","id":1,"method":"x"})") << "unknown method x";
-        QTest::newRow("decision without arguments")
-            << rawFrame(R"({"type":"call","id":1,"method":"handlePrompt","promptId":"A"})")
-            << "handlePrompt call without its arguments";
-        QTest::newRow("dismissal without an id")
-            << rawFrame(R"({"type":"call","id":1,"method":"dismissPrompt"})")
-            << "dismissPrompt call without its prompt id";
-        QTest::newRow("broken frame") << rawFrame("[]") << "frame is not a JSON object";
-    }
-
-    void serverDropsAppsThatDoNotSpeakTheInterface() {
-        QFETCH(QByteArray, frame);
-        QFETCH(QString, reason);
-        ScriptedAgent agent;
-        LocalAgentServer server(agent);
-        const QString name = uniqueSocketName();
-        QVERIFY(server.listen(name));
-        QSignalSpy errors(&server, &LocalAgentServer::protocolError);
-        QSignalSpy gone(&server, &LocalAgentServer::appDisconnected);
-
-        QLocalSocket app;
-        app.connectToServer(name);
-        QVERIFY(app.waitForConnected(5000));
-        app.write(frame);
-        QTRY_COMPARE(errors.size(), 1);
-        QCOMPARE(errors.first().first().toString(), reason);
-        QTRY_COMPARE(gone.size(), 1);
-        QCOMPARE(server.appCount(), 0);
-        QVERIFY(agent.calls.isEmpty());
-    }
-
+    // The wire format is fixed by the document the agent is built from.
     void theDocumentedExchangeIsWhatTheServerSpeaks() {
         QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
         QVERIFY(doc.open(QIODevice::ReadOnly));
         const QByteArray text = doc.readAll();
-        const qsizetype section = text.indexOf("\n## On a local socket");
-        QVERIFY(section > 0);
-        const qsizetype from = text.indexOf("```json\n", section) + 8;
+        const qsizetype from =
+            text.indexOf("```json\n", text.indexOf("\n## On a local socket")) + 8;
         const QList<QByteArray> lines =
             text.mid(from, text.indexOf("```", from) - from).trimmed().split('\n');
         QCOMPARE(lines.size(), 2);
@@ -449,54 +297,29 @@ private slots:
         QVERIFY(app.waitForConnected(5000));
         app.write(rawFrame(lines[0]));
         FrameDecoder decoder;
-        std::optional<QJsonObject> reply;
-        // Evaluated again after it first holds, so reading stops once there is a reply.
-        const auto hasReply = [&] {
-            if (!reply) {
-                decoder.append(app.readAll());
-                reply = decoder.next();
-            }
-            return reply.has_value();
+        const auto readReply = [&] {
+            decoder.append(app.readAll());
+            return decoder.next();
         };
-        QTRY_VERIFY(hasReply());
+        std::optional<QJsonObject> reply;
+        QTRY_VERIFY(reply || (reply = readReply()));
         QCOMPARE(agent.calls, QStringList{"handlePrompt 0B0C2F8E-39A5-4A43-9C1B-6A1E0D3F7C21 allow "
                                           "session /Users/ada/proj/.zor/policy.yml"});
         QCOMPARE(*reply, QJsonDocument::fromJson(lines[1]).object());
     }
 
-    void aSecondServerCannotTakeALiveSocketButTakesAStaleOne() {
-        ScriptedAgent agent;
-        const QString name = uniqueSocketName();
-        auto first = std::make_unique<LocalAgentServer>(agent);
-        QVERIFY(first->listen(name));
-        LocalAgentServer second(agent);
-        QVERIFY(!second.listen(name));
-        QCOMPARE(second.errorString(),
-                 QStringLiteral("another agent is listening on %1").arg(name));
-
-        // A socket file that nobody answers on, as a killed agent leaves it.
-        const QString path = first->fullServerName();
-        first.reset();
-        QFile leftOver(path);
-        QVERIFY(leftOver.open(QIODevice::WriteOnly));
-        leftOver.close();
-        LocalAgentServer third(agent);
-        QVERIFY2(third.listen(name), qPrintable(third.errorString()));
-    }
-
     void droppingTheLastReferenceInsideAHandlerIsSafe() {
-        Events events;
-        RecordingApp app(events);
-        auto connection = LocalAgentConnection::create(uniqueSocketName(), app);
-        std::weak_ptr<LocalAgentConnection> weak = connection;
-        auto holder = std::make_shared<std::shared_ptr<LocalAgentConnection>>(connection);
-        connection->setInvalidationHandler([holder, &events] {
-            events.add(QStringLiteral("invalidated"));
+        Client client(uniqueSocketName());
+        std::weak_ptr<LocalAgentConnection> weak = client.connection;
+        auto holder = std::make_shared<std::shared_ptr<LocalAgentConnection>>(client.connection);
+        client.connection->setInvalidationHandler([holder, &client] {
+            client.add("invalidated");
             holder->reset();
         });
-        connection->resume();
-        connection.reset();
-        QTRY_COMPARE(events.count("invalidated"), 1);
+        client.proxy.reset();
+        client.connection->resume();
+        client.connection.reset();
+        QTRY_COMPARE(client.count("invalidated"), 1);
         QTRY_VERIFY(weak.expired());
     }
 };
