@@ -156,12 +156,6 @@ private slots:
         const QStringList retried = {"daemon.status@0",    "daemon.register@0",
                                      "agent.status@0",     "agent.register@0",
                                      "agent.unregister@0", "agent.register@1000"};
-        QTest::newRow("all succeed")
-            << none << none << Errors{} << Errors{}
-            << QStringList{"Daemon: registered", "ZorAgent: registered"} << retried.mid(0, 4)
-            << QStringList{"info: Daemon registered successfully",
-                           "info: ZorAgent registered successfully"}
-            << 0;
         QTest::newRow("daemon fails")
             << none << none << Errors{failure("Operation not permitted")} << Errors{}
             << QStringList{"Daemon: failed - Operation not permitted", "ZorAgent: registered"}
@@ -332,7 +326,6 @@ private slots:
             << "failure" << true
             << QStringList{"Network Extension: failed - Extension not found in App bundle"};
         QTest::newRow("completed") << "completed" << false << activated;
-        QTest::newRow("completed after a failure") << "completed" << true << activated;
         QTest::newRow("unknown result") << "unknown" << false << activated;
         QTest::newRow("replaced") << "replace" << false << QStringList{replacing} + activated;
         QTest::newRow("replaced, reboot")
