@@ -185,15 +185,6 @@ private slots:
         QVERIFY2(decoded.error().contains(" at byte "), qPrintable(decoded.error()));
     }
 
-    void repeatedMembersTakeTheLastValue() {
-        const auto decoded = SerializablePromptItem::fromJson(
-            record(R"({"kind":"file","path":"/a","path":"/b","operation":"read"})",
-                   R"(, "agent" : {"v":[1,-2.5e3,null,true,"x\/y"]} ,"sessionId":"s2")"));
-        QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
-        QCOMPARE(decoded.value().sessionId, "s2");
-        QVERIFY(decoded.value().denial == Denial(FileDenial{"/b", "read", std::nullopt}));
-    }
-
     void documentedExamplesDecode() {
         QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
         QVERIFY(doc.open(QIODevice::ReadOnly));
