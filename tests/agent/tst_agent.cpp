@@ -78,6 +78,12 @@ class AgentLinkTest : public QObject {
     }
 
     QStringList notificationLines() const { return log->messages(LogCategory::notifications); }
+    QStringList redactedLines() const {
+        QStringList lines;
+        for (const LogRecord& line : log->records())
+            lines.append(line.redactedMessage());
+        return lines;
+    }
 
     std::shared_ptr<FakeAgentConnection> connectToAgent() {
         handler->connect();
@@ -280,69 +286,49 @@ private slots:
         QCOMPARE(prompts.at(4).sessionId, QStringLiteral("held"));
     }
 
-    void undecodableDataIsDropped_data() {
+    void badDataFromTheAgentIsDropped_data() {
         QTest::addColumn<QString>("channel");
         QTest::addColumn<QByteArray>("data");
-        QTest::addColumn<QString>("line");
-        const QString syncLine = QStringLiteral("Failed to decode prompts from ZorAgent");
-        const QString addLine = QStringLiteral("Failed to decode prompt from ZorAgent callback");
-        QTest::newRow("sync, not JSON") << "sync" << QByteArray("{[") << syncLine;
+        QTest::addColumn<QStringList>("lines");
+        const QStringList syncLines = {"Connected to ZorAgent",
+                                       "Failed to decode prompts from ZorAgent"};
+        const QStringList addLines = {"Failed to decode prompt from ZorAgent callback"};
+        QTest::newRow("sync, not JSON") << "sync" << QByteArray("{[") << syncLines;
         QTest::newRow("sync, a record not in a list")
-            << "sync" << record(kIdA, "s").toJson() << syncLine;
-        QTest::newRow("added, not JSON") << "added" << QByteArray("garbage") << addLine;
+            << "sync" << record(kIdA, "s").toJson() << syncLines;
+        QTest::newRow("added, not JSON") << "added" << QByteArray("garbage") << addLines;
         QTest::newRow("added, a list")
-            << "added" << SerializablePromptItem::listToJson({record(kIdA, "s")}) << addLine;
+            << "added" << SerializablePromptItem::listToJson({record(kIdB, "s")}) << addLines;
+        // Only the bare standard form names a prompt; what a record without a
+        // UUID was sent with never does.
+        QTest::newRow("removed, not a uuid")
+            << "removed" << QByteArray("not-a-uuid") << QStringList();
+        QTest::newRow("removed, braces")
+            << "removed" << ("{" + kIdA.toUtf8() + "}") << QStringList();
+        QTest::newRow("removed, no dashes")
+            << "removed" << QString(kIdA).remove(u'-').toUtf8() << QStringList();
+        QTest::newRow("removed, empty") << "removed" << QByteArray() << QStringList();
     }
 
-    void undecodableDataIsDropped() {
+    void badDataFromTheAgentIsDropped() {
         QFETCH(QString, channel);
         QFETCH(QByteArray, data);
-        QFETCH(QString, line);
-        handler->connect();
-        if (channel == u"sync")
-            connector->connections.last()->replyToPrompts(data);
-        else
-            push(channel, data);
-        settle();
-        QVERIFY2(notificationLines().contains(line), qPrintable(notificationLines().join('\n')));
-        QCOMPARE(store().prompts().size(), 0);
-        QVERIFY(log->messages(LogCategory::promptStore).isEmpty());
-    }
-
-    void callbacksChangeTheStore() {
-        connectToAgent();
-        push("added", record(kIdA, "s1").toJson());
-        push("added", record(kIdB, "s2").toJson());
-        push("cleared", "s1");
-        // Removals name the prompt in either case.
-        push("removed", kIdB.toUpper().toUtf8());
-        settle();
-        QCOMPARE(store().prompts().size(), 1);
-        QCOMPARE(store().prompts().at(0).id, QUuid::fromString(kIdA));
-        QVERIFY(store().prompts().at(0).sessionEnded);
-        QVERIFY(notificationLines().isEmpty());
-    }
-
-    void removalsThatNameNoUuidAreDroppedSilently_data() {
-        QTest::addColumn<QString>("promptId");
-        // What a record without a UUID was sent with can never remove it.
-        QTest::newRow("not a uuid") << "not-a-uuid";
-        QTest::newRow("braces") << QStringLiteral("{%1}").arg(kIdA);
-        QTest::newRow("no dashes") << QString(kIdA).remove(u'-');
-        QTest::newRow("empty") << QString();
-    }
-
-    void removalsThatNameNoUuidAreDroppedSilently() {
-        QFETCH(QString, promptId);
+        QFETCH(QStringList, lines);
         connectToAgent();
         push("added", record(kIdA, "s1").toJson());
         push("added", record("not-a-uuid", "s2").toJson());
         settle();
         log->clear();
-        push("removed", promptId.toUtf8());
+        if (channel == u"sync") {
+            handler->connect();
+            connector->connections.last()->replyToPrompts(data);
+        } else {
+            push(channel, data);
+        }
         settle();
+        QCOMPARE(notificationLines(), lines);
         QCOMPARE(store().prompts().size(), 2);
-        QVERIFY(log->messages().isEmpty());
+        QVERIFY(log->messages(LogCategory::promptStore).isEmpty());
     }
 
     void callbacksAreDroppedOnceTheirTargetIsGone_data() {
@@ -391,20 +377,24 @@ private slots:
 
     void decisionsAreSentAndAnsweredOnTheMainThread_data() {
         QTest::addColumn<bool>("isDismissal");
-        QTest::addColumn<bool>("success");
-        QTest::addColumn<std::optional<QString>>("error");
-        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("agentAnswer");
+        QTest::addColumn<QStringList>("answers");
+        QTest::addColumn<QStringList>("lines");
         QTest::newRow("decision accepted")
-            << false << true << std::optional<QString>() << "true (none)";
+            << false << "accept" << QStringList{"true (none)"} << QStringList();
         QTest::newRow("dismissal refused")
-            << true << false << std::optional<QString>("unknown prompt") << "false unknown prompt";
+            << true << "refuse" << QStringList{"false unknown prompt"} << QStringList();
+        // A proxy error calls no completion; its line shows its text to everyone.
+        const QStringList errorLines = {"ZorAgent proxy error: agent went away"};
+        QTest::newRow("decision, proxy error") << false << "fail" << QStringList() << errorLines;
+        QTest::newRow("dismissal, proxy error") << true << "fail" << QStringList() << errorLines;
     }
 
     void decisionsAreSentAndAnsweredOnTheMainThread() {
         QFETCH(bool, isDismissal);
-        QFETCH(bool, success);
-        QFETCH(std::optional<QString>, error);
-        QFETCH(QString, answer);
+        QFETCH(QString, agentAnswer);
+        QFETCH(QStringList, answers);
+        QFETCH(QStringList, lines);
         const auto connection = connectToAgent();
         DecisionCompletions completions;
         if (isDismissal)
@@ -420,36 +410,26 @@ private slots:
             isDismissal ? QStringList{upperId}
                         : QStringList{upperId, "deny", "session", "/p/.zor/policy.yml"};
         QCOMPARE(call.arguments, arguments);
-        connection->answer(call.method, [success, error](const FakeAgentCall& pending) {
-            pending.decisionReply(success, error);
+        connection->answer(call.method, [agentAnswer](const FakeAgentCall& pending) {
+            if (agentAnswer == u"fail")
+                pending.errorHandler(PlatformError{"agent went away"});
+            else if (agentAnswer == u"accept")
+                pending.decisionReply(true, std::nullopt);
+            else
+                pending.decisionReply(false, "unknown prompt");
         });
         queue->drain();
         QVERIFY(completions.answers.isEmpty());
         settle();
-        QCOMPARE(completions.answers, QStringList{answer});
+        QCOMPARE(completions.answers, answers);
         QVERIFY(completions.isAlwaysOnMainThread);
-    }
-
-    void aProxyErrorCallsNoCompletion() {
-        const auto connection = connectToAgent();
-        DecisionCompletions completions;
-        handler->handlePrompt(QUuid::createUuid(), "allow", "always", "/p", completions.recorder());
-        handler->dismissPrompt(QUuid::createUuid(), completions.recorder());
-        connection->failCall("handlePrompt", "agent went away");
-        connection->failCall("dismissPrompt", "agent went away");
-        settle();
-        QVERIFY(completions.answers.isEmpty());
-        QCOMPARE(notificationLines(), (QStringList{"ZorAgent proxy error: agent went away",
-                                                   "ZorAgent proxy error: agent went away"}));
-        // This line shows its text to everyone.
-        QCOMPARE(log->records().first().redactedMessage(),
-                 QStringLiteral("ZorAgent proxy error: agent went away"));
+        QCOMPARE(redactedLines(), lines);
     }
 
     void buildNumber_data() {
         QTest::addColumn<QString>("agent");
         QTest::addColumn<std::optional<QString>>("result");
-        QTest::addColumn<QStringList>("redactedLines");
+        QTest::addColumn<QStringList>("lines");
         QTest::newRow("no connection")
             << "absent" << std::optional<QString>()
             << QStringList{"No connection to ZorAgent for build number check"};
@@ -463,7 +443,7 @@ private slots:
     void buildNumber() {
         QFETCH(QString, agent);
         QFETCH(std::optional<QString>, result);
-        QFETCH(QStringList, redactedLines);
+        QFETCH(QStringList, lines);
         const auto connection = agent == u"absent" ? nullptr : connectToAgent();
         BuildNumberQuery query(*handler);
         if (connection) {
@@ -479,10 +459,7 @@ private slots:
         QVERIFY(query.finish());
         QCOMPARE(query.result, result);
         QCOMPARE(clock->now(), 0ms);
-        QStringList redacted;
-        for (const LogRecord& line : log->records())
-            redacted.append(line.redactedMessage());
-        QCOMPARE(redacted, redactedLines);
+        QCOMPARE(redactedLines(), lines);
     }
 
     void buildNumberWaitEndsAfterFiveSecondsAndIgnoresALateReply() {

@@ -100,7 +100,8 @@ private slots:
 
         agent->send("add " + recordJson(kIdC, "s3", ExecDenial{"/usr/bin/git", {"push"}, {}}));
         QTRY_COMPARE(ids(), (QStringList{kIdC, kIdB, kIdA}));
-        agent->send("remove " + kIdA);
+        // The agent names prompts in upper case.
+        agent->send("remove " + kIdA.toUpper());
         QTRY_COMPARE(ids(), (QStringList{kIdC, kIdB}));
         agent->send("clear s2");
         QTRY_VERIFY(store.prompts().at(1).sessionEnded);
