@@ -195,52 +195,46 @@ private slots:
         QVERIFY(!client.hasRunOnMainThread);
     }
 
-    void agentGoingAwayInterruptsUntilInvalidated() {
+    void pendingCallsFailWhenAConnectionEnds() {
         ScriptedAgent agent;
         agent.isHoldingAnswers = true;
         auto server = std::make_unique<LocalAgentServer>(agent);
         const QString name = uniqueSocketName();
         QVERIFY(server->listen(name));
-        Client client(name);
-        client.connection->resume();
-        client.getPrompts();
-        QTRY_COMPARE(agent.calls.size(), 1);
+        Client kept(name);
+        Client ended(name);
+        for (Client* client : {&kept, &ended}) {
+            client->connection->resume();
+            client->getPrompts();
+        }
+        QTRY_COMPARE(agent.calls.size(), 2);
 
-        server.reset();
-        QTRY_COMPARE(
-            client.all(),
-            (QStringList{"error The connection to the agent was interrupted.", "interrupted"}));
-        client.getBuildNumber();
-        QTRY_COMPARE(client.count("error"), 2);
-        client.connection->invalidate();
-        QTRY_COMPARE(client.count("invalidated"), 1);
-        QCOMPARE(client.all().size(), 4);
-    }
-
-    void invalidationFailsPendingCallsAndSilencesTheAgent() {
-        ScriptedAgent agent;
-        agent.isHoldingAnswers = true;
-        LocalAgentServer server(agent);
-        const QString name = uniqueSocketName();
-        QVERIFY(server.listen(name));
-        Client client(name);
-        client.connection->resume();
-        client.getPrompts();
-        QTRY_COMPARE(agent.calls.size(), 1);
-
-        client.connection->invalidate();
-        QTRY_COMPARE(
-            client.all(),
-            (QStringList{"error The connection to the agent was invalidated.", "invalidated"}));
-        QTRY_COMPARE(server.appCount(), 0);
-        // A late answer and later pushes reach nobody; a later call fails.
+        // The app ends one: late answers and pushes reach only the other.
+        ended.connection->invalidate();
+        QTRY_COMPARE(ended.all(), (QStringList{"error The connection to the agent was invalidated.",
+                                               "invalidated"}));
+        QTRY_COMPARE(server->appCount(), 1);
         for (const auto& answer : std::as_const(agent.heldAnswers))
             answer();
-        server.apps().promptRemovedWithPromptId("A");
-        client.getBuildNumber();
-        QTRY_COMPARE(client.count("error"), 2);
+        server->apps().promptRemovedWithPromptId("A");
+        ended.getBuildNumber();
+        QTRY_COMPARE(kept.all(), (QStringList{"prompts [{\"id\":\"x\"}]", "removed A"}));
+        QTRY_COMPARE(ended.count("error"), 2);
+
+        // The agent goes away: the other is interrupted until invalidated.
+        kept.getBuildNumber();
+        QTRY_COMPARE(agent.calls.size(), 3);
+        server.reset();
+        QTRY_COMPARE(
+            kept.all().mid(2),
+            (QStringList{"error The connection to the agent was interrupted.", "interrupted"}));
+        kept.getBuildNumber();
+        QTRY_COMPARE(kept.count("error"), 2);
+        kept.connection->invalidate();
+        QTRY_COMPARE(kept.count("invalidated"), 1);
         QTest::qWait(20);
-        QCOMPARE(client.all().size(), 3);
+        QCOMPARE(kept.all().size(), 6);
+        QCOMPARE(ended.all().size(), 3);
     }
 
     void aMisbehavingAgent_data() {
