@@ -1,7 +1,9 @@
 #include "LogCapture.h"
-#include "SetupRig.h"
+#include "SetupScene.h"
 #include "SetupTests.h"
 #include "setup/CliLinkRepair.h"
+#include "shared/BuildNumber.h"
+#include "shared/Identifiers.h"
 
 #include <QTest>
 
@@ -23,74 +25,57 @@ QList<Millis> timesOf(const FakeServiceManagement& services, const QString& oper
     return out;
 }
 
+QString adminScript(const QString& commands) {
+    return "do shell script \"" + commands + "\" with administrator privileges";
+}
+
 } // namespace
 
 class RepairTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void cleanup() { QThreadPool::globalInstance()->waitForDone(); }
-
     void fullDiskAccessButtonOpensSettingsAndRegistersNothing() {
-        SetupRig rig;
-        rig.connection.status->esClientResult = 4;
-        QVERIFY(rig.appearAndSettle());
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
-        LogCapture log;
+        SetupScene scene;
+        scene.daemonConnection.status->esClientResult = 4;
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
 
-        rig.model->fixDaemon();
-        QCOMPARE(rig.workspace.opened,
+        scene.model->fixDaemon();
+        QCOMPARE(scene.workspace.opened,
                  QList<QUrl>{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))});
-        QCOMPARE(rig.services.count("daemon.register"), 0);
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
-        QCOMPARE(log.messages(), QStringList{"User clicked Fix Sandbox Daemon button (status: "
-                                             "needAuthForFullDiskAccess)"});
+        QCOMPARE(scene.services.operations(), QStringList());
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
     }
 
-    void registeredDaemonIsUnregisteredAndRegisteredHalfASecondLater() {
-        SetupRig rig;
-        rig.connection.status.reset();
-        rig.services.daemonStatus = ServiceStatus::enabled;
-        QVERIFY(rig.appearAndSettle());
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::cannotConnect);
-        rig.model->disappear(); // no poll in the way
-        LogCapture log;
-
-        const Millis start = rig.clock.now();
-        rig.model->fixDaemon();
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::checking);
-        QTRY_COMPARE(rig.services.count("daemon.unregisterAsync"), 1);
-        rig.clock.advance(499ms);
-        QCOMPARE(rig.services.count("daemon.register"), 0);
-        rig.clock.advance(1ms);
-        QCOMPARE(timesOf(rig.services, "daemon.register"), QList<Millis>{start + 500ms});
-
-        rig.connection.status = DaemonStatusRecord{0, "1.0", zorBuildNumber()};
-        rig.clock.advance(1999ms);
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::checking);
-        const qsizetype reports = rig.reports.size();
-        rig.clock.advance(1ms);
-        QVERIFY(rig.waitForReports(reports + 1));
-        QCOMPARE(rig.model->daemonStatus(), DaemonStatus::ok);
-        QCOMPARE(log.messages(),
-                 (QStringList{"User clicked Fix Sandbox Daemon button (status: cannotConnect)",
-                              "Unregistering existing daemon before re-registration",
-                              "Daemon registered successfully"}));
+    void daemonIsRegisteredAfterItsUnregistration_data() {
+        QTest::addColumn<ServiceStatus>("registration");
+        QTest::addColumn<Millis>("registeredAfter");
+        QTest::newRow("registered: half a second after") << ServiceStatus::enabled << Millis(500);
+        QTest::newRow("not registered: at once") << ServiceStatus::notRegistered << Millis(0);
     }
 
-    void unregisteredDaemonIsRegisteredAtOnce() {
-        SetupRig rig;
-        rig.connection.status->esClientResult = 2;
-        QVERIFY(rig.appearAndSettle());
-        rig.model->disappear();
-        rig.services.daemonRegisterResults.push_back(failure("no bundle"));
-        LogCapture log;
+    void daemonIsRegisteredAfterItsUnregistration() {
+        QFETCH(ServiceStatus, registration);
+        QFETCH(Millis, registeredAfter);
+        SetupScene scene;
+        scene.makeDaemonUnreachable(registration);
+        QVERIFY(scene.appearAndSettle());
+        scene.model->disappear(); // no poll in the way
 
-        rig.model->fixDaemon();
-        QCOMPARE(rig.services.operations(), (QStringList{"daemon.status", "daemon.register"}));
-        QCOMPARE(log.messages().last(), QStringLiteral("Failed to register daemon: no bundle"));
-        rig.clock.advance(2s);
-        QVERIFY(rig.waitForReports(2));
+        const Millis start = scene.clock.now();
+        scene.model->fixDaemon();
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::checking);
+        QCOMPARE(scene.services.count("daemon.unregisterAsync"), registeredAfter > 0ms ? 1 : 0);
+        scene.clock.advance(registeredAfter);
+        QCOMPARE(timesOf(scene.services, "daemon.register"), QList{start + registeredAfter});
+
+        scene.makeAllHealthy();
+        scene.clock.advance(1999ms);
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::checking);
+        scene.clock.advance(1ms);
+        QVERIFY(scene.waitForReports(2));
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::ok);
     }
 
     void agentIsRegisteredExactlyTwiceTwoSecondsApart_data() {
@@ -102,28 +87,22 @@ private slots:
 
     void agentIsRegisteredExactlyTwiceTwoSecondsApart() {
         QFETCH(bool, retryFails);
-        SetupRig rig;
-        rig.setAgentBuild(std::nullopt);
-        QVERIFY(rig.appearAndSettle());
-        QCOMPARE(rig.model->agentStatus(), AgentStatus::cannotConnect);
-        rig.model->disappear();
-        rig.services.agentRegisterResults = {
+        SetupScene scene;
+        scene.setAgentBuildNumber(std::nullopt);
+        scene.services.agentStatus = ServiceStatus::notRegistered;
+        QVERIFY(scene.appearAndSettle());
+        scene.model->disappear();
+        scene.services.agentRegisterResults = {
             failure("not yet"), retryFails ? std::optional(failure("still no")) : std::nullopt};
         LogCapture log;
 
-        const Millis start = rig.clock.now();
-        rig.model->fixAgent();
-        QCOMPARE(rig.model->agentStatus(), AgentStatus::checking);
-        rig.clock.advance(1999ms);
-        QCOMPARE(rig.services.count("agent.register"), 1);
-        rig.clock.advance(10s);
-        QVERIFY(rig.waitForReports(2));
-        QCOMPARE(timesOf(rig.services, "agent.register"), (QList<Millis>{start, start + 2s}));
-        QCOMPARE(rig.services.count("agent.unregisterAsync"), 0);
-        QFETCH(QString, outcome);
-        QCOMPARE(log.messages(),
-                 (QStringList{"User clicked Fix Notification Agent button (status: cannotConnect)",
-                              "Initial agent registration failed, retrying: not yet", outcome}));
+        const Millis start = scene.clock.now();
+        scene.model->fixAgent();
+        QCOMPARE(scene.model->agentStatus(), AgentStatus::checking);
+        scene.clock.advance(10s);
+        QVERIFY(scene.waitForReports(2));
+        QCOMPARE(timesOf(scene.services, "agent.register"), (QList{start, start + 2s}));
+        QTEST(log.messages().last(), "outcome");
     }
 
     void outdatedDaemonOrAgentButtonRestarts_data() {
@@ -134,84 +113,61 @@ private slots:
 
     void outdatedDaemonOrAgentButtonRestarts() {
         QFETCH(bool, isDaemon);
-        SetupRig rig;
+        SetupScene scene;
         if (isDaemon)
-            rig.connection.status->buildNumber = "1";
+            scene.daemonConnection.status->buildNumber = "1";
         else
-            rig.setAgentBuild(QStringLiteral("1"));
-        QVERIFY(rig.appearAndSettle());
-        QVERIFY(rig.model->isAnyOutdated());
-        rig.model->disappear();
-        rig.extensions.onSubmit = [](auto delegate) {
-            delegate.lock()->requestNeedsUserApproval();
-        };
-        LogCapture log;
+            scene.setAgentBuildNumber(QStringLiteral("1"));
+        QVERIFY(scene.appearAndSettle());
+        QVERIFY(scene.model->isAnyOutdated());
 
-        isDaemon ? rig.model->fixDaemon() : rig.model->fixAgent();
-        QVERIFY(rig.model->isRestarting());
-        QVERIFY(log.contains("User clicked Restart Services button"));
-        QCOMPARE(rig.services.count("daemon.register") + rig.services.count("agent.register"), 0);
-        rig.clock.advance(3s);
-        QVERIFY(!rig.model->isRestarting());
-        QVERIFY(rig.waitForReports(2));
+        isDaemon ? scene.model->fixDaemon() : scene.model->fixAgent();
+        QVERIFY(scene.model->isRestarting());
+        QCOMPARE(scene.services.operations(),
+                 (QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}));
     }
 
     void extensionApprovalThenCompletion() {
-        SetupRig rig;
-        QVERIFY(rig.appearAndSettle());
-        rig.model->disappear();
-        LogCapture log;
+        SetupScene scene;
+        QVERIFY(scene.appearAndSettle());
 
-        rig.model->fixNetworkExtension();
-        QCOMPARE(rig.extensions.bundleIdentifiers,
+        scene.model->fixNetworkExtension();
+        QCOMPARE(scene.extensions.bundleIdentifiers,
                  QStringList{QString::fromLatin1(kNetworkExtensionBundleId)});
-        const auto delegate = rig.extensions.lastDelegate();
+        const auto delegate = scene.extensions.lastDelegate();
         QVERIFY(delegate);
         delegate->requestNeedsUserApproval();
-        QCOMPARE(rig.model->neStatus(), NEStatus::needAuthForNetworkExtension);
+        QCOMPARE(scene.model->neStatus(), NEStatus::needAuthForNetworkExtension);
 
         delegate->requestDidFinish(RequestResult::completed);
-        QTRY_COMPARE(rig.filter.savedEnabledStates, (QList<bool>{false, true}));
-        rig.clock.advance(1999ms);
-        QCOMPARE(rig.model->neStatus(), NEStatus::needAuthForNetworkExtension);
-        rig.clock.advance(1ms);
-        QVERIFY(rig.waitForReports(2));
-        QCOMPARE(rig.model->neStatus(), NEStatus::ok);
-        QCOMPARE(log.messages(LogCategory::setup).mid(0, 5),
-                 (QStringList{"User clicked Fix Network Extension button (status: ok)",
-                              "Submitted network extension activation request",
-                              "Network extension requires user approval in System Settings",
-                              "Network extension requires user approval",
-                              "Network extension activation completed"}));
-        QVERIFY(log.contains("Network extension activated successfully"));
+        QTRY_COMPARE(scene.filter.savedEnabledStates, (QList<bool>{false, true}));
+        scene.clock.advance(1999ms);
+        QCOMPARE(scene.model->neStatus(), NEStatus::needAuthForNetworkExtension);
+        scene.clock.advance(1ms);
+        QVERIFY(scene.waitForReports(2));
+        QCOMPARE(scene.model->neStatus(), NEStatus::ok);
     }
 
     void extensionActivationOutcomes_data() {
         QTest::addColumn<bool>("isReboot");
         QTest::addColumn<NEStatus>("status");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("needs reboot")
-            << true << NEStatus::needSystemReboot
-            << "Network extension requires reboot to complete replacement";
-        QTest::newRow("failure") << false << NEStatus::cannotConnect
-                                 << "Network extension activation failed: refused";
+        QTest::newRow("needs reboot") << true << NEStatus::needSystemReboot;
+        QTest::newRow("failure") << false << NEStatus::cannotConnect;
     }
 
     void extensionActivationOutcomes() {
         QFETCH(bool, isReboot);
-        SetupRig rig;
-        QVERIFY(rig.appearAndSettle());
-        rig.model->disappear();
-        LogCapture log;
+        SetupScene scene;
+        QVERIFY(scene.appearAndSettle());
 
-        rig.model->fixNetworkExtension();
+        scene.model->fixNetworkExtension();
         if (isReboot)
-            rig.extensions.lastDelegate()->requestDidFinish(RequestResult::willCompleteAfterReboot);
+            scene.extensions.lastDelegate()->requestDidFinish(
+                RequestResult::willCompleteAfterReboot);
         else
-            rig.extensions.lastDelegate()->requestDidFail(failure("refused"));
-        QTEST(rig.model->neStatus(), "status");
-        QTEST(log.messages().last(), "line");
-        QVERIFY(rig.filter.savedEnabledStates.isEmpty());
+            scene.extensions.lastDelegate()->requestDidFail(failure("refused"));
+        QTEST(scene.model->neStatus(), "status");
+        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
     }
 
     void linkCommands_data() {
@@ -221,14 +177,11 @@ private slots:
 
         const QString ln =
             "ln -s '/Applications/Zor.app/Contents/MacOS/zor-cli' '/usr/local/bin/zor'";
-        const auto script = [](const QString& commands) {
-            return "do shell script \"" + commands + "\" with administrator privileges";
-        };
-        QTest::newRow("directory, no link") << true << false << script(ln);
+        QTest::newRow("directory, no link") << true << false << adminScript(ln);
         QTest::newRow("no directory")
-            << false << false << script("mkdir -p '/usr/local/bin' && " + ln);
+            << false << false << adminScript("mkdir -p '/usr/local/bin' && " + ln);
         QTest::newRow("existing link")
-            << true << true << script("rm -f '/usr/local/bin/zor' && " + ln);
+            << true << true << adminScript("rm -f '/usr/local/bin/zor' && " + ln);
     }
 
     void linkCommands() {
@@ -253,19 +206,16 @@ private slots:
 
     void linkButtonRunsTheScriptThenProbes() {
         QFETCH(ScriptRunResult, result);
-        SetupRig rig;
-        QFile::remove(rig.paths.linkPath);
-        QVERIFY(rig.appearAndSettle());
-        rig.model->disappear();
-        QCOMPARE(rig.model->cliStatus(), CLISymlinkStatus::missing);
-        rig.scripts.result = result;
+        SetupScene scene;
+        const CliLinkPaths& paths = scene.linkPaths;
+        scene.removeLink();
+        QVERIFY(scene.appearAndSettle());
+        scene.scripts.result = result;
         LogCapture log;
 
-        rig.model->fixCLISymlink();
-        QCOMPARE(rig.scripts.sources,
-                 QStringList{"do shell script \"ln -s '" + rig.paths.linkTarget + "' '" +
-                             rig.paths.linkPath + "'\" with administrator privileges"});
-        QCOMPARE(rig.model->cliStatus(), CLISymlinkStatus::missing); // the fake links nothing
+        scene.model->fixCLISymlink();
+        const QString ln = "ln -s '" + paths.linkTarget + "' '" + paths.linkPath + "'";
+        QCOMPARE(scene.scripts.sources, QStringList{adminScript(ln)});
         QStringList errors;
         for (const LogRecord& record : log.records())
             if (record.level == LogLevel::error)
@@ -273,20 +223,12 @@ private slots:
         QTEST(errors, "errors");
 
         // The link is probed again after every run, whatever the script reported.
-        rig.link(rig.paths.linkTarget);
-        rig.model->fixCLISymlink();
-        QCOMPARE(rig.scripts.sources.last(), "do shell script \"rm -f '" + rig.paths.linkPath +
-                                                 "' && ln -s '" + rig.paths.linkTarget + "' '" +
-                                                 rig.paths.linkPath +
-                                                 "'\" with administrator privileges");
-        QCOMPARE(rig.model->cliStatus(), CLISymlinkStatus::ok);
-    }
-
-    void instructionLinkOpensThroughTheWorkspace() {
-        SetupRig rig;
-        const QUrl url(QString::fromLatin1(kLoginItemsSettingsLink));
-        rig.model->openLink(url);
-        QCOMPARE(rig.workspace.opened, QList<QUrl>{url});
+        QCOMPARE(scene.model->cliStatus(), CLISymlinkStatus::missing); // the fake links nothing
+        scene.link(paths.linkTarget);
+        scene.model->fixCLISymlink();
+        QCOMPARE(scene.scripts.sources.last(),
+                 adminScript("rm -f '" + paths.linkPath + "' && " + ln));
+        QCOMPARE(scene.model->cliStatus(), CLISymlinkStatus::ok);
     }
 };
 

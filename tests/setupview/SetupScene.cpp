@@ -13,19 +13,25 @@
 namespace zor::testing {
 
 SetupScene::SetupScene() {
-    const QString root = directory.path();
-    linkPaths.linkDirectory = root + QStringLiteral("/bin");
-    linkPaths.linkPath = linkPaths.linkDirectory + QStringLiteral("/zor");
-    linkPaths.linkTarget = root + QStringLiteral("/Zor.app/Contents/MacOS/zor-cli");
+    linkPaths.linkDirectory = directory.filePath(QStringLiteral("bin"));
+    linkPaths.linkPath = directory.filePath(QStringLiteral("bin/zor"));
+    linkPaths.linkTarget = directory.filePath(QStringLiteral("Zor.app/Contents/MacOS/zor-cli"));
     QDir().mkpath(linkPaths.linkDirectory);
     QDir().mkpath(QFileInfo(linkPaths.linkTarget).path());
     QFile tool(linkPaths.linkTarget);
     if (tool.open(QIODevice::WriteOnly))
         tool.close();
+    makeAllHealthy();
 
     model = std::make_unique<SetupModel>(
         clock, services, extensions, filter, daemon, scripts, workspace,
-        [this] { return agentBuildNumber(); }, linkPaths);
+        [this]() -> std::optional<QString> {
+            QMutexLocker lock(&agentMutex);
+            ++agentQueries;
+            return agentBuild;
+        },
+        linkPaths);
+    model->setOnStatusChange([this](bool isHealthy) { reports.append(isHealthy); });
 }
 
 SetupScene::~SetupScene() {
@@ -69,8 +75,7 @@ void SetupScene::makeAllHealthy() {
     filter.configuration = FilterProviderConfiguration{true, false};
     filter.enabled = true;
     setAgentBuildNumber(build);
-    QFile::remove(linkPaths.linkPath);
-    QFile::link(linkPaths.linkTarget, linkPaths.linkPath);
+    link(linkPaths.linkTarget);
 }
 
 void SetupScene::makeAgentOutdated() {
@@ -85,8 +90,32 @@ void SetupScene::makeDaemonUnreachable(ServiceStatus registration) {
     services.daemonStatus = registration;
 }
 
-void SetupScene::removeLink() {
+void SetupScene::removeLink() const {
     QFile::remove(linkPaths.linkPath);
+}
+
+void SetupScene::link(const QString& destination) const {
+    removeLink();
+    QFile::link(destination, linkPaths.linkPath);
+}
+
+void SetupScene::setAgentBuildNumber(std::optional<QString> buildNumber) {
+    QMutexLocker lock(&agentMutex);
+    agentBuild = std::move(buildNumber);
+}
+
+int SetupScene::agentQueryCount() const {
+    QMutexLocker lock(&agentMutex);
+    return agentQueries;
+}
+
+bool SetupScene::appearAndSettle() {
+    model->appear();
+    return waitForReports(reports.size() + 1);
+}
+
+bool SetupScene::waitForReports(qsizetype count) {
+    return QTest::qWaitFor([&] { return reports.size() >= count; }, 5000);
 }
 
 bool SetupScene::show(int width) {
@@ -108,10 +137,8 @@ bool SetupScene::show(int width) {
 
 bool SetupScene::settle() {
     return QTest::qWaitFor([this] {
-        return model->daemonStatus() != DaemonStatus::checking &&
-               model->agentStatus() != AgentStatus::checking &&
-               model->neStatus() != NEStatus::checking &&
-               model->cliStatus() != CLISymlinkStatus::checking;
+        return !model->daemonStep().isChecking && !model->agentStep().isChecking &&
+               !model->neStep().isChecking && !model->cliStep().isChecking;
     });
 }
 
@@ -132,9 +159,7 @@ QImage SetupScene::grab() {
 
 QQuickItem* SetupScene::item(const QString& objectName) const {
     QQuickItem* root = view->rootObject();
-    if (root->objectName() == objectName)
-        return root;
-    return root->findChild<QQuickItem*>(objectName);
+    return root->objectName() == objectName ? root : root->findChild<QQuickItem*>(objectName);
 }
 
 QString SetupScene::text(const QString& objectName) const {
@@ -155,16 +180,6 @@ QQuickItem* SetupScene::inBox(const QString& box, const QString& objectName) con
 void SetupScene::click(QQuickItem* target) const {
     const QPointF centre = target->mapToScene(QPointF(target->width() / 2, target->height() / 2));
     QTest::mouseClick(view.get(), Qt::LeftButton, {}, centre.toPoint());
-}
-
-std::optional<QString> SetupScene::agentBuildNumber() const {
-    QMutexLocker lock(&agentMutex);
-    return agentBuild;
-}
-
-void SetupScene::setAgentBuildNumber(std::optional<QString> buildNumber) {
-    QMutexLocker lock(&agentMutex);
-    agentBuild = std::move(buildNumber);
 }
 
 } // namespace zor::testing

@@ -15,8 +15,8 @@ class QQuickView;
 
 namespace zor::testing {
 
-// A real setup model on fakes, and the setup screen showing it offscreen.
-// The fakes play the services; the model finds their state by probing.
+// A real setup model on fakes that start healthy, and on demand the setup
+// screen showing it offscreen. The model finds the fakes' state by probing.
 class SetupScene {
 public:
     SetupScene();
@@ -26,33 +26,30 @@ public:
     void makeAllHealthy();
     // Healthy, except that the agent answers with an older build.
     void makeAgentOutdated();
-    // The daemon does not answer; its registration is in `registration`. The
+    // The daemon does not answer; its registration is `registration`. The
     // filter is enabled, so the extension waits on the daemon.
     void makeDaemonUnreachable(ServiceStatus registration);
-    // No file at the link's path.
-    void removeLink();
+    void removeLink() const;
+    void link(const QString& destination) const;
+    void setAgentBuildNumber(std::optional<QString> buildNumber);
+    int agentQueryCount() const;
 
-    // Loads the screen into a window `width` wide and as tall as its content.
-    // The screen's appearance starts the full check.
+    // Runs the full check and waits, in real time, for its report: probes run on workers.
+    [[nodiscard]] bool appearAndSettle();
+    [[nodiscard]] bool waitForReports(qsizetype count);
+
+    // Loads the screen `width` wide; its appearance starts the full check.
     bool show(int width);
-    // Waits, in real time, until no status is being checked: probes run on
-    // worker threads. Virtual time does not move.
+    // Waits, in real time, until no status is being checked. Virtual time does not move.
     bool settle();
-    // Sizes the window to the screen's content.
-    void fitHeight();
     // Renders the window, as tall as its content.
     QImage grab();
 
     QQuickItem* item(const QString& objectName) const;
     QString text(const QString& objectName) const;
     bool isShown(const QString& objectName) const;
-    // The item named `objectName` inside the step box named `box`.
     QQuickItem* inBox(const QString& box, const QString& objectName) const;
-    // Clicks the middle of `item` with the mouse.
     void click(QQuickItem* item) const;
-
-    std::optional<QString> agentBuildNumber() const;
-    void setAgentBuildNumber(std::optional<QString> buildNumber);
 
     QTemporaryDir directory;
     CliLinkPaths linkPaths;
@@ -64,16 +61,19 @@ public:
     DaemonClient daemon{daemonConnection};
     FakeAdministratorScriptRunner scripts;
     FakeWorkspace workspace;
+    QList<bool> reports; // isAllHealthy after each pass of checks
     std::unique_ptr<SetupModel> model;
     std::unique_ptr<QQuickView> view;
 
 private:
     // Runs every started flow to its end: a flow left waiting when the model
-    // goes would never be resumed.
+    // goes would never be resumed, and its frame would leak.
     void finishFlows();
+    void fitHeight();
 
-    mutable QMutex agentMutex;
+    mutable QMutex agentMutex; // the agent is asked on a worker
     std::optional<QString> agentBuild;
+    int agentQueries = 0;
 };
 
 } // namespace zor::testing
