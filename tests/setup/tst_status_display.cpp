@@ -8,26 +8,25 @@ using namespace zor;
 
 namespace {
 
-QString loginItemsLink() {
-    return QStringLiteral("[Settings \u2192 General \u2192 Login Items & Extensions](") +
-           QString::fromLatin1(kLoginItemsSettingsLink) + u')';
-}
-
-QString fullDiskAccessLink() {
-    return QStringLiteral("[Settings \u2192 Privacy & Security \u2192 Full Disk Access](") +
-           QString::fromLatin1(kFullDiskAccessSettingsLink) + u')';
-}
-
+const QString loginItems = QStringLiteral("[Settings \u2192 General \u2192 Login Items & "
+                                          "Extensions](") +
+                           QString::fromLatin1(kLoginItemsSettingsLink) + u')';
 const QString brokenBuild =
     QStringLiteral("This Zor build is broken; please report the bug and update if possible.");
 
-// Every display of one enumeration, case by case.
-template <typename Status> QList<StepDisplay> allDisplays() {
-    QList<StepDisplay> out;
-    const QMetaEnum meta = QMetaEnum::fromType<Status>();
-    for (int i = 0; i < meta.keyCount(); ++i)
-        out.append(display(Status(meta.value(i))));
-    return out;
+int rowCount = 0;
+
+template <typename Status>
+void row(Status status, const QString& label, StatusColor color, const QString& instruction,
+         const ButtonState& button) {
+    ++rowCount;
+    QTest::addRow("%s %s", QMetaEnum::fromType<Status>().enumName(),
+                  qPrintable(description(status)))
+        << display(status) << label << color << instruction << button;
+}
+
+template <typename Status> int caseCount() {
+    return QMetaEnum::fromType<Status>().keyCount();
 }
 
 } // namespace
@@ -44,148 +43,102 @@ private slots:
         QTest::addColumn<ButtonState>("button");
 
         using C = StatusColor;
+        using D = DaemonStatus;
+        using A = AgentStatus;
+        using N = NEStatus;
+        using L = CLISymlinkStatus;
         const auto cta = [](const char* label) { return ButtonState::cta(label); };
         const auto notice = [](const char* label) { return ButtonState::notice(label); };
         const QString none;
         const QString checking = QStringLiteral("Checking\u2026");
-        const auto row = [](const char* name, const StepDisplay& actual, const QString& label,
-                            C color, const QString& instruction, const ButtonState& button) {
-            QTest::newRow(name) << actual << label << color << instruction << button;
-        };
+        const ButtonState busy = ButtonState::inProgress();
+        const ButtonState ok = ButtonState::ok();
+        const QString outdated = " is running an older version. Restart to apply the update.";
+        rowCount = 0;
 
-        row("daemon checking", display(DaemonStatus::checking), checking, C::gray, none,
-            ButtonState::inProgress());
-        row("daemon ok", display(DaemonStatus::ok), "Running", C::green, none, ButtonState::ok());
-        row("daemon staleVersion", display(DaemonStatus::staleVersion), "Outdated", C::orange,
-            "Daemon is running an older version. Restart to apply the update.", cta("Restart"));
-        row("daemon cannotConnect", display(DaemonStatus::cannotConnect), "Not Running", C::red,
-            "Cannot connect to daemon. Click 'Enable' and approve in " + loginItemsLink() + ".",
+        row(D::checking, checking, C::gray, none, busy);
+        row(D::ok, "Running", C::green, none, ok);
+        row(D::staleVersion, "Outdated", C::orange, "Daemon" + outdated, cta("Restart"));
+        row(D::cannotConnect, "Not Running", C::red,
+            "Cannot connect to daemon. Click 'Enable' and approve in " + loginItems + ".",
             cta("Approve"));
-        row("daemon needAuthForDaemonService", display(DaemonStatus::needAuthForDaemonService),
-            "Requires Approval", C::yellow, "Approve the daemon in " + loginItemsLink() + ".",
+        row(D::needAuthForDaemonService, "Requires Approval", C::yellow,
+            "Approve the daemon in " + loginItems + ".", cta("Approve"));
+        row(D::needAuthForFullDiskAccess, "Full Disk Access Required", C::yellow,
+            "Grant Full Disk Access to Zor in [Settings \u2192 Privacy & Security \u2192 Full "
+            "Disk Access](" +
+                QString::fromLatin1(kFullDiskAccessSettingsLink) + ").",
             cta("Approve"));
-        row("daemon needAuthForFullDiskAccess", display(DaemonStatus::needAuthForFullDiskAccess),
-            "Full Disk Access Required", C::yellow,
-            "Grant Full Disk Access to Zor in " + fullDiskAccessLink() + ".", cta("Approve"));
-        row("daemon esInvalidArgument", display(DaemonStatus::esInvalidArgument),
-            "ES Invalid Argument (Zor Bug)", C::red, brokenBuild, cta("Try Again"));
-        row("daemon esInternalError", display(DaemonStatus::esInternalError), "ES Internal Error",
-            C::red,
+        row(D::esInvalidArgument, "ES Invalid Argument (Zor Bug)", C::red, brokenBuild,
+            cta("Try Again"));
+        row(D::esInternalError, "ES Internal Error", C::red,
             "The macOS Endpoint Security has run into an internal error; please report a bug and "
             "update your build if possible.",
             cta("Try Again"));
-        row("daemon esNotEntitled", display(DaemonStatus::esNotEntitled),
-            "ES Not Entitled (Zor Bug)", C::red, brokenBuild, cta("Try Again"));
-        row("daemon esNotPrivileged", display(DaemonStatus::esNotPrivileged),
-            "ES Not Privileged (Zor Bug)", C::red, brokenBuild, cta("Try Again"));
-        row("daemon esTooManyClients", display(DaemonStatus::esTooManyClients),
-            "ES Too Many Clients (Zor Bug)", C::red, brokenBuild, cta("Try Again"));
+        row(D::esNotEntitled, "ES Not Entitled (Zor Bug)", C::red, brokenBuild, cta("Try Again"));
+        row(D::esNotPrivileged, "ES Not Privileged (Zor Bug)", C::red, brokenBuild,
+            cta("Try Again"));
+        row(D::esTooManyClients, "ES Too Many Clients (Zor Bug)", C::red, brokenBuild,
+            cta("Try Again"));
 
-        row("agent checking", display(AgentStatus::checking), checking, C::gray, none,
-            ButtonState::inProgress());
-        row("agent ok", display(AgentStatus::ok), "Running", C::green, none, ButtonState::ok());
-        row("agent staleVersion", display(AgentStatus::staleVersion), "Outdated", C::orange,
-            "Agent is running an older version. Restart to apply the update.", cta("Restart"));
-        row("agent cannotConnect", display(AgentStatus::cannotConnect), "Not Running", C::red,
+        row(A::checking, checking, C::gray, none, busy);
+        row(A::ok, "Running", C::green, none, ok);
+        row(A::staleVersion, "Outdated", C::orange, "Agent" + outdated, cta("Restart"));
+        row(A::cannotConnect, "Not Running", C::red,
             "Cannot connect to agent. Please register the notification agent.", cta("Register"));
 
-        row("ne checking", display(NEStatus::checking), checking, C::gray, none,
-            ButtonState::inProgress());
-        row("ne ok", display(NEStatus::ok), "Running", C::green, none, ButtonState::ok());
-        row("ne staleVersion", display(NEStatus::staleVersion), "Outdated", C::orange,
-            "Network extension is running an older version. Restart to apply the update.",
-            cta("Restart"));
-        row("ne cannotConnect", display(NEStatus::cannotConnect), "Not Responding", C::red,
+        row(N::checking, checking, C::gray, none, busy);
+        row(N::ok, "Running", C::green, none, ok);
+        row(N::staleVersion, "Outdated", C::orange, "Network extension" + outdated, cta("Restart"));
+        row(N::cannotConnect, "Not Responding", C::red,
             "The network filter is enabled but the extension process is not responding. Reboot "
             "if a previous version is pending removal, or click 'Enable' to reinstall.",
             cta("Enable"));
-        row("ne cannotConnectToDaemon", display(NEStatus::cannotConnectToDaemon),
-            "Waiting on Daemon", C::red,
+        row(N::cannotConnectToDaemon, "Waiting on Daemon", C::red,
             "Cannot check network extension status because the daemon is not running. Fix daemon "
             "first.",
             notice("Waiting"));
-        row("ne needSystemReboot", display(NEStatus::needSystemReboot), "Reboot Required",
-            C::orange, "Reboot to complete the network extension update.",
-            notice("Reboot Required"));
-        row("ne needAuthForNetworkExtension", display(NEStatus::needAuthForNetworkExtension),
-            "Requires Approval", C::yellow,
-            "Approve the network extension in " + loginItemsLink() + ".", cta("Approve"));
-        row("ne needAuthForNetworkFilter", display(NEStatus::needAuthForNetworkFilter),
-            "Filter Disabled", C::orange,
+        row(N::needSystemReboot, "Reboot Required", C::orange,
+            "Reboot to complete the network extension update.", notice("Reboot Required"));
+        row(N::needAuthForNetworkExtension, "Requires Approval", C::yellow,
+            "Approve the network extension in " + loginItems + ".", cta("Approve"));
+        row(N::needAuthForNetworkFilter, "Filter Disabled", C::orange,
             "Click 'Approve', toggle on ZorNetworkExtension in System Settings, and click 'Allow' "
             "when prompted to filter network content.",
             cta("Enable"));
-        row("ne cannotLoadPreferences", display(NEStatus::cannotLoadPreferences),
-            "Configuration Error", C::red,
+        row(N::cannotLoadPreferences, "Configuration Error", C::red,
             "Failed to load network filter preferences. Click 'Enable' to reinstall the "
             "extension.",
             cta("Enable"));
 
-        row("link checking", display(CLISymlinkStatus::checking), checking, C::gray, none,
-            ButtonState::inProgress());
-        row("link ok", display(CLISymlinkStatus::ok), "Linked", C::green, none, ButtonState::ok());
-        row("link missing", display(CLISymlinkStatus::missing), "Not Linked", C::orange,
+        row(L::checking, checking, C::gray, none, busy);
+        row(L::ok, "Linked", C::green, none, ok);
+        row(L::missing, "Not Linked", C::orange,
             "The zor command is not available. Click 'Add Link' to create the symlink.",
             cta("Add Link"));
-        row("link wrongTarget", display(CLISymlinkStatus::wrongTarget), "Wrong Target", C::red,
+        row(L::wrongTarget, "Wrong Target", C::red,
             "The symlink points to the wrong location. Click 'Relink' to fix it.", cta("Relink"));
-        row("link notASymlink", display(CLISymlinkStatus::notASymlink), "Not a Symlink", C::red,
+        row(L::notASymlink, "Not a Symlink", C::red,
             "A non-symlink file exists at /usr/local/bin/zor. Click 'Relink' to replace it.",
             cta("Relink"));
+
+        // A case added to an enumeration must come with its row.
+        QCOMPARE(rowCount, caseCount<DaemonStatus>() + caseCount<AgentStatus>() +
+                               caseCount<NEStatus>() + caseCount<CLISymlinkStatus>());
     }
 
     void displayTable() {
         QFETCH(StepDisplay, actual);
-        QFETCH(QString, label);
-        QFETCH(StatusColor, color);
         QFETCH(QString, instruction);
         QFETCH(ButtonState, button);
-
-        QCOMPARE(actual.label, label);
-        QCOMPARE(actual.color, color);
-        QCOMPARE(actual.instruction.has_value(), !instruction.isNull());
+        QTEST(actual.label, "label");
+        QTEST(actual.color, "color");
+        QCOMPARE(actual.hasInstruction(), !instruction.isNull());
         QCOMPARE(actual.instructionText(), instruction);
-        QCOMPARE(actual.button.kind, button.kind);
-        QCOMPARE(actual.button.label, button.label);
-        QCOMPARE(actual.isOK, color == StatusColor::green);
+        QVERIFY(!actual.hasInstruction() || actual.isInstructionMarkdown());
+        QCOMPARE(actual.button, button);
+        QCOMPARE(actual.isOK, button.kind == ButtonKind::ok);
         QCOMPARE(actual.isChecking, button.kind == ButtonKind::inProgress);
-    }
-
-    // Guards cases added to an enumeration later: each must come with a display.
-    void onlyOkIsHealthyAndOnlyCheckingIsChecking() {
-        QList<StepDisplay> displays;
-        displays << allDisplays<DaemonStatus>() << allDisplays<AgentStatus>()
-                 << allDisplays<NEStatus>() << allDisplays<CLISymlinkStatus>();
-        QCOMPARE(displays.size(), 11 + 4 + 9 + 5);
-        for (const StepDisplay& d : displays) {
-            QVERIFY(!d.label.isEmpty());
-            QCOMPARE(d.isOK, d.button.kind == ButtonKind::ok);
-            QCOMPARE(d.isChecking, d.button.kind == ButtonKind::inProgress);
-            QVERIFY(!(d.isOK && d.isChecking));
-        }
-        QCOMPARE(std::count_if(displays.begin(), displays.end(),
-                               [](const StepDisplay& d) { return d.isOK; }),
-                 4);
-    }
-
-    void onlyTheTwoWaitingStatesAreNotices() {
-        QList<NEStatus> notices;
-        const QMetaEnum meta = QMetaEnum::fromType<NEStatus>();
-        for (int i = 0; i < meta.keyCount(); ++i)
-            if (display(NEStatus(meta.value(i))).button.kind == ButtonKind::notice)
-                notices.append(NEStatus(meta.value(i)));
-        QCOMPARE(notices,
-                 (QList<NEStatus>{NEStatus::cannotConnectToDaemon, NEStatus::needSystemReboot}));
-    }
-
-    void descriptionsAreCaseNames() {
-        QCOMPARE(description(DaemonStatus::needAuthForFullDiskAccess),
-                 QStringLiteral("needAuthForFullDiskAccess"));
-        QCOMPARE(description(DaemonStatus::esTooManyClients), QStringLiteral("esTooManyClients"));
-        QCOMPARE(description(AgentStatus::staleVersion), QStringLiteral("staleVersion"));
-        QCOMPARE(description(NEStatus::cannotConnectToDaemon),
-                 QStringLiteral("cannotConnectToDaemon"));
-        QCOMPARE(description(CLISymlinkStatus::wrongTarget), QStringLiteral("wrongTarget"));
     }
 
     void predicates_data() {
@@ -202,15 +155,10 @@ private slots:
         using L = CLISymlinkStatus;
         QTest::newRow("all ok") << D::ok << A::ok << N::ok << L::ok << true << false;
         QTest::newRow("link missing") << D::ok << A::ok << N::ok << L::missing << false << false;
-        QTest::newRow("agent outdated")
-            << D::ok << A::staleVersion << N::ok << L::ok << false << true;
-        QTest::newRow("daemon outdated")
-            << D::staleVersion << A::ok << N::ok << L::ok << false << true;
-        QTest::newRow("extension outdated")
-            << D::ok << A::ok << N::staleVersion << L::ok << false << true;
-        QTest::newRow("still checking") << D::checking << A::ok << N::ok << L::ok << false << false;
-        QTest::newRow("extension waiting")
-            << D::cannotConnect << A::ok << N::cannotConnectToDaemon << L::ok << false << false;
+        QTest::newRow("agent old") << D::ok << A::staleVersion << N::ok << L::ok << false << true;
+        QTest::newRow("daemon old") << D::staleVersion << A::ok << N::ok << L::ok << false << true;
+        QTest::newRow("ne old") << D::ok << A::ok << N::staleVersion << L::ok << false << true;
+        QTest::newRow("checking") << D::checking << A::ok << N::ok << L::ok << false << false;
     }
 
     void predicates() {
@@ -220,6 +168,34 @@ private slots:
         QFETCH(CLISymlinkStatus, cli);
         QTEST(isAllHealthy(daemon, agent, ne, cli), "isAllHealthy");
         QTEST(isAnyOutdated(daemon, agent, ne), "isAnyOutdated");
+    }
+
+    // An instruction that is not inline Markdown with absolute links shows as plain text.
+    void instructionMarkdownRule_data() {
+        QTest::addColumn<QString>("instruction");
+        QTest::addColumn<bool>("isMarkdown");
+
+        QTest::newRow("plain") << "Reboot (if asked). Click 'Relink', 3.5 s, -1." << true;
+        QTest::newRow("inline code and escapes") << "Be *careful*: `zor` \\[x\\]." << true;
+        QTest::newRow("two links")
+            << "See [one](https://example.com/a) and [two](x-apple.systempreferences:a?b)." << true;
+        QTest::newRow("stray bracket") << "a ] b" << false;
+        QTest::newRow("no target") << "[Settings] only" << false;
+        QTest::newRow("empty text") << "[](https://example.com)" << false;
+        QTest::newRow("relative target") << "[a](settings)" << false;
+        QTest::newRow("space in target") << "[a](https://example.com/a b)" << false;
+        QTest::newRow("nested") << "[a [b]](https://example.com)" << false;
+        QTest::newRow("escaped close") << "[a\\](https://example.com)" << false;
+        QTest::newRow("heading") << "# Title" << false;
+        QTest::newRow("numbered") << "1. first" << false;
+        QTest::newRow("block on a later line") << "First line\n    code" << false;
+    }
+
+    void instructionMarkdownRule() {
+        StepDisplay step;
+        QFETCH(QString, instruction);
+        step.instruction = instruction;
+        QTEST(step.isInstructionMarkdown(), "isMarkdown");
     }
 };
 
