@@ -127,7 +127,17 @@ private slots:
                  (QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}));
     }
 
-    void extensionApprovalThenCompletion() {
+    void extensionRequestOutcomes_data() {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<NEStatus>("status");
+        QTest::newRow("approval, then completion")
+            << "approval" << NEStatus::needAuthForNetworkExtension;
+        QTest::newRow("needs reboot") << "reboot" << NEStatus::needSystemReboot;
+        QTest::newRow("failure") << "failure" << NEStatus::cannotConnect;
+    }
+
+    void extensionRequestOutcomes() {
+        QFETCH(QString, answer);
         SetupScene scene;
         QVERIFY(scene.appearAndSettle());
 
@@ -135,39 +145,25 @@ private slots:
         QCOMPARE(scene.extensions.bundleIdentifiers,
                  QStringList{QString::fromLatin1(kNetworkExtensionBundleId)});
         const auto delegate = scene.extensions.lastDelegate();
-        QVERIFY(delegate);
-        delegate->requestNeedsUserApproval();
-        QCOMPARE(scene.model->neStatus(), NEStatus::needAuthForNetworkExtension);
+        if (answer == "approval")
+            delegate->requestNeedsUserApproval();
+        if (answer == "reboot")
+            delegate->requestDidFinish(RequestResult::willCompleteAfterReboot);
+        if (answer == "failure")
+            delegate->requestDidFail(failure("refused"));
+        QTEST(scene.model->neStatus(), "status");
+        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
+        if (answer != "approval")
+            return;
 
+        // The filter is switched on anew, and the extension probed 2 s later.
         delegate->requestDidFinish(RequestResult::completed);
         QTRY_COMPARE(scene.filter.savedEnabledStates, (QList<bool>{false, true}));
         scene.clock.advance(1999ms);
-        QCOMPARE(scene.model->neStatus(), NEStatus::needAuthForNetworkExtension);
+        QTEST(scene.model->neStatus(), "status");
         scene.clock.advance(1ms);
         QVERIFY(scene.waitForReports(2));
         QCOMPARE(scene.model->neStatus(), NEStatus::ok);
-    }
-
-    void extensionActivationOutcomes_data() {
-        QTest::addColumn<bool>("isReboot");
-        QTest::addColumn<NEStatus>("status");
-        QTest::newRow("needs reboot") << true << NEStatus::needSystemReboot;
-        QTest::newRow("failure") << false << NEStatus::cannotConnect;
-    }
-
-    void extensionActivationOutcomes() {
-        QFETCH(bool, isReboot);
-        SetupScene scene;
-        QVERIFY(scene.appearAndSettle());
-
-        scene.model->fixNetworkExtension();
-        if (isReboot)
-            scene.extensions.lastDelegate()->requestDidFinish(
-                RequestResult::willCompleteAfterReboot);
-        else
-            scene.extensions.lastDelegate()->requestDidFail(failure("refused"));
-        QTEST(scene.model->neStatus(), "status");
-        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
     }
 
     void linkCommands_data() {

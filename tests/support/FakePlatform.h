@@ -138,7 +138,6 @@ public:
     }
     std::optional<QString> getNetworkExtensionBuildNumber() override {
         QMutexLocker lock(&mutex);
-        ++buildNumberCalls;
         return extensionBuildNumber;
     }
 
@@ -150,7 +149,6 @@ public:
     std::optional<QString> extensionBuildNumber;
     int statusCalls = 0;
     int pingCalls = 0;
-    int buildNumberCalls = 0;
 };
 
 class FakeAdministratorScriptRunner final : public AdministratorScriptRunner {
