@@ -48,61 +48,57 @@ private slots:
         QCOMPARE(scene.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
     }
 
-    void daemonIsRegisteredAfterItsUnregistration_data() {
+    void registrationTimes_data() {
+        QTest::addColumn<QString>("service");
         QTest::addColumn<ServiceStatus>("registration");
-        QTest::addColumn<Millis>("registeredAfter");
-        QTest::newRow("registered: half a second after") << ServiceStatus::enabled << Millis(500);
-        QTest::newRow("not registered: at once") << ServiceStatus::notRegistered << Millis(0);
+        QTest::addColumn<int>("failures"); // registrations that fail
+        QTest::addColumn<QList<Millis>>("times");
+
+        using S = ServiceStatus;
+        QTest::newRow("daemon registered: again half a second after its unregistration")
+            << "daemon" << S::enabled << 0 << QList{Millis(500)};
+        QTest::newRow("daemon not registered: at once")
+            << "daemon" << S::notRegistered << 1 << QList{Millis(0)};
+        QTest::newRow("agent: once when that succeeds")
+            << "agent" << S::notRegistered << 0 << QList{Millis(0)};
+        QTest::newRow("agent: a retry 2 s later")
+            << "agent" << S::notRegistered << 1 << QList{Millis(0), Millis(2000)};
+        QTest::newRow("agent: no third try")
+            << "agent" << S::notRegistered << 2 << QList{Millis(0), Millis(2000)};
     }
 
-    void daemonIsRegisteredAfterItsUnregistration() {
+    // The service is probed again 2 s after its last registration.
+    void registrationTimes() {
+        QFETCH(QString, service);
         QFETCH(ServiceStatus, registration);
-        QFETCH(Millis, registeredAfter);
+        QFETCH(int, failures);
+        QFETCH(QList<Millis>, times);
+        const bool isDaemon = service == "daemon";
         SetupScene scene;
-        scene.makeDaemonUnreachable(registration);
+        if (isDaemon) {
+            scene.makeDaemonUnreachable(registration);
+        } else {
+            scene.setAgentBuildNumber(std::nullopt);
+            scene.services.agentStatus = registration;
+        }
         QVERIFY(scene.appearAndSettle());
         scene.model->disappear(); // no poll in the way
+        auto& results =
+            isDaemon ? scene.services.daemonRegisterResults : scene.services.agentRegisterResults;
+        results.assign(failures, failure("not yet"));
 
         const Millis start = scene.clock.now();
-        scene.model->fixDaemon();
-        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::checking);
-        QCOMPARE(scene.services.count("daemon.unregisterAsync"), registeredAfter > 0ms ? 1 : 0);
-        scene.clock.advance(registeredAfter);
-        QCOMPARE(timesOf(scene.services, "daemon.register"), QList{start + registeredAfter});
-
-        scene.makeAllHealthy();
-        scene.clock.advance(1999ms);
-        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::checking);
-        scene.clock.advance(1ms);
+        isDaemon ? scene.model->fixDaemon() : scene.model->fixAgent();
+        QVERIFY((isDaemon ? scene.model->daemonStep() : scene.model->agentStep()).isChecking);
+        scene.clock.advance(times.last());
+        for (Millis& time : times)
+            time += start;
+        QCOMPARE(timesOf(scene.services, service + ".register"), times);
+        QCOMPARE(scene.services.count(service + ".unregisterAsync"),
+                 registration == ServiceStatus::notRegistered ? 0 : 1);
+        QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(2s)));
+        scene.clock.advance(2s);
         QVERIFY(scene.waitForReports(2));
-        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::ok);
-    }
-
-    void agentIsRegisteredExactlyTwiceTwoSecondsApart_data() {
-        QTest::addColumn<bool>("retryFails");
-        QTest::addColumn<QString>("outcome");
-        QTest::newRow("retry succeeds") << false << "ZorAgent registered successfully";
-        QTest::newRow("retry fails") << true << "Failed to register ZorAgent: still no";
-    }
-
-    void agentIsRegisteredExactlyTwiceTwoSecondsApart() {
-        QFETCH(bool, retryFails);
-        SetupScene scene;
-        scene.setAgentBuildNumber(std::nullopt);
-        scene.services.agentStatus = ServiceStatus::notRegistered;
-        QVERIFY(scene.appearAndSettle());
-        scene.model->disappear();
-        scene.services.agentRegisterResults = {
-            failure("not yet"), retryFails ? std::optional(failure("still no")) : std::nullopt};
-        LogCapture log;
-
-        const Millis start = scene.clock.now();
-        scene.model->fixAgent();
-        QCOMPARE(scene.model->agentStatus(), AgentStatus::checking);
-        scene.clock.advance(10s);
-        QVERIFY(scene.waitForReports(2));
-        QCOMPARE(timesOf(scene.services, "agent.register"), (QList{start, start + 2s}));
-        QTEST(log.messages().last(), "outcome");
     }
 
     void outdatedDaemonOrAgentButtonRestarts_data() {
@@ -159,9 +155,8 @@ private slots:
         // The filter is switched on anew, and the extension probed 2 s later.
         delegate->requestDidFinish(RequestResult::completed);
         QTRY_COMPARE(scene.filter.savedEnabledStates, (QList<bool>{false, true}));
-        scene.clock.advance(1999ms);
-        QTEST(scene.model->neStatus(), "status");
-        scene.clock.advance(1ms);
+        QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(2s)));
+        scene.clock.advance(2s);
         QVERIFY(scene.waitForReports(2));
         QCOMPARE(scene.model->neStatus(), NEStatus::ok);
     }
