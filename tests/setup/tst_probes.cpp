@@ -198,44 +198,35 @@ private slots:
     }
 
     void enableFilter_data() {
-        QTest::addColumn<bool>("wasEnabled");
-        QTest::addColumn<bool>("hasConfiguration");
-        QTest::addColumn<bool>("loadFails");
+        QTest::addColumn<QString>("before"); // "on", "off", "none" (no configuration), "unreadable"
         QTest::addColumn<QList<bool>>("saveFails");
         QTest::addColumn<QList<bool>>("saved");
         QTest::addColumn<QString>("lastLine");
 
         const QList<bool> none;
-        QTest::newRow("disabled: saved once") << false << true << false << none << QList<bool>{true}
-                                              << "Network filter enabled successfully";
+        const QString enabled = "Network filter enabled successfully";
+        QTest::newRow("disabled: saved once") << "off" << none << QList{true} << enabled;
         QTest::newRow("enabled: saved off, then on")
-            << true << true << false << none << QList<bool>{false, true}
-            << "Network filter re-enabled successfully";
-        QTest::newRow("no configuration: created")
-            << false << false << false << none << QList<bool>{true}
-            << "Network filter enabled successfully";
+            << "on" << none << QList{false, true} << "Network filter re-enabled successfully";
+        QTest::newRow("no configuration: created") << "none" << none << QList{true} << enabled;
         QTest::newRow("load fails")
-            << true << true << true << none << none << "Failed to load filter preferences: denied";
+            << "unreadable" << none << none << "Failed to load filter preferences: denied";
         QTest::newRow("switching off fails")
-            << true << true << false << QList<bool>{true} << QList<bool>{false}
-            << "Failed to disable filter for cycle: denied";
-        QTest::newRow("switching on fails")
-            << true << true << false << QList<bool>{false, true} << QList<bool>{false, true}
-            << "Failed to enable filter: denied";
+            << "on" << QList{true} << QList{false} << "Failed to disable filter for cycle: denied";
+        QTest::newRow("switching on fails") << "on" << QList{false, true} << QList{false, true}
+                                            << "Failed to enable filter: denied";
     }
 
     void enableFilter() {
-        QFETCH(bool, wasEnabled);
-        QFETCH(bool, hasConfiguration);
-        QFETCH(bool, loadFails);
+        QFETCH(QString, before);
         QFETCH(QList<bool>, saveFails);
         FakeFilterManager filter;
-        filter.enabled = wasEnabled;
-        if (hasConfiguration) {
+        filter.enabled = before == "on" || before == "unreadable";
+        if (before != "none") {
             filter.configuration = FilterProviderConfiguration{true, true};
             filter.description = "Mine";
         }
-        if (loadFails)
+        if (before == "unreadable")
             filter.loadError = failure("denied");
         for (bool fails : saveFails)
             filter.saveErrors.push_back(fails ? std::optional(failure("denied")) : std::nullopt);
@@ -248,9 +239,9 @@ private slots:
         QTEST(filter.savedEnabledStates, "saved");
         QTEST(log.messages().last(), "lastLine");
         // An existing configuration is kept as it is; a new one filters sockets only.
-        QCOMPARE(filter.configuration->filterPackets, hasConfiguration);
+        QCOMPARE(filter.configuration->filterPackets, before != "none");
         QVERIFY(filter.configuration->filterSockets);
-        QCOMPARE(filter.description, hasConfiguration ? "Mine" : "Zor");
+        QCOMPARE(filter.description, before != "none" ? "Mine" : "Zor");
     }
 
     void extensionProbe_data() {
