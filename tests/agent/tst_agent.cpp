@@ -1,3 +1,4 @@
+#include "ChildRun.h"
 #include "DecisionCompletions.h"
 #include "FakeAgentConnection.h"
 #include "LogCapture.h"
@@ -8,7 +9,6 @@
 #include "shared/SerializablePromptItem.h"
 
 #include <QDeadlineTimer>
-#include <QProcess>
 #include <QTest>
 #include <QThread>
 
@@ -480,22 +480,14 @@ private slots:
 
     // Checked in a child run of this test, as the refusal ends the process.
     void buildNumberIsRefusedOnTheMainThread() {
-        if (qEnvironmentVariableIsSet("ZOR_TEST_ASK_ON_MAIN_THREAD")) {
+        if (isChildRun()) {
             handler->getBuildNumber();
             return;
         }
-        QProcess child;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("ZOR_TEST_ASK_ON_MAIN_THREAD", "1");
-        child.setProcessEnvironment(environment);
-        child.setProcessChannelMode(QProcess::MergedChannels);
-        child.start(QCoreApplication::applicationFilePath(),
-                    {"-nocrashhandler", QTest::currentTestFunction()});
-        QVERIFY(child.waitForFinished(30000));
-        const QByteArray output = child.readAll();
-        QVERIFY2(child.exitStatus() == QProcess::CrashExit, output.constData());
-        QVERIFY2(output.contains("getBuildNumber must not be called on the main thread"),
-                 output.constData());
+        const ChildRun child = runInChild();
+        QVERIFY2(child.hasCrashed, child.output.constData());
+        QVERIFY2(child.output.contains("getBuildNumber must not be called on the main thread"),
+                 child.output.constData());
     }
 
     void launchConnectsTheAgentLinkAndTerminationEndsIt() {

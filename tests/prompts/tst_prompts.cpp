@@ -1,7 +1,7 @@
+#include "ChildRun.h"
 #include "LogCapture.h"
 #include "prompts/PromptStore.h"
 
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
@@ -393,7 +393,7 @@ private slots:
 
     // Any use off the main thread stops the process; checked in a child process.
     void offMainThreadUseStopsTheProcess() {
-        if (qEnvironmentVariableIsSet("ZOR_PROMPTS_OFF_THREAD")) {
+        if (isChildRun()) {
             PromptStore store;
             QThread* worker = QThread::create([&] { store.addPrompt("s", "/p", file("/a")); });
             worker->start();
@@ -401,18 +401,10 @@ private slots:
             delete worker;
             return;
         }
-        QProcess child;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("ZOR_PROMPTS_OFF_THREAD", "1");
-        child.setProcessEnvironment(environment);
-        child.setProcessChannelMode(QProcess::MergedChannels);
-        child.start(QCoreApplication::applicationFilePath(),
-                    {"-nocrashhandler", "offMainThreadUseStopsTheProcess"});
-        QVERIFY(child.waitForFinished(60000));
-        const QByteArray output = child.readAll();
-        QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-        QVERIFY2(output.contains("PromptStore::addPrompt must be called on the main thread"),
-                 output.constData());
+        const ChildRun child = runInChild();
+        QVERIFY2(child.hasCrashed, child.output.constData());
+        QVERIFY2(child.output.contains("PromptStore::addPrompt must be called on the main thread"),
+                 child.output.constData());
     }
 
     // Random operations against the plain reference, which must agree after
