@@ -1,5 +1,8 @@
 #include "app/AppState.h"
 
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+
 namespace zor {
 
 AppState::AppState(QObject* parent)
@@ -18,6 +21,30 @@ void AppState::setHasPickedInitialTab(bool hasPicked) {
         return;
     pickedInitialTab = hasPicked;
     emit hasPickedInitialTabChanged();
+}
+
+void AppState::pickInitialTab(bool isAllHealthy) {
+    requireMainThread("AppState::pickInitialTab");
+    if (pickedInitialTab)
+        return;
+    setHasPickedInitialTab(true);
+    if (!isAllHealthy)
+        setSelectedTab(AppTab::setup);
+}
+
+void AppState::navigateToPrompt(const QUuid& id) {
+    requireMainThread("AppState::navigateToPrompt");
+    store->setFilter(PromptFilter::all());
+    // Upper case, as the agent writes prompt ids.
+    const QString idText = id.toString(QUuid::WithoutBraces).toUpper();
+    if (store->containsPrompt(id)) {
+        store->setHighlightedPromptId(id);
+        store->setScrollToPromptId(id);
+        logger(LogCategory::app).info("Navigating to prompt %s", {idText});
+    } else {
+        logger(LogCategory::app).info("No prompt found for %s, switching to Prompts tab", {idText});
+    }
+    setSelectedTab(AppTab::policies);
 }
 
 } // namespace zor

@@ -29,6 +29,13 @@ public:
     // Created with the state and never replaced.
     PromptStore* promptStore() const { return store; }
 
+    // The setup screen's status callback: only its first report picks the tab,
+    // and only towards setup when not all services are healthy.
+    void pickInitialTab(bool isAllHealthy);
+    // Shows the prompt: no sidebar filter may hide it; highlighted and scrolled
+    // to when it is pending; the policies tab in any case.
+    void navigateToPrompt(const QUuid& id);
+
 signals:
     void selectedTabChanged();
     void hasPickedInitialTabChanged();

@@ -148,6 +148,13 @@ PromptList PromptStore::promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs
     return list;
 }
 
+std::optional<PromptItem> PromptStore::prompt(const QUuid& id) const {
+    const std::optional<quint64> seq = seqsById.newest(id);
+    if (!seq)
+        return std::nullopt;
+    return *promptList.find(*seq);
+}
+
 PromptList PromptStore::filteredPrompts() const {
     requireMainThread("PromptStore::filteredPrompts");
     switch (currentFilter.kind()) {

@@ -63,6 +63,10 @@ public:
     // Sets the ended flag of every prompt of the session; they stay listed.
     void markSessionEnded(const QString& sessionId);
 
+    bool containsPrompt(const QUuid& id) const { return seqsById.newest(id).has_value(); }
+    // The newest prompt with that id.
+    std::optional<PromptItem> prompt(const QUuid& id) const;
+
     // The prompts that pass the filter, in list order.
     PromptList filteredPrompts() const;
     // Distinct values in order of first appearance in the list.
