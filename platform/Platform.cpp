@@ -38,6 +38,11 @@ Workspace& platformWorkspace() {
     return instance;
 }
 
+Clipboard& platformClipboard() {
+    static GuiClipboard instance;
+    return instance;
+}
+
 Console& platformConsole() {
     static StandardConsole instance;
     return instance;

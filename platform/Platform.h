@@ -4,6 +4,7 @@ namespace zor {
 
 class AdministratorScriptRunner;
 class AgentConnector;
+class Clipboard;
 class Console;
 class DaemonConnection;
 class FilterManager;
@@ -20,6 +21,7 @@ FilterManager& platformFilterManager();
 DaemonConnection& platformDaemonConnection();
 AdministratorScriptRunner& platformAdministratorScriptRunner();
 Workspace& platformWorkspace();
+Clipboard& platformClipboard();
 Console& platformConsole();
 // Connections to the notification agent's service.
 AgentConnector& platformAgentConnector();

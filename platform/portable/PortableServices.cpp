@@ -1,7 +1,9 @@
 #include "platform/portable/PortableServices.h"
 
+#include <QClipboard>
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QGuiApplication>
 #include <QMetaObject>
 #include <cstdio>
 #include <cstdlib>
@@ -89,6 +91,12 @@ ScriptRunResult PortableAdministratorScriptRunner::run(const QString&) {
 
 bool DesktopWorkspace::openUrl(const QUrl& url) {
     return QDesktopServices::openUrl(url);
+}
+
+void GuiClipboard::setText(const QString& text) {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(text);
 }
 
 void StandardConsole::printLine(const QString& line) {

@@ -4,6 +4,7 @@
 // each operation reports "not supported on this platform".
 
 #include "platform/AdministratorScript.h"
+#include "platform/Clipboard.h"
 #include "platform/Console.h"
 #include "platform/NetworkFilter.h"
 #include "platform/ServiceManagement.h"
@@ -58,6 +59,11 @@ public:
 class DesktopWorkspace final : public Workspace {
 public:
     bool openUrl(const QUrl& url) override;
+};
+
+class GuiClipboard final : public Clipboard {
+public:
+    void setText(const QString& text) override;
 };
 
 class StandardConsole final : public Console {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/AdministratorScript.h"
+#include "platform/Clipboard.h"
 #include "platform/Clock.h"
 #include "platform/Console.h"
 #include "platform/NetworkFilter.h"
@@ -168,6 +169,12 @@ public:
         return true;
     }
     QList<QUrl> opened;
+};
+
+class FakeClipboard final : public Clipboard {
+public:
+    void setText(const QString& text) override { texts.append(text); }
+    QStringList texts; // every text put on the clipboard, in order
 };
 
 // Collects printed lines; exit() records the status instead of ending the process.
