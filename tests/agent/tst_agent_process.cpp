@@ -139,6 +139,22 @@ private slots:
         QCOMPARE(ids(), (QStringList{kIdB, kIdA}));
         QVERIFY(!store.prompts().at(0).sessionEnded);
     }
+
+    // The scripts that start the agent end it by closing its input.
+    void theAgentStopsAtTheEndOfItsInput() {
+        qputenv("ZOR_AGENT_SOCKET", QByteArray("zor-process-eof-") +
+                                        QByteArray::number(QCoreApplication::applicationPid()));
+        QTemporaryDir dir;
+        QFile file(dir.filePath("prompts.json"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[]") == 2);
+        file.close();
+        DevAgent agent(file.fileName());
+        QVERIFY(agent.waitUntilListening());
+        agent.process.closeWriteChannel();
+        QVERIFY(agent.process.waitForFinished(10000));
+        QCOMPARE(agent.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(agent.process.exitCode(), 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(AgentProcessTest)

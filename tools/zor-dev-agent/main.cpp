@@ -24,7 +24,8 @@ void printTo(FILE* stream, const QString& line) {
 
 // Reads command lines on a thread of its own, since standard input cannot be
 // watched portably by the event loop, and hands each line to `receiver`'s
-// thread. Stops after "quit" or at the end of input.
+// thread. After "quit" it reads no further; at the end of input the
+// application quits, once the lines before it have run.
 void readCommands(QObject* receiver, std::function<void(const QString&)> run) {
     std::thread([receiver, run = std::move(run)] {
         std::string line;
@@ -35,6 +36,7 @@ void readCommands(QObject* receiver, std::function<void(const QString&)> run) {
             if (text.trimmed() == u"quit")
                 return;
         }
+        QMetaObject::invokeMethod(receiver, &QCoreApplication::quit, Qt::QueuedConnection);
     }).detach();
 }
 
