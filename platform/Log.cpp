@@ -3,6 +3,7 @@
 #include "shared/Identifiers.h"
 
 #include <QMutex>
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 
@@ -80,22 +81,78 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
     return v;
 }
 
-QString assemble(const LogRecord& record, bool redact) {
+// A literal stretch of the format, with "%%" standing for "%".
+void appendLiteral(QString& out, QStringView literal) {
+    for (qsizetype i = 0; i < literal.size(); ++i) {
+        out += literal[i];
+        if (literal[i] == u'%' && i + 1 < literal.size() && literal[i + 1] == u'%')
+            ++i;
+    }
+}
+
+bool needsEscape(char16_t c) {
+    return c == u'\\' || c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x2028 || c == 0x2029;
+}
+
+// Escapes what could end a line or pass for one of the app's own: control
+// characters, line separators and the backslash that introduces the escapes.
+QString escapedValue(const QString& text) {
+    if (std::none_of(text.cbegin(), text.cend(), [](QChar c) { return needsEscape(c.unicode()); }))
+        return text;
+    QString out;
+    out.reserve(text.size() + 8);
+    for (const QChar c : text) {
+        switch (c.unicode()) {
+        case u'\\':
+            out += QStringLiteral("\\\\");
+            break;
+        case u'\n':
+            out += QStringLiteral("\\n");
+            break;
+        case u'\r':
+            out += QStringLiteral("\\r");
+            break;
+        case u'\t':
+            out += QStringLiteral("\\t");
+            break;
+        default:
+            if (needsEscape(c.unicode()))
+                out += QStringLiteral("\\u{%1}").arg(int(c.unicode()), 4, 16, QChar(u'0'));
+            else
+                out += c;
+        }
+    }
+    return out;
+}
+
+enum class ValueForm { clear, redacted, escaped };
+
+// Fills the values in once: the text of a value is never read as format.
+QString assemble(const LogRecord& record, ValueForm form) {
     QString out;
     qsizetype pos = 0;
     qsizetype index = 0;
     Placeholder p;
     while (nextPlaceholder(record.format, pos, p)) {
-        out += QStringView(record.format).mid(pos, p.start - pos);
+        appendLiteral(out, QStringView(record.format).mid(pos, p.start - pos));
         if (index < record.values.size()) {
             const LogValue& value = record.values[index];
-            out += (redact && !value.isPublic) ? QStringLiteral("<private>") : value.text;
+            switch (form) {
+            case ValueForm::clear:
+                out += value.text;
+                break;
+            case ValueForm::redacted:
+                out += value.isPublic ? value.text : QStringLiteral("<private>");
+                break;
+            case ValueForm::escaped:
+                out += escapedValue(value.text);
+                break;
+            }
         }
         ++index;
         pos = p.start + p.length;
     }
-    out += QStringView(record.format).mid(pos);
-    out.replace(QStringLiteral("%%"), QStringLiteral("%"));
+    appendLiteral(out, QStringView(record.format).mid(pos));
     return out;
 }
 
@@ -104,7 +161,7 @@ public:
     void write(const LogRecord& record) override {
         const QByteArray line = QStringLiteral("[%1:%2] %3: %4\n")
                                     .arg(logSubsystem(), categoryName(record.category),
-                                         levelName(record.level), record.message())
+                                         levelName(record.level), record.escapedMessage())
                                     .toUtf8();
         QMutexLocker lock(&mutex);
         std::fputs(line.constData(), stderr);
@@ -159,11 +216,15 @@ QString levelName(LogLevel level) {
 }
 
 QString LogRecord::message() const {
-    return assemble(*this, false);
+    return assemble(*this, ValueForm::clear);
 }
 
 QString LogRecord::redactedMessage() const {
-    return assemble(*this, true);
+    return assemble(*this, ValueForm::redacted);
+}
+
+QString LogRecord::escapedMessage() const {
+    return assemble(*this, ValueForm::escaped);
 }
 
 void setLogSink(LogSink* sink) {

@@ -52,6 +52,10 @@ struct LogRecord {
     QString message() const;
     // The line as a reader without private access sees it.
     QString redactedMessage() const;
+    // The line as a text log writes it: control characters, line separators
+    // and backslashes in values escaped, so that data cannot end the line or
+    // pass for a line of the app's own.
+    QString escapedMessage() const;
 };
 
 class LogSink {

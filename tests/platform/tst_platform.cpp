@@ -20,6 +20,7 @@ private slots:
         log.error("unexpected ES client result: %{public}d", {-1});
         log.info("100%% done, %s left", {"nothing"});
         log.info("Too few: %s and %s", {"one"});
+        log.info("Value: %s", {"100%% sure"});
 
         // Each line in the clear, then as a reader without private access sees it.
         const QList<QStringList> expected = {
@@ -31,6 +32,7 @@ private slots:
             {"unexpected ES client result: -1", "unexpected ES client result: -1"},
             {"100% done, nothing left", "100% done, <private> left"},
             {"Too few: one and ", "Too few: <private> and "},
+            {"Value: 100%% sure", "Value: <private>"},
         };
         const QList<LogRecord> records = capture.records();
         QCOMPARE(records.size(), expected.size());
@@ -40,6 +42,33 @@ private slots:
             QCOMPARE(records[i].redactedMessage(), expected[i][1]);
         }
         QCOMPARE(records[1].level, LogLevel::error);
+    }
+
+    void textLinesEscapeValuesNotTheFormat_data() {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("forged line") << "s1\n[zor:notifications] info: Synced 9 prompts"
+                                     << "Added s1\\n[zor:notifications] info: Synced 9 prompts.";
+        QTest::newRow("NUL") << QStringLiteral("a") + QChar(0) + QStringLiteral("b")
+                             << "Added a\\u{0000}b.";
+        QTest::newRow("carriage return, tab") << "a\rb\tc"
+                                              << "Added a\\rb\\tc.";
+        QTest::newRow("backslash") << "a\\nb"
+                                   << "Added a\\\\nb.";
+        QTest::newRow("line separator") << QString::fromUtf16(u"a\u2028b") << "Added a\\u{2028}b.";
+        QTest::newRow("percent") << "100%%"
+                                 << "Added 100%%.";
+        QTest::newRow("plain") << "/Users/ada/é"
+                               << "Added /Users/ada/é.";
+    }
+    void textLinesEscapeValuesNotTheFormat() {
+        QFETCH(QString, value);
+        QFETCH(QString, line);
+        LogCapture capture;
+        logger(LogCategory::promptStore).info("Added %{public}s.", {value});
+        const LogRecord record = capture.records().value(0);
+        QCOMPARE(record.escapedMessage(), line);
+        QCOMPARE(record.message(), "Added " + value + ".");
     }
 
     void systemTimersFireUnlessCancelledOrTheirContextIsGone() {
