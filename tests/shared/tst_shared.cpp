@@ -167,6 +167,18 @@ private slots:
             << record(R"({"kind":"file","path":"/a"})") << "missing field \"operation\"";
         QTest::newRow("port too large")
             << record(R"({"kind":"network","host":"h","port":65536})") << "out of range";
+        QTest::newRow("negative port")
+            << record(R"({"kind":"network","host":"h","port":-1})") << "out of range";
+        QTest::newRow("missing sessionId")
+            << QByteArray(R"({"id":"x","policyPath":"p","denial":)" + file +
+                          R"(,"sessionEnded":false,"createdAt":1})")
+            << "missing field \"sessionId\"";
+        QTest::newRow("missing policyPath")
+            << QByteArray(R"({"id":"x","sessionId":"s","denial":)" + file +
+                          R"(,"sessionEnded":false,"createdAt":1})")
+            << "missing field \"policyPath\"";
+        QTest::newRow("raw control character")
+            << record("{\"kind\":\"device\",\"deviceClass\":\"a\nb\"}") << "control character";
         QTest::newRow("lone surrogate")
             << record(R"({"kind":"device","deviceClass":"\ud83d"})") << "unpaired surrogate";
         QTest::newRow("invalid utf-8")
