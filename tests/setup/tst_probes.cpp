@@ -266,6 +266,8 @@ private slots:
             << "unreadable" << D::ok << yes << current << N::cannotLoadPreferences << 0;
         QTest::newRow("filter off")
             << "off" << D::ok << yes << current << N::needAuthForNetworkFilter << 0;
+        QTest::newRow("filter off and daemon unreachable")
+            << "off" << D::cannotConnect << yes << current << N::needAuthForNetworkFilter << 0;
         QTest::newRow("daemon unreachable")
             << "on" << D::cannotConnect << yes << current << N::cannotConnectToDaemon << 0;
         QTest::newRow("daemon awaiting approval") << "on" << D::needAuthForDaemonService << yes
