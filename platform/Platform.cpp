@@ -48,6 +48,10 @@ Console& platformConsole() {
     return instance;
 }
 
+QString platformCommandLineToolPath() {
+    return commandLineToolBesideExecutable();
+}
+
 AgentConnector& platformAgentConnector() {
     static LocalAgentConnector instance;
     return instance;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 namespace zor {
 
 class AdministratorScriptRunner;
@@ -23,6 +25,8 @@ AdministratorScriptRunner& platformAdministratorScriptRunner();
 Workspace& platformWorkspace();
 Clipboard& platformClipboard();
 Console& platformConsole();
+// Where the command-line tool zor-cli lies in this installation.
+QString platformCommandLineToolPath();
 // Connections to the notification agent's service.
 AgentConnector& platformAgentConnector();
 // Where log lines go on this system; nullptr keeps standard error.

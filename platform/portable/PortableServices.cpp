@@ -1,10 +1,15 @@
 #include "platform/portable/PortableServices.h"
 
+#include "platform/portable/FileManagerReveal.h"
+
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QMetaObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
 #include <cstdio>
 #include <cstdlib>
 
@@ -91,6 +96,34 @@ ScriptRunResult PortableAdministratorScriptRunner::run(const QString&) {
 
 bool DesktopWorkspace::openUrl(const QUrl& url) {
     return QDesktopServices::openUrl(url);
+}
+
+void DesktopWorkspace::revealInFileManager(const QString& filePath) {
+    showInFileManager(filePath);
+}
+
+QString DesktopWorkspace::revealInFileManagerLabel() const {
+    return QStringLiteral("Show in File Manager");
+}
+
+void DesktopWorkspace::openFile(const QString& filePath) {
+    QDesktopServices::openUrl(QUrl::fromLocalFile(filePath));
+}
+
+void DesktopWorkspace::runScriptInTerminal(const QString& scriptPath) {
+    // Terminals read the command after -e in their own ways, some through a
+    // shell, so only a path that no parser splits or expands goes there. The
+    // desktop gets any other path as a URL, which nothing runs as code.
+    static const QRegularExpression plainPath(QStringLiteral("^/[A-Za-z0-9._/-]+$"));
+    const QString terminal = QStandardPaths::findExecutable(QStringLiteral("x-terminal-emulator"));
+    if (!terminal.isEmpty() && plainPath.match(scriptPath).hasMatch() &&
+        QProcess::startDetached(terminal, {QStringLiteral("-e"), scriptPath}))
+        return;
+    QDesktopServices::openUrl(QUrl::fromLocalFile(scriptPath));
+}
+
+QString commandLineToolBesideExecutable() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/zor-cli");
 }
 
 void GuiClipboard::setText(const QString& text) {

@@ -56,10 +56,18 @@ public:
     ScriptRunResult run(const QString& source) override;
 };
 
+// The desktop's URL handlers, its file manager and a terminal where one is installed.
 class DesktopWorkspace final : public Workspace {
 public:
     bool openUrl(const QUrl& url) override;
+    void revealInFileManager(const QString& filePath) override;
+    QString revealInFileManagerLabel() const override;
+    void openFile(const QString& filePath) override;
+    void runScriptInTerminal(const QString& scriptPath) override;
 };
+
+// The command-line tool, installed beside the application's executable.
+QString commandLineToolBesideExecutable();
 
 class GuiClipboard final : public Clipboard {
 public:

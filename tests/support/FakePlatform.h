@@ -168,7 +168,16 @@ public:
         opened.append(url);
         return true;
     }
+    void revealInFileManager(const QString& filePath) override { revealed.append(filePath); }
+    QString revealInFileManagerLabel() const override { return QStringLiteral("Reveal"); }
+    void openFile(const QString& filePath) override { openedFiles.append(filePath); }
+    void runScriptInTerminal(const QString& scriptPath) override {
+        scriptsRun.append(scriptPath);
+    }
     QList<QUrl> opened;
+    QStringList revealed;
+    QStringList openedFiles;
+    QStringList scriptsRun;
 };
 
 class FakeClipboard final : public Clipboard {

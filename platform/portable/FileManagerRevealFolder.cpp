@@ -1,0 +1,14 @@
+#include "platform/portable/FileManagerReveal.h"
+
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QUrl>
+
+namespace zor {
+
+// Where no file-manager interface can be asked to select a file, its folder opens.
+void showInFileManager(const QString& filePath) {
+    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath()));
+}
+
+} // namespace zor

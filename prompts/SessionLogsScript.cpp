@@ -1,0 +1,74 @@
+#include "prompts/SessionLogsScript.h"
+
+#include "platform/Log.h"
+#include "platform/Workspace.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+
+namespace zor {
+namespace {
+
+// The common limit of a file name's length in bytes (Linux, macOS).
+constexpr qsizetype kMaxFileNameBytes = 255;
+
+} // namespace
+
+QString shellQuoted(const QString& text) {
+    QString quoted = text;
+    quoted.replace(u'\'', QStringLiteral("'\\''"));
+    return u'\'' + quoted + u'\'';
+}
+
+QString sessionLogsScriptText(const QString& toolPath, const QString& sessionId) {
+    const QString command =
+        shellQuoted(toolPath) + QStringLiteral(" logs --session ") + shellQuoted(sessionId);
+    return QStringList{
+        QStringLiteral("#!/bin/bash"),
+        QStringLiteral("printf '%s\\n' ") + shellQuoted(QStringLiteral("Running: ") + command),
+        command,
+        QStringLiteral("echo \"Exit code: $?\""),
+        QStringLiteral("read -p \"Press enter to close\""),
+    }
+        .join(u'\n');
+}
+
+SessionLogsFileName sessionLogsScriptFileName(const QString& sessionId) {
+    if (sessionId.contains(QChar(u'\0')))
+        return {std::nullopt, QStringLiteral("it holds a NUL character")};
+    const QString fileName = QStringLiteral("zor-logs-") + QString(sessionId).replace(u'/', u'_') +
+                             QStringLiteral(".command");
+    const QByteArray encoded = fileName.toUtf8();
+    // Unpaired surrogates have no UTF-8 form: neither the file nor the tool could get the id.
+    if (QString::fromUtf8(encoded) != fileName)
+        return {std::nullopt, QStringLiteral("it is not valid Unicode")};
+    if (encoded.size() > kMaxFileNameBytes)
+        return {std::nullopt,
+                QStringLiteral("its file name would exceed %1 bytes").arg(kMaxFileNameBytes)};
+    return {fileName, {}};
+}
+
+void openSessionLogs(Workspace& workspace, const QString& toolPath, const QString& directory,
+                     const QString& sessionId) {
+    const SessionLogsFileName name = sessionLogsScriptFileName(sessionId);
+    if (!name.fileName) {
+        logger(LogCategory::promptsView)
+            .error("No audit-log script for session %s: %{public}s", {sessionId, name.rejection});
+        return;
+    }
+    const QString path = QDir(directory).filePath(*name.fileName);
+    // Failures to write are not shown: the terminal shows the outcome of what it runs.
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(sessionLogsScriptText(toolPath, sessionId).toUtf8()) < 0 || !file.commit())
+        logger(LogCategory::promptsView)
+            .error("Failed to write the audit-log script %s: %s", {path, file.errorString()});
+    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                    QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                                    QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                    QFileDevice::ExeOther);
+    workspace.runScriptInTerminal(path);
+}
+
+} // namespace zor
