@@ -315,11 +315,13 @@ private slots:
         QCOMPARE(filter.savedEnabledStates.size(), pings.first() ? 0 : 2);
     }
 
-    // The system may add results; an unknown one counts as done.
-    void delegateTakesAnUnknownResultAsDone() {
+    // The system may add results; an unknown one counts as done. An installed
+    // extension is always replaced by the app's own.
+    void delegateReplacesAndTakesAnUnknownResultAsDone() {
         QList<SystemExtensionDelegate::Result::Kind> kinds;
         SystemExtensionDelegate delegate([&](const auto& result) { kinds.append(result.kind); });
         LogCapture log;
+        QCOMPARE(delegate.actionForReplacingExtension({}, {}), ReplacementAction::replace);
         delegate.requestDidFinish(RequestResult(7));
         QCOMPARE(kinds, QList{SystemExtensionDelegate::Result::Kind::success});
         QCOMPARE(log.records().last().message(), QStringLiteral("Unknown result: 7"));

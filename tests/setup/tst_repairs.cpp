@@ -59,6 +59,8 @@ private slots:
             << "daemon" << S::enabled << 0 << QList{Millis(500)};
         QTest::newRow("daemon not registered: at once")
             << "daemon" << S::notRegistered << 1 << QList{Millis(0)};
+        QTest::newRow("agent registered: again half a second after its unregistration")
+            << "agent" << S::enabled << 0 << QList{Millis(500)};
         QTest::newRow("agent: once when that succeeds")
             << "agent" << S::notRegistered << 0 << QList{Millis(0)};
         QTest::newRow("agent: a retry 2 s later")

@@ -71,6 +71,28 @@ private slots:
         QCOMPARE(scene.agentQueryCount(), 2);
     }
 
+    // Refresh starts over: every status back to checking, and the pending poll
+    // dropped so that no pass overlaps the full check.
+    void refreshChecksEverythingAgainWithoutAPollBeside() {
+        SetupScene scene;
+        scene.removeLink();
+        QVERIFY(scene.appearAndSettle());
+        QVERIFY(scene.model->isPollPending());
+        const int daemonQueries = scene.daemonConnection.statusCalls;
+
+        scene.model->refresh();
+        QVERIFY(!scene.model->isPollPending());
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::checking);
+        QCOMPARE(scene.model->agentStatus(), AgentStatus::checking);
+        QCOMPARE(scene.model->neStatus(), NEStatus::checking);
+        scene.clock.advance(1s); // a poll left armed would now run beside the check
+        QVERIFY(scene.waitForReports(2));
+        QCOMPARE(scene.daemonConnection.statusCalls, daemonQueries + 1);
+        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::ok);
+        QCOMPARE(scene.model->cliStatus(), CLISymlinkStatus::missing);
+        QVERIFY(scene.model->isPollPending());
+    }
+
     // A semaphore stands for a daemon slow to answer: the main thread goes on meanwhile.
     void mainThreadNeverWaitsOnAProbe() {
         SetupScene scene;
