@@ -1,0 +1,116 @@
+#include "prompts/PromptDecider.h"
+
+#include "agent/NotificationHandler.h"
+#include "platform/Log.h"
+#include "prompts/PromptListModel.h"
+#include "prompts/PromptRule.h"
+#include "prompts/PromptStore.h"
+
+#include <QPointer>
+
+namespace zor {
+
+DecisionButton decisionButton(PromptDecider::Decision decision) {
+    using enum PromptDecider::Decision;
+    constexpr Qt::KeyboardModifiers modifiers = Qt::ControlModifier | Qt::ShiftModifier;
+    switch (decision) {
+    case allowOnce:
+        return {PolicyAction::allow,  RuleLifetime::once, "Once", "Allow once", true,
+                modifiers | Qt::Key_O};
+    case allowSession:
+        return {
+            PolicyAction::allow,  RuleLifetime::session, "Session", "Allow for the session", true,
+            modifiers | Qt::Key_S};
+    case allowAlways:
+        return {PolicyAction::allow,  RuleLifetime::always, "Always", "Allow always", false,
+                modifiers | Qt::Key_A};
+    case denySession:
+        return {
+            PolicyAction::deny,   RuleLifetime::session, "Session", "Deny for the session", true,
+            modifiers | Qt::Key_N};
+    case denyAlways:
+        return {PolicyAction::deny,   RuleLifetime::always, "Always", "Deny always", false,
+                modifiers | Qt::Key_D};
+    }
+    Q_UNREACHABLE();
+}
+
+QString actionText(PolicyAction action) {
+    switch (action) {
+    case PolicyAction::allow:
+        return QStringLiteral("allow");
+    case PolicyAction::deny:
+        return QStringLiteral("deny");
+    }
+    return {};
+}
+
+PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel,
+                             NotificationHandler& handler, QObject* parent)
+    : QObject(parent)
+    , store(store)
+    , listModel(listModel)
+    , handler(handler) {}
+
+bool PromptDecider::decide(const QString& promptId, Decision decision) {
+    const std::optional<QUuid> id = parsePromptId(promptId);
+    return id && decide(*id, decision);
+}
+
+bool PromptDecider::decide(const QUuid& id, Decision decision) {
+    const std::optional<PromptItem> item = store.prompt(id);
+    if (!item || !isEnabled(decision, item->sessionEnded, listModel.isProcessing(id)))
+        return false;
+    listModel.setProcessing(id);
+    const DecisionButton button = decisionButton(decision);
+    if (std::holds_alternative<std::monostate>(ruleForDenial(item->denial, button.action))) {
+        // Nothing the agent could write down: the prompt only goes away here.
+        store.removePrompt(id);
+        return true;
+    }
+    // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
+    handler.handlePrompt(
+        id, actionText(button.action), description(button.lifetime), item->policyPath,
+        [store = QPointer(&store), item = *item](bool success, std::optional<QString> error) {
+            if (success)
+                logger(LogCategory::promptsView)
+                    .info("Override handled for %{public}s: %{public}s",
+                          {item.denial.typeString(), item.denial.target()});
+            else
+                logger(LogCategory::promptsView)
+                    .error("Failed to handle prompt: %s",
+                           {error.value_or(QStringLiteral("unknown"))});
+            // A failure is not offered again: the prompt goes either way.
+            if (store)
+                store->removePrompt(item.id);
+        });
+    return true;
+}
+
+bool PromptDecider::isEnabled(Decision decision, bool isSessionEnded, bool isProcessing) {
+    return !isProcessing && !(decisionButton(decision).isBlockedBySessionEnd && isSessionEnded);
+}
+
+bool PromptDecider::hasOwnDisabledState(Decision decision) {
+    return decisionButton(decision).isBlockedBySessionEnd;
+}
+
+QString PromptDecider::label(Decision decision) {
+    return QString::fromLatin1(decisionButton(decision).label);
+}
+
+int PromptDecider::shortcut(Decision decision) {
+    return decisionButton(decision).shortcut.toCombined();
+}
+
+QString PromptDecider::toolTip(Decision decision, const QString& shortcutText) {
+    return QStringLiteral("%1 (%2)").arg(QString::fromLatin1(decisionButton(decision).description),
+                                         shortcutText);
+}
+
+QString PromptDecider::accessibleName(Decision decision, const QString& target) {
+    return QStringLiteral("%1: %2").arg(QString::fromLatin1(decisionButton(decision).description),
+                                        target);
+}
+
+} // namespace zor

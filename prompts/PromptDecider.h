@@ -1,0 +1,71 @@
+#pragma once
+
+#include "shared/PolicyAction.h"
+#include "shared/RuleLifetime.h"
+
+#include <QKeyCombination>
+#include <QObject>
+#include <QString>
+#include <QUuid>
+
+namespace zor {
+
+class NotificationHandler;
+class PromptListModel;
+class PromptStore;
+
+// Takes the user's decisions on prompts to the agent: checks that a rule can
+// express the denial, sends action and lifetime, and removes the prompt once
+// the agent answered, whatever the answer. Main thread only.
+class PromptDecider final : public QObject {
+    Q_OBJECT
+
+public:
+    // The five decision buttons of a row; there is no deny-once.
+    enum class Decision { allowOnce, allowSession, allowAlways, denySession, denyAlways };
+    Q_ENUM(Decision)
+
+    PromptDecider(PromptStore& store, PromptListModel& listModel, NotificationHandler& handler,
+                  QObject* parent = nullptr);
+
+    // Nothing is sent, and false returned, when the prompt is not pending or
+    // the decision is not open to it now.
+    bool decide(const QUuid& id, Decision decision);
+    Q_INVOKABLE bool decide(const QString& promptId, zor::PromptDecider::Decision decision);
+
+    // What a row's button shows; the shortcut applies to the highlighted prompt.
+    Q_INVOKABLE static bool isEnabled(zor::PromptDecider::Decision decision, bool isSessionEnded,
+                                      bool isProcessing);
+    Q_INVOKABLE static bool hasOwnDisabledState(zor::PromptDecider::Decision decision);
+    Q_INVOKABLE static QString label(zor::PromptDecider::Decision decision);
+    // A key code with modifiers, as Shortcut.sequence takes it.
+    Q_INVOKABLE static int shortcut(zor::PromptDecider::Decision decision);
+    Q_INVOKABLE static QString toolTip(zor::PromptDecider::Decision decision,
+                                       const QString& shortcutText);
+    Q_INVOKABLE static QString accessibleName(zor::PromptDecider::Decision decision,
+                                              const QString& target);
+
+private:
+    PromptStore& store;
+    PromptListModel& listModel;
+    NotificationHandler& handler;
+};
+
+// One decision button: what it sends and how it is reached.
+struct DecisionButton {
+    PolicyAction action;
+    RuleLifetime lifetime;
+    const char* label;
+    const char* description; // "Allow once"
+    // Once and Session make no sense for a session that has ended; Always does.
+    bool isBlockedBySessionEnd;
+    // Always with a modifier, so that typing into the wrong window grants nothing.
+    QKeyCombination shortcut;
+};
+
+DecisionButton decisionButton(PromptDecider::Decision decision);
+
+// "allow", "deny": the action as the agent reads it.
+QString actionText(PolicyAction action);
+
+} // namespace zor
