@@ -15,6 +15,17 @@ namespace {
 
 enum class Scenario { healthy, agentOutdated, daemonUnreachable, linkMissing };
 
+// The glyph of the status mark that shows: a check mark or an exclamation mark.
+QString markOf(const SetupScene& scene, const QString& box) {
+    QStringList shown;
+    for (const char* name : {"okMark", "problemMark"}) {
+        const QQuickItem* mark = scene.inBox(box, name);
+        if (mark->isVisible())
+            shown.append(mark->childItems().value(0)->property("text").toString());
+    }
+    return shown.join(u',');
+}
+
 void arrange(SetupScene& scene, Scenario scenario) {
     if (scenario == Scenario::agentOutdated)
         scene.makeAgentOutdated();
@@ -99,6 +110,7 @@ private slots:
             QCOMPARE(actionArea(scene, boxes[i]), actionAreas[i]);
             const bool isHealthy = actionAreas[i].isEmpty();
             QCOMPARE(scene.inBox(boxes[i], "instruction")->isVisible(), !isHealthy);
+            QCOMPARE(markOf(scene, boxes[i]), isHealthy ? "\u2713" : "!");
         }
         const bool hasBanner = scenario == Scenario::agentOutdated;
         QCOMPARE(scene.isShown("outdatedBanner"), hasBanner);
