@@ -331,6 +331,38 @@ private slots:
         QCOMPARE(listChanged.size(), 1);
     }
 
+    // Views update row by row from these signals, so each comes after the change.
+    void changeSignalsComeAfterTheChange() {
+        PromptStore store;
+        QStringList seen;
+        const auto sees = [&](const char* signal, const PromptItem& item) {
+            const std::optional<PromptItem> held = store.prompt(item.id);
+            seen.append(
+                QStringLiteral("%1 %2 held=%3 ended=%4 first=%5 count=%6")
+                    .arg(signal, item.sessionId)
+                    .arg(held.has_value())
+                    .arg(held && held->sessionEnded)
+                    .arg(!store.prompts().isEmpty() && store.prompts().first().id == item.id)
+                    .arg(store.promptCountForSession(item.sessionId)));
+        };
+        connect(&store, &PromptStore::promptAdded, this,
+                [&](const PromptItem& item) { sees("added", item); });
+        connect(&store, &PromptStore::promptRemoved, this,
+                [&](const PromptItem& item) { sees("removed", item); });
+        connect(&store, &PromptStore::promptChanged, this,
+                [&](const PromptItem& item) { sees("changed", item); });
+
+        store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
+        store.addPrompt(uuid(2), "s2", "/p", file("/a"), false); // replaces the first
+        store.markSessionEnded("s2");
+        store.removePrompt(uuid(2));
+        QCOMPARE(seen, (QStringList{"added s1 held=1 ended=0 first=1 count=1",
+                                    "removed s1 held=0 ended=0 first=0 count=0",
+                                    "added s2 held=1 ended=0 first=1 count=1",
+                                    "changed s2 held=1 ended=1 first=1 count=1",
+                                    "removed s2 held=0 ended=0 first=0 count=0"}));
+    }
+
     void derivedQueriesFollowListOrder() {
         PromptStore store;
         QCOMPARE(store.sessionPolicyName("s1"), "Unknown");
