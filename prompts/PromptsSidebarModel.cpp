@@ -106,15 +106,14 @@ void PromptsSidebarModel::rebuild() {
     beginResetModel();
     groups.clear();
     seqsByGroup = {};
-    seqByDedupeKey.clear();
+    seqsByKeyHash = {};
     shownFilter = PromptFilter::all();
     if (promptStore) {
         // Numbered oldest first, as the store numbered them.
         const QList<PromptItem> items = promptStore->prompts().toList();
-        seqByDedupeKey.reserve(items.size());
         for (auto it = items.crbegin(); it != items.crend(); ++it) {
             const quint64 seq = ++lastSeq;
-            seqByDedupeKey.insert(it->dedupeKey(), seq);
+            seqsByKeyHash.insert(qHash(it->dedupeKey()), seq);
             seqsByGroup.insert(groupKey(*it), seq);
         }
         const QList<QString> keys = seqsByGroup.keysNewestFirst();
@@ -128,7 +127,7 @@ void PromptsSidebarModel::rebuild() {
 
 void PromptsSidebarModel::add(const PromptItem& item) {
     const quint64 seq = ++lastSeq;
-    seqByDedupeKey.insert(item.dedupeKey(), seq);
+    seqsByKeyHash.insert(qHash(item.dedupeKey()), seq);
     const QString key = groupKey(item);
     const std::optional<quint64> previous = seqsByGroup.newest(key);
     seqsByGroup.insert(key, seq);
@@ -151,12 +150,20 @@ void PromptsSidebarModel::add(const PromptItem& item) {
 }
 
 void PromptsSidebarModel::remove(const PromptItem& item) {
-    const auto held = seqByDedupeKey.find(item.dedupeKey());
-    if (held == seqByDedupeKey.end())
+    const size_t keyHash = qHash(item.dedupeKey());
+    const SequenceIndex<size_t>::Seqs* held = seqsByKeyHash.find(keyHash);
+    if (!held)
         return;
-    const quint64 seq = held.value();
-    seqByDedupeKey.erase(held);
     const QString key = groupKey(item);
+    // Of colliding keys, the prompt in the item's group.
+    const SequenceIndex<QString>::Seqs* inGroup = seqsByGroup.find(key);
+    const auto found = std::find_if(held->begin(), held->end(), [inGroup](quint64 s) {
+        return inGroup && std::binary_search(inGroup->begin(), inGroup->end(), s);
+    });
+    if (found == held->end())
+        return;
+    const quint64 seq = *found;
+    seqsByKeyHash.remove(keyHash, seq);
     const int row = rowOfNewest(*seqsByGroup.newest(key));
     seqsByGroup.remove(key, seq);
     const std::optional<quint64> newest = seqsByGroup.newest(key);

@@ -6,7 +6,6 @@
 #include "prompts/SidebarGrouping.h"
 
 #include <QAbstractListModel>
-#include <QHash>
 #include <QPointer>
 #include <vector>
 
@@ -82,7 +81,9 @@ private:
     SidebarGrouping currentGrouping = SidebarGrouping::policy;
     std::vector<Group> groups; // newest first
     SequenceIndex<QString> seqsByGroup;
-    QHash<QString, quint64> seqByDedupeKey; // the store holds one prompt per key
+    // By the hash of the de-duplication key, of which the store holds one prompt
+    // each: the keys themselves are long. Colliding keys share a hash.
+    SequenceIndex<size_t> seqsByKeyHash;
     quint64 lastSeq = 0;
     PromptFilter shownFilter;
 };
