@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/AdministratorScript.h"
+
+namespace zor {
+
+// Runs AppleScript source with NSAppleScript; "with administrator privileges"
+// in the source makes the system ask for a password.
+class MacAdministratorScriptRunner final : public AdministratorScriptRunner {
+public:
+    ScriptRunResult run(const QString& source) override;
+};
+
+} // namespace zor

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/ServiceManagement.h"
+
+namespace zor {
+
+// Launch daemons and agents of the app's bundle, through SMAppService.
+class MacServiceManagement final : public ServiceManagement {
+public:
+    std::unique_ptr<AppService> daemonService(const QString& plistName) override;
+    std::unique_ptr<AppService> agentService(const QString& plistName) override;
+};
+
+} // namespace zor

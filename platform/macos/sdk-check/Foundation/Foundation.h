@@ -1,0 +1,167 @@
+// Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSString.h,
+// NSData.h, NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSThread.h,
+// NSNotification.h, NSAppleScript.h, NSXPCConnection.h.
+#pragma once
+
+#include <dispatch/dispatch.h>
+#include <objc/objc.h>
+#include <stdint.h>
+
+#define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
+#define NS_ASSUME_NONNULL_END _Pragma("clang assume_nonnull end")
+#define NS_ENUM(type, name)                                                                        \
+    enum name : type name;                                                                         \
+    enum name : type
+#define NS_OPTIONS(type, name)                                                                     \
+    enum name : type name;                                                                         \
+    enum name : type
+#define NS_TYPED_EXTENSIBLE_ENUM
+#define NS_SWIFT_NAME(name)
+#define FOUNDATION_EXPORT extern "C"
+
+NS_ASSUME_NONNULL_BEGIN
+
+typedef long NSInteger;
+typedef unsigned long NSUInteger;
+typedef double NSTimeInterval;
+
+@class NSString, NSError, NSArray<ObjectType>, NSDictionary<KeyType, ObjectType>;
+
+// NSObject.h
+@protocol NSObject
+- (BOOL)isEqual:(id)object;
+- (BOOL)isKindOfClass:(Class)aClass;
+- (BOOL)conformsToProtocol:(Protocol*)aProtocol;
+@end
+
+__attribute__((objc_root_class))
+@interface NSObject<NSObject> {
+    Class isa;
+}
++ (instancetype)alloc;
++ (instancetype)new;
++ (Class)class;
+- (instancetype)init;
+@end
+
+@protocol NSCopying
+@end
+@protocol NSSecureCoding
+@end
+
+// NSString.h
+typedef unsigned short unichar;
+
+@interface NSString : NSObject <NSCopying, NSSecureCoding>
+@property(readonly) NSUInteger length;
+- (unichar)characterAtIndex:(NSUInteger)index;
+@property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
++ (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
+@end
+
+// Literal strings of the Apple runtime.
+@interface NSConstantString : NSString
+@end
+
+// NSData.h
+@interface NSData : NSObject <NSCopying, NSSecureCoding>
+@property(readonly) NSUInteger length;
+@property(readonly) const void* bytes NS_RETURNS_INNER_POINTER;
+@end
+
+// NSError.h
+typedef NSString* NSErrorDomain;
+
+@interface NSError : NSObject <NSCopying, NSSecureCoding>
+@property(readonly, copy) NSErrorDomain domain;
+@property(readonly) NSInteger code;
+@property(readonly, copy) NSString* localizedDescription;
+@end
+
+// NSArray.h
+@interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSSecureCoding>
+@property(readonly) NSUInteger count;
+- (ObjectType)objectAtIndex:(NSUInteger)index;
++ (instancetype)arrayWithObject:(ObjectType)anObject;
++ (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects count:(NSUInteger)cnt;
+- (ObjectType)objectAtIndexedSubscript:(NSUInteger)idx;
+@end
+
+// NSDictionary.h
+@interface NSDictionary<__covariant KeyType, __covariant ObjectType>
+    : NSObject <NSCopying, NSSecureCoding>
+@property(readonly) NSUInteger count;
+- (nullable ObjectType)objectForKey:(KeyType)aKey;
+- (nullable ObjectType)objectForKeyedSubscript:(KeyType)key;
+@end
+
+// NSURL.h
+@interface NSURL : NSObject <NSCopying, NSSecureCoding>
++ (NSURL*)fileURLWithPath:(NSString*)path;
++ (nullable instancetype)URLWithString:(NSString*)URLString;
+@property(nullable, readonly, copy) NSString* scheme;
+@property(nullable, readonly, copy) NSString* absoluteString;
+@end
+
+// NSThread.h
+@interface NSThread : NSObject
+@property(class, readonly) BOOL isMainThread;
+@end
+
+// NSNotification.h
+typedef NSString* NSNotificationName NS_TYPED_EXTENSIBLE_ENUM;
+
+@interface NSNotification : NSObject <NSCopying, NSSecureCoding>
+@property(readonly, copy) NSNotificationName name;
+@property(nullable, readonly, retain) id object;
+@end
+
+@interface NSNotificationCenter : NSObject
+@property(class, readonly, strong) NSNotificationCenter* defaultCenter;
+- (id<NSObject>)addObserverForName:(nullable NSNotificationName)name
+                            object:(nullable id)obj
+                             queue:(nullable id)queue
+                        usingBlock:(void (^)(NSNotification* notification))block;
+- (void)removeObserver:(id)observer;
+@end
+
+// NSAppleEventDescriptor.h, NSAppleScript.h
+@interface NSAppleEventDescriptor : NSObject <NSCopying, NSSecureCoding>
+@end
+
+FOUNDATION_EXPORT NSString* const NSAppleScriptErrorMessage;
+
+@interface NSAppleScript : NSObject <NSCopying>
+- (nullable instancetype)initWithSource:(NSString*)source;
+- (NSAppleEventDescriptor*)executeAndReturnError:
+    (NSDictionary<NSString*, id>* _Nullable* _Nullable)errorInfo;
+@end
+
+// NSXPCConnection.h
+typedef NS_OPTIONS(NSUInteger, NSXPCConnectionOptions) {
+    NSXPCConnectionPrivileged = (1 << 12UL),
+};
+
+@interface NSXPCInterface : NSObject
++ (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol;
+@end
+
+@protocol NSXPCProxyCreating
+- (id)remoteObjectProxy;
+- (id)remoteObjectProxyWithErrorHandler:(void (^)(NSError* error))handler;
+- (id)synchronousRemoteObjectProxyWithErrorHandler:(void (^)(NSError* error))handler;
+@end
+
+@interface NSXPCConnection : NSObject <NSXPCProxyCreating>
+- (instancetype)initWithMachServiceName:(NSString*)name options:(NSXPCConnectionOptions)options;
+@property(nullable, retain) NSXPCInterface* exportedInterface;
+@property(nullable, retain) id exportedObject;
+@property(nullable, retain) NSXPCInterface* remoteObjectInterface;
+@property(nullable, readonly, retain) id remoteObjectProxy;
+@property(nullable, copy) void (^interruptionHandler)(void);
+@property(nullable, copy) void (^invalidationHandler)(void);
+- (void)resume;
+- (void)invalidate;
+@end
+
+NS_ASSUME_NONNULL_END

@@ -1,0 +1,211 @@
+#include "VirtualClock.h"
+#include "platform/macos/ExportedObjectGate.h"
+#include "platform/macos/LogFormats.h"
+#include "platform/macos/PendingCalls.h"
+#include "platform/macos/ReplyWait.h"
+#include "platform/macos/SystemValues.h"
+
+#include <QDirIterator>
+#include <QRegularExpression>
+#include <QTest>
+
+using namespace zor;
+using namespace zor::testing;
+
+namespace {
+
+struct LogFormat {
+    QString format;
+    QStringList kinds;
+};
+
+#define ZOR_TEST_FORMAT_0(f) {QStringLiteral(f), {}},
+#define ZOR_TEST_FORMAT_1(f, a) {QStringLiteral(f), {#a}},
+#define ZOR_TEST_FORMAT_2(f, a, b) {QStringLiteral(f), {#a, #b}},
+#define ZOR_TEST_FORMAT_3(f, a, b, c) {QStringLiteral(f), {#a, #b, #c}},
+const QList<LogFormat> kFormats = {
+    ZOR_LOG_FORMATS(ZOR_TEST_FORMAT_0, ZOR_TEST_FORMAT_1, ZOR_TEST_FORMAT_2, ZOR_TEST_FORMAT_3)};
+
+// The value kind each placeholder takes, as os_log reads its argument.
+QStringList placeholderKinds(const QString& format) {
+    static const QRegularExpression placeholder(QStringLiteral("%(?:\\{\\w+\\})?(l?)([sdf])"));
+    QStringList kinds;
+    for (const auto& match : placeholder.globalMatch(format)) {
+        const QString conversion = match.captured(1) + match.captured(2);
+        kinds << (conversion == u"s"    ? QStringLiteral("STR")
+                  : conversion == u"d"  ? QStringLiteral("INT")
+                  : conversion == u"ld" ? QStringLiteral("LONG")
+                  : conversion == u"f"  ? QStringLiteral("DOUBLE")
+                                        : conversion);
+    }
+    return kinds;
+}
+
+// The format literals of every log call in `source`: the string literals of
+// the first argument of .debug/.info/.error/.fault or of a `logged` helper,
+// adjacent literals joined, each branch of a conditional on its own.
+QStringList logFormatsIn(const QString& source) {
+    static const QRegularExpression call(
+        QStringLiteral("(?:\\.|->)(?:debug|info|error|fault)\\(|\\blogged\\("));
+    QStringList formats;
+    for (const auto& match : call.globalMatch(source)) {
+        int depth = 0;
+        qsizetype afterLiteral = -1;
+        for (qsizetype i = match.capturedEnd(); i < source.size(); ++i) {
+            const QChar c = source[i];
+            if (c == u'"') {
+                QString literal;
+                qsizetype j = i + 1;
+                for (; source[j] != u'"'; ++j) {
+                    if (source[j] == u'\\')
+                        literal += source[j++];
+                    literal += source[j];
+                }
+                const bool isAdjacent =
+                    afterLiteral >= 0 &&
+                    source.mid(afterLiteral, i - afterLiteral).trimmed().isEmpty();
+                if (isAdjacent)
+                    formats.last() += literal;
+                else
+                    formats << literal;
+                afterLiteral = j + 1;
+                i = j;
+            } else if (c == u'(' || c == u'[' || c == u'{') {
+                ++depth;
+            } else if (c == u')' || c == u']' || c == u'}') {
+                if (depth-- == 0)
+                    break;
+            } else if (c == u',' && depth == 0) {
+                break;
+            }
+        }
+    }
+    return formats;
+}
+
+class Callbacks final : public ZorAppCallbackProtocol {
+public:
+    void promptAddedWithPromptData(const QByteArray&) override {}
+    void promptRemovedWithPromptId(const QString& promptId) override { removed << promptId; }
+    void promptsClearedWithSessionId(const QString&) override {}
+    QStringList removed;
+};
+
+} // namespace
+
+class MacosTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void systemValuesMapToThePlatformValues() {
+        for (const auto& [raw, status] : {std::pair{0L, ServiceStatus::notRegistered},
+                                          {1L, ServiceStatus::enabled},
+                                          {2L, ServiceStatus::requiresApproval},
+                                          {3L, ServiceStatus::notFound},
+                                          {4L, ServiceStatus::notFound},
+                                          {-1L, ServiceStatus::notFound}})
+            QCOMPARE(serviceStatusFromSystem(raw), status);
+
+        QCOMPARE(requestResultFromSystem(0), RequestResult::completed);
+        QCOMPARE(requestResultFromSystem(1), RequestResult::willCompleteAfterReboot);
+        QCOMPARE(int(requestResultFromSystem(7)), 7);
+        QCOMPARE(replacementActionToSystem(ReplacementAction::replace), 1L);
+        QCOMPARE(replacementActionToSystem(ReplacementAction::cancel), 0L);
+
+        const PlatformError denied = errorFromSystem(QStringLiteral("Operation not permitted"), 1);
+        QCOMPARE(denied.localizedDescription, QStringLiteral("Operation not permitted"));
+        QCOMPARE(denied.code, 1);
+        QCOMPARE(errorFromSystem(QString(), 4).localizedDescription,
+                 QStringLiteral("Unknown error"));
+    }
+
+    void everyCallEndsOnce() {
+        PendingCalls calls;
+        QStringList ends;
+        auto onError = [&](const QString& name) {
+            return [&ends, name](const PlatformError& error) {
+                ends << name + u':' + error.localizedDescription;
+            };
+        };
+        const auto replied = calls.open(onError(QStringLiteral("replied")));
+        const auto failed = calls.open(onError(QStringLiteral("failed")));
+        const auto open = calls.open(onError(QStringLiteral("open")));
+
+        QVERIFY(calls.finish(replied));
+        calls.fail(replied, {QStringLiteral("late"), 1});
+        calls.fail(failed, {QStringLiteral("proxy"), 2});
+        QVERIFY(!calls.finish(failed));
+        // A handler may start the next call while the connection's end is reported.
+        calls.failAll({QStringLiteral("invalidated"), 4099});
+        calls.failAll({QStringLiteral("again"), 4099});
+        QVERIFY(!calls.finish(open));
+
+        QCOMPARE(ends, (QStringList{"failed:proxy", "open:invalidated"}));
+    }
+
+    void aReplyWaitTakesTheFirstEnd() {
+        VirtualClock clock;
+        ReplyWait<QString> answered;
+        answered.answer(QStringLiteral("1000"));
+        answered.fail();
+        QCOMPARE(answered.wait(clock, Millis(5000)), std::optional<QString>(u"1000"_qs));
+
+        ReplyWait<QString> failed;
+        failed.fail();
+        failed.answer(QStringLiteral("1000"));
+        QCOMPARE(failed.wait(clock, Millis(5000)), std::nullopt);
+
+        // An answer after the caller gave up goes nowhere.
+        ReplyWait<QString> late;
+        QCOMPARE(late.wait(clock, Millis(0)), std::nullopt);
+        late.answer(QStringLiteral("1000"));
+    }
+
+    void theGateStopsCallbacksOnceClosed() {
+        Callbacks callbacks;
+        ExportedObjectGate gate(callbacks);
+        gate.deliver([&](ZorAppCallbackProtocol& app) {
+            app.promptRemovedWithPromptId(QStringLiteral("a"));
+            // Closing from inside a callback must not wait for itself.
+            gate.close();
+        });
+        gate.deliver([](ZorAppCallbackProtocol& app) {
+            app.promptRemovedWithPromptId(QStringLiteral("b"));
+        });
+        QCOMPARE(callbacks.removed, QStringList{"a"});
+    }
+
+    void everyLogLineHasItsLiteralFormat() {
+        QSet<QString> tabled;
+        for (const LogFormat& entry : kFormats) {
+            QVERIFY2(!tabled.contains(entry.format), qPrintable(entry.format));
+            tabled.insert(entry.format);
+            // The literal is the line's own format, so its privacy marks stand
+            // as written; the values must fit its placeholders.
+            QCOMPARE(entry.kinds, placeholderKinds(entry.format));
+        }
+
+        QSet<QString> logged;
+        for (const char* area :
+             {"app", "agent", "prompts", "setup", "window", "platform", "shared"}) {
+            QDirIterator files(QStringLiteral(ZOR_SOURCE_DIR "/") + QLatin1String(area),
+                               {"*.cpp", "*.h", "*.mm"}, QDir::Files, QDirIterator::Subdirectories);
+            while (files.hasNext()) {
+                QFile file(files.next());
+                if (file.fileName().contains(u"/sdk-check/") || !file.open(QIODevice::ReadOnly))
+                    continue;
+                for (const QString& format : logFormatsIn(QString::fromUtf8(file.readAll())))
+                    logged.insert(format);
+            }
+        }
+        QVERIFY(logged.contains(QStringLiteral("Zor.app launched, connecting to ZorAgent")));
+        for (const QString& format : std::as_const(logged))
+            QVERIFY2(tabled.contains(format),
+                     qPrintable(u"add to platform/macos/LogFormats.h: "_qs + format));
+        for (const QString& format : std::as_const(tabled))
+            QVERIFY2(logged.contains(format), qPrintable(u"logged nowhere: "_qs + format));
+    }
+};
+
+QTEST_GUILESS_MAIN(MacosTest)
+#include "tst_macos.moc"
