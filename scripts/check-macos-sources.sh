@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 
 clangxx=${CLANGXX:-clang++}
 qt_include=${QT_INCLUDE_DIR:-$(qmake6 -query QT_INSTALL_HEADERS 2>/dev/null || echo /usr/include/x86_64-linux-gnu/qt6)}
-gcc_version=${GCC_VERSION:-12}
+gcc_version=${GCC_VERSION:-$(ls -v /usr/include/c++ | tail -n 1)}
 resource_dir=$("$clangxx" -print-resource-dir)
 
 # The x86_64 Apple target keeps glibc's 64-bit headers consistent. On Apple
@@ -58,6 +58,42 @@ for plist in "${plists[@]}"; do
         { echo "FAILED: $plist is not a property list" >&2; status=1; }
 done
 echo "parsed ${#plists[@]} property lists"
+
+# What the system and the code rely on in them.
+python3 - <<'PY' || status=1
+import plistlib, sys
+
+def load(name):
+    with open("platform/macos/bundle/" + name, "rb") as f:
+        return plistlib.load(f)
+
+problems = []
+def expect(condition, what):
+    if not condition:
+        problems.append(what)
+
+info = load("Info.plist.in")
+expect(info.get("LSMinimumSystemVersion") == "13.0", "Info.plist: LSMinimumSystemVersion 13.0")
+schemes = [s for t in info.get("CFBundleURLTypes", []) for s in t.get("CFBundleURLSchemes", [])]
+expect("zor" in schemes, "Info.plist: the zor URL scheme")
+for name, service in [("com.zorlabs.zor-daemon.plist", "com.zorlabs.zor-daemon.xpc"),
+                      ("com.zorlabs.zor.agent.plist", "com.zorlabs.zor.agent.app")]:
+    job = load(name)
+    expect(name == job.get("Label", "") + ".plist", name + ": Label matches the file name")
+    expect(job.get("BundleProgram", "").startswith("Contents/"), name + ": BundleProgram")
+    expect(service in job.get("MachServices", {}), name + ": Mach service " + service)
+    expect("com.zorlabs.zor" in job.get("AssociatedBundleIdentifiers", []),
+           name + ": associated with the app")
+entitlements = load("Zor.entitlements")
+expect(entitlements.get("com.apple.developer.system-extension.install") is True,
+       "entitlements: system-extension install")
+expect(any(v.startswith("content-filter-provider")
+           for v in entitlements.get("com.apple.developer.networking.networkextension", [])),
+       "entitlements: content filter")
+for problem in problems:
+    print("FAILED: " + problem, file=sys.stderr)
+sys.exit(1 if problems else 0)
+PY
 
 if [ "${1:-}" = "--self-test" ]; then
     # Each sample is correct but for one mistake; the check must reject each.
