@@ -8,6 +8,7 @@
 
 #include "platform/Log.h"
 #include "prompts/PromptStore.h"
+#include "prompts/PromptsSidebarModel.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QCoreApplication>
@@ -130,6 +131,45 @@ bool report(const char* what, double value, double limit, const char* unit) {
     return isMet;
 }
 
+// The session sidebar following a full store while sessions keep coming: each
+// event is the store's operation plus the model's row change.
+bool benchmarkSessionSidebar(const QByteArray& json) {
+    PromptStore store;
+    sync(store, json);
+    PromptsSidebarModel sidebar;
+    sidebar.setGrouping(SidebarGrouping::session);
+    sidebar.setStore(&store);
+    QRandomGenerator random(7);
+    std::vector<double> samples;
+    for (int n = 0; n < 3000; ++n) {
+        const PromptItem held = store.prompts().at(random.bounded(int(store.prompts().size())));
+        switch (n % 3) {
+        case 0: // a new session: a row at the top
+            samples.push_back(timeOnce(
+                [&] { store.addPrompt(sessionId(kSessions + n), held.policyPath, denialFor(n)); }));
+            break;
+        case 1: // a known session: its row moves to the top
+            samples.push_back(timeOnce([&] {
+                store.addPrompt(held.sessionId, held.policyPath, denialFor(kPrompts + n));
+            }));
+            break;
+        default: // its row moves down or goes
+            samples.push_back(timeOnce([&] { store.removePrompt(held.id); }));
+        }
+    }
+    if (sidebar.rowCount() != store.uniqueSessionIds().size() + 1)
+        return false;
+    std::sort(samples.begin(), samples.end());
+    const double p99 = samples[samples.size() * 99 / 100];
+    std::printf("  session sidebar: %lld sessions after 1,000 new ones\n",
+                qlonglong(sidebar.rowCount() - 1));
+    const bool isMedianMet =
+        report("session sidebar per add/removal (median of 3,000)", median(samples), 1000, "us");
+    const bool isTailMet =
+        report("session sidebar per add/removal (99th percentile)", p99, 1000, "us");
+    return isMedianMet && isTailMet;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -250,6 +290,8 @@ int main(int argc, char** argv) {
             return 2;
         isEveryLimitMet &= report(redraw.what, median(samples) / 1000.0, 1, "ms");
     }
+
+    isEveryLimitMet &= benchmarkSessionSidebar(json);
 
     setLogSink(nullptr);
     std::printf("%s\n", isEveryLimitMet ? "every limit met" : "a limit was missed");
