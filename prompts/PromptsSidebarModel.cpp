@@ -64,6 +64,8 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
         return shown.hasAuditLogsItem();
     case hasCopySessionIdItemRole:
         return shown.hasCopySessionIdItem();
+    case hasMenuRole:
+        return shown.hasMenu();
     default:
         return {};
     }
@@ -81,6 +83,7 @@ QHash<int, QByteArray> PromptsSidebarModel::roleNames() const {
         {hasPolicyFileItemsRole, "hasPolicyFileItems"},
         {hasAuditLogsItemRole, "hasAuditLogsItem"},
         {hasCopySessionIdItemRole, "hasCopySessionIdItem"},
+        {hasMenuRole, "hasMenu"},
     };
 }
 

@@ -39,6 +39,7 @@ public:
         hasPolicyFileItemsRole,
         hasAuditLogsItemRole,
         hasCopySessionIdItemRole,
+        hasMenuRole,
     };
 
     explicit PromptsSidebarModel(QObject* parent = nullptr);

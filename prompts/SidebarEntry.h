@@ -30,6 +30,7 @@ struct SidebarEntry {
     bool hasPolicyFileItems() const { return subtitle.has_value(); }
     bool hasAuditLogsItem() const { return subtitle && sessionId; }
     bool hasCopySessionIdItem() const { return sessionId.has_value(); }
+    bool hasMenu() const { return hasPolicyFileItems() || hasCopySessionIdItem(); }
 };
 
 } // namespace zor

@@ -171,13 +171,14 @@ void SidebarTest::entriesAndTheirMenus_data() {
     QTest::addColumn<bool>("hasPolicyFileItems");
     QTest::addColumn<bool>("hasAuditLogsItem");
     QTest::addColumn<bool>("hasCopySessionIdItem");
+    QTest::addColumn<bool>("hasMenu");
     const auto policy = SidebarGrouping::policy, session = SidebarGrouping::session;
-    QTest::newRow("all") << "" << policy << "All" << false << false << false;
+    QTest::newRow("all") << "" << policy << "All" << false << false << false << false;
     QTest::newRow("policy") << "/src/web/.zor/policy.yml" << policy << "web" << true << false
-                            << false;
-    QTest::newRow("session") << "s1" << session << "web [s1]" << true << true << true;
+                            << false << true;
+    QTest::newRow("session") << "s1" << session << "web [s1]" << true << true << true << true;
     QTest::newRow("session without prompts")
-        << "gone" << session << "Unknown [gone]" << false << false << true;
+        << "gone" << session << "Unknown [gone]" << false << false << true << true;
 }
 
 void SidebarTest::entriesAndTheirMenus() {
@@ -193,6 +194,7 @@ void SidebarTest::entriesAndTheirMenus() {
     QTEST(entry.hasPolicyFileItems(), "hasPolicyFileItems");
     QTEST(entry.hasAuditLogsItem(), "hasAuditLogsItem");
     QTEST(entry.hasCopySessionIdItem(), "hasCopySessionIdItem");
+    QTEST(entry.hasMenu(), "hasMenu");
 }
 
 void SidebarTest::menuActionsReachTheServices() {
