@@ -3,43 +3,83 @@
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/portable/PortableServices.h"
 
-// The macOS implementations replace these portable ones once they exist; this
-// file stays the only place that chooses.
+#ifdef Q_OS_MACOS
+#include "platform/macos/MacAdministratorScriptRunner.h"
+#include "platform/macos/MacClipboard.h"
+#include "platform/macos/MacFilterManager.h"
+#include "platform/macos/MacServiceManagement.h"
+#include "platform/macos/MacSystemExtensionManager.h"
+#include "platform/macos/MacWorkspace.h"
+#include "platform/macos/OsLogSink.h"
+#include "platform/macos/XpcAgentConnector.h"
+#include "platform/macos/XpcDaemonConnection.h"
+#endif
+
+// macOS gets the system's own services; other systems get portable stand-ins
+// or "not supported on this platform". This file is the only place that chooses.
 
 namespace zor {
 
 ServiceManagement& platformServiceManagement() {
+#ifdef Q_OS_MACOS
+    static MacServiceManagement instance;
+#else
     static PortableServiceManagement instance;
+#endif
     return instance;
 }
 
 SystemExtensionManager& platformSystemExtensionManager() {
+#ifdef Q_OS_MACOS
+    static MacSystemExtensionManager instance;
+#else
     static PortableSystemExtensionManager instance;
+#endif
     return instance;
 }
 
 FilterManager& platformFilterManager() {
+#ifdef Q_OS_MACOS
+    static MacFilterManager instance;
+#else
     static PortableFilterManager instance;
+#endif
     return instance;
 }
 
 DaemonConnection& platformDaemonConnection() {
+#ifdef Q_OS_MACOS
+    static XpcDaemonConnection instance;
+#else
     static UnreachableDaemonConnection instance;
+#endif
     return instance;
 }
 
 AdministratorScriptRunner& platformAdministratorScriptRunner() {
+#ifdef Q_OS_MACOS
+    static MacAdministratorScriptRunner instance;
+#else
     static PortableAdministratorScriptRunner instance;
+#endif
     return instance;
 }
 
 Workspace& platformWorkspace() {
+#ifdef Q_OS_MACOS
+    static MacWorkspace instance;
+#else
     static DesktopWorkspace instance;
+#endif
     return instance;
 }
 
 Clipboard& platformClipboard() {
+#ifdef Q_OS_MACOS
+    static MacClipboard instance;
+#else
     static GuiClipboard instance;
+#endif
     return instance;
 }
 
@@ -53,12 +93,21 @@ QString platformCommandLineToolPath() {
 }
 
 AgentConnector& platformAgentConnector() {
+#ifdef Q_OS_MACOS
+    static XpcAgentConnector instance;
+#else
     static LocalAgentConnector instance;
+#endif
     return instance;
 }
 
 LogSink* platformLogSink() {
+#ifdef Q_OS_MACOS
+    static OsLogSink sink;
+    return &sink;
+#else
     return nullptr;
+#endif
 }
 
 } // namespace zor
