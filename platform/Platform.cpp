@@ -1,7 +1,10 @@
 #include "platform/Platform.h"
 
 #include "platform/local/LocalAgentConnector.h"
+#include "platform/local/LocalSingleInstance.h"
+#include "platform/portable/PortableAppActivation.h"
 #include "platform/portable/PortableServices.h"
+#include "platform/portable/PortableWindowChrome.h"
 
 #ifdef Q_OS_MACOS
 #include "platform/macos/MacAdministratorScriptRunner.h"
@@ -92,11 +95,31 @@ QString platformCommandLineToolPath() {
     return commandLineToolBesideExecutable();
 }
 
+WindowChrome& platformWindowChrome() {
+    static PortableWindowChrome instance;
+    return instance;
+}
+
 AgentConnector& platformAgentConnector() {
 #ifdef Q_OS_MACOS
     static XpcAgentConnector instance;
 #else
     static LocalAgentConnector instance;
+#endif
+    return instance;
+}
+
+AppActivation& platformAppActivation() {
+    static PortableAppActivation instance;
+    return instance;
+}
+
+SingleInstance& platformSingleInstance() {
+#ifdef Q_OS_MACOS
+    // The system starts the app once and delivers later opens to it.
+    static SystemSingleInstance instance;
+#else
+    static LocalSingleInstance instance(systemClock());
 #endif
     return instance;
 }

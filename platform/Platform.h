@@ -6,14 +6,17 @@ namespace zor {
 
 class AdministratorScriptRunner;
 class AgentConnector;
+class AppActivation;
 class Clipboard;
 class Console;
 class DaemonConnection;
 class FilterManager;
 class LogSink;
 class ServiceManagement;
+class SingleInstance;
 class SystemExtensionManager;
 class Workspace;
+class WindowChrome;
 
 // The one place that picks the operating system's implementation of each
 // service. Each is created on first use and lives for the whole process.
@@ -27,8 +30,13 @@ Clipboard& platformClipboard();
 Console& platformConsole();
 // Where the command-line tool zor-cli lies in this installation.
 QString platformCommandLineToolPath();
+// The main window's title bar and the room the tab row leaves for its buttons.
+WindowChrome& platformWindowChrome();
 // Connections to the notification agent's service.
 AgentConnector& platformAgentConnector();
+// Bringing the app forward, and keeping it to one running app per user.
+AppActivation& platformAppActivation();
+SingleInstance& platformSingleInstance();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
 

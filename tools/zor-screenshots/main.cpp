@@ -1,12 +1,19 @@
-// Renders the setup screen offscreen, driven by a real model on fakes, into
-// one PNG file per state, for review without a Mac.
+// Renders the setup screen and the main window offscreen, driven by a real
+// setup model on fakes, into one PNG file per state, for review without a Mac.
 
 #include "SetupScene.h"
+#include "app/AppState.h"
+#include "window/MainSplitViewController.h"
+#include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
 
 #include <QDir>
 #include <QGuiApplication>
 #include <QImage>
+#include <QPalette>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
 #include <cstdio>
 #include <functional>
 
@@ -15,49 +22,164 @@ using namespace zor::testing;
 
 namespace {
 
-struct Shot {
+enum class Appearance { light, dark };
+
+// A dark palette as a system in dark mode hands it to the app.
+QPalette darkPalette() {
+    QPalette palette;
+    const QColor window(0x1e, 0x1e, 0x1e);
+    const QColor base(0x28, 0x28, 0x28);
+    const QColor text(0xf2, 0xf2, 0xf2);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::Light, QColor(0x4a, 0x4a, 0x4c));
+    palette.setColor(QPalette::Midlight, QColor(0x3e, 0x3e, 0x40));
+    palette.setColor(QPalette::Mid, QColor(0x32, 0x32, 0x34));
+    palette.setColor(QPalette::Dark, QColor(0x14, 0x14, 0x14));
+    palette.setColor(QPalette::Shadow, Qt::black);
+    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x84, 0xff));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::Link, QColor(0x41, 0x9c, 0xff));
+    palette.setColor(QPalette::PlaceholderText, QColor(0x8e, 0x8e, 0x93));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6e, 0x6e, 0x73));
+    return palette;
+}
+
+// Switches the application's palette for as long as it lives.
+class AppearanceScope {
+public:
+    explicit AppearanceScope(Appearance appearance)
+        : previous(QGuiApplication::palette()) {
+        if (appearance == Appearance::dark)
+            QGuiApplication::setPalette(darkPalette());
+    }
+    ~AppearanceScope() { QGuiApplication::setPalette(previous); }
+
+private:
+    QPalette previous;
+};
+
+struct SetupShot {
     const char* fileName;
+    Appearance appearance;
     std::function<void(SetupScene&)> arrange; // before the screen appears
     std::function<void(SetupScene&)> act;     // once the checks have settled
 };
 
-const QList<Shot>& shots() {
-    static const QList<Shot> all = {
-        {"01-all-healthy.png", [](SetupScene& s) { s.makeAllHealthy(); }, {}},
-        {"02-agent-outdated.png", [](SetupScene& s) { s.makeAgentOutdated(); }, {}},
-        {"03-daemon-unreachable.png",
+const QList<SetupShot>& setupShots() {
+    static const QList<SetupShot> all = {
+        {"setup-01-all-healthy.png",
+         Appearance::light,
+         [](SetupScene& s) { s.makeAllHealthy(); },
+         {}},
+        {"setup-02-agent-outdated.png",
+         Appearance::light,
+         [](SetupScene& s) { s.makeAgentOutdated(); },
+         {}},
+        {"setup-03-daemon-unreachable.png",
+         Appearance::light,
          [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::notRegistered); },
          {}},
-        {"04-daemon-awaiting-approval.png",
+        {"setup-04-daemon-awaiting-approval.png",
+         Appearance::light,
          [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::requiresApproval); },
          {}},
         // The restart waits on the extension's replacement, which the fake never answers.
-        {"05-restarting.png", [](SetupScene& s) { s.makeAllHealthy(); },
+        {"setup-05-restarting.png", Appearance::light, [](SetupScene& s) { s.makeAllHealthy(); },
          [](SetupScene& s) { s.click(s.item(QStringLiteral("restartButton"))); }},
+        {"setup-06-agent-outdated-dark.png",
+         Appearance::dark,
+         [](SetupScene& s) { s.makeAgentOutdated(); },
+         {}},
+        {"setup-07-daemon-awaiting-approval-dark.png",
+         Appearance::dark,
+         [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::requiresApproval); },
+         {}},
     };
     return all;
 }
 
-bool render(const Shot& shot, const QDir& outDir) {
-    SetupScene scene;
-    shot.arrange(scene);
-    if (!scene.show(640)) {
-        std::fprintf(stderr, "zor-screenshots: %s: the screen did not load\n", shot.fileName);
-        return false;
-    }
-    if (!scene.settle()) {
-        std::fprintf(stderr, "zor-screenshots: %s: the checks did not finish\n", shot.fileName);
-        return false;
-    }
-    if (shot.act)
-        shot.act(scene);
-    const QString path = outDir.filePath(QString::fromLatin1(shot.fileName));
-    if (!scene.grab().save(path)) {
+struct WindowShot {
+    const char* fileName;
+    Appearance appearance;
+    bool isHealthy;
+    std::optional<AppTab> tab; // selected once the window is up
+};
+
+const QList<WindowShot>& windowShots() {
+    static const QList<WindowShot> all = {
+        {"window-01-launch.png", Appearance::light, true, {}},
+        {"window-02-setup-unhealthy.png", Appearance::light, false, {}},
+        {"window-03-setup-unhealthy-dark.png", Appearance::dark, false, {}},
+        {"window-04-sessions.png", Appearance::light, true, AppTab::sessions},
+    };
+    return all;
+}
+
+bool save(const QImage& image, const char* fileName, const QDir& outDir) {
+    const QString path = outDir.filePath(QString::fromLatin1(fileName));
+    if (!image.save(path)) {
         std::fprintf(stderr, "zor-screenshots: cannot write %s\n", qPrintable(path));
         return false;
     }
     std::printf("%s\n", qPrintable(path));
     return true;
+}
+
+bool fail(const char* fileName, const char* what) {
+    std::fprintf(stderr, "zor-screenshots: %s: %s\n", fileName, what);
+    return false;
+}
+
+// The setup screen alone, as wide as the sidebar.
+bool render(const SetupShot& shot, const QDir& outDir) {
+    const AppearanceScope appearance(shot.appearance);
+    SetupScene scene;
+    shot.arrange(scene);
+    if (!scene.show(int(MainSplitViewController::sidebarWidth)))
+        return fail(shot.fileName, "the screen did not load");
+    if (!scene.settle())
+        return fail(shot.fileName, "the checks did not finish");
+    if (shot.act)
+        shot.act(scene);
+    return save(scene.grab(), shot.fileName, outDir);
+}
+
+// The main window as the app builds it, once its first checks and any
+// resizing they cause are over.
+bool render(const WindowShot& shot, const QDir& outDir) {
+    const AppearanceScope appearance(shot.appearance);
+    SetupScene scene;
+    if (!shot.isHealthy)
+        scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+    AppState appState;
+    MainWindow mainWindow(appState, {*scene.model});
+    mainWindow.show();
+    QQuickWindow* window = mainWindow.window();
+    if (!QTest::qWaitForWindowExposed(window))
+        return fail(shot.fileName, "the window was not shown");
+    if (!scene.settle() || !QTest::qWaitFor([&] { return appState.hasPickedInitialTab(); }))
+        return fail(shot.fileName, "the checks did not finish");
+    if (shot.tab)
+        appState.setSelectedTab(*shot.tab);
+    const int expectedWidth = appState.selectedTab() == AppTab::setup
+                                  ? int(MainSplitViewController::sidebarWidth)
+                                  : window->width();
+    const auto* detail = window->findChild<QQuickItem*>(QStringLiteral("detailPane"));
+    const bool isSettled = QTest::qWaitFor([&] {
+        return window->width() == expectedWidth &&
+               detail->isVisible() == !mainWindow.splitViewController().isDetailCollapsed();
+    });
+    if (!isSettled)
+        return fail(shot.fileName, "the window did not reach its size");
+    return save(window->grabWindow(), shot.fileName, outDir);
 }
 
 } // namespace
@@ -81,7 +203,9 @@ int main(int argc, char** argv) {
         return 1;
     }
     bool isComplete = true;
-    for (const Shot& shot : shots())
+    for (const SetupShot& shot : setupShots())
+        isComplete = render(shot, outDir) && isComplete;
+    for (const WindowShot& shot : windowShots())
         isComplete = render(shot, outDir) && isComplete;
     return isComplete ? 0 : 1;
 }

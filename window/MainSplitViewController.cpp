@@ -1,0 +1,84 @@
+#include "window/MainSplitViewController.h"
+
+#include "app/AppState.h"
+#include "platform/MainThread.h"
+
+namespace zor {
+
+MainSplitViewController::MainSplitViewController(AppState& appState, QObject* parent)
+    : QObject(parent)
+    , appState(appState) {
+    requireMainThread("MainSplitViewController");
+    // Applied in a later turn, once whoever changed the tab is done with it.
+    connect(&appState, &AppState::selectedTabChanged, this,
+            &MainSplitViewController::followSelectedTab, Qt::QueuedConnection);
+}
+
+void MainSplitViewController::setDividerThickness(qreal thickness) {
+    if (divider == thickness)
+        return;
+    divider = thickness;
+    emit dividerThicknessChanged();
+}
+
+void MainSplitViewController::reportPaneWidths(qreal sidebar, qreal detail) {
+    sidebarMeasured = sidebar;
+    detailMeasured = detail;
+}
+
+void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
+    frame = windowFrame;
+}
+
+void MainSplitViewController::finishAnimation() {
+    if (!isShowingDetail)
+        return;
+    isShowingDetail = false;
+    QMetaObject::invokeMethod(
+        this, [this] { setCanCollapse(false); }, Qt::QueuedConnection);
+}
+
+void MainSplitViewController::followSelectedTab() {
+    requireMainThread("MainSplitViewController::followSelectedTab");
+    // No window yet: nothing to resize.
+    if (!frame.isValid())
+        return;
+    const bool isSetup = appState.selectedTab() == AppTab::setup;
+    if (!isSetup && isCollapsed) {
+        isShowingDetail = true;
+        setCollapsed(false);
+        requestAnimation(frame.width() + savedWidth + divider, false);
+    } else if (isSetup && !isCollapsed) {
+        if (detailMeasured > 0 && savedWidth != detailMeasured) {
+            savedWidth = detailMeasured;
+            emit savedDetailWidthChanged();
+        }
+        const qreal sidebar = sidebarMeasured > 0 ? sidebarMeasured : sidebarWidth;
+        isShowingDetail = false;
+        setCanCollapse(true);
+        setCollapsed(true);
+        requestAnimation(sidebar, true);
+    }
+}
+
+void MainSplitViewController::setCollapsed(bool isCollapsedNow) {
+    if (isCollapsed == isCollapsedNow)
+        return;
+    isCollapsed = isCollapsedNow;
+    emit detailCollapsedChanged();
+}
+
+void MainSplitViewController::setCanCollapse(bool isAllowed) {
+    if (canCollapse == isAllowed)
+        return;
+    canCollapse = isAllowed;
+    emit canDetailCollapseChanged();
+}
+
+void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {
+    // Only the width changes: the window keeps its top-left corner.
+    const QRectF target(frame.topLeft(), QSizeF(windowWidth, frame.height()));
+    emit animationRequested(target, isCollapsing, animationMilliseconds);
+}
+
+} // namespace zor

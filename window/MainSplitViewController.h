@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QObject>
+#include <QRectF>
+
+namespace zor {
+
+class AppState;
+
+// The geometry of the main window's two panes. On the setup tab the detail
+// pane folds away and the window shrinks to the sidebar; on the prompt tabs
+// the pane comes back at the width it had and the window grows by as much.
+// The view reports what it measures and plays the animations asked of it.
+class MainSplitViewController final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isDetailCollapsed READ isDetailCollapsed NOTIFY detailCollapsedChanged)
+    Q_PROPERTY(bool canDetailCollapse READ canDetailCollapse NOTIFY canDetailCollapseChanged)
+    Q_PROPERTY(qreal savedDetailWidth READ savedDetailWidth NOTIFY savedDetailWidthChanged)
+    Q_PROPERTY(qreal dividerThickness READ dividerThickness WRITE setDividerThickness NOTIFY
+                   dividerThicknessChanged)
+    Q_PROPERTY(qreal sidebarMinimumWidth READ sidebarMinimumWidth CONSTANT)
+    Q_PROPERTY(qreal detailMinimumWidth READ detailMinimumWidth CONSTANT)
+    Q_PROPERTY(int animationDuration READ animationDuration CONSTANT)
+
+public:
+    // The sidebar's minimum, and the window's width without the detail pane
+    // when the sidebar has not been measured.
+    static constexpr qreal sidebarWidth = 340;
+    static constexpr qreal detailWidth = 420;
+    static constexpr int animationMilliseconds = 250;
+
+    explicit MainSplitViewController(AppState& appState, QObject* parent = nullptr);
+
+    bool isDetailCollapsed() const { return isCollapsed; }
+    // While the pane folds away or comes back it may be narrower than its minimum.
+    bool canDetailCollapse() const { return canCollapse; }
+    qreal savedDetailWidth() const { return savedWidth; }
+    qreal dividerThickness() const { return divider; }
+    void setDividerThickness(qreal thickness);
+    qreal sidebarMinimumWidth() const { return sidebarWidth; }
+    qreal detailMinimumWidth() const { return detailWidth; }
+    int animationDuration() const { return animationMilliseconds; }
+
+    // What the view measures, whenever it changes.
+    Q_INVOKABLE void reportPaneWidths(qreal sidebar, qreal detail);
+    Q_INVOKABLE void reportWindowFrame(const QRectF& frame);
+    // The view has played the animation last asked for to its end.
+    Q_INVOKABLE void finishAnimation();
+
+signals:
+    void detailCollapsedChanged();
+    void canDetailCollapseChanged();
+    void savedDetailWidthChanged();
+    void dividerThicknessChanged();
+    // Move the window to `targetFrame` and fold or unfold the detail pane,
+    // together, over `durationMilliseconds` with ease-in-out timing.
+    void animationRequested(const QRectF& targetFrame, bool isCollapsing, int durationMilliseconds);
+
+private:
+    void followSelectedTab();
+    void setCollapsed(bool isCollapsedNow);
+    void setCanCollapse(bool isAllowed);
+    void requestAnimation(qreal windowWidth, bool isCollapsing);
+
+    AppState& appState;
+    bool isCollapsed = false;
+    bool canCollapse = false;
+    // The last animation brings the pane back: it may not shrink below its minimum once it ends.
+    bool isShowingDetail = false;
+    qreal savedWidth = detailWidth;
+    qreal divider = 1;
+    qreal sidebarMeasured = 0; // 0 until the view reports
+    qreal detailMeasured = 0;
+    QRectF frame;
+};
+
+} // namespace zor

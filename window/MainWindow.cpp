@@ -1,0 +1,72 @@
+#include "window/MainWindow.h"
+
+#include "app/AppState.h"
+#include "platform/MainThread.h"
+#include "platform/WindowChrome.h"
+#include "setup/SetupModel.h"
+#include "window/MainSplitViewController.h"
+#include "window/qml/QuickViews.h"
+
+#include <QPointer>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QScreen>
+
+namespace zor {
+
+namespace {
+
+constexpr QSize launchSize(700, 500);
+
+} // namespace
+
+MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject* parent)
+    : QObject(parent)
+    , engine(std::make_unique<QQmlEngine>())
+    , splitController(new MainSplitViewController(appState, this)) {
+    requireMainThread("MainWindow");
+    // The setup screen's first report picks the tab the window opens on.
+    services.setupModel.setOnStatusChange([state = QPointer<AppState>(&appState)](bool isHealthy) {
+        if (state)
+            state->pickInitialTab(isHealthy);
+    });
+
+    prepareZorEngine(*engine);
+    QQmlComponent component(engine.get(),
+                            QUrl(QStringLiteral("qrc:/qt/qml/Zor/window/MainWindow.qml")));
+    QObject* root = component.createWithInitialProperties(
+        {{QStringLiteral("appState"), QVariant::fromValue(&appState)},
+         {QStringLiteral("setupModel"), QVariant::fromValue(&services.setupModel)},
+         {QStringLiteral("splitController"), QVariant::fromValue(splitController)},
+         {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()}});
+    quickWindow.reset(qobject_cast<QQuickWindow*>(root));
+    // The window's views are part of the app: without them it cannot run.
+    if (!quickWindow)
+        qFatal("MainWindow: %s", qPrintable(component.errorString()));
+    services.windowChrome.styleMainWindow(*quickWindow);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::show() {
+    requireMainThread("MainWindow::show");
+    QRect geometry(QPoint(), launchSize);
+    if (const QScreen* screen = quickWindow->screen())
+        geometry.moveCenter(screen->availableGeometry().center());
+    quickWindow->setGeometry(geometry);
+    quickWindow->show();
+    quickWindow->raise();
+    quickWindow->requestActivate();
+}
+
+void MainWindow::bringBack() {
+    requireMainThread("MainWindow::bringBack");
+    if (quickWindow->windowStates() & Qt::WindowMinimized)
+        quickWindow->showNormal();
+    else
+        quickWindow->show();
+    quickWindow->raise();
+    quickWindow->requestActivate();
+}
+
+} // namespace zor

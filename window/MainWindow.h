@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/Platform.h"
+
+#include <QObject>
+#include <QQuickWindow>
+#include <memory>
+
+class QQmlEngine;
+
+namespace zor {
+
+class AppState;
+class MainSplitViewController;
+class SetupModel;
+class WindowChrome;
+
+// What the window's views act on.
+struct MainWindowServices {
+    SetupModel& setupModel;
+    WindowChrome& windowChrome = platformWindowChrome();
+};
+
+// The app's one window: the tab sidebar beside the detail pane. It lives as
+// long as this object; closing it only hides it.
+class MainWindow final : public QObject {
+    Q_OBJECT
+
+public:
+    MainWindow(AppState& appState, MainWindowServices services, QObject* parent = nullptr);
+    ~MainWindow() override;
+
+    // Exists from construction on, not yet shown.
+    QQuickWindow* window() const { return quickWindow.get(); }
+    MainSplitViewController& splitViewController() { return *splitController; }
+
+    // At launch: 700 x 500, centred on its screen, shown, key and in front.
+    void show();
+    // On reopen: shown again, restored if minimised, in front and active.
+    void bringBack();
+
+private:
+    std::unique_ptr<QQmlEngine> engine;
+    MainSplitViewController* const splitController;
+    // Goes before the engine that runs its bindings.
+    std::unique_ptr<QQuickWindow> quickWindow;
+};
+
+} // namespace zor

@@ -1,0 +1,111 @@
+import QtQuick
+import QtQuick.Controls
+import Zor
+
+// The app's one window: the tab sidebar, and beside it the detail pane that
+// folds away on the setup tab. The controller decides every size; this file
+// reports what it measures and plays the animations asked of it.
+ApplicationWindow {
+    id: window
+
+    required property QtObject appState
+    required property SetupModel setupModel
+    required property MainSplitViewController splitController
+    required property real tabRowLeadingPadding
+
+    readonly property real dividerThickness: 1
+    readonly property rect frame: Qt.rect(x, y, width, height)
+    readonly property size paneWidths: Qt.size(sidebar.width, detail.width)
+
+    objectName: "mainWindow"
+    title: "Zor"
+    width: 700
+    height: 500
+    minimumWidth: splitController.sidebarMinimumWidth
+    minimumHeight: 300
+
+    onFrameChanged: splitController.reportWindowFrame(frame)
+    onPaneWidthsChanged: splitController.reportPaneWidths(paneWidths.width, paneWidths.height)
+    Component.onCompleted: {
+        splitController.dividerThickness = dividerThickness;
+        splitController.reportWindowFrame(frame);
+        splitController.reportPaneWidths(paneWidths.width, paneWidths.height);
+    }
+
+    ParallelAnimation {
+        id: resize
+
+        onFinished: window.splitController.finishAnimation()
+
+        NumberAnimation {
+            id: widthAnimation
+
+            target: window
+            property: "width"
+            easing.type: Easing.Bezier
+            // Ease in, ease out.
+            easing.bezierCurve: [0.42, 0, 0.58, 1, 1, 1]
+        }
+
+        NumberAnimation {
+            id: heightAnimation
+
+            target: window
+            property: "height"
+            easing: widthAnimation.easing
+        }
+    }
+
+    Connections {
+        target: window.splitController
+
+        // The window keeps its top-left corner: only its size moves.
+        function onAnimationRequested(targetFrame, isCollapsing, durationMilliseconds) {
+            resize.stop();
+            widthAnimation.to = targetFrame.width;
+            widthAnimation.duration = durationMilliseconds;
+            heightAnimation.to = targetFrame.height;
+            heightAnimation.duration = durationMilliseconds;
+            resize.start();
+        }
+    }
+
+    SplitView {
+        id: split
+
+        anchors.fill: parent
+        orientation: Qt.Horizontal
+
+        handle: Rectangle {
+            implicitWidth: window.dividerThickness
+            color: window.palette.mid
+        }
+
+        SidebarContentView {
+            id: sidebar
+
+            objectName: "sidebar"
+            SplitView.minimumWidth: window.splitController.sidebarMinimumWidth
+            SplitView.preferredWidth: window.splitController.sidebarMinimumWidth
+            appState: window.appState
+            setupModel: window.setupModel
+            leadingPadding: window.tabRowLeadingPadding
+        }
+
+        Item {
+            id: detail
+
+            objectName: "detailPane"
+            SplitView.fillWidth: true
+            SplitView.minimumWidth: window.splitController.canDetailCollapse
+                                    ? 0 : window.splitController.detailMinimumWidth
+            visible: !window.splitController.isDetailCollapsed || resize.running
+            clip: true
+
+            PromptsPlaceholder {
+                anchors.fill: parent
+                title: "Prompts"
+            }
+        }
+    }
+}

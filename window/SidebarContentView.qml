@@ -1,0 +1,82 @@
+import QtQuick
+import QtQuick.Layouts
+import Zor
+
+// The sidebar pane: the tab row, and below it the selected tab's content.
+// The setup screen stays alive on every tab so that its checks run from launch.
+Rectangle {
+    id: sidebar
+
+    required property QtObject appState
+    required property SetupModel setupModel
+    // The room left at the row's leading end for the window's own buttons.
+    required property real leadingPadding
+
+    readonly property bool isSetupSelected: appState.selectedTab === AppTab.setup
+
+    color: SetupTheme.windowBackground
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        RowLayout {
+            objectName: "tabRow"
+            Layout.fillWidth: true
+            Layout.preferredHeight: 28
+            Layout.leftMargin: sidebar.leadingPadding
+            Layout.rightMargin: 20
+            Layout.topMargin: 14
+            Layout.bottomMargin: 20
+            spacing: 4
+
+            TabButton {
+                objectName: "policiesTab"
+                text: "Policies"
+                isSelected: sidebar.appState.selectedTab === AppTab.policies
+                onClicked: sidebar.appState.selectedTab = AppTab.policies
+            }
+
+            TabButton {
+                objectName: "sessionsTab"
+                text: "Sessions"
+                isSelected: sidebar.appState.selectedTab === AppTab.sessions
+                onClicked: sidebar.appState.selectedTab = AppTab.sessions
+            }
+
+            TabButton {
+                objectName: "setupTab"
+                text: "Setup"
+                isSelected: sidebar.isSetupSelected
+                onClicked: sidebar.appState.selectedTab = AppTab.setup
+            }
+
+            Item {
+                Layout.fillWidth: true
+            }
+        }
+
+        Item {
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            clip: true
+
+            // Invisible rather than gone: it counts as shown, and keeps polling.
+            SetupView {
+                anchors.fill: parent
+                model: sidebar.setupModel
+                opacity: sidebar.isSetupSelected ? 1 : 0
+                enabled: sidebar.isSetupSelected
+                Accessible.ignored: !sidebar.isSetupSelected
+            }
+
+            PromptsPlaceholder {
+                objectName: "promptsSidebar"
+                anchors.fill: parent
+                visible: !sidebar.isSetupSelected
+                title: sidebar.appState.selectedTab === AppTab.sessions ? "Prompts by session"
+                                                                           : "Prompts by policy"
+            }
+        }
+    }
+}
