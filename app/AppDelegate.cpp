@@ -2,16 +2,27 @@
 
 #include "agent/NotificationHandler.h"
 #include "app/AppState.h"
+#include "app/PromptUrl.h"
+#include "platform/AppActivation.h"
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+#include "window/MainWindow.h"
+#include "window/WindowManager.h"
 
 namespace zor {
 
-AppDelegate::AppDelegate(NotificationHandler& notificationHandler, QObject* parent)
+AppDelegate::AppDelegate(AppDelegateServices services, QObject* parent)
     : QObject(parent)
-    , notificationHandler(notificationHandler)
+    , notificationHandler(services.notificationHandler)
+    , activation(services.activation)
+    , makeMainWindow(std::move(services.makeMainWindow))
     , state(new AppState(this)) {
     requireMainThread("AppDelegate");
+}
+
+// The window's views read the app state: they go first.
+AppDelegate::~AppDelegate() {
+    window.reset();
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
@@ -19,13 +30,60 @@ void AppDelegate::applicationDidFinishLaunching() {
     // The link starts before any window exists.
     notificationHandler.setAppState(state);
     notificationHandler.connect();
+    window = makeMainWindow(*state);
+    WindowManager::shared().setMainWindow(window.get());
+    window->show();
     logger(LogCategory::app).info("Zor.app launched, connecting to ZorAgent");
+}
+
+bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
+    requireMainThread("AppDelegate::applicationShouldHandleReopen");
+    if (!hasVisibleWindows) {
+        activation.activateIgnoringOtherApps();
+        bringBackMainWindow();
+    }
+    return true;
+}
+
+void AppDelegate::openUrls(const QStringList& urls) {
+    requireMainThread("AppDelegate::openUrls");
+    for (const QString& url : urls) {
+        const std::optional<QUuid> promptId = promptIdFromUrl(url);
+        if (!promptId)
+            continue;
+        activateApp();
+        state->navigateToPrompt(*promptId);
+    }
 }
 
 void AppDelegate::applicationWillTerminate() {
     requireMainThread("AppDelegate::applicationWillTerminate");
+    if (hasTerminated)
+        return;
+    hasTerminated = true;
     // No reconnect may start while the process ends.
     notificationHandler.disconnect();
+}
+
+void AppDelegate::handleLaterStart(const QStringList& arguments) {
+    requireMainThread("AppDelegate::handleLaterStart");
+    // Starting the app again is how one asks for its window where there is no
+    // Dock, and whether it is buried under others cannot be told from here.
+    if (arguments.isEmpty())
+        applicationShouldHandleReopen(false);
+    else
+        openUrls(arguments);
+}
+
+void AppDelegate::activateApp() {
+    // Where only windows can be activated, the main window stands for the app.
+    if (!activation.activateIgnoringOtherApps())
+        bringBackMainWindow();
+}
+
+void AppDelegate::bringBackMainWindow() {
+    if (MainWindow* mainWindow = WindowManager::shared().mainWindow())
+        mainWindow->bringBack();
 }
 
 } // namespace zor

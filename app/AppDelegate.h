@@ -1,28 +1,62 @@
 #pragma once
 
 #include <QObject>
+#include <QStringList>
+#include <functional>
+#include <memory>
 
 namespace zor {
 
+class AppActivation;
 class AppState;
+class MainWindow;
 class NotificationHandler;
 
-// The windowed application's delegate: owns the app state, starts the agent
-// link when launch finishes and ends it when the application terminates.
+// Builds the main window for the app state; the window owns whatever it needs
+// that outlives it, such as the setup screen's model.
+using MainWindowFactory = std::function<std::unique_ptr<MainWindow>(AppState&)>;
+
+struct AppDelegateServices {
+    NotificationHandler& notificationHandler;
+    AppActivation& activation;
+    MainWindowFactory makeMainWindow;
+};
+
+// The windowed application's delegate: owns the app state and the main
+// window, starts the agent link when launch finishes and ends it when the
+// application terminates, brings the window back on reopen, and answers the
+// app's zor://prompt/ links. Main thread only.
 class AppDelegate final : public QObject {
     Q_OBJECT
 
 public:
-    explicit AppDelegate(NotificationHandler& notificationHandler, QObject* parent = nullptr);
+    explicit AppDelegate(AppDelegateServices services, QObject* parent = nullptr);
+    ~AppDelegate() override;
 
     AppState* appState() const { return state; }
+    MainWindow* mainWindow() const { return window.get(); }
 
     void applicationDidFinishLaunching();
+    // Always true: the app handles reopening itself.
+    bool applicationShouldHandleReopen(bool hasVisibleWindows);
+    // Each text in order; only zor://prompt/<UUID> links do anything.
+    void openUrls(const QStringList& urls);
     void applicationWillTerminate();
 
+    // Another start of the app handed over its arguments: its links, or with
+    // none, the wish to see the window.
+    void handleLaterStart(const QStringList& arguments);
+
 private:
+    void activateApp();
+    void bringBackMainWindow();
+
     NotificationHandler& notificationHandler;
+    AppActivation& activation;
+    MainWindowFactory makeMainWindow;
     AppState* const state;
+    std::unique_ptr<MainWindow> window;
+    bool hasTerminated = false;
 };
 
 } // namespace zor

@@ -2,22 +2,64 @@
 
 #include "agent/NotificationHandler.h"
 #include "app/AppDelegate.h"
+#include "app/UrlReceiver.h"
+#include "platform/Platform.h"
+#include "platform/SingleInstance.h"
+#include "setup/DaemonClient.h"
+#include "setup/SetupModel.h"
+#include "window/MainWindow.h"
+#include "window/qml/QuickViews.h"
 
 #include <QGuiApplication>
+#include <QPointer>
 
 namespace zor {
+
+namespace {
+
+// The window on the system's services; the setup screen's model goes with it.
+std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
+    NotificationHandler& agent = NotificationHandler::shared();
+    auto* setupModel = new SetupModel(
+        systemClock(), platformServiceManagement(), platformSystemExtensionManager(),
+        platformFilterManager(), DaemonClient::shared(), platformAdministratorScriptRunner(),
+        platformWorkspace(), [&agent] { return agent.getBuildNumber(); });
+    auto window = std::make_unique<MainWindow>(appState, MainWindowServices{*setupModel});
+    setupModel->setParent(window.get());
+    return window;
+}
+
+} // namespace
 
 int runWindowedApplication(int argc, char** argv) {
     QGuiApplication app(argc, argv);
     // The application opens no window of its own, and keeps running when none is open.
     app.setQuitOnLastWindowClosed(false);
 
-    AppDelegate delegate(NotificationHandler::shared());
+    // Links given at start; anything else among the arguments is ignored by the delegate.
+    const QStringList arguments = app.arguments().mid(1);
+    QPointer<AppDelegate> running;
+    const auto role = platformSingleInstance().start(arguments, [&running](const QStringList& a) {
+        if (running)
+            running->handleLaterStart(a);
+    });
+    if (role == SingleInstance::Role::handedOver)
+        return 0;
+
+    useDesktopControlsStyle();
+    AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});
+    running = &delegate;
+    UrlReceiver urlReceiver(delegate, systemClock());
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate,
                      &AppDelegate::applicationWillTerminate);
     // Launch has finished once the event loop runs.
-    QMetaObject::invokeMethod(&delegate, &AppDelegate::applicationDidFinishLaunching,
-                              Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &delegate,
+        [&delegate, arguments] {
+            delegate.applicationDidFinishLaunching();
+            delegate.openUrls(arguments);
+        },
+        Qt::QueuedConnection);
     return app.exec();
 }
 

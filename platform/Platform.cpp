@@ -1,6 +1,8 @@
 #include "platform/Platform.h"
 
 #include "platform/local/LocalAgentConnector.h"
+#include "platform/local/LocalSingleInstance.h"
+#include "platform/portable/PortableAppActivation.h"
 #include "platform/portable/PortableServices.h"
 #include "platform/portable/PortableWindowChrome.h"
 
@@ -103,6 +105,21 @@ AgentConnector& platformAgentConnector() {
     static XpcAgentConnector instance;
 #else
     static LocalAgentConnector instance;
+#endif
+    return instance;
+}
+
+AppActivation& platformAppActivation() {
+    static PortableAppActivation instance;
+    return instance;
+}
+
+SingleInstance& platformSingleInstance() {
+#ifdef Q_OS_MACOS
+    // The system starts the app once and delivers later opens to it.
+    static SystemSingleInstance instance;
+#else
+    static LocalSingleInstance instance(systemClock());
 #endif
     return instance;
 }

@@ -6,12 +6,14 @@ namespace zor {
 
 class AdministratorScriptRunner;
 class AgentConnector;
+class AppActivation;
 class Clipboard;
 class Console;
 class DaemonConnection;
 class FilterManager;
 class LogSink;
 class ServiceManagement;
+class SingleInstance;
 class SystemExtensionManager;
 class Workspace;
 class WindowChrome;
@@ -32,6 +34,9 @@ QString platformCommandLineToolPath();
 WindowChrome& platformWindowChrome();
 // Connections to the notification agent's service.
 AgentConnector& platformAgentConnector();
+// Bringing the app forward, and keeping it to one running app per user.
+AppActivation& platformAppActivation();
+SingleInstance& platformSingleInstance();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
 

@@ -4,7 +4,6 @@
 #include "LogCapture.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
-#include "app/AppDelegate.h"
 #include "app/AppState.h"
 #include "shared/SerializablePromptItem.h"
 
@@ -488,24 +487,6 @@ private slots:
         QVERIFY2(child.hasCrashed, child.output.constData());
         QVERIFY2(child.output.contains("getBuildNumber must not be called on the main thread"),
                  child.output.constData());
-    }
-
-    void launchConnectsTheAgentLinkAndTerminationEndsIt() {
-        AppDelegate delegate(*handler);
-        delegate.applicationDidFinishLaunching();
-        QCOMPARE(handler->appState(), delegate.appState());
-        QCOMPARE(log->messages(), (QStringList{"Connected to ZorAgent",
-                                               "Zor.app launched, connecting to ZorAgent"}));
-        const auto connection = connector->connections.last();
-        connection->replyToPrompts(SerializablePromptItem::listToJson({record(kIdA, "s1")}));
-        settle();
-        QCOMPARE(delegate.appState()->promptStore()->prompts().size(), 1);
-
-        delegate.applicationWillTerminate();
-        settle();
-        QCOMPARE(connection->invalidateCount(), 1);
-        QVERIFY(!log->contains("ZorAgent connection invalidated"));
-        QCOMPARE(clock->pendingTimerCount(), 0);
     }
 };
 

@@ -424,5 +424,7 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(AppTest)
+std::unique_ptr<QObject> makeHeadlessAppTest() {
+    return std::make_unique<AppTest>();
+}
 #include "tst_app.moc"

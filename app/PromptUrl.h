@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QStringView>
+#include <QUuid>
+#include <optional>
+
+namespace zor {
+
+// Longer texts are not links the app hands out, wherever they come from.
+inline constexpr qsizetype kMaxUrlLength = 2048;
+
+// The prompt a zor://prompt/<UUID> link names, judged on the text as it came:
+// the scheme exactly "zor", the host exactly "prompt", and a first path
+// component that is a UUID in its standard form (no braces, no escapes).
+// Further path components, a query and a fragment are ignored.
+std::optional<QUuid> promptIdFromUrl(QStringView url);
+
+} // namespace zor

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QStringList>
+#include <functional>
+
+namespace zor {
+
+// Keeps one running app per user: a later start hands its arguments to the
+// running app and ends.
+class SingleInstance {
+public:
+    enum class Role {
+        running,    // this process is the app; later starts reach it
+        handedOver, // another process is the app and has the arguments; end quietly
+    };
+    using Receiver = std::function<void(const QStringList& arguments)>;
+
+    virtual ~SingleInstance() = default;
+
+    // Called once, on the main thread, before any window exists. When this
+    // process runs the app, `receiver` gets, on the main thread, the arguments
+    // of each later start; it must treat them as untrusted text.
+    virtual Role start(const QStringList& arguments, Receiver receiver) = 0;
+};
+
+// Where the system itself starts the app only once and delivers later opens
+// to it, every process runs the app.
+class SystemSingleInstance final : public SingleInstance {
+public:
+    Role start(const QStringList&, Receiver) override { return Role::running; }
+};
+
+} // namespace zor

@@ -1,0 +1,16 @@
+#include <QGuiApplication>
+#include <QTest>
+#include <memory>
+
+// The headless registration and the windowed shell include declarations that
+// cannot share a translation unit, so the area's tests are two classes.
+std::unique_ptr<QObject> makeHeadlessAppTest();
+std::unique_ptr<QObject> makeAppShellTest();
+
+int main(int argc, char** argv) {
+    QGuiApplication app(argc, argv);
+    int failures = 0;
+    for (const auto& test : {makeHeadlessAppTest(), makeAppShellTest()})
+        failures += QTest::qExec(test.get(), argc, argv);
+    return failures;
+}

@@ -1,0 +1,372 @@
+#include "FakeAgentConnection.h"
+#include "LogCapture.h"
+#include "SetupScene.h"
+#include "VirtualClock.h"
+#include "agent/NotificationHandler.h"
+#include "app/AppDelegate.h"
+#include "app/AppState.h"
+#include "app/PromptUrl.h"
+#include "app/UrlDeliveryFilter.h"
+#include "app/UrlReceiver.h"
+#include "platform/AppActivation.h"
+#include "platform/local/LocalSingleInstance.h"
+#include "window/MainWindow.h"
+#include "window/WindowManager.h"
+
+#include <QDesktopServices>
+#include <QFileOpenEvent>
+#include <QProcess>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace zor;
+using namespace zor::testing;
+
+Q_DECLARE_METATYPE(UrlDeliveryFilter::Route)
+
+namespace {
+
+const QString kIdA = QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438");
+const QString kIdB = QStringLiteral("d23f0824-128b-4f33-8c5c-7fd0a6a3a450");
+const QString kIdC = QStringLiteral("9531985d-5d9d-49f8-9818-e811892f902b");
+
+QString promptLink(const QString& id) {
+    return QStringLiteral("zor://prompt/") + id;
+}
+
+class FakeActivation final : public AppActivation {
+public:
+    bool activateIgnoringOtherApps() override {
+        ++count;
+        return isSupported;
+    }
+    int count = 0;
+    bool isSupported = true;
+};
+
+// The app delegate on fakes: the agent link on a fake queue, the setup screen
+// on a scene that starts healthy.
+struct Shell {
+    VirtualClock clock;
+    FakeQueue queue;
+    FakeAgentConnector connector{queue};
+    NotificationHandler handler{connector, clock};
+    FakeActivation activation;
+    SetupScene scene;
+    AppDelegate delegate{{handler, activation, [this](AppState& state) {
+                              return std::make_unique<MainWindow>(state,
+                                                                  MainWindowServices{*scene.model});
+                          }}};
+
+    AppState& state() { return *delegate.appState(); }
+    PromptStore& store() { return *state().promptStore(); }
+    QQuickWindow* window() { return delegate.mainWindow()->window(); }
+
+    void addPrompt(const QString& id, const QString& session) {
+        store().addPrompt(QUuid::fromString(id), session, "/p/.zor/policy.yml",
+                          FileDenial{"/tmp/" + id, "write", "vim"}, false);
+    }
+    void settleChecks() {
+        const SetupModel& model = *scene.model;
+        QTRY_VERIFY(model.daemonStatus() != DaemonStatus::checking &&
+                    model.agentStatus() != AgentStatus::checking &&
+                    model.neStatus() != NEStatus::checking);
+    }
+};
+
+} // namespace
+
+// The windowed app's shell: its delegate, its window and the links it answers.
+class AppShellTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        // As in the app: closing the window must not end the run.
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+    }
+
+    void promptLinks_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("id"); // empty when the link is ignored
+
+        const QString upper = kIdA.toUpper();
+        QTest::newRow("standard") << promptLink(kIdA) << kIdA;
+        QTest::newRow("upper-case UUID") << promptLink(upper) << kIdA;
+        QTest::newRow("further components") << promptLink(kIdA) + "/rule/2" << kIdA;
+        QTest::newRow("query and fragment") << promptLink(kIdA) + "?from=cli#top" << kIdA;
+        QTest::newRow("upper-case scheme") << "ZOR://prompt/" + kIdA << "";
+        QTest::newRow("mixed-case host") << "zor://Prompt/" + kIdA << "";
+        QTest::newRow("braces") << "zor://prompt/{" + kIdA + "}"
+                                << "";
+        QTest::newRow("no path") << "zor://prompt"
+                                 << "";
+        QTest::newRow("root only") << "zor://prompt/"
+                                   << "";
+        QTest::newRow("not a UUID") << "zor://prompt/latest"
+                                    << "";
+        QTest::newRow("UUID without dashes") << promptLink(QString(kIdA).remove(u'-')) << "";
+        QTest::newRow("other host") << "zor://prompts/" + kIdA << "";
+        QTest::newRow("other scheme") << "https://prompt/" + kIdA << "";
+        QTest::newRow("no authority") << "zor:prompt/" + kIdA << "";
+        QTest::newRow("user info") << "zor://me@prompt/" + kIdA << "";
+        QTest::newRow("escaped digit") << "zor://prompt/%36" + kIdA.mid(1) << "";
+        QTest::newRow("escaped slash") << "zor://prompt%2F" + kIdA << "";
+        QTest::newRow("space") << promptLink(kIdA) + "/a b"
+                               << "";
+        QTest::newRow("too long") << promptLink(kIdA) + "/" + QString(kMaxUrlLength, u'a') << "";
+    }
+
+    void promptLinks() {
+        QFETCH(QString, url);
+        QFETCH(QString, id);
+        const std::optional<QUuid> parsed = promptIdFromUrl(url);
+        QCOMPARE(parsed ? parsed->toString(QUuid::WithoutBraces) : QString(), id);
+    }
+
+    void linksNavigateAndActivate_data() {
+        QTest::addColumn<QStringList>("urls");
+        QTest::addColumn<QString>("highlighted"); // empty when nothing is
+        QTest::addColumn<QStringList>("log");
+        QTest::addColumn<int>("activations");
+
+        const QString known = "Navigating to prompt " + kIdA.toUpper();
+        QTest::newRow("pending prompt")
+            << QStringList{promptLink(kIdA)} << kIdA << QStringList{known} << 1;
+        QTest::newRow("unknown prompt")
+            << QStringList{promptLink(kIdB)} << ""
+            << QStringList{"No prompt found for " + kIdB.toUpper() + ", switching to Prompts tab"}
+            << 1;
+        QTest::newRow("the last link decides")
+            << QStringList{promptLink(kIdA), "zor://prompt/", promptLink(kIdC)} << kIdC
+            << QStringList{known, "Navigating to prompt " + kIdC.toUpper()} << 2;
+        QTest::newRow("none accepted")
+            << QStringList{"zor://Prompt/" + kIdA, "ZOR://prompt/" + kIdA, "zor://prompt/x", ""}
+            << "" << QStringList{} << 0;
+    }
+
+    void linksNavigateAndActivate() {
+        QFETCH(QStringList, urls);
+        QFETCH(QString, highlighted);
+        QFETCH(QStringList, log);
+        QFETCH(int, activations);
+
+        Shell shell;
+        shell.addPrompt(kIdA, "s1");
+        shell.addPrompt(kIdC, "s2");
+        shell.store().setFilter(PromptFilter::session("s1"));
+        shell.state().setSelectedTab(AppTab::sessions);
+        LogCapture capture;
+        shell.delegate.openUrls(urls);
+
+        const bool isAccepted = activations > 0;
+        QCOMPARE(shell.activation.count, activations);
+        QCOMPARE(capture.messages(LogCategory::app), log);
+        QCOMPARE(shell.store().filter(),
+                 isAccepted ? PromptFilter::all() : PromptFilter::session("s1"));
+        QCOMPARE(shell.state().selectedTab(), isAccepted ? AppTab::policies : AppTab::sessions);
+        const auto expected =
+            highlighted.isEmpty() ? std::optional<QUuid>() : QUuid::fromString(highlighted);
+        QCOMPARE(shell.store().highlightedPromptId(), expected);
+        QCOMPARE(shell.store().scrollToPromptId(), expected);
+    }
+
+    void deliveriesPairAcrossRoutesOnly_data() {
+        using R = UrlDeliveryFilter::Route;
+        QTest::addColumn<QList<R>>("routes");
+        QTest::addColumn<QList<int>>("delays"); // ms before each delivery
+        QTest::addColumn<QList<bool>>("admitted");
+
+        const R event = R::fileOpenEvent;
+        const R handler = R::urlHandler;
+        QTest::newRow("both routes at once")
+            << QList<R>{event, handler} << QList<int>{0, 0} << QList<bool>{true, false};
+        QTest::newRow("handler first")
+            << QList<R>{handler, event} << QList<int>{0, 10} << QList<bool>{true, false};
+        QTest::newRow("opened twice the same way")
+            << QList<R>{event, event} << QList<int>{0, 0} << QList<bool>{true, true};
+        QTest::newRow("a twin pairs once") << QList<R>{event, handler, handler}
+                                           << QList<int>{0, 0, 0} << QList<bool>{true, false, true};
+        QTest::newRow("opened again later")
+            << QList<R>{event, handler} << QList<int>{0, 2001} << QList<bool>{true, true};
+    }
+
+    void deliveriesPairAcrossRoutesOnly() {
+        using R = UrlDeliveryFilter::Route;
+        QFETCH(QList<R>, routes);
+        QFETCH(QList<int>, delays);
+        QFETCH(QList<bool>, admitted);
+
+        VirtualClock clock;
+        UrlDeliveryFilter filter(clock);
+        QList<bool> out;
+        for (qsizetype i = 0; i < routes.size(); ++i) {
+            clock.advance(Millis(delays[i]));
+            out.append(filter.admit(routes[i], promptLink(kIdA)));
+        }
+        QCOMPARE(out, admitted);
+        // Other links are not held back by it.
+        QVERIFY(filter.admit(R::urlHandler, promptLink(kIdB)));
+    }
+
+    void bothWaysInNavigateOnce() {
+        Shell shell;
+        UrlReceiver receiver(shell.delegate, shell.clock);
+        LogCapture capture;
+        QFileOpenEvent event{QUrl(promptLink(kIdA))};
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        QVERIFY(QDesktopServices::openUrl(QUrl(promptLink(kIdA))));
+        QCOMPARE(capture.messages(LogCategory::app).size(), 1);
+        QCOMPARE(shell.activation.count, 1);
+    }
+
+    void launchShowsOneWindowThatComesBack() {
+        LogCapture capture;
+        Shell shell;
+        shell.delegate.applicationDidFinishLaunching();
+        QCOMPARE(shell.handler.appState(), &shell.state());
+        // The link is started before the window exists.
+        QStringList lines;
+        for (const LogRecord& record : capture.records())
+            if (record.category == LogCategory::app ||
+                record.category == LogCategory::notifications)
+                lines.append(record.message());
+        QCOMPARE(lines, (QStringList{"Connected to ZorAgent",
+                                     "Zor.app launched, connecting to ZorAgent"}));
+        MainWindow* mainWindow = shell.delegate.mainWindow();
+        QVERIFY(mainWindow);
+        QCOMPARE(WindowManager::shared().mainWindow(), mainWindow);
+        QQuickWindow* window = shell.window();
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->size(), QSize(700, 500));
+
+        // Closed, then reopened from the Dock; minimised, then reopened.
+        window->close();
+        QVERIFY(!window->isVisible());
+        QVERIFY(shell.delegate.applicationShouldHandleReopen(false));
+        QVERIFY(window->isVisible());
+        window->showMinimized();
+        QVERIFY(shell.delegate.applicationShouldHandleReopen(false));
+        QVERIFY(!(window->windowStates() & Qt::WindowMinimized));
+        QCOMPARE(shell.activation.count, 2);
+        QVERIFY(shell.delegate.applicationShouldHandleReopen(true));
+        QCOMPARE(shell.activation.count, 2);
+
+        // Started again without links; a link where only windows can be activated.
+        window->close();
+        shell.delegate.handleLaterStart({});
+        QVERIFY(window->isVisible());
+        window->close();
+        shell.activation.isSupported = false;
+        shell.delegate.handleLaterStart({promptLink(kIdB)});
+        QVERIFY(window->isVisible());
+        QCOMPARE(shell.delegate.mainWindow(), mainWindow);
+
+        const auto connection = shell.connector.connections.last();
+        shell.delegate.applicationWillTerminate();
+        shell.delegate.applicationWillTerminate();
+        shell.queue.drain();
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(connection->invalidateCount(), 1);
+        QCOMPARE(shell.clock.pendingTimerCount(), 0);
+    }
+
+    void onlyTheFirstReportPicksTheTab_data() {
+        QTest::addColumn<bool>("isFirstHealthy");
+        QTest::addColumn<AppTab>("firstTab");
+
+        QTest::newRow("healthy first") << true << AppTab::policies;
+        QTest::newRow("unhealthy first") << false << AppTab::setup;
+    }
+
+    void onlyTheFirstReportPicksTheTab() {
+        QFETCH(bool, isFirstHealthy);
+        QFETCH(AppTab, firstTab);
+
+        Shell shell;
+        if (!isFirstHealthy)
+            shell.scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        shell.delegate.applicationDidFinishLaunching();
+        // The setup screen checks from launch, even while another tab shows.
+        QTRY_VERIFY(shell.state().hasPickedInitialTab());
+        shell.settleChecks();
+        QCOMPARE(shell.state().selectedTab(), firstTab);
+
+        // The user moves on; a later, unhealthy report leaves the tab alone.
+        shell.state().setSelectedTab(AppTab::sessions);
+        shell.scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        shell.scene.model->refresh();
+        shell.settleChecks();
+        QVERIFY(!shell.scene.model->isAllHealthy());
+        QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
+    }
+
+    void laterStartMessagesAreChecked_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("state"); // StartMessage::State
+        QTest::addColumn<QStringList>("arguments");
+
+        using State = local::StartMessage::State;
+        const QByteArray link = promptLink(kIdA).toUtf8();
+        QTest::newRow("no arguments") << QByteArray("\n") << int(State::complete) << QStringList{};
+        QTest::newRow("two") << local::encodeStartMessage({promptLink(kIdA), "x\ny", "-v"})
+                             << int(State::complete) << QStringList{promptLink(kIdA), "-v"};
+        QTest::newRow("unfinished") << link + "\n" << int(State::incomplete) << QStringList{};
+        QTest::newRow("more after the end")
+            << link + "\n\nextra" << int(State::broken) << QStringList{};
+        QTest::newRow("not UTF-8")
+            << QByteArray("\xff\xfe\n\n") << int(State::broken) << QStringList{};
+        QTest::newRow("control character")
+            << QByteArray("a\x1b[2J\n\n") << int(State::broken) << QStringList{};
+        QTest::newRow("too many") << QByteArray("a\n").repeated(local::kMaxStartArguments + 1) +
+                                         "\n"
+                                  << int(State::broken) << QStringList{};
+        QTest::newRow("endless") << QByteArray(local::kMaxStartMessageBytes, 'a')
+                                 << int(State::broken) << QStringList{};
+    }
+
+    void laterStartMessagesAreChecked() {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, state);
+        QFETCH(QStringList, arguments);
+        const local::StartMessage message = local::parseStartMessage(bytes);
+        QCOMPARE(int(message.state), state);
+        QCOMPARE(message.arguments, arguments);
+    }
+
+    void aLaterStartHandsItsLinkToTheRunningApp() {
+        QTemporaryDir dir;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_QPA_PLATFORM", "offscreen");
+        environment.insert("ZOR_INSTANCE_SOCKET", dir.filePath("instance"));
+        environment.insert("ZOR_AGENT_SOCKET", dir.filePath("no-agent"));
+        QProcess running;
+        running.setProcessEnvironment(environment);
+        running.setProcessChannelMode(QProcess::MergedChannels);
+        QString output;
+        connect(&running, &QProcess::readyRead,
+                [&] { output += QString::fromUtf8(running.readAll()); });
+        running.start(QStringLiteral(ZOR_APP_PATH));
+        // It listens before it launches.
+        QTRY_VERIFY_WITH_TIMEOUT(output.contains("Zor.app launched, connecting to ZorAgent"),
+                                 20000);
+
+        QProcess later;
+        later.setProcessEnvironment(environment);
+        later.start(QStringLiteral(ZOR_APP_PATH), {promptLink(kIdB)});
+        QVERIFY(later.waitForFinished(10000));
+        QCOMPARE(later.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(later.exitCode(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(output.contains("No prompt found for " + kIdB.toUpper()), 10000);
+        QCOMPARE(running.state(), QProcess::Running);
+        running.kill();
+        running.waitForFinished(5000);
+    }
+};
+
+std::unique_ptr<QObject> makeAppShellTest() {
+    return std::make_unique<AppShellTest>();
+}
+
+#include "tst_app_shell.moc"
