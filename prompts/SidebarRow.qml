@@ -1,0 +1,110 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Zor
+
+// One sidebar entry: its label and policy path, and the count of its prompts
+// on a capsule. Selected, it takes the accent colour: faint in light
+// appearance, full in dark.
+Rectangle {
+    id: row
+
+    required property string label
+    required property string subtitle
+    required property bool hasSubtitle
+    required property var count
+    required property string tooltip
+    required property bool isSelected
+
+    signal clicked
+    signal contextMenuRequested(real x, real y)
+
+    readonly property color accent: SetupTheme.accent
+    readonly property color labelColor: isSelected && SetupTheme.isDark ? "white"
+                                                                          : SetupTheme.primaryText
+    readonly property color subtitleColor: isSelected && SetupTheme.isDark
+                                           ? Qt.rgba(1, 1, 1, 0.75) : SetupTheme.secondaryText
+
+    implicitHeight: content.implicitHeight + 2 * 8
+    radius: 8
+    color: !isSelected ? "transparent"
+                       : SetupTheme.isDark ? accent
+                                           : Qt.rgba(accent.r, accent.g, accent.b, 0.15)
+
+    Accessible.role: Accessible.ListItem
+    Accessible.name: label + ", " + count
+    Accessible.description: tooltip
+    Accessible.selected: isSelected
+
+    RowLayout {
+        id: content
+
+        anchors.fill: parent
+        anchors.leftMargin: 10
+        anchors.rightMargin: 10
+        anchors.topMargin: 8
+        anchors.bottomMargin: 8
+        spacing: 8
+
+        ColumnLayout {
+            Layout.fillWidth: true
+            Layout.alignment: Qt.AlignVCenter
+            spacing: 2
+
+            Label {
+                objectName: "entryLabel"
+                Layout.fillWidth: true
+                text: row.label
+                color: row.labelColor
+                font.pixelSize: 14
+                elide: Text.ElideMiddle
+            }
+
+            Label {
+                objectName: "entrySubtitle"
+                Layout.fillWidth: true
+                visible: row.hasSubtitle
+                text: row.subtitle
+                color: row.subtitleColor
+                font.pixelSize: SetupTheme.captionSize
+                elide: Text.ElideMiddle
+            }
+        }
+
+        Rectangle {
+            objectName: "countCapsule"
+            Layout.alignment: Qt.AlignVCenter
+            implicitWidth: Math.max(countText.implicitWidth + 2 * 6, implicitHeight)
+            implicitHeight: countText.implicitHeight + 2 * 2
+            radius: height / 2
+            color: !row.isSelected ? SetupTheme.secondaryText
+                                   : SetupTheme.isDark ? "white" : row.accent
+
+            Label {
+                id: countText
+
+                anchors.centerIn: parent
+                text: row.count
+                color: row.isSelected && SetupTheme.isDark ? row.accent : "white"
+                font.pixelSize: SetupTheme.captionSize
+            }
+        }
+    }
+
+    HoverHandler {
+        id: hover
+    }
+
+    ToolTip.visible: hover.hovered && tooltip.length > 0
+    ToolTip.delay: 600
+    ToolTip.text: tooltip
+
+    TapHandler {
+        onTapped: row.clicked()
+    }
+
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+        onTapped: (eventPoint) => row.contextMenuRequested(eventPoint.position.x, eventPoint.position.y)
+    }
+}
