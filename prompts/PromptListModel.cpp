@@ -56,7 +56,7 @@ QVariant PromptListModel::data(const QModelIndex& index, int role) const {
     case promptIdRole:
         return item.id.toString(QUuid::WithoutBraces);
     case kindRole:
-        return QVariant::fromValue(item.denial.kind());
+        return int(item.denial.kind());
     case titleRole:
         return promptTitle(item.denial);
     case processNameRole:

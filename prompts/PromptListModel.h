@@ -29,7 +29,7 @@ class PromptListModel final : public QAbstractListModel {
 public:
     enum Role {
         promptIdRole = Qt::UserRole + 1, // the id's text, without braces
-        kindRole,                        // Denial::Kind
+        kindRole,                        // Denial::Kind, as a number
         titleRole,
         processNameRole, // empty when unknown
         targetRole,
