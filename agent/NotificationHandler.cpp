@@ -29,11 +29,6 @@ QString promptIdText(const QUuid& id) {
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
-void addRecord(PromptStore& store, const SerializablePromptItem& record) {
-    store.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath, record.denial,
-                    record.isSessionEnded);
-}
-
 // A decision's reply, handed on to `completion` on the main thread.
 DecisionReply completionOnMainThread(NotificationHandler::DecisionCompletion completion) {
     return [completion = std::move(completion)](bool success, std::optional<QString> error) {
@@ -47,7 +42,8 @@ NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock
     : QObject(parent)
     , connector(connector)
     , clock(clock)
-    , serviceName(QString::fromLatin1(kAgentMachServiceName)) {
+    , serviceName(QString::fromLatin1(kAgentMachServiceName))
+    , feed([this] { return state ? state->promptStore() : nullptr; }) {
     requireMainThread("NotificationHandler");
 }
 
@@ -143,27 +139,27 @@ void NotificationHandler::syncPrompts() {
         return;
     const QPointer<NotificationHandler> self(this);
     proxy->getPromptsWithReply([self](const QByteArray& data) {
-        auto decoded = SerializablePromptItem::listFromJson(data);
+        // One bad record costs that record only.
+        auto decoded = SerializablePromptItem::partialListFromJson(data);
         if (!decoded) {
             log().error("Failed to decode prompts from ZorAgent");
             return;
         }
-        onMainThread([self, records = std::move(decoded).value()] {
-            if (!self || !self->state)
-                return;
-            PromptStore& store = *self->state->promptStore();
-            for (const SerializablePromptItem& record : records)
-                addRecord(store, record);
-            log().info("Synced %ld prompts from ZorAgent", {qint64(records.size())});
+        for (const auto& failure : decoded.value().failures)
+            log().error("Skipped prompt record %ld from ZorAgent: %s",
+                        {qint64(failure.index), failure.error});
+        onMainThread([self, records = std::move(decoded).value().records]() mutable {
+            if (self && self->state)
+                self->feed.sync(std::move(records));
         });
     });
 }
 
-void NotificationHandler::onMainThreadWithAppState(std::function<void(AppState&)> fn) {
+void NotificationHandler::onMainThreadWithStore(PromptFeed::Change change) {
     const QPointer<NotificationHandler> self(this);
-    onMainThread([self, fn = std::move(fn)] {
+    onMainThread([self, change = std::move(change)]() mutable {
         if (self && self->state)
-            fn(*self->state);
+            self->feed.apply(std::move(change));
     });
 }
 
@@ -173,8 +169,9 @@ void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData
         log().error("Failed to decode prompt from ZorAgent callback");
         return;
     }
-    onMainThreadWithAppState([record = std::move(decoded).value()](AppState& appState) {
-        addRecord(*appState.promptStore(), record);
+    onMainThreadWithStore([record = std::move(decoded).value()](PromptStore& store) {
+        store.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
+                        record.denial, record.isSessionEnded);
     });
 }
 
@@ -182,13 +179,11 @@ void NotificationHandler::promptRemovedWithPromptId(const QString& promptId) {
     const auto id = parsePromptId(promptId);
     if (!id)
         return;
-    onMainThreadWithAppState(
-        [id = *id](AppState& appState) { appState.promptStore()->removePrompt(id); });
+    onMainThreadWithStore([id = *id](PromptStore& store) { store.removePrompt(id); });
 }
 
 void NotificationHandler::promptsClearedWithSessionId(const QString& sessionId) {
-    onMainThreadWithAppState(
-        [sessionId](AppState& appState) { appState.promptStore()->markSessionEnded(sessionId); });
+    onMainThreadWithStore([sessionId](PromptStore& store) { store.markSessionEnded(sessionId); });
 }
 
 void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,

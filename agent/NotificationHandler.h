@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/PromptFeed.h"
 #include "app/AppState.h"
 #include "platform/AgentConnection.h"
 #include "platform/Clock.h"
@@ -67,9 +68,9 @@ public:
 private:
     std::shared_ptr<ZorAgentProtocol> remoteProxy();
     void syncPrompts();
-    // Runs `fn` on the main thread later if this handler and its app state
-    // still exist then.
-    void onMainThreadWithAppState(std::function<void(AppState&)> fn);
+    // Hands `change` to the store on the main thread later, after the syncs
+    // before it, if this handler and its app state still exist then.
+    void onMainThreadWithStore(PromptFeed::Change change);
 
     AgentConnector& connector;
     Clock& clock;
@@ -77,6 +78,7 @@ private:
     std::shared_ptr<AgentConnection> connection;
     QPointer<AppState> state;
     qint64 attempt = 0;
+    PromptFeed feed;
 };
 
 } // namespace zor

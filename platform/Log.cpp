@@ -156,24 +156,8 @@ QString assemble(const LogRecord& record, ValueForm form) {
     return out;
 }
 
-class StandardErrorSink final : public LogSink {
-public:
-    void write(const LogRecord& record) override {
-        const QByteArray line = QStringLiteral("[%1:%2] %3: %4\n")
-                                    .arg(logSubsystem(), categoryName(record.category),
-                                         levelName(record.level), record.escapedMessage())
-                                    .toUtf8();
-        QMutexLocker lock(&mutex);
-        std::fputs(line.constData(), stderr);
-        std::fflush(stderr);
-    }
-
-private:
-    QMutex mutex;
-};
-
-StandardErrorSink& standardErrorSink() {
-    static StandardErrorSink sink;
+TextLogSink& standardErrorSink() {
+    static TextLogSink sink(stderr);
     return sink;
 }
 
@@ -225,6 +209,19 @@ QString LogRecord::redactedMessage() const {
 
 QString LogRecord::escapedMessage() const {
     return assemble(*this, ValueForm::escaped);
+}
+
+TextLogSink::TextLogSink(std::FILE* stream)
+    : stream(stream) {}
+
+void TextLogSink::write(const LogRecord& record) {
+    const QByteArray line = QStringLiteral("[%1:%2] %3: %4\n")
+                                .arg(logSubsystem(), categoryName(record.category),
+                                     levelName(record.level), record.escapedMessage())
+                                .toUtf8();
+    QMutexLocker lock(&mutex);
+    std::fputs(line.constData(), stream);
+    std::fflush(stream);
 }
 
 void setLogSink(LogSink* sink) {

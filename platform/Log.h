@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QList>
+#include <QMutex>
 #include <QString>
+#include <cstdio>
 #include <initializer_list>
 #include <variant>
 
@@ -65,7 +67,19 @@ public:
     virtual void write(const LogRecord& record) = 0;
 };
 
-// Replaces where log lines go; nullptr restores standard error.
+// Writes each line as text to a stream and flushes it, so that no line is
+// lost when the process ends: the app's log where there is no unified log.
+class TextLogSink final : public LogSink {
+public:
+    explicit TextLogSink(std::FILE* stream);
+    void write(const LogRecord& record) override;
+
+private:
+    std::FILE* stream;
+    QMutex mutex;
+};
+
+// Replaces where log lines go; nullptr restores a text log on standard error.
 void setLogSink(LogSink* sink);
 
 class Logger {

@@ -33,7 +33,7 @@ const PromptItem& PromptList::at(qsizetype row) const {
     for (qsizetype slot = chunkSlots.size() - 1; slot >= 0; --slot) {
         const qsizetype visible = visibleIn(slot);
         if (row < visible)
-            return chunkSlots[slot].chunk->entries[visible - 1 - row].item;
+            return chunkSlots[slot].chunk->entries[visible - 1 - row].box->item;
         row -= visible;
     }
     Q_UNREACHABLE();
@@ -76,7 +76,7 @@ const PromptItem* PromptList::find(quint64 seq) const {
     qsizetype entry = 0;
     if (!locate(seq, slot, entry))
         return nullptr;
-    return &chunkSlots[slot].chunk->entries[entry].item;
+    return &chunkSlots[slot].chunk->entries[entry].box->item;
 }
 
 void PromptList::setVisible(qsizetype slot, qsizetype visible) {
@@ -108,14 +108,15 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
 void PromptList::prepend(quint64 seq, PromptItem item) {
     Q_ASSERT(isEmpty() ||
              std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
+    Entry entry{seq, QExplicitlySharedDataPointer<Box>(new Box(std::move(item)))};
     if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
         Chunk& last = *std::as_const(chunkSlots).last().chunk;
         // In place when no other list added past our prefix: the others do
         // not see past theirs, and the reserved entries do not move.
         if (qsizetype(last.entries.size()) == lastVisible) {
-            last.entries.push_back(Entry{seq, std::move(item)});
+            last.entries.push_back(std::move(entry));
         } else {
-            ownChunk(chunkSlots.size() - 1).entries.push_back(Entry{seq, std::move(item)});
+            ownChunk(chunkSlots.size() - 1).entries.push_back(std::move(entry));
         }
         ++lastVisible;
         ++count;
@@ -125,7 +126,7 @@ void PromptList::prepend(quint64 seq, PromptItem item) {
         chunkSlots.last().visible = lastVisible;
     auto* chunk = new Chunk;
     chunk->entries.reserve(kChunkCapacity);
-    chunk->entries.push_back(Entry{seq, std::move(item)});
+    chunk->entries.push_back(std::move(entry));
     chunkSlots.append(Slot{QExplicitlySharedDataPointer<Chunk>(chunk), 0});
     lastVisible = 1;
     ++count;
@@ -136,7 +137,9 @@ PromptItem* PromptList::findForUpdate(quint64 seq) {
     qsizetype entry = 0;
     if (!locate(seq, slot, entry))
         return nullptr;
-    return &ownChunk(slot).entries[entry].item;
+    QExplicitlySharedDataPointer<Box>& box = ownChunk(slot).entries[entry].box;
+    box.detach();
+    return &box->item;
 }
 
 void PromptList::removeSlot(qsizetype slot) {

@@ -20,10 +20,18 @@ namespace zor {
 // items. Every item carries a sequence number that grows with each addition,
 // which finds it in O(log n). References to items stay valid until the list
 // they were read from changes.
+//
+// Each item sits in a box of its own that copies share, so that copying a
+// chunk to change one item copies pointers, not items.
 class PromptList {
+    struct Box : QSharedData {
+        explicit Box(PromptItem item)
+            : item(std::move(item)) {}
+        PromptItem item;
+    };
     struct Entry {
         quint64 seq;
-        PromptItem item;
+        QExplicitlySharedDataPointer<Box> box;
     };
     // Its entries are reserved up front and never reallocated.
     struct Chunk : QSharedData {
@@ -44,7 +52,9 @@ public:
         using reference = const PromptItem&;
 
         const_iterator() = default;
-        reference operator*() const { return list->chunkSlots[slot].chunk->entries[entry].item; }
+        reference operator*() const {
+            return list->chunkSlots[slot].chunk->entries[entry].box->item;
+        }
         pointer operator->() const { return &**this; }
         const_iterator& operator++();
         const_iterator operator++(int) {
@@ -81,7 +91,8 @@ public:
     const PromptItem* find(quint64 seq) const;
     // Adds the newest item; `seq` must be above every sequence number held.
     void prepend(quint64 seq, PromptItem item);
-    // The held item, for changing it; copies its chunk first when that is shared.
+    // The held item, for changing it; copies its chunk and its box first when
+    // they are shared.
     PromptItem* findForUpdate(quint64 seq);
     // False when no item has that sequence number.
     bool remove(quint64 seq);

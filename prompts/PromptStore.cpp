@@ -3,6 +3,8 @@
 #include "platform/Log.h"
 #include "platform/MainThread.h"
 
+#include <algorithm>
+
 namespace zor {
 
 PromptStore::PromptStore(QObject* parent)
@@ -48,6 +50,7 @@ PromptItem PromptStore::take(quint64 seq) {
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, seq);
     seqsBySession.remove(item.sessionId, seq);
+    seqsByKeyHash.remove(qHash(item.dedupeKey()), seq);
     return item;
 }
 
@@ -55,25 +58,29 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
                             const Denial& denial, bool sessionEnded) {
     requireMainThread("PromptStore::addPrompt");
     // UTC: the same instant as local time, without a time zone lookup per prompt.
-    const PromptItem item{
-        id, sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(), sessionEnded};
+    PromptItem item{id,          sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(),
+                    sessionEnded};
     const quint64 seq = ++lastSeq;
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
     std::optional<PromptItem> replaced;
-    QString key = item.dedupeKey();
-    if (const auto it = seqByDedupeKey.find(key); it != seqByDedupeKey.end()) {
-        replaced = take(it.value());
-        it.value() = seq;
-    } else {
-        seqByDedupeKey.emplace(std::move(key), seq);
+    const QString key = item.dedupeKey();
+    const size_t keyHash = qHash(key);
+    if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(keyHash)) {
+        const auto held = std::find_if(seqs->cbegin(), seqs->cend(), [&](quint64 heldSeq) {
+            return promptList.find(heldSeq)->dedupeKey() == key;
+        });
+        if (held != seqs->cend())
+            replaced = take(*held);
     }
 
-    // Only `item` from here on: the arguments may have referred to the replaced prompt.
-    promptList.prepend(seq, item);
+    // Only `item` from here on: the arguments may have referred to the replaced
+    // prompt. Prompts of one session or policy share the index's copy of its text.
+    seqsByKeyHash.insert(keyHash, seq);
     seqsById.insert(item.id, seq);
-    seqsByPolicy.insert(item.policyPath, seq);
-    seqsBySession.insert(item.sessionId, seq);
+    item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
+    item.sessionId = seqsBySession.insert(item.sessionId, seq);
+    promptList.prepend(seq, item);
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
@@ -96,9 +103,6 @@ void PromptStore::removePrompt(const QUuid& id) {
     if (!seq)
         return;
     const PromptItem item = take(*seq);
-    const QString key = item.dedupeKey();
-    if (seqByDedupeKey.value(key) == *seq)
-        seqByDedupeKey.remove(key);
 
     const bool isFilterEmptied = (currentFilter.kind() == PromptFilter::Kind::policy &&
                                   seqsByPolicy.count(*currentFilter.policyPath()) == 0) ||
@@ -208,9 +212,9 @@ QString PromptStore::policyDisplayName(const QString& policyPath) const {
 QSet<QString> PromptStore::dedupeKeys() const {
     requireMainThread("PromptStore::dedupeKeys");
     QSet<QString> keys;
-    keys.reserve(seqByDedupeKey.size());
-    for (auto it = seqByDedupeKey.cbegin(); it != seqByDedupeKey.cend(); ++it)
-        keys.insert(it.key());
+    keys.reserve(promptList.size());
+    for (const PromptItem& item : promptList)
+        keys.insert(item.dedupeKey());
     return keys;
 }
 

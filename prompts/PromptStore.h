@@ -93,7 +93,7 @@ signals:
     void sidebarGroupingChanged();
 
 private:
-    // Takes the prompt out of the list and every index but the key index.
+    // Takes the prompt out of the list and every index.
     PromptItem take(quint64 seq);
     PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
 
@@ -102,7 +102,10 @@ private:
     SequenceIndex<QUuid> seqsById;
     SequenceIndex<QString> seqsByPolicy;
     SequenceIndex<QString> seqsBySession;
-    QHash<QString, quint64> seqByDedupeKey; // a key has one prompt at most
+    // By the hash of the de-duplication key, which is long: holding the keys
+    // themselves would cost more than the rest of a prompt. A key has one
+    // prompt at most; a hash may have more when keys collide.
+    SequenceIndex<size_t> seqsByKeyHash;
 
     std::optional<QUuid> highlighted;
     std::optional<QUuid> scrollTarget;

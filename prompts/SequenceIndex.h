@@ -16,7 +16,14 @@ template <typename Key> class SequenceIndex {
 public:
     using Seqs = QVarLengthArray<quint64, 1>;
 
-    void insert(const Key& key, quint64 seq) { seqsByKey[key].append(seq); }
+    // The key as held, which a copy can share instead of keeping its own.
+    const Key& insert(const Key& key, quint64 seq) {
+        auto it = seqsByKey.find(key);
+        if (it == seqsByKey.end())
+            it = seqsByKey.emplace(key, Seqs{});
+        it.value().append(seq);
+        return it.key();
+    }
 
     // A key without sequence numbers leaves the index.
     void remove(const Key& key, quint64 seq) {

@@ -52,6 +52,9 @@ public:
     // Checks that nothing but white space follows.
     bool finish();
 
+    // The offset in the input at which reading goes on.
+    qsizetype position() const { return pos; }
+
     bool hasFailed() const { return failed; }
     QString error() const { return errorText; }
     // Records an error at the current position; returns false for convenience.

@@ -134,4 +134,31 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
     return items;
 }
 
+Decoded<SerializablePromptItem::PartialList>
+SerializablePromptItem::partialListFromJson(QByteArrayView json) {
+    using Result = Decoded<PartialList>;
+    if (auto whole = listFromJson(json))
+        return PartialList{std::move(whole).value(), {}};
+
+    // Something failed: walk the array's elements, checking only that each is
+    // well-formed JSON, and decode each one on its own.
+    PartialList list;
+    JsonReader reader(json);
+    if (!reader.beginArray())
+        return Result::failure(reader.error());
+    for (qsizetype index = 0; reader.nextElement(); ++index) {
+        const qsizetype start = reader.position();
+        if (!reader.skipValue())
+            break;
+        auto item = fromJson(json.sliced(start, reader.position() - start));
+        if (item)
+            list.records.append(std::move(item).value());
+        else
+            list.failures.append(RecordFailure{index, item.error()});
+    }
+    if (!reader.finish())
+        return Result::failure(reader.error());
+    return list;
+}
+
 } // namespace zor

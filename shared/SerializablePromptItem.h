@@ -30,6 +30,19 @@ struct SerializablePromptItem {
     static Decoded<SerializablePromptItem> fromJson(QByteArrayView json);
     // The whole list, or an error when any record fails.
     static Decoded<QList<SerializablePromptItem>> listFromJson(QByteArrayView json);
+
+    // A list read record by record: a record that does not decode is set
+    // aside with its position and the reason, the others are kept.
+    struct RecordFailure {
+        qsizetype index;
+        QString error;
+    };
+    struct PartialList {
+        QList<SerializablePromptItem> records;
+        QList<RecordFailure> failures;
+    };
+    // An error only when the text is not a JSON array at all.
+    static Decoded<PartialList> partialListFromJson(QByteArrayView json);
 };
 
 } // namespace zor

@@ -1,0 +1,78 @@
+#include "agent/PromptFeed.h"
+
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+#include "prompts/PromptStore.h"
+
+#include <QElapsedTimer>
+#include <utility>
+
+namespace zor {
+
+PromptFeed::PromptFeed(StoreLookup store, QObject* parent)
+    : QObject(parent)
+    , store(std::move(store)) {}
+
+void PromptFeed::apply(Change change) {
+    requireMainThread("PromptFeed::apply");
+    if (steps.empty()) {
+        if (PromptStore* target = store())
+            change(*target);
+        return;
+    }
+    steps.push_back(Step{std::move(change), {}, 0, false});
+}
+
+void PromptFeed::sync(QList<SerializablePromptItem> records) {
+    requireMainThread("PromptFeed::sync");
+    const bool isIdle = steps.empty();
+    steps.push_back(Step{{}, std::move(records), 0, true});
+    if (isIdle)
+        runSteps();
+}
+
+void PromptFeed::runSteps() {
+    isTurnPending = false;
+    QElapsedTimer turn;
+    turn.start();
+    while (!steps.empty()) {
+        PromptStore* target = store();
+        if (!target) {
+            steps.clear();
+            return;
+        }
+        Step& step = steps.front();
+        if (step.isSync) {
+            if (!continueSync(step, *target, turn)) {
+                if (!isTurnPending) {
+                    isTurnPending = true;
+                    QMetaObject::invokeMethod(this, &PromptFeed::runSteps, Qt::QueuedConnection);
+                }
+                return;
+            }
+        } else {
+            step.change(*target);
+        }
+        steps.pop_front();
+    }
+}
+
+bool PromptFeed::continueSync(Step& step, PromptStore& target, const QElapsedTimer& turn) {
+    constexpr qint64 kBudgetNanos =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(kTurnBudget).count();
+    while (step.added < step.records.size()) {
+        // A turn starts with the sync, so each turn adds at least one record.
+        if (turn.nsecsElapsed() >= kBudgetNanos)
+            return false;
+        // Released once added: the store keeps its own copy.
+        const SerializablePromptItem record = std::exchange(step.records[step.added], {});
+        ++step.added;
+        target.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
+                         record.denial, record.isSessionEnded);
+    }
+    logger(LogCategory::notifications)
+        .info("Synced %ld prompts from ZorAgent", {qint64(step.records.size())});
+    return true;
+}
+
+} // namespace zor

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "shared/SerializablePromptItem.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <chrono>
+#include <deque>
+#include <functional>
+
+namespace zor {
+
+class PromptStore;
+
+// Hands the agent's changes to the prompt store on the main thread, in the
+// order they came. A sync adds its records over several turns of the event
+// loop, each a few milliseconds long, so that a large one never stalls the
+// window for a frame. Changes that come in meanwhile wait for it: the store
+// ends as if each sync had run in one go, and a removal that came after a sync
+// still wins over the sync's record.
+class PromptFeed final : public QObject {
+    Q_OBJECT
+public:
+    using Change = std::function<void(PromptStore& store)>;
+    // The store to feed, looked up at each step; none once it is gone, and the
+    // changes that meet no store are dropped.
+    using StoreLookup = std::function<PromptStore*()>;
+
+    // How long one turn may add records before it lets the event loop run.
+    static constexpr std::chrono::milliseconds kTurnBudget{4};
+
+    explicit PromptFeed(StoreLookup store, QObject* parent = nullptr);
+
+    // Main thread only. Runs at once unless a sync is under way.
+    void apply(Change change);
+    // Adds the records in their order, then logs the synced line.
+    void sync(QList<SerializablePromptItem> records);
+
+    bool isSyncing() const { return !steps.empty(); }
+
+private:
+    struct Step {
+        Change change;                         // a single change, or
+        QList<SerializablePromptItem> records; // a sync's records
+        qsizetype added = 0;
+        bool isSync = false;
+    };
+
+    void runSteps();
+    // False when the turn's time ran out before the sync's last record.
+    bool continueSync(Step& step, PromptStore& store, const QElapsedTimer& turn);
+
+    StoreLookup store;
+    std::deque<Step> steps;
+    bool isTurnPending = false;
+};
+
+} // namespace zor
