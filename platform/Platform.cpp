@@ -8,10 +8,12 @@
 
 #ifdef Q_OS_MACOS
 #include "platform/macos/MacAdministratorScriptRunner.h"
+#include "platform/macos/MacAppActivation.h"
 #include "platform/macos/MacClipboard.h"
 #include "platform/macos/MacFilterManager.h"
 #include "platform/macos/MacServiceManagement.h"
 #include "platform/macos/MacSystemExtensionManager.h"
+#include "platform/macos/MacWindowChrome.h"
 #include "platform/macos/MacWorkspace.h"
 #include "platform/macos/OsLogSink.h"
 #include "platform/macos/XpcAgentConnector.h"
@@ -96,7 +98,11 @@ QString platformCommandLineToolPath() {
 }
 
 WindowChrome& platformWindowChrome() {
+#ifdef Q_OS_MACOS
+    static MacWindowChrome instance;
+#else
     static PortableWindowChrome instance;
+#endif
     return instance;
 }
 
@@ -110,7 +116,11 @@ AgentConnector& platformAgentConnector() {
 }
 
 AppActivation& platformAppActivation() {
+#ifdef Q_OS_MACOS
+    static MacAppActivation instance;
+#else
     static PortableAppActivation instance;
+#endif
     return instance;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/macos/PendingCalls.h"
 #include "platform/macos/ReplyWait.h"
 #include "platform/macos/SystemValues.h"
+#include "platform/macos/TitleBarLayout.h"
 
 #include <QDirIterator>
 #include <QRegularExpression>
@@ -173,6 +174,22 @@ private slots:
             app.promptRemovedWithPromptId(QStringLiteral("b"));
         });
         QCOMPARE(callbacks.removed, QStringList{"a"});
+    }
+
+    void theTitleBarGrowsDownwardsToItsHeight() {
+        // The system's 28-point title bar at the top of a 500-point window.
+        QCOMPARE(TitleBarLayout::containerFrame({0, 472, 700, 28}),
+                 (TitleBarFrame{0, 452, 700, 48}));
+        QCOMPARE(TitleBarLayout::containerFrame({0, 452, 700, 48}), std::nullopt);
+        QCOMPARE(TitleBarLayout::titleBarViewFrame({0, 0, 700, 28}),
+                 (TitleBarFrame{0, 0, 700, 48}));
+        QCOMPARE(TitleBarLayout::titleBarViewFrame({0, 20, 700, 48}),
+                 (TitleBarFrame{0, 0, 700, 48}));
+        QCOMPARE(TitleBarLayout::titleBarViewFrame({0, 0, 700, 48}), std::nullopt);
+        // The tab row starts clear of the zoom button.
+        QVERIFY(TitleBarLayout::kTabRowLeadingPadding > TitleBarLayout::kButtonPadding +
+                                                            TitleBarLayout::kButtonOffsets[2] +
+                                                            TitleBarLayout::kButtonWidth);
     }
 
     void everyLogLineHasItsLiteralFormat() {

@@ -1,4 +1,6 @@
-// Mirrors <AppKit/AppKit.h>: NSWorkspace.h, NSPasteboard.h, NSRunningApplication.h.
+// Mirrors <AppKit/AppKit.h>: NSApplication.h, NSRunningApplication.h,
+// NSWorkspace.h, NSPasteboard.h, NSView.h, NSButton.h, NSWindow.h,
+// NSLayoutAnchor.h, NSLayoutConstraint.h.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -37,5 +39,84 @@ APPKIT_EXTERN NSPasteboardType const NSPasteboardTypeString;
 - (NSInteger)clearContents;
 - (BOOL)setString:(NSString*)string forType:(NSPasteboardType)dataType;
 @end
+
+// NSApplication.h
+@interface NSApplication : NSObject
+@property(class, readonly, strong) __kindof NSApplication* sharedApplication;
+- (void)activateIgnoringOtherApps:(BOOL)flag;
+@end
+
+APPKIT_EXTERN __kindof NSApplication* _Null_unspecified NSApp;
+
+// NSLayoutConstraint.h, NSLayoutAnchor.h
+@interface NSLayoutConstraint : NSObject
+@property(getter=isActive) BOOL active;
++ (void)activateConstraints:(NSArray<NSLayoutConstraint*>*)constraints;
+@end
+
+@interface NSLayoutAnchor<AnchorType> : NSObject <NSCopying>
+- (NSLayoutConstraint*)constraintEqualToAnchor:(NSLayoutAnchor<AnchorType>*)anchor;
+- (NSLayoutConstraint*)constraintEqualToAnchor:(NSLayoutAnchor<AnchorType>*)anchor
+                                      constant:(CGFloat)c;
+@end
+
+@class NSLayoutXAxisAnchor, NSLayoutYAxisAnchor;
+
+@interface NSLayoutXAxisAnchor : NSLayoutAnchor <NSLayoutXAxisAnchor*>
+@end
+
+@interface NSLayoutYAxisAnchor : NSLayoutAnchor <NSLayoutYAxisAnchor*>
+@end
+
+// NSView.h, NSButton.h
+@class NSWindow;
+
+@interface NSView : NSObject
+@property(nullable, readonly, unsafe_unretained) NSView* superview;
+@property(nullable, readonly, unsafe_unretained) NSWindow* window;
+@property NSRect frame;
+@property BOOL translatesAutoresizingMaskIntoConstraints;
+@property(readonly, strong) NSLayoutXAxisAnchor* leadingAnchor;
+@property(readonly, strong) NSLayoutYAxisAnchor* topAnchor;
+@end
+
+@interface NSControl : NSView
+@end
+
+@interface NSButton : NSControl
+@end
+
+// NSWindow.h
+typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask) {
+    NSWindowStyleMaskBorderless = 0,
+    NSWindowStyleMaskTitled = 1 << 0,
+    NSWindowStyleMaskClosable = 1 << 1,
+    NSWindowStyleMaskMiniaturizable = 1 << 2,
+    NSWindowStyleMaskResizable = 1 << 3,
+    NSWindowStyleMaskFullSizeContentView = 1 << 15,
+};
+
+typedef NS_ENUM(NSUInteger, NSWindowButton) {
+    NSWindowCloseButton = 0,
+    NSWindowMiniaturizeButton = 1,
+    NSWindowZoomButton = 2,
+};
+
+typedef NS_ENUM(NSInteger, NSWindowTitleVisibility) {
+    NSWindowTitleVisible = 0,
+    NSWindowTitleHidden = 1,
+};
+
+@interface NSWindow : NSObject
+@property NSWindowStyleMask styleMask;
+@property BOOL titlebarAppearsTransparent;
+@property NSWindowTitleVisibility titleVisibility;
+@property(readonly) NSRect frame;
+- (nullable NSButton*)standardWindowButton:(NSWindowButton)b;
+@end
+
+APPKIT_EXTERN NSNotificationName const NSWindowDidResizeNotification;
+APPKIT_EXTERN NSNotificationName const NSWindowDidEnterFullScreenNotification;
+APPKIT_EXTERN NSNotificationName const NSWindowDidExitFullScreenNotification;
 
 NS_ASSUME_NONNULL_END

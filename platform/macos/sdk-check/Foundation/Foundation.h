@@ -1,6 +1,7 @@
-// Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSString.h,
-// NSData.h, NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSThread.h,
-// NSNotification.h, NSAppleScript.h, NSXPCConnection.h.
+// Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSGeometry.h
+// (with CoreGraphics' CGGeometry.h), NSEnumerator.h, NSString.h, NSData.h,
+// NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSThread.h, NSNotification.h,
+// NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h.
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -12,9 +13,10 @@
 #define NS_ENUM(type, name)                                                                        \
     enum name : type name;                                                                         \
     enum name : type
+// In C++ an options type is its integer type, so that flags combine.
 #define NS_OPTIONS(type, name)                                                                     \
-    enum name : type name;                                                                         \
-    enum name : type
+    type name;                                                                                     \
+    enum : type
 #define NS_TYPED_EXTENSIBLE_ENUM
 #define NS_SWIFT_NAME(name)
 #define FOUNDATION_EXPORT extern "C"
@@ -45,6 +47,37 @@ __attribute__((objc_root_class))
 @end
 
 @protocol NSCopying
+@end
+
+// NSGeometry.h, CGGeometry.h
+typedef double CGFloat;
+struct CGPoint {
+    CGFloat x;
+    CGFloat y;
+};
+struct CGSize {
+    CGFloat width;
+    CGFloat height;
+};
+struct CGRect {
+    CGPoint origin;
+    CGSize size;
+};
+typedef CGRect NSRect;
+NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat w, CGFloat h);
+
+// NSEnumerator.h
+typedef struct {
+    unsigned long state;
+    id __unsafe_unretained _Nullable* _Nullable itemsPtr;
+    unsigned long* _Nullable mutationsPtr;
+    unsigned long extra[5];
+} NSFastEnumerationState;
+
+@protocol NSFastEnumeration
+- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
+                                  objects:(id __unsafe_unretained _Nullable[_Nonnull])buffer
+                                    count:(NSUInteger)len;
 @end
 @protocol NSSecureCoding
 @end
@@ -79,12 +112,18 @@ typedef NSString* NSErrorDomain;
 @end
 
 // NSArray.h
-@interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSSecureCoding>
+@interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSSecureCoding, NSFastEnumeration>
 @property(readonly) NSUInteger count;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 + (instancetype)arrayWithObject:(ObjectType)anObject;
 + (instancetype)arrayWithObjects:(const ObjectType _Nonnull[_Nonnull])objects count:(NSUInteger)cnt;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)idx;
+@end
+
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)array;
+- (void)addObject:(ObjectType)anObject;
+- (void)removeAllObjects;
 @end
 
 // NSDictionary.h
@@ -123,6 +162,33 @@ typedef NSString* NSNotificationName NS_TYPED_EXTENSIBLE_ENUM;
                              queue:(nullable id)queue
                         usingBlock:(void (^)(NSNotification* notification))block;
 - (void)removeObserver:(id)observer;
+@end
+
+// NSKeyValueObserving.h
+typedef NSString* NSKeyValueChangeKey NS_TYPED_EXTENSIBLE_ENUM;
+
+typedef NS_OPTIONS(NSUInteger, NSKeyValueObservingOptions) {
+    NSKeyValueObservingOptionNew = 0x01,
+    NSKeyValueObservingOptionOld = 0x02,
+    NSKeyValueObservingOptionInitial = 0x04,
+    NSKeyValueObservingOptionPrior = 0x08,
+};
+
+@interface NSObject (NSKeyValueObserving)
+- (void)observeValueForKeyPath:(nullable NSString*)keyPath
+                      ofObject:(nullable id)object
+                        change:(nullable NSDictionary<NSKeyValueChangeKey, id>*)change
+                       context:(nullable void*)context;
+@end
+
+@interface NSObject (NSKeyValueObserverRegistration)
+- (void)addObserver:(NSObject*)observer
+         forKeyPath:(NSString*)keyPath
+            options:(NSKeyValueObservingOptions)options
+            context:(nullable void*)context;
+- (void)removeObserver:(NSObject*)observer
+            forKeyPath:(NSString*)keyPath
+               context:(nullable void*)context;
 @end
 
 // NSAppleEventDescriptor.h, NSAppleScript.h
