@@ -11,6 +11,7 @@ packages=(
     qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-templates qml6-module-qtquick-window
     fonts-dejavu-core
+    xvfb xauth xdotool
 )
 
 if ! command -v apt-get >/dev/null 2>&1; then
