@@ -1,8 +1,13 @@
 #include "window/MainWindow.h"
 
+#include "agent/NotificationHandler.h"
 #include "app/AppState.h"
 #include "platform/MainThread.h"
 #include "platform/WindowChrome.h"
+#include "prompts/PromptDecider.h"
+#include "prompts/PromptListModel.h"
+#include "prompts/PromptRowMenu.h"
+#include "prompts/PromptsViewModel.h"
 #include "setup/SetupModel.h"
 #include "window/MainSplitViewController.h"
 #include "window/qml/QuickViews.h"
@@ -31,6 +36,14 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
             state->pickInitialTab(isHealthy);
     });
 
+    PromptStore& store = *appState.promptStore();
+    auto* promptListModel = new PromptListModel(store, this);
+    auto* promptDecider =
+        new PromptDecider(store, *promptListModel, services.notificationHandler, this);
+    auto* promptsViewModel = new PromptsViewModel(store, *promptListModel, *promptDecider,
+                                                  services.notificationHandler, this);
+    auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
+
     prepareZorEngine(*engine);
     QQmlComponent component(engine.get(),
                             QUrl(QStringLiteral("qrc:/qt/qml/Zor/window/MainWindow.qml")));
@@ -38,7 +51,11 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
         {{QStringLiteral("appState"), QVariant::fromValue(&appState)},
          {QStringLiteral("setupModel"), QVariant::fromValue(&services.setupModel)},
          {QStringLiteral("splitController"), QVariant::fromValue(splitController)},
-         {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()}});
+         {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()},
+         {QStringLiteral("promptListModel"), QVariant::fromValue(promptListModel)},
+         {QStringLiteral("promptDecider"), QVariant::fromValue(promptDecider)},
+         {QStringLiteral("promptsViewModel"), QVariant::fromValue(promptsViewModel)},
+         {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)}});
     quickWindow.reset(qobject_cast<QQuickWindow*>(root));
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)

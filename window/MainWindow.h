@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/NotificationHandler.h"
 #include "platform/Platform.h"
 
 #include <QObject>
@@ -11,6 +12,7 @@ class QQmlEngine;
 namespace zor {
 
 class AppState;
+class Clipboard;
 class MainSplitViewController;
 class SetupModel;
 class WindowChrome;
@@ -19,6 +21,9 @@ class WindowChrome;
 struct MainWindowServices {
     SetupModel& setupModel;
     WindowChrome& windowChrome = platformWindowChrome();
+    // Decisions and dismissals go to the agent through it.
+    NotificationHandler& notificationHandler = NotificationHandler::shared();
+    Clipboard& clipboard = platformClipboard();
 };
 
 // The app's one window: the tab sidebar beside the detail pane. It lives as

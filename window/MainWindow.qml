@@ -12,6 +12,10 @@ ApplicationWindow {
     required property SetupModel setupModel
     required property MainSplitViewController splitController
     required property real tabRowLeadingPadding
+    required property PromptListModel promptListModel
+    required property PromptDecider promptDecider
+    required property PromptsViewModel promptsViewModel
+    required property PromptRowMenu promptRowMenu
 
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
@@ -102,9 +106,12 @@ ApplicationWindow {
             visible: !window.splitController.isDetailCollapsed || resize.running
             clip: true
 
-            PromptsPlaceholder {
+            PromptsView {
                 anchors.fill: parent
-                title: "Prompts"
+                viewModel: window.promptsViewModel
+                listModel: window.promptListModel
+                decider: window.promptDecider
+                rowMenu: window.promptRowMenu
             }
         }
     }
