@@ -7,6 +7,7 @@
 //   build-release/tools/prompt-store-benchmark/prompt-store-benchmark
 
 #include "platform/Log.h"
+#include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptsSidebarModel.h"
 #include "shared/SerializablePromptItem.h"
@@ -129,6 +130,63 @@ bool report(const char* what, double value, double limit, const char* unit) {
     std::printf("  %-62s %9.2f %s  (limit %g %s)  %s\n", what, value, unit, limit, unit,
                 isMet ? "ok" : "MISSED");
     return isMet;
+}
+
+// The prompt list following a full store. Each event is the store's
+// operation plus the model's row change; a filter switch is the model's
+// rebuild, the one reset it makes.
+bool benchmarkPromptList(const QByteArray& json) {
+    PromptStore store;
+    sync(store, json);
+    PromptListModel list(store);
+    qint64 rowChanges = 0;
+    qint64 resets = 0;
+    QObject::connect(&list, &QAbstractItemModel::rowsInserted, [&] { ++rowChanges; });
+    QObject::connect(&list, &QAbstractItemModel::rowsRemoved, [&] { ++rowChanges; });
+    QObject::connect(&list, &QAbstractItemModel::dataChanged, [&] { ++rowChanges; });
+    QObject::connect(&list, &QAbstractItemModel::modelReset, [&] { ++resets; });
+    QRandomGenerator random(11);
+    bool isEveryLimitMet = true;
+
+    std::vector<double> adds;
+    std::vector<double> removals;
+    for (int n = 0; n < 5000; ++n) {
+        const PromptItem held = store.prompts().at(random.bounded(int(store.prompts().size())));
+        adds.push_back(timeOnce(
+            [&] { store.addPrompt(held.sessionId, held.policyPath, denialFor(kPrompts + n)); }));
+        removals.push_back(timeOnce([&] { store.removePrompt(held.id); }));
+    }
+    std::vector<double> endings;
+    for (int n = 0; n < kSessions; ++n) {
+        const QString session = sessionId(n);
+        endings.push_back(timeOnce([&] { store.markSessionEnded(session); }));
+    }
+    if (resets != 0 || rowChanges < 10'000 + kSessions || list.rowCount() != kPrompts)
+        return false;
+    isEveryLimitMet &= report("prompt list: add at the head (median of 5,000)", median(adds),
+                              100, "us");
+    isEveryLimitMet &= report("prompt list: removal at a random row (median of 5,000)",
+                              median(removals), 100, "us");
+    isEveryLimitMet &= report("prompt list: ended session, about 10 rows (median of 1,000)",
+                              median(endings), 100, "us");
+
+    const PromptFilter filters[] = {PromptFilter::policy(policyPath(3)),
+                                    PromptFilter::session(sessionId(5)), PromptFilter::all()};
+    std::vector<double> switches;
+    for (int i = 0; i < 300; ++i) {
+        const PromptFilter& filter = filters[i % 3];
+        switches.push_back(timeOnce([&] { store.setFilter(filter); }));
+    }
+    if (resets != 300 || list.rowCount() != kPrompts)
+        return false;
+    isEveryLimitMet &= report("prompt list: filter switch and rebuild (median of 300, 1/3 all)",
+                              median(switches) / 1000.0, 5, "ms");
+    std::vector<double> toAll;
+    for (std::size_t i = 2; i < switches.size(); i += 3)
+        toAll.push_back(switches[i]);
+    isEveryLimitMet &= report("prompt list: filter switch to all, 10,000 rows (median of 100)",
+                              median(toAll) / 1000.0, 5, "ms");
+    return isEveryLimitMet;
 }
 
 // The session sidebar following a full store while sessions keep coming: each
@@ -292,6 +350,8 @@ int main(int argc, char** argv) {
     }
 
     isEveryLimitMet &= benchmarkSessionSidebar(json);
+
+    isEveryLimitMet &= benchmarkPromptList(json);
 
     setLogSink(nullptr);
     std::printf("%s\n", isEveryLimitMet ? "every limit met" : "a limit was missed");
