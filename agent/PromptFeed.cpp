@@ -9,9 +9,10 @@
 
 namespace zor {
 
-PromptFeed::PromptFeed(StoreLookup store, QObject* parent)
+PromptFeed::PromptFeed(StoreLookup store, std::chrono::nanoseconds turnBudget, QObject* parent)
     : QObject(parent)
-    , store(std::move(store)) {}
+    , store(std::move(store))
+    , turnBudgetNanos(turnBudget.count()) {}
 
 void PromptFeed::apply(Change change) {
     requireMainThread("PromptFeed::apply");
@@ -58,17 +59,14 @@ void PromptFeed::runSteps() {
 }
 
 bool PromptFeed::continueSync(Step& step, PromptStore& target, const QElapsedTimer& turn) {
-    constexpr qint64 kBudgetNanos =
-        std::chrono::duration_cast<std::chrono::nanoseconds>(kTurnBudget).count();
     while (step.added < step.records.size()) {
-        // A turn starts with the sync, so each turn adds at least one record.
-        if (turn.nsecsElapsed() >= kBudgetNanos)
-            return false;
         // Released once added: the store keeps its own copy.
         const SerializablePromptItem record = std::exchange(step.records[step.added], {});
         ++step.added;
         target.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
                          record.denial, record.isSessionEnded);
+        if (step.added < step.records.size() && turn.nsecsElapsed() >= turnBudgetNanos)
+            return false;
     }
     logger(LogCategory::notifications)
         .info("Synced %ld prompts from ZorAgent", {qint64(step.records.size())});

@@ -26,10 +26,12 @@ public:
     // changes that meet no store are dropped.
     using StoreLookup = std::function<PromptStore*()>;
 
-    // How long one turn may add records before it lets the event loop run.
+    // How long one turn may add records before it lets the event loop run;
+    // each turn adds one record at least.
     static constexpr std::chrono::milliseconds kTurnBudget{4};
 
-    explicit PromptFeed(StoreLookup store, QObject* parent = nullptr);
+    explicit PromptFeed(StoreLookup store, std::chrono::nanoseconds turnBudget = kTurnBudget,
+                        QObject* parent = nullptr);
 
     // Main thread only. Runs at once unless a sync is under way.
     void apply(Change change);
@@ -51,6 +53,7 @@ private:
     bool continueSync(Step& step, PromptStore& store, const QElapsedTimer& turn);
 
     StoreLookup store;
+    const qint64 turnBudgetNanos;
     std::deque<Step> steps;
     bool isTurnPending = false;
 };

@@ -22,6 +22,21 @@ PlatformError malformedReplyError() {
     return PlatformError{QStringLiteral("The agent sent a malformed reply."), 4101};
 }
 
+PlatformError unreadableMessageError() {
+    return PlatformError{QStringLiteral("The agent sent a message that could not be read."), 4101};
+}
+
+PlatformError replyTooLargeError() {
+    return PlatformError{QStringLiteral("The agent's reply is larger than %1 bytes.")
+                             .arg(local::kMaxReplyDataLength),
+                         4101};
+}
+
+PlatformError callTooLargeError() {
+    return PlatformError{
+        QStringLiteral("The call is larger than one message to the agent can carry."), 4101};
+}
+
 using namespace local;
 
 // The agent's side of one connection. All calls share the proxy's error handler.
@@ -35,8 +50,7 @@ public:
     void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
         connection->sendCall(
             makeCall(method::getPrompts),
-            [reply = std::move(reply)](const QJsonObject& message) {
-                const auto data = dataField(message, key::data);
+            [reply = std::move(reply)](const QJsonObject&, const std::optional<QByteArray>& data) {
                 if (!data)
                     return false;
                 reply(*data);
@@ -48,7 +62,7 @@ public:
     void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
         connection->sendCall(
             makeCall(method::getBuildNumber),
-            [reply = std::move(reply)](const QJsonObject& message) {
+            [reply = std::move(reply)](const QJsonObject& message, const auto&) {
                 const auto buildNumber = stringField(message, key::buildNumber);
                 if (!buildNumber)
                     return false;
@@ -77,7 +91,7 @@ public:
 
 private:
     static LocalAgentConnection::ReplyReader decisionReader(DecisionReply reply) {
-        return [reply = std::move(reply)](const QJsonObject& message) {
+        return [reply = std::move(reply)](const QJsonObject& message, const auto&) {
             const auto success = boolField(message, key::success);
             const auto error = optionalStringField(message, key::error);
             if (!success || !error)
@@ -268,32 +282,56 @@ void LocalAgentConnection::socketFailed() {
 void LocalAgentConnection::readMessages() {
     decoder.append(socket->readAll());
     while (linkState == LinkState::connected) {
-        const auto message = decoder.next();
-        if (!message)
+        const auto frame = decoder.next();
+        if (!frame)
             break;
-        handleMessage(*message);
+        if (*frame) {
+            handleMessage(frame->value());
+            continue;
+        }
+        // The stream stays in step, so the link stays up: dropping it would
+        // only fetch the same message again on the next connection. Any
+        // pending call may have been the one answered.
+        failPendingCalls(unreadableMessageError());
     }
-    // A peer that breaks the framing cannot be understood any more.
-    if (decoder.hasFailed() && linkState == LinkState::connected)
-        socket->abort();
 }
 
 void LocalAgentConnection::handleMessage(const QJsonObject& message) {
     const auto messageType = stringField(message, key::type);
-    if (messageType == type::callback) {
+    if (messageType == type::callback)
         deliverCallback(message);
-        return;
-    }
-    if (messageType != type::reply)
-        return;
-    const auto id = callIdField(message);
+    else if (messageType == type::reply)
+        handleReply(message);
+}
+
+void LocalAgentConnection::handleReply(const QJsonObject& reply) {
+    const auto id = callIdField(reply);
     const auto found = id ? pendingCalls.find(*id) : pendingCalls.end();
     if (found == pendingCalls.end())
         return;
-    PendingCall call = std::move(found->second);
+    PendingCall& call = found->second;
+    const bool hasMore = boolField(reply, key::more).value_or(false);
+    std::optional<QByteArray> part = dataField(reply, key::data);
+    const bool isMalformed = !part && (hasMore || reply.contains(key::data));
+    std::optional<QByteArray> data = std::move(call.data);
+    if (part && data)
+        data->append(*part);
+    else if (part)
+        data = std::move(part);
+    const bool isTooLarge = data && data->size() > kMaxReplyDataLength;
+    if (hasMore && !isMalformed && !isTooLarge) {
+        call.data = std::move(data);
+        return;
+    }
+    PendingCall finished = std::move(call);
     pendingCalls.erase(found);
-    if (!call.readReply(message) && call.onError)
-        call.onError(malformedReplyError());
+    if (isMalformed || isTooLarge) {
+        if (finished.onError)
+            finished.onError(isTooLarge ? replyTooLargeError() : malformedReplyError());
+        return;
+    }
+    if (!finished.readReply(reply, data) && finished.onError)
+        finished.onError(malformedReplyError());
 }
 
 void LocalAgentConnection::deliverCallback(const QJsonObject& message) {
@@ -323,8 +361,14 @@ void LocalAgentConnection::startCall(QJsonObject call, ReplyReader readReply,
     }
     const qint64 id = ++lastCallId;
     call.insert(key::id, id);
-    pendingCalls.emplace(id, PendingCall{std::move(readReply), std::move(onError)});
-    const QByteArray frame = encodeFrame(call);
+    const auto encoded = encodeFrame(call);
+    if (!encoded) {
+        if (onError)
+            onError(callTooLargeError());
+        return;
+    }
+    const QByteArray& frame = encoded.value();
+    pendingCalls.emplace(id, PendingCall{std::move(readReply), std::move(onError), {}});
     if (linkState == LinkState::connected)
         socket->write(frame);
     else

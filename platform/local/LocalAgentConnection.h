@@ -21,8 +21,10 @@ namespace zor {
 class LocalAgentConnection final : public AgentConnection,
                                    public std::enable_shared_from_this<LocalAgentConnection> {
 public:
-    // Takes apart a reply and hands it on; false when it was malformed.
-    using ReplyReader = std::function<bool(const QJsonObject& reply)>;
+    // Takes apart a reply and hands it on; false when it was malformed. `data`
+    // is the reply's raw data, gathered from all its parts, if it has any.
+    using ReplyReader =
+        std::function<bool(const QJsonObject& reply, const std::optional<QByteArray>& data)>;
 
     static std::shared_ptr<LocalAgentConnection> create(const QString& socketName,
                                                         ZorAppCallbackProtocol& exportedObject);
@@ -48,6 +50,7 @@ private:
     struct PendingCall {
         ReplyReader readReply;
         ErrorHandler onError;
+        std::optional<QByteArray> data; // of the parts so far
     };
 
     LocalAgentConnection(const QString& socketName, ZorAppCallbackProtocol& exportedObject);
@@ -62,6 +65,7 @@ private:
     void socketFailed();
     void readMessages();
     void handleMessage(const QJsonObject& message);
+    void handleReply(const QJsonObject& reply);
     void deliverCallback(const QJsonObject& message);
     void startCall(QJsonObject call, ReplyReader readReply, ErrorHandler onError);
     void finishInvalidation(const PlatformError& error);

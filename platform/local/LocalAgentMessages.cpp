@@ -70,8 +70,11 @@ QString agentSocketName(const QString& serviceName) {
     const QString override = qEnvironmentVariable("ZOR_AGENT_SOCKET");
     if (!override.isEmpty())
         return override;
-    // Per user, like the agent's service itself.
-    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    // Per user, like the agent's service itself. Looked up once: Qt warns on
+    // every lookup when the runtime folder is not set, and each reconnect
+    // would repeat the warning.
+    static const QString runtime =
+        QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     return runtime.isEmpty() ? serviceName : runtime + u'/' + serviceName;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/local/LocalFraming.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -10,7 +12,9 @@
 // The messages that carry both agent interfaces over a local socket. A call
 // from the app names its method and carries a call id; the agent answers with
 // a reply bearing the same id. A callback from the agent names its method and
-// expects nothing back. Raw data travels as base64 text.
+// expects nothing back. Raw data travels as base64 text; a reply whose data
+// would not fit in one frame comes in parts with the same id, each but the
+// last marked with `more`.
 namespace zor::local {
 
 namespace key {
@@ -26,7 +30,17 @@ inline constexpr QLatin1String sessionId("sessionId");
 inline constexpr QLatin1String buildNumber("buildNumber");
 inline constexpr QLatin1String success("success");
 inline constexpr QLatin1String error("error");
+inline constexpr QLatin1String more("more");
 } // namespace key
+
+// The raw data of one part of a reply: its base64 text and the envelope stay
+// well inside a frame.
+inline constexpr qsizetype kReplyPartLength = 8 * 1024 * 1024;
+// The most data the app gathers for one reply, parts included: room for far
+// more than 100,000 prompts.
+inline constexpr qsizetype kMaxReplyDataLength = 256 * 1024 * 1024;
+// The largest record a promptAdded callback can carry in one frame.
+inline constexpr qsizetype kMaxRecordLength = (kMaxFrameLength - 1024) / 4 * 3;
 
 namespace type {
 inline constexpr QLatin1String call("call");

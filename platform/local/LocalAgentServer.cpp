@@ -11,15 +11,36 @@ using namespace local;
 
 namespace {
 
-// Writes to one app if it is still connected when the answer comes.
-auto replySender(QLocalSocket* app, qint64 callId) {
-    return [app = QPointer<QLocalSocket>(app), callId](const QJsonObject& fields) {
-        if (!app || app->state() != QLocalSocket::ConnectedState)
+// Writes to one app if it is still connected when the answer comes. Data too
+// large for one frame goes in parts.
+auto replySender(LocalAgentServer* server, QLocalSocket* app, qint64 callId) {
+    return [server = QPointer<LocalAgentServer>(server), app = QPointer<QLocalSocket>(app),
+            callId](const QJsonObject& fields, const std::optional<QByteArray>& data = {}) {
+        if (!server || !app || app->state() != QLocalSocket::ConnectedState)
             return;
+        QList<QByteArray> frames;
+        for (qsizetype offset = 0; data && offset + kReplyPartLength < data->size();
+             offset += kReplyPartLength) {
+            QJsonObject part = makeReply(callId);
+            part.insert(key::data, encodeData(data->sliced(offset, kReplyPartLength)));
+            part.insert(key::more, true);
+            frames.append(encodeFrame(part).value());
+        }
         QJsonObject reply = makeReply(callId);
         for (auto field = fields.begin(); field != fields.end(); ++field)
             reply.insert(field.key(), field.value());
-        app->write(encodeFrame(reply));
+        if (data)
+            reply.insert(key::data,
+                         encodeData(data->sliced(qsizetype(frames.size()) * kReplyPartLength)));
+        const auto last = encodeFrame(reply);
+        if (!last) {
+            emit server->sendFailed(
+                QStringLiteral("reply to call %1 not sent: %2").arg(callId).arg(last.error()));
+            return;
+        }
+        frames.append(last.value());
+        for (const QByteArray& frame : std::as_const(frames))
+            app->write(frame);
     };
 }
 
@@ -101,14 +122,14 @@ void LocalAgentServer::readCalls(QLocalSocket* app) {
     connectedApps.at(app).append(app->readAll());
     // The agent may answer, and the app may go, while a call is handled.
     while (connectedApps.contains(app)) {
-        FrameDecoder& decoder = connectedApps.at(app);
-        const auto call = decoder.next();
-        if (!call) {
-            if (decoder.hasFailed())
-                dropApp(app, decoder.failure());
+        const auto call = connectedApps.at(app).next();
+        if (!call)
+            return;
+        if (!*call) {
+            dropApp(app, call->error());
             return;
         }
-        const QString problem = handleCall(app, *call);
+        const QString problem = handleCall(app, call->value());
         if (!problem.isEmpty()) {
             dropApp(app, problem);
             return;
@@ -122,14 +143,12 @@ QString LocalAgentServer::handleCall(QLocalSocket* app, const QJsonObject& call)
     const auto callId = callIdField(call);
     if (!callId)
         return QStringLiteral("call without an id");
-    const auto send = replySender(app, *callId);
+    const auto send = replySender(this, app, *callId);
     const auto name = stringField(call, key::method);
     const auto promptId = stringField(call, key::promptId);
 
     if (name == method::getPrompts) {
-        agent.getPromptsWithReply([send](const QByteArray& data) {
-            send(QJsonObject{{key::data, encodeData(data)}});
-        });
+        agent.getPromptsWithReply([send](const QByteArray& data) { send({}, data); });
     } else if (name == method::getBuildNumber) {
         agent.getBuildNumberWithReply([send](const QString& buildNumber) {
             send(QJsonObject{{key::buildNumber, buildNumber}});
@@ -162,7 +181,14 @@ void LocalAgentServer::dropApp(QLocalSocket* app, const QString& reason) {
 }
 
 void LocalAgentServer::sendToAll(const QJsonObject& message) {
-    const QByteArray frame = encodeFrame(message);
+    const auto encoded = encodeFrame(message);
+    if (!encoded) {
+        emit sendFailed(
+            QStringLiteral("%1 not sent: %2")
+                .arg(stringField(message, key::method).value_or(QString()), encoded.error()));
+        return;
+    }
+    const QByteArray& frame = encoded.value();
     QList<QLocalSocket*> targets;
     for (const auto& [app, decoder] : connectedApps)
         targets.append(app);

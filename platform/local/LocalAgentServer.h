@@ -36,6 +36,8 @@ signals:
     void appDisconnected();
     // An app sent something that is not a call of the interface; it was dropped.
     void protocolError(const QString& reason);
+    // A message was too large for a frame and was not sent.
+    void sendFailed(const QString& reason);
 
 private:
     class Broadcast final : public ZorAppCallbackProtocol {

@@ -10,8 +10,13 @@ namespace {
 constexpr qsizetype kHeaderLength = 4;
 }
 
-QByteArray encodeFrame(const QJsonObject& message) {
+Decoded<QByteArray> encodeFrame(const QJsonObject& message) {
     const QByteArray body = QJsonDocument(message).toJson(QJsonDocument::Compact);
+    if (body.size() > qsizetype(kMaxFrameLength))
+        return Decoded<QByteArray>::failure(
+            QStringLiteral("a message of %1 bytes is over the frame limit of %2 bytes")
+                .arg(body.size())
+                .arg(kMaxFrameLength));
     QByteArray frame(kHeaderLength, Qt::Uninitialized);
     qToBigEndian<quint32>(quint32(body.size()), frame.data());
     frame.append(body);
@@ -19,18 +24,21 @@ QByteArray encodeFrame(const QJsonObject& message) {
 }
 
 void FrameDecoder::append(const QByteArray& bytes) {
-    if (!hasFailed())
-        buffer.append(bytes);
+    const qint64 skipped = std::min(bytesToSkip, qint64(bytes.size()));
+    bytesToSkip -= skipped;
+    buffer.append(QByteArrayView(bytes).sliced(skipped));
 }
 
-std::optional<QJsonObject> FrameDecoder::next() {
-    if (hasFailed() || buffer.size() < kHeaderLength)
+std::optional<Decoded<QJsonObject>> FrameDecoder::next() {
+    using Frame = Decoded<QJsonObject>;
+    if (buffer.size() < kHeaderLength)
         return std::nullopt;
     const quint32 length = qFromBigEndian<quint32>(buffer.constData());
     if (length == 0 || length > kMaxFrameLength) {
-        failureText = QStringLiteral("frame length %1 out of range").arg(length);
-        buffer.clear();
-        return std::nullopt;
+        const qsizetype held = std::min(buffer.size() - kHeaderLength, qsizetype(length));
+        bytesToSkip = qint64(length) - held;
+        buffer.remove(0, kHeaderLength + held);
+        return Frame::failure(QStringLiteral("frame length %1 out of range").arg(length));
     }
     if (buffer.size() - kHeaderLength < qsizetype(length))
         return std::nullopt;
@@ -38,13 +46,10 @@ std::optional<QJsonObject> FrameDecoder::next() {
     const QJsonDocument document =
         QJsonDocument::fromJson(buffer.mid(kHeaderLength, qsizetype(length)), &error);
     buffer.remove(0, kHeaderLength + qsizetype(length));
-    if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        failureText = error.error != QJsonParseError::NoError
-                          ? QStringLiteral("frame is not JSON: %1").arg(error.errorString())
-                          : QStringLiteral("frame is not a JSON object");
-        buffer.clear();
-        return std::nullopt;
-    }
+    if (error.error != QJsonParseError::NoError)
+        return Frame::failure(QStringLiteral("frame is not JSON: %1").arg(error.errorString()));
+    if (!document.isObject())
+        return Frame::failure(QStringLiteral("frame is not a JSON object"));
     return document.object();
 }
 

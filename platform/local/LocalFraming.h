@@ -1,5 +1,7 @@
 #pragma once
 
+#include "shared/Decoded.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -11,24 +13,26 @@ namespace zor::local {
 // by that many bytes of UTF-8 JSON holding one object.
 inline constexpr quint32 kMaxFrameLength = 16 * 1024 * 1024;
 
-QByteArray encodeFrame(const QJsonObject& message);
+// The frame for `message`; an error instead of a frame over the limit, which
+// the peer would refuse.
+Decoded<QByteArray> encodeFrame(const QJsonObject& message);
 
-// Cuts a byte stream into messages. Once the stream breaks (a length out of
-// range, or bytes that are not one JSON object) it stays broken: the peer can
-// no longer be understood.
+// Cuts a byte stream into messages. The length in front of each frame keeps
+// the stream in step whatever a frame holds, so a frame that cannot be read
+// (out of range, or not one JSON object) is skipped and reported, and the
+// next one is read as usual. A frame over the limit is dropped as its bytes
+// come, never held.
 class FrameDecoder {
 public:
     void append(const QByteArray& bytes);
 
-    // The next whole message; nothing when more bytes are needed or the stream broke.
-    std::optional<QJsonObject> next();
-
-    bool hasFailed() const { return !failureText.isEmpty(); }
-    QString failure() const { return failureText; }
+    // The next whole frame: its message, or why it was skipped. Nothing when
+    // more bytes are needed.
+    std::optional<Decoded<QJsonObject>> next();
 
 private:
     QByteArray buffer;
-    QString failureText;
+    qint64 bytesToSkip = 0; // the rest of a frame over the limit
 };
 
 } // namespace zor::local

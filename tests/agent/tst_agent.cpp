@@ -285,6 +285,50 @@ private slots:
         QCOMPARE(prompts.at(4).sessionId, QStringLiteral("held"));
     }
 
+    void aBadRecordInASyncCostsOnlyThatRecord() {
+        handler->connect();
+        const QByteArray reply = "[" + record(kIdA, "s1").toJson() + R"(,{"id":"x"},)" +
+                                 record(kIdB, "s2").toJson() + "]";
+        connector->connections.last()->replyToPrompts(reply);
+        settle();
+        QCOMPARE(
+            notificationLines(),
+            (QStringList{
+                "Connected to ZorAgent",
+                "Skipped prompt record 1 from ZorAgent: missing field \"sessionId\" at byte 10",
+                "Synced 2 prompts from ZorAgent"}));
+        QCOMPARE(redactedLines().at(1), "Skipped prompt record 1 from ZorAgent: <private>");
+        QCOMPARE(store().prompts().size(), 2);
+    }
+
+    // A sync that takes several turns, one record each here: what comes
+    // meanwhile applies after it, as if the sync had run in one go.
+    void changesDuringASyncWaitForIt() {
+        PromptStore& target = store();
+        PromptFeed feed([&target] { return &target; }, std::chrono::nanoseconds(0));
+        const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
+        feed.sync({record(kIdA, "s1"), record(kIdB, "s2", NetworkDenial{"b.org", 1, {}}),
+                   record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})});
+        QCOMPARE(target.prompts().size(), 1);
+        feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdB)); });
+        feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
+        QVERIFY(feed.isSyncing());
+        QCOMPARE(target.prompts().size(), 1);
+        QTRY_VERIFY(!feed.isSyncing());
+
+        QCOMPARE(log->messages(),
+                 (QStringList{"Added prompt: file /etc/hosts session=s1",
+                              "Added prompt: network b.org:1 session=s2",
+                              "Added prompt: network c.org:1 session=s1",
+                              "Synced 3 prompts from ZorAgent", "Removed prompt: network b.org:1",
+                              "Marked 2 prompts as ended for session s1"}));
+        QCOMPARE(target.prompts().size(), 2);
+        QVERIFY(target.prompts().at(0).sessionEnded && target.prompts().at(1).sessionEnded);
+        // Idle again: a change runs at once.
+        feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdA)); });
+        QCOMPARE(target.prompts().size(), 1);
+    }
+
     void badDataFromTheAgentIsDropped_data() {
         QTest::addColumn<QString>("channel");
         QTest::addColumn<QByteArray>("data");

@@ -34,7 +34,7 @@ QByteArray rawFrame(const QByteArray& body) {
 class ScriptedAgent final : public ZorAgentProtocol {
 public:
     void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
-        answer("getPrompts", [reply] { reply(R"([{"id":"x"}])"); });
+        answer("getPrompts", [this, reply] { reply(prompts); });
     }
     void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
         answer("getBuildNumber", [reply] { reply("4242"); });
@@ -56,6 +56,7 @@ public:
             fn();
     }
 
+    QByteArray prompts = R"([{"id":"x"}])";
     QStringList calls;
     bool isHoldingAnswers = false;
     QList<std::function<void()>> heldAnswers;
@@ -116,7 +117,7 @@ class AgentTransportTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void framesSurviveAnySplitAndABadLengthBreaksTheStream() {
+    void framesSurviveAnySplitAndUnreadableOnesAreSkipped() {
         const QList<QJsonObject> messages = {
             makeCall(method::getPrompts),
             QJsonObject{{"type", "reply"}, {"id", 7}, {"data", encodeData("[{\"a\":\"é\"}]")}},
@@ -124,30 +125,77 @@ private slots:
         };
         QByteArray stream;
         for (const QJsonObject& message : messages)
-            stream += encodeFrame(message);
+            stream += encodeFrame(message).value();
         for (qsizetype chunk = 1; chunk <= stream.size(); ++chunk) {
             FrameDecoder decoder;
             QList<QJsonObject> decoded;
             for (qsizetype at = 0; at < stream.size(); at += chunk) {
                 decoder.append(stream.mid(at, chunk));
-                while (const auto message = decoder.next())
-                    decoded.append(*message);
+                while (const auto frame = decoder.next()) {
+                    QVERIFY2(frame->hasValue(), qPrintable(frame->error()));
+                    decoded.append(frame->value());
+                }
             }
-            QVERIFY2(!decoder.hasFailed(), qPrintable(decoder.failure()));
             QCOMPARE(decoded, messages);
         }
 
-        // A length out of range breaks the stream for good.
+        // A frame over the limit is dropped as it comes, one that is not an
+        // object is skipped; the frames after them are read.
         QByteArray tooLong(4, Qt::Uninitialized);
         qToBigEndian<quint32>(kMaxFrameLength + 1, tooLong.data());
         FrameDecoder decoder;
-        decoder.append(tooLong + stream);
+        decoder.append(tooLong + QByteArray(1000, 'x'));
+        const auto skipped = decoder.next();
+        QVERIFY(skipped && !*skipped);
+        QCOMPARE(skipped->error(),
+                 QStringLiteral("frame length %1 out of range").arg(kMaxFrameLength + 1));
+        decoder.append(QByteArray(kMaxFrameLength - 999, 'x') + rawFrame("[1]") + stream);
+        const auto notObject = decoder.next();
+        QVERIFY(notObject && !*notObject);
+        QCOMPARE(notObject->error(), "frame is not a JSON object");
+        for (const QJsonObject& message : messages)
+            QCOMPARE(decoder.next()->value(), message);
         QVERIFY(!decoder.next());
-        QVERIFY2(decoder.failure().startsWith(
-                     QStringLiteral("frame length %1 out of range").arg(kMaxFrameLength + 1)),
-                 qPrintable(decoder.failure()));
-        decoder.append(stream);
-        QVERIFY(!decoder.next());
+
+        // Nor does a sender make a frame the other side would refuse.
+        const QJsonObject huge{{"data", QString(kMaxFrameLength, u'x')}};
+        QVERIFY(encodeFrame(huge).error().startsWith("a message of "));
+    }
+
+    // What one frame cannot carry: a sync reply comes in parts; a push or a
+    // call that does not fit is refused with an error, and the link stays up.
+    void whatExceedsAFrame() {
+        ScriptedAgent agent;
+        agent.prompts = QByteArray(2 * kReplyPartLength + 5, 'p');
+        LocalAgentServer server(agent);
+        QStringList refused;
+        QObject::connect(&server, &LocalAgentServer::sendFailed, &server,
+                         [&](const QString& reason) { refused.append(reason); });
+        const QString name = uniqueSocketName();
+        QVERIFY(server.listen(name));
+        Client client(name);
+        QByteArray received;
+        client.proxy->getPromptsWithReply([&](const QByteArray& data) {
+            received = data;
+            client.add("prompts");
+        });
+        client.connection->resume();
+        QTRY_COMPARE_WITH_TIMEOUT(client.all(), QStringList{"prompts"}, 20000);
+        QVERIFY(received == agent.prompts);
+
+        server.apps().promptAddedWithPromptData(QByteArray(kMaxRecordLength + 1024, 'r'));
+        QCOMPARE(refused.size(), 1);
+        QVERIFY2(refused[0].startsWith("promptAdded not sent: a message of "),
+                 qPrintable(refused[0]));
+        client.proxy->handlePromptWithPromptId(
+            "ID", "allow", "once", QString(kMaxFrameLength, u'p'), client.decision("handled"));
+        server.apps().promptRemovedWithPromptId("A");
+        QTRY_COMPARE(client.all(),
+                     (QStringList{"prompts",
+                                  "error The call is larger than one message to the agent can "
+                                  "carry.",
+                                  "removed A"}));
+        QCOMPARE(agent.calls, QStringList{"getPrompts"});
     }
 
     void callsAndCallbacksArriveOffTheMainThread() {
@@ -245,9 +293,15 @@ private slots:
             << QByteArray(R"({"type":"reply","id":1})") << malformed;
         QTest::newRow("data not base64")
             << QByteArray(R"({"type":"reply","id":1,"data":"%%"})") << malformed;
-        QTest::newRow("broken framing")
+        QTest::newRow("unreadable frame: the call fails, the link stays")
             << QByteArray("not json at all")
-            << QStringList{"error The connection to the agent was interrupted.", "interrupted"};
+            << QStringList{"error The agent sent a message that could not be read."};
+        QTest::newRow("reply in parts")
+            << QByteArray(R"({"type":"reply","id":1,"data":"W3si","more":true}|)"
+                          R"({"type":"reply","id":1,"data":"aWQiOiJ5In1d"})")
+            << QStringList{"prompts [{\"id\":\"y\"}]"};
+        QTest::newRow("a part without data")
+            << QByteArray(R"({"type":"reply","id":1,"more":true})") << malformed;
     }
 
     void aMisbehavingAgent() {
@@ -262,13 +316,17 @@ private slots:
                 app->readAll();
                 // An answer to an unknown call comes first and is ignored.
                 app->write(rawFrame(R"({"type":"reply","id":99,"data":""})"));
-                app->write(rawFrame(reply));
+                for (const QByteArray& frame : reply.split('|'))
+                    app->write(rawFrame(frame));
             });
         });
         Client client(name);
         client.getPrompts();
         client.connection->resume();
         QTRY_COMPARE(client.all(), lines);
+        // Still connected: a later call is answered or fails on its own.
+        QTest::qWait(20);
+        QCOMPARE(client.count("interrupted"), 0);
     }
 
     // The wire format is fixed by the document the agent is built from.
@@ -295,11 +353,11 @@ private slots:
             decoder.append(app.readAll());
             return decoder.next();
         };
-        std::optional<QJsonObject> reply;
+        std::optional<Decoded<QJsonObject>> reply;
         QTRY_VERIFY(reply || (reply = readReply()));
         QCOMPARE(agent.calls, QStringList{"handlePrompt 0B0C2F8E-39A5-4A43-9C1B-6A1E0D3F7C21 allow "
                                           "session /Users/ada/proj/.zor/policy.yml"});
-        QCOMPARE(*reply, QJsonDocument::fromJson(lines[1]).object());
+        QCOMPARE(reply->value(), QJsonDocument::fromJson(lines[1]).object());
     }
 
     void droppingTheLastReferenceInsideAHandlerIsSafe() {

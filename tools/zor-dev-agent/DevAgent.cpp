@@ -4,8 +4,9 @@
 
 namespace zor {
 
-DevAgent::DevAgent(QString buildNumber, Print printOut, Print printError)
+DevAgent::DevAgent(QString buildNumber, qsizetype maxRecordLength, Print printOut, Print printError)
     : buildNumber(std::move(buildNumber))
+    , maxRecordLength(maxRecordLength)
     , printOut(std::move(printOut))
     , printError(std::move(printError)) {}
 
@@ -40,6 +41,12 @@ bool DevAgent::runCommand(const QString& line) {
             return true;
         }
         SerializablePromptItem item = std::move(decoded).value();
+        if (const qsizetype length = item.toJson().size(); length > maxRecordLength) {
+            printError(QStringLiteral("record of %1 bytes refused: a push carries at most %2")
+                           .arg(length)
+                           .arg(maxRecordLength));
+            return true;
+        }
         if (const qsizetype index = indexOf(item.id); index >= 0)
             prompts.removeAt(index);
         prompts.append(item);

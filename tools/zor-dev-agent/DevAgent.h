@@ -16,7 +16,9 @@ class DevAgent final : public ZorAgentProtocol {
 public:
     using Print = std::function<void(const QString& line)>;
 
-    DevAgent(QString buildNumber, Print printOut, Print printError);
+    // `maxRecordLength` is the largest record (in bytes of JSON) that a push
+    // to the app can carry; larger ones are refused.
+    DevAgent(QString buildNumber, qsizetype maxRecordLength, Print printOut, Print printError);
 
     // Replaces the held prompts with a JSON array of records; false (and a
     // line on the error output) when it is not one.
@@ -43,6 +45,7 @@ private:
     qsizetype indexOf(const QString& promptId) const;
 
     QString buildNumber;
+    qsizetype maxRecordLength;
     Print printOut;
     Print printError;
     QList<SerializablePromptItem> prompts;

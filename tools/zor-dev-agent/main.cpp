@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
     const auto err = [](const QString& line) {
         printTo(stderr, QStringLiteral("zor-dev-agent: ") + line);
     };
-    zor::DevAgent agent(parser.value(buildNumberOption), out, err);
+    zor::DevAgent agent(parser.value(buildNumberOption), zor::local::kMaxRecordLength, out, err);
 
     if (parser.isSet(promptsOption)) {
         QFile file(parser.value(promptsOption));
@@ -92,6 +92,8 @@ int main(int argc, char** argv) {
     QObject::connect(
         &server, &zor::LocalAgentServer::protocolError, &app,
         [&](const QString& reason) { err(QStringLiteral("dropped an app: ") + reason); });
+    QObject::connect(&server, &zor::LocalAgentServer::sendFailed, &app,
+                     [&](const QString& reason) { err(reason); });
 
     readCommands(&app, [&](const QString& line) {
         if (!agent.runCommand(line))
