@@ -3,6 +3,7 @@
 #include "agent/NotificationHandler.h"
 #include "app/AppDelegate.h"
 #include "app/UrlReceiver.h"
+#include "platform/AppReopen.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 #include "setup/DaemonClient.h"
@@ -50,6 +51,10 @@ int runWindowedApplication(int argc, char** argv) {
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});
     running = &delegate;
     UrlReceiver urlReceiver(delegate, systemClock());
+    platformAppReopen().setHandler([&running](bool hasVisibleWindows) {
+        if (running)
+            running->applicationShouldHandleReopen(hasVisibleWindows);
+    });
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate,
                      &AppDelegate::applicationWillTerminate);
     // Launch has finished once the event loop runs.

@@ -1,5 +1,6 @@
 #include "platform/Platform.h"
 
+#include "platform/AppReopen.h"
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
 #include "platform/portable/PortableAppActivation.h"
@@ -7,6 +8,7 @@
 #include "platform/portable/PortableWindowChrome.h"
 
 #ifdef Q_OS_MACOS
+#include "platform/macos/DockReopen.h"
 #include "platform/macos/MacAdministratorScriptRunner.h"
 #include "platform/macos/MacAppActivation.h"
 #include "platform/macos/MacClipboard.h"
@@ -130,6 +132,15 @@ SingleInstance& platformSingleInstance() {
     static SystemSingleInstance instance;
 #else
     static LocalSingleInstance instance(systemClock());
+#endif
+    return instance;
+}
+
+AppReopen& platformAppReopen() {
+#ifdef Q_OS_MACOS
+    static DockReopen instance;
+#else
+    static NoAppReopen instance;
 #endif
     return instance;
 }

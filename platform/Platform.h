@@ -7,6 +7,7 @@ namespace zor {
 class AdministratorScriptRunner;
 class AgentConnector;
 class AppActivation;
+class AppReopen;
 class Clipboard;
 class Console;
 class DaemonConnection;
@@ -37,6 +38,8 @@ AgentConnector& platformAgentConnector();
 // Bringing the app forward, and keeping it to one running app per user.
 AppActivation& platformAppActivation();
 SingleInstance& platformSingleInstance();
+// The Dock's request to show the app again, where there is one.
+AppReopen& platformAppReopen();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
 

@@ -1,4 +1,5 @@
 #include "VirtualClock.h"
+#include "platform/macos/DockReopen.h"
 #include "platform/macos/ExportedObjectGate.h"
 #include "platform/macos/LogFormats.h"
 #include "platform/macos/PendingCalls.h"
@@ -7,8 +8,10 @@
 #include "platform/macos/TitleBarLayout.h"
 
 #include <QDirIterator>
+#include <QGuiApplication>
 #include <QRegularExpression>
 #include <QTest>
+#include <QWindow>
 
 using namespace zor;
 using namespace zor::testing;
@@ -176,6 +179,20 @@ private slots:
         QCOMPARE(callbacks.removed, QStringList{"a"});
     }
 
+    void theDockReopenSaysWhetherAWindowIsVisible() {
+        DockReopen reopen;
+        QList<bool> reopened;
+        reopen.setHandler([&](bool hasVisibleWindows) { reopened << hasVisibleWindows; });
+        QWindow window;
+        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+        window.show();
+        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+        emit qGuiApp->applicationStateChanged(Qt::ApplicationInactive);
+        window.showMinimized();
+        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+        QCOMPARE(reopened, (QList<bool>{false, true, false}));
+    }
+
     void theTitleBarGrowsDownwardsToItsHeight() {
         // The system's 28-point title bar at the top of a 500-point window.
         QCOMPARE(TitleBarLayout::containerFrame({0, 472, 700, 28}),
@@ -224,5 +241,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(MacosTest)
+QTEST_MAIN(MacosTest)
 #include "tst_macos.moc"
