@@ -21,9 +21,10 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
             return;
         const int row = rowOfSeq(*seq);
         beginRemoveRows({}, row, row);
-        seqs.erase(seqs.end() - 1 - row);
-        itemsBySeq.remove(*seq);
-        seqsById.remove(item.id, *seq);
+        const auto taken = rows.end() - 1 - row;
+        release(*taken);
+        rows.erase(taken);
+        forgetSeq(item.id, *seq);
         endRemoveRows();
         emit countChanged();
     });
@@ -31,8 +32,11 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
         const std::optional<quint64> seq = seqOf(item);
         if (!seq)
             return;
-        itemsBySeq[*seq] = item;
-        const QModelIndex changed = index(rowOfSeq(*seq));
+        const int row = rowOfSeq(*seq);
+        Row& changedRow = rows[rows.size() - 1 - std::size_t(row)];
+        release(changedRow);
+        changedRow = ownRow(*seq, item);
+        const QModelIndex changed = index(row);
         emit dataChanged(changed, changed, {sessionEndedRole});
     });
     connect(&store, &PromptStore::filterChanged, this, &PromptListModel::rebuild);
@@ -45,7 +49,7 @@ int PromptListModel::rowCount(const QModelIndex& parent) const {
 
 const PromptItem& PromptListModel::promptAt(int row) const {
     Q_ASSERT(row >= 0 && row < count());
-    return *itemsBySeq.constFind(seqs[seqs.size() - 1 - std::size_t(row)]);
+    return *rows[rows.size() - 1 - std::size_t(row)].item;
 }
 
 QVariant PromptListModel::data(const QModelIndex& index, int role) const {
@@ -90,21 +94,21 @@ QHash<int, QByteArray> PromptListModel::roleNames() const {
 }
 
 int PromptListModel::rowOf(const QUuid& id) const {
-    const std::optional<quint64> seq = seqsById.newest(id);
-    return seq ? rowOfSeq(*seq) : -1;
+    const auto seqs = seqsById.constFind(id);
+    return seqs == seqsById.cend() ? -1 : rowOfSeq(seqs->last());
 }
 
 std::optional<QUuid> PromptListModel::firstId() const {
-    if (seqs.empty())
+    if (rows.empty())
         return std::nullopt;
-    return itemsBySeq.constFind(seqs.back())->id;
+    return rows.back().item->id;
 }
 
 void PromptListModel::setProcessing(const QUuid& id) {
     if (processingIds.contains(id) || !store.containsPrompt(id))
         return;
     processingIds.insert(id);
-    if (const SequenceIndex<QUuid>::Seqs* shown = seqsById.find(id))
+    if (const auto shown = seqsById.constFind(id); shown != seqsById.cend())
         for (const quint64 seq : *shown) {
             const QModelIndex changed = index(rowOfSeq(seq));
             emit dataChanged(changed, changed, {isProcessingRole});
@@ -113,22 +117,22 @@ void PromptListModel::setProcessing(const QUuid& id) {
 
 void PromptListModel::rebuild() {
     beginResetModel();
-    const PromptList shown = store.filteredPrompts();
-    seqs.clear();
-    seqs.reserve(std::size_t(shown.size()));
-    itemsBySeq.clear();
-    itemsBySeq.reserve(shown.size());
-    seqsById = {};
+    rows.clear();
+    ownItems.clear();
+    freeItems.clear();
+    seqsById.clear();
+    snapshot = store.filteredPrompts();
     std::vector<const PromptItem*> newestFirst;
-    newestFirst.reserve(std::size_t(shown.size()));
-    for (const PromptItem& item : shown)
+    newestFirst.reserve(std::size_t(snapshot.size()));
+    for (const PromptItem& item : snapshot)
         newestFirst.push_back(&item);
+    rows.reserve(newestFirst.size());
+    seqsById.reserve(qsizetype(newestFirst.size()));
     // Oldest first, numbered upwards as if added one by one.
     for (auto it = newestFirst.crbegin(); it != newestFirst.crend(); ++it) {
         const quint64 seq = ++lastSeq;
-        seqs.push_back(seq);
-        itemsBySeq.emplace(seq, **it);
-        seqsById.insert((*it)->id, seq);
+        rows.push_back({seq, *it, false});
+        seqsById[(*it)->id].append(seq);
     }
     endResetModel();
     emit countChanged();
@@ -137,29 +141,57 @@ void PromptListModel::rebuild() {
 void PromptListModel::insertFirst(const PromptItem& item) {
     const quint64 seq = ++lastSeq;
     beginInsertRows({}, 0, 0);
-    seqs.push_back(seq);
-    itemsBySeq.emplace(seq, item);
-    seqsById.insert(item.id, seq);
+    rows.push_back(ownRow(seq, item));
+    seqsById[item.id].append(seq);
     endInsertRows();
     emit countChanged();
 }
 
+PromptListModel::Row PromptListModel::ownRow(quint64 seq, const PromptItem& item) {
+    if (freeItems.empty())
+        return {seq, &ownItems.emplace_back(item), true};
+    PromptItem* kept = freeItems.back();
+    freeItems.pop_back();
+    *kept = item;
+    return {seq, kept, true};
+}
+
+void PromptListModel::release(const Row& row) {
+    // Items of the snapshot stay as they are until the next rebuild.
+    if (!row.isOwn)
+        return;
+    auto* own = const_cast<PromptItem*>(row.item);
+    *own = PromptItem();
+    freeItems.push_back(own);
+}
+
 std::optional<quint64> PromptListModel::seqOf(const PromptItem& item) const {
-    const SequenceIndex<QUuid>::Seqs* candidates = seqsById.find(item.id);
-    if (!candidates)
+    const auto candidates = seqsById.constFind(item.id);
+    if (candidates == seqsById.cend())
         return std::nullopt;
     for (auto it = candidates->crbegin(); it != candidates->crend(); ++it) {
-        const PromptItem& shown = *itemsBySeq.constFind(*it);
+        const PromptItem& shown = promptAt(rowOfSeq(*it));
         if (shown.policyPath == item.policyPath && shown.denial == item.denial)
             return *it;
     }
     return std::nullopt;
 }
 
+void PromptListModel::forgetSeq(const QUuid& id, quint64 seq) {
+    const auto seqs = seqsById.find(id);
+    if (seqs == seqsById.end())
+        return;
+    seqs->erase(std::find(seqs->begin(), seqs->end(), seq));
+    if (seqs->isEmpty())
+        seqsById.erase(seqs);
+}
+
 int PromptListModel::rowOfSeq(quint64 seq) const {
-    const auto found = std::lower_bound(seqs.cbegin(), seqs.cend(), seq);
-    Q_ASSERT(found != seqs.cend() && *found == seq);
-    return int(seqs.cend() - 1 - found);
+    const auto found =
+        std::lower_bound(rows.cbegin(), rows.cend(), seq,
+                         [](const Row& row, quint64 value) { return row.seq < value; });
+    Q_ASSERT(found != rows.cend() && found->seq == seq);
+    return int(rows.cend() - 1 - found);
 }
 
 bool PromptListModel::passesFilter(const PromptItem& item) const {
