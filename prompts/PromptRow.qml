@@ -192,6 +192,8 @@ Rectangle {
                 text: row.target
                 readOnly: true
                 selectByMouse: true
+                // Selecting text leaves the keyboard with the list.
+                activeFocusOnPress: false
                 wrapMode: TextEdit.WrapAnywhere
                 font.family: FixedFont.family
                 font.pixelSize: 12
