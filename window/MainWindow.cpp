@@ -7,11 +7,14 @@
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
+#include "prompts/PromptsSidebarModel.h"
 #include "prompts/PromptsViewModel.h"
+#include "prompts/SidebarEntryActions.h"
 #include "setup/SetupModel.h"
 #include "window/MainSplitViewController.h"
 #include "window/qml/QuickViews.h"
 
+#include <QDir>
 #include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -43,6 +46,15 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     auto* promptsViewModel = new PromptsViewModel(store, *promptListModel, *promptDecider,
                                                   services.notificationHandler, this);
     auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
+    auto* policiesSidebarModel = new PromptsSidebarModel(this);
+    policiesSidebarModel->setGrouping(SidebarGrouping::policy);
+    policiesSidebarModel->setStore(&store);
+    auto* sessionsSidebarModel = new PromptsSidebarModel(this);
+    sessionsSidebarModel->setGrouping(SidebarGrouping::session);
+    sessionsSidebarModel->setStore(&store);
+    auto* sidebarEntryActions =
+        new SidebarEntryActions(services.workspace, services.clipboard,
+                                services.commandLineToolPath, QDir::tempPath(), this);
 
     prepareZorEngine(*engine);
     QQmlComponent component(engine.get(),
@@ -55,7 +67,10 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("promptListModel"), QVariant::fromValue(promptListModel)},
          {QStringLiteral("promptDecider"), QVariant::fromValue(promptDecider)},
          {QStringLiteral("promptsViewModel"), QVariant::fromValue(promptsViewModel)},
-         {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)}});
+         {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)},
+         {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},
+         {QStringLiteral("sessionsSidebarModel"), QVariant::fromValue(sessionsSidebarModel)},
+         {QStringLiteral("sidebarEntryActions"), QVariant::fromValue(sidebarEntryActions)}});
     quickWindow.reset(qobject_cast<QQuickWindow*>(root));
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)

@@ -15,6 +15,7 @@ class AppState;
 class Clipboard;
 class MainSplitViewController;
 class SetupModel;
+class Workspace;
 class WindowChrome;
 
 // What the window's views act on.
@@ -24,6 +25,10 @@ struct MainWindowServices {
     // Decisions and dismissals go to the agent through it.
     NotificationHandler& notificationHandler = NotificationHandler::shared();
     Clipboard& clipboard = platformClipboard();
+    // The sidebar's context menu reveals and opens files and runs the
+    // audit-log script, which starts the command-line tool.
+    Workspace& workspace = platformWorkspace();
+    QString commandLineToolPath = platformCommandLineToolPath();
 };
 
 // The app's one window: the tab sidebar beside the detail pane. It lives as

@@ -16,6 +16,9 @@ ApplicationWindow {
     required property PromptDecider promptDecider
     required property PromptsViewModel promptsViewModel
     required property PromptRowMenu promptRowMenu
+    required property PromptsSidebarModel policiesSidebarModel
+    required property PromptsSidebarModel sessionsSidebarModel
+    required property SidebarEntryActions sidebarEntryActions
 
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
@@ -94,6 +97,9 @@ ApplicationWindow {
             appState: window.appState
             setupModel: window.setupModel
             leadingPadding: window.tabRowLeadingPadding
+            policiesSidebarModel: window.policiesSidebarModel
+            sessionsSidebarModel: window.sessionsSidebarModel
+            sidebarEntryActions: window.sidebarEntryActions
         }
 
         Item {

@@ -9,6 +9,10 @@ Rectangle {
 
     required property QtObject appState
     required property SetupModel setupModel
+    // The prompts sidebar's entries on the policies and on the sessions tab.
+    required property PromptsSidebarModel policiesSidebarModel
+    required property PromptsSidebarModel sessionsSidebarModel
+    required property SidebarEntryActions sidebarEntryActions
     // The room left at the row's leading end for the window's own buttons.
     required property real leadingPadding
 
@@ -70,12 +74,13 @@ Rectangle {
                 Accessible.ignored: !sidebar.isSetupSelected
             }
 
-            PromptsPlaceholder {
+            PromptsSidebar {
                 objectName: "promptsSidebar"
                 anchors.fill: parent
                 visible: !sidebar.isSetupSelected
-                title: sidebar.appState.selectedTab === AppTab.sessions ? "Prompts by session"
-                                                                           : "Prompts by policy"
+                model: sidebar.appState.selectedTab === AppTab.sessions ? sidebar.sessionsSidebarModel
+                                                                      : sidebar.policiesSidebarModel
+                actions: sidebar.sidebarEntryActions
             }
         }
     }
