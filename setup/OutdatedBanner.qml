@@ -50,13 +50,14 @@ Rectangle {
                 font.pixelSize: SetupTheme.captionSize
                 wrapMode: Text.Wrap
             }
-        }
 
-        Button {
-            objectName: "bannerRestartButton"
-            Layout.alignment: Qt.AlignVCenter
-            text: "Restart"
-            onClicked: banner.restart()
+            Button {
+                objectName: "bannerRestartButton"
+                Layout.alignment: Qt.AlignLeft
+                Layout.topMargin: 4
+                text: "Restart"
+                onClicked: banner.restart()
+            }
         }
     }
 }

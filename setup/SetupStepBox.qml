@@ -4,6 +4,7 @@ import QtQuick.Layouts
 import Zor
 
 // One background piece: what it is, how it is doing, and what would repair it.
+// Everything stacks in one column beside the icon, so that it fits the sidebar.
 Item {
     id: box
 
@@ -84,33 +85,36 @@ Item {
                     cursorShape: parent.hoveredLink ? Qt.PointingHandCursor : Qt.ArrowCursor
                 }
             }
-        }
 
-        Button {
-            objectName: "actionButton"
-            Layout.alignment: Qt.AlignVCenter
-            visible: box.step.button.kind === SetupStatus.ButtonKind.cta
-            text: box.step.button.label
-            onClicked: box.action()
-        }
+            Button {
+                objectName: "actionButton"
+                Layout.alignment: Qt.AlignLeft
+                Layout.topMargin: 4
+                visible: box.step.button.kind === SetupStatus.ButtonKind.cta
+                text: box.step.button.label
+                onClicked: box.action()
+            }
 
-        Label {
-            objectName: "noticeLabel"
-            Layout.alignment: Qt.AlignVCenter
-            visible: box.step.button.kind === SetupStatus.ButtonKind.notice
-            text: box.step.button.label
-            color: SetupTheme.secondaryText
-            font.pixelSize: SetupTheme.captionSize
-        }
+            Label {
+                objectName: "noticeLabel"
+                Layout.alignment: Qt.AlignLeft
+                Layout.topMargin: 4
+                visible: box.step.button.kind === SetupStatus.ButtonKind.notice
+                text: box.step.button.label
+                color: SetupTheme.secondaryText
+                font.pixelSize: SetupTheme.captionSize
+            }
 
-        BusyIndicator {
-            objectName: "progressIndicator"
-            Layout.alignment: Qt.AlignVCenter
-            Layout.preferredWidth: 18
-            Layout.preferredHeight: 18
-            padding: 0
-            visible: box.step.button.kind === SetupStatus.ButtonKind.inProgress
-            running: visible
+            BusyIndicator {
+                objectName: "progressIndicator"
+                Layout.alignment: Qt.AlignLeft
+                Layout.topMargin: 4
+                Layout.preferredWidth: 18
+                Layout.preferredHeight: 18
+                padding: 0
+                visible: box.step.button.kind === SetupStatus.ButtonKind.inProgress
+                running: visible
+            }
         }
     }
 }

@@ -14,6 +14,21 @@ ScrollView {
     padding: 20
     contentWidth: availableWidth
     font.pixelSize: SetupTheme.bodySize
+    // The controls follow the system's palette as it changes, light or dark.
+    palette.window: SetupTheme.system.window
+    palette.windowText: SetupTheme.system.windowText
+    palette.base: SetupTheme.system.base
+    palette.alternateBase: SetupTheme.system.alternateBase
+    palette.text: SetupTheme.system.text
+    palette.button: SetupTheme.system.button
+    palette.buttonText: SetupTheme.system.buttonText
+    palette.light: SetupTheme.system.light
+    palette.midlight: SetupTheme.system.midlight
+    palette.mid: SetupTheme.system.mid
+    palette.dark: SetupTheme.system.dark
+    palette.shadow: SetupTheme.system.shadow
+    palette.highlight: SetupTheme.system.highlight
+    palette.highlightedText: SetupTheme.system.highlightedText
 
     background: Rectangle {
         color: SetupTheme.windowBackground
@@ -104,13 +119,10 @@ ScrollView {
             }
         }
 
-        RowLayout {
+        // Wraps to a second line where the sidebar is too narrow for all three.
+        Flow {
             Layout.fillWidth: true
             spacing: 8
-
-            Item {
-                Layout.fillWidth: true
-            }
 
             Button {
                 objectName: "restartButton"
@@ -141,8 +153,7 @@ ScrollView {
             text: view.model.restartError
             color: SetupTheme.red
             font.pixelSize: SetupTheme.captionSize
-            horizontalAlignment: Text.AlignRight
-            wrapMode: Text.Wrap
+                        wrapMode: Text.Wrap
         }
 
         Label {
@@ -153,8 +164,7 @@ ScrollView {
             text: view.model.stopError
             color: SetupTheme.red
             font.pixelSize: SetupTheme.captionSize
-            horizontalAlignment: Text.AlignRight
-            wrapMode: Text.Wrap
+                        wrapMode: Text.Wrap
         }
     }
 }

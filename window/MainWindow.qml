@@ -30,6 +30,21 @@ ApplicationWindow {
     height: 500
     minimumWidth: splitController.sidebarMinimumWidth
     minimumHeight: 300
+    // The controls follow the system's palette as it changes, light or dark.
+    palette.window: SetupTheme.system.window
+    palette.windowText: SetupTheme.system.windowText
+    palette.base: SetupTheme.system.base
+    palette.alternateBase: SetupTheme.system.alternateBase
+    palette.text: SetupTheme.system.text
+    palette.button: SetupTheme.system.button
+    palette.buttonText: SetupTheme.system.buttonText
+    palette.light: SetupTheme.system.light
+    palette.midlight: SetupTheme.system.midlight
+    palette.mid: SetupTheme.system.mid
+    palette.dark: SetupTheme.system.dark
+    palette.shadow: SetupTheme.system.shadow
+    palette.highlight: SetupTheme.system.highlight
+    palette.highlightedText: SetupTheme.system.highlightedText
 
     onFrameChanged: splitController.reportWindowFrame(frame)
     onPaneWidthsChanged: splitController.reportPaneWidths(paneWidths.width, paneWidths.height)
@@ -85,7 +100,7 @@ ApplicationWindow {
 
         handle: Rectangle {
             implicitWidth: window.dividerThickness
-            color: window.palette.mid
+            color: SetupTheme.separator
         }
 
         SidebarContentView {

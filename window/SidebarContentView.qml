@@ -16,7 +16,7 @@ Rectangle {
     // The room left at the row's leading end for the window's own buttons.
     required property real leadingPadding
 
-    readonly property bool isSetupSelected: appState.selectedTab === AppTab.setup
+    readonly property bool isSetupSelected: appState.selectedTab === AppState.AppTab.setup
 
     color: SetupTheme.windowBackground
 
@@ -37,22 +37,22 @@ Rectangle {
             TabButton {
                 objectName: "policiesTab"
                 text: "Policies"
-                isSelected: sidebar.appState.selectedTab === AppTab.policies
-                onClicked: sidebar.appState.selectedTab = AppTab.policies
+                isSelected: sidebar.appState.selectedTab === AppState.AppTab.policies
+                onClicked: sidebar.appState.selectedTab = AppState.AppTab.policies
             }
 
             TabButton {
                 objectName: "sessionsTab"
                 text: "Sessions"
-                isSelected: sidebar.appState.selectedTab === AppTab.sessions
-                onClicked: sidebar.appState.selectedTab = AppTab.sessions
+                isSelected: sidebar.appState.selectedTab === AppState.AppTab.sessions
+                onClicked: sidebar.appState.selectedTab = AppState.AppTab.sessions
             }
 
             TabButton {
                 objectName: "setupTab"
                 text: "Setup"
                 isSelected: sidebar.isSetupSelected
-                onClicked: sidebar.appState.selectedTab = AppTab.setup
+                onClicked: sidebar.appState.selectedTab = AppState.AppTab.setup
             }
 
             Item {
@@ -69,6 +69,8 @@ Rectangle {
             SetupView {
                 anchors.fill: parent
                 model: sidebar.setupModel
+                // The tab row already leaves its room below.
+                topPadding: 0
                 opacity: sidebar.isSetupSelected ? 1 : 0
                 enabled: sidebar.isSetupSelected
                 Accessible.ignored: !sidebar.isSetupSelected
@@ -78,7 +80,7 @@ Rectangle {
                 objectName: "promptsSidebar"
                 anchors.fill: parent
                 visible: !sidebar.isSetupSelected
-                model: sidebar.appState.selectedTab === AppTab.sessions ? sidebar.sessionsSidebarModel
+                model: sidebar.appState.selectedTab === AppState.AppTab.sessions ? sidebar.sessionsSidebarModel
                                                                       : sidebar.policiesSidebarModel
                 actions: sidebar.sidebarEntryActions
             }

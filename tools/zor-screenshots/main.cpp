@@ -11,6 +11,7 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPalette>
+#include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
@@ -24,7 +25,7 @@ namespace {
 
 enum class Appearance { light, dark };
 
-// A dark palette as a system in dark mode hands it to the app.
+// A dark palette as a system in dark appearance hands it to the app.
 QPalette darkPalette() {
     QPalette palette;
     const QColor window(0x1e, 0x1e, 0x1e);
@@ -51,20 +52,6 @@ QPalette darkPalette() {
     palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6e, 0x6e, 0x73));
     return palette;
 }
-
-// Switches the application's palette for as long as it lives.
-class AppearanceScope {
-public:
-    explicit AppearanceScope(Appearance appearance)
-        : previous(QGuiApplication::palette()) {
-        if (appearance == Appearance::dark)
-            QGuiApplication::setPalette(darkPalette());
-    }
-    ~AppearanceScope() { QGuiApplication::setPalette(previous); }
-
-private:
-    QPalette previous;
-};
 
 struct SetupShot {
     const char* fileName;
@@ -140,7 +127,6 @@ bool fail(const char* fileName, const char* what) {
 
 // The setup screen alone, as wide as the sidebar.
 bool render(const SetupShot& shot, const QDir& outDir) {
-    const AppearanceScope appearance(shot.appearance);
     SetupScene scene;
     shot.arrange(scene);
     if (!scene.show(int(MainSplitViewController::sidebarWidth)))
@@ -155,7 +141,6 @@ bool render(const SetupShot& shot, const QDir& outDir) {
 // The main window as the app builds it, once its first checks and any
 // resizing they cause are over.
 bool render(const WindowShot& shot, const QDir& outDir) {
-    const AppearanceScope appearance(shot.appearance);
     SetupScene scene;
     if (!shot.isHealthy)
         scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
@@ -190,22 +175,39 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
     QGuiApplication app(argc, argv);
-    useDesktopControlsStyle();
 
-    const QStringList args = QCoreApplication::arguments();
+    QStringList args = QCoreApplication::arguments();
+    // The controls take their colours from the palette the app starts with, as
+    // they would from the system: each appearance is rendered by a process of its own.
+    const bool isDarkRun = args.removeAll(QStringLiteral("--dark")) > 0;
     if (args.size() != 2) {
         std::fprintf(stderr, "usage: zor-screenshots OUTDIR\n");
         return 2;
     }
+    const Appearance appearance = isDarkRun ? Appearance::dark : Appearance::light;
+    if (isDarkRun)
+        QGuiApplication::setPalette(darkPalette());
+    useDesktopControlsStyle();
+
     const QDir outDir(args[1]);
     if (!QDir().mkpath(outDir.path())) {
         std::fprintf(stderr, "zor-screenshots: cannot create %s\n", qPrintable(outDir.path()));
         return 1;
     }
     bool isComplete = true;
-    for (const SetupShot& shot : setupShots())
-        isComplete = render(shot, outDir) && isComplete;
-    for (const WindowShot& shot : windowShots())
-        isComplete = render(shot, outDir) && isComplete;
+    for (const SetupShot& shot : setupShots()) {
+        if (shot.appearance == appearance)
+            isComplete = render(shot, outDir) && isComplete;
+    }
+    for (const WindowShot& shot : windowShots()) {
+        if (shot.appearance == appearance)
+            isComplete = render(shot, outDir) && isComplete;
+    }
+    if (!isDarkRun) {
+        std::fflush(stdout);
+        const int darkStatus = QProcess::execute(QCoreApplication::applicationFilePath(),
+                                                 {QStringLiteral("--dark"), args[1]});
+        isComplete = darkStatus == 0 && isComplete;
+    }
     return isComplete ? 0 : 1;
 }

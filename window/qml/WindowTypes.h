@@ -9,14 +9,14 @@
 
 namespace zor::qml {
 
-// The app state itself is read through its meta-object, as a plain object. Its
-// tabs, reached as AppTab.policies, AppTab.sessions, AppTab.setup.
-class AppTabForeign : public QObject {
-    Q_OBJECT
-    QML_NAMED_ELEMENT(AppTab)
-    QML_UNCREATABLE("AppTab only holds the tabs")
-    QML_EXTENDED_NAMESPACE(zor::AppState)
-};
+// The app state is read through its meta-object, as a plain object; only its
+// tabs are registered, reached as AppState.AppTab.setup and so on.
+namespace AppStateForeign {
+Q_NAMESPACE
+QML_FOREIGN_NAMESPACE(zor::AppState)
+QML_NAMED_ELEMENT(AppState)
+Q_CLASSINFO("RegisterEnumClassesUnscoped", "false")
+} // namespace AppStateForeign
 
 struct MainSplitViewControllerForeign {
     Q_GADGET

@@ -1,0 +1,187 @@
+#include "SetupScene.h"
+#include "app/AppState.h"
+#include "window/MainSplitViewController.h"
+#include "window/MainWindow.h"
+#include "window/qml/QuickViews.h"
+
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace zor;
+using namespace zor::testing;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Animation {
+    QRectF target;
+    bool isCollapsing;
+    int duration;
+};
+
+// Stands for the view: reports a window and panes, and plays every animation
+// to its end at once.
+struct SplitRig {
+    static constexpr QRectF launchFrame{100, 80, 900, 600};
+    static constexpr qreal sidebar = 339;
+    static constexpr qreal detail = 560;
+
+    AppState appState;
+    MainSplitViewController controller{appState};
+    QList<Animation> animations;
+
+    SplitRig() {
+        controller.setDividerThickness(1);
+        controller.reportWindowFrame(launchFrame);
+        controller.reportPaneWidths(sidebar, detail);
+        QObject::connect(&controller, &MainSplitViewController::animationRequested,
+                         [this](const QRectF& target, bool isCollapsing, int duration) {
+                             animations.append({target, isCollapsing, duration});
+                             controller.reportWindowFrame(target);
+                             const qreal divider = isCollapsing ? 0 : 1;
+                             controller.reportPaneWidths(
+                                 isCollapsing ? target.width() : sidebar,
+                                 isCollapsing ? 0 : target.width() - sidebar - divider);
+                             controller.finishAnimation();
+                         });
+    }
+};
+
+QQuickItem* findItem(QQuickWindow* window, const char* objectName) {
+    return window->findChild<QQuickItem*>(QString::fromLatin1(objectName));
+}
+
+void click(QQuickWindow* window, QQuickItem* item) {
+    const QPointF centre = item->mapToScene({item->width() / 2, item->height() / 2});
+    QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+}
+
+} // namespace
+
+class WindowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { useDesktopControlsStyle(); }
+
+    void splitFollowsTheTab_data() {
+        // Each list of tabs is selected in one turn of the event loop, then
+        // the loop runs; the next list follows.
+        QTest::addColumn<QList<QList<AppTab>>>("turns");
+        QTest::addColumn<QList<qreal>>("animatedWidths");
+        QTest::addColumn<bool>("isCollapsed");
+
+        using Turns = QList<QList<AppTab>>;
+        QTest::newRow("setup shrinks the window to the sidebar")
+            << Turns{{AppTab::setup}} << QList<qreal>{339} << true;
+        QTest::newRow("back to a prompt tab adds the saved width and the divider")
+            << Turns{{AppTab::setup}, {AppTab::policies}} << QList<qreal>{339, 900} << false;
+        QTest::newRow("setup chosen again before the update animates once")
+            << Turns{{AppTab::setup, AppTab::sessions, AppTab::setup}} << QList<qreal>{339} << true;
+        QTest::newRow("setup after setup animates once")
+            << Turns{{AppTab::setup}, {AppTab::setup}} << QList<qreal>{339} << true;
+        QTest::newRow("between the prompt tabs nothing changes")
+            << Turns{{AppTab::sessions}, {AppTab::policies}} << QList<qreal>{} << false;
+    }
+
+    void splitFollowsTheTab() {
+        QFETCH(QList<QList<AppTab>>, turns);
+        QFETCH(QList<qreal>, animatedWidths);
+        QFETCH(bool, isCollapsed);
+
+        SplitRig rig;
+        for (const QList<AppTab>& turn : turns) {
+            const qsizetype before = rig.animations.size();
+            for (AppTab tab : turn)
+                rig.appState.setSelectedTab(tab);
+            // Never inside the change itself.
+            QCOMPARE(rig.animations.size(), before);
+            QCoreApplication::processEvents();
+        }
+
+        QList<qreal> widths;
+        for (const Animation& animation : rig.animations) {
+            widths << animation.target.width();
+            QCOMPARE(animation.target.topLeft(), SplitRig::launchFrame.topLeft());
+            QCOMPARE(animation.target.height(), SplitRig::launchFrame.height());
+            QCOMPARE(animation.duration, 250);
+        }
+        QCOMPARE(widths, animatedWidths);
+        QCOMPARE(rig.controller.isDetailCollapsed(), isCollapsed);
+        if (!rig.animations.isEmpty())
+            QCOMPARE(rig.animations.last().isCollapsing, isCollapsed);
+        if (animatedWidths.size() > 0)
+            QCOMPARE(rig.controller.savedDetailWidth(), SplitRig::detail);
+    }
+
+    void detailComesBackAtItsLastWidth() {
+        SplitRig rig;
+        QCOMPARE(rig.controller.savedDetailWidth(), 420);
+        // Hidden at 560, shown, widened to 600, hidden again: 600 is kept.
+        rig.appState.setSelectedTab(AppTab::setup);
+        QCoreApplication::processEvents();
+        rig.appState.setSelectedTab(AppTab::policies);
+        QCoreApplication::processEvents();
+        QVERIFY(rig.controller.canDetailCollapse());
+        QCoreApplication::processEvents(); // the pane's minimum returns after the animation
+        QVERIFY(!rig.controller.canDetailCollapse());
+        rig.controller.reportWindowFrame({100, 80, 940, 600});
+        rig.controller.reportPaneWidths(SplitRig::sidebar, 600);
+        rig.appState.setSelectedTab(AppTab::setup);
+        QCoreApplication::processEvents();
+        QCOMPARE(rig.controller.savedDetailWidth(), 600);
+        rig.appState.setSelectedTab(AppTab::sessions);
+        QCoreApplication::processEvents();
+        QCOMPARE(rig.animations.last().target.width(), SplitRig::sidebar + 600 + 1);
+    }
+
+    void tabsAndTheLiveSetupScreen() {
+        SetupScene scene;
+        // The outdated agent is asked again on every poll.
+        scene.makeAgentOutdated();
+        AppState appState;
+        MainWindow mainWindow(appState, {*scene.model});
+        QQuickWindow* window = mainWindow.window();
+        QCOMPARE(window->title(), "Zor");
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QCOMPARE(window->size(), QSize(700, 500));
+
+        // The screen's first report, though nobody sees the screen, picks setup.
+        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
+        QTRY_COMPARE(window->width(), 340);
+        QVERIFY(scene.settle());
+        QVERIFY(scene.model->isPollPending());
+        // Nothing on the screen reaches past the sidebar's width.
+        QQuickItem* setupView = findItem(window, "setupView");
+        QVERIFY(setupView->isVisible());
+        for (const QQuickItem* item : setupView->findChildren<QQuickItem*>()) {
+            if (item->isVisible() && item->width() > 0)
+                QVERIFY2(item->mapToItem(setupView, {item->width(), 0}).x() <= setupView->width(),
+                         qPrintable(item->objectName()));
+        }
+
+        const QStringList tabNames = {"policiesTab", "sessionsTab", "setupTab"};
+        const QList<AppTab> tabs = {AppTab::policies, AppTab::sessions, AppTab::setup};
+        for (int clicked : {1, 0, 2, 0}) {
+            click(window, findItem(window, qPrintable(tabNames[clicked])));
+            QCOMPARE(appState.selectedTab(), tabs[clicked]);
+            for (int i = 0; i < tabNames.size(); ++i) {
+                QQuickItem* button = findItem(window, qPrintable(tabNames[i]));
+                QCOMPARE(button->property("isSelected").toBool(), i == clicked);
+            }
+        }
+
+        // On a prompt tab the hidden screen keeps polling.
+        QCOMPARE(setupView->opacity(), 0);
+        const int queries = scene.agentQueryCount();
+        QVERIFY(scene.model->isPollPending());
+        scene.clock.advance(1s);
+        QTRY_VERIFY(scene.agentQueryCount() > queries);
+    }
+};
+
+QTEST_MAIN(WindowTest)
+#include "tst_window.moc"
