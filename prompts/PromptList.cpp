@@ -91,12 +91,12 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
     // through a shared array count as shared.
     Slot& owned = chunkSlots[slot];
     const qsizetype visible = visibleIn(slot);
-    if (owned.chunk->ref.loadRelaxed() != 1) {
+    if (owned.chunk.isShared()) {
         auto* copy = new Chunk;
         copy->entries.reserve(kChunkCapacity);
         copy->entries.assign(owned.chunk->entries.cbegin(),
                              owned.chunk->entries.cbegin() + visible);
-        owned.chunk = QExplicitlySharedDataPointer<Chunk>(copy);
+        owned.chunk = Ref<Chunk>(copy);
     } else {
         // Entries past our prefix were added by a list that no longer exists.
         owned.chunk->entries.erase(owned.chunk->entries.begin() + visible,
@@ -108,7 +108,7 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
 void PromptList::prepend(quint64 seq, PromptItem item) {
     Q_ASSERT(isEmpty() ||
              std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
-    Entry entry{seq, QExplicitlySharedDataPointer<Box>(new Box(std::move(item)))};
+    Entry entry{seq, Ref<Box>(new Box(std::move(item)))};
     if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
         Chunk& last = *std::as_const(chunkSlots).last().chunk;
         // In place when no other list added past our prefix: the others do
@@ -127,18 +127,20 @@ void PromptList::prepend(quint64 seq, PromptItem item) {
     auto* chunk = new Chunk;
     chunk->entries.reserve(kChunkCapacity);
     chunk->entries.push_back(std::move(entry));
-    chunkSlots.append(Slot{QExplicitlySharedDataPointer<Chunk>(chunk), 0});
+    chunkSlots.append(Slot{Ref<Chunk>(chunk), 0});
     lastVisible = 1;
     ++count;
 }
 
-PromptItem* PromptList::findForUpdate(quint64 seq) {
+const PromptItem* PromptList::setSessionEnded(quint64 seq) {
     qsizetype slot = 0;
     qsizetype entry = 0;
-    if (!locate(seq, slot, entry))
+    if (!locate(seq, slot, entry) ||
+        std::as_const(chunkSlots)[slot].chunk->entries[entry].box->item.sessionEnded)
         return nullptr;
-    QExplicitlySharedDataPointer<Box>& box = ownChunk(slot).entries[entry].box;
+    Ref<Box>& box = ownChunk(slot).entries[entry].box;
     box.detach();
+    box->item.sessionEnded = true;
     return &box->item;
 }
 

@@ -2,10 +2,9 @@
 
 #include "prompts/PromptItem.h"
 
-#include <QExplicitlySharedDataPointer>
 #include <QList>
-#include <QSharedData>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 namespace zor {
@@ -23,22 +22,68 @@ namespace zor {
 //
 // Each item sits in a box of its own that copies share, so that copying a
 // chunk to change one item copies pointers, not items.
+//
+// A list and its copies belong to one thread, the main thread: their counts
+// of references are plain integers. A change under a kept copy takes a few
+// hundred references, and atomic counts would cost more than the change.
 class PromptList {
-    struct Box : QSharedData {
+    // What a Ref points to; a copy starts unreferenced.
+    struct Counted {
+        Counted() = default;
+        Counted(const Counted&) {}
+        Counted& operator=(const Counted&) = delete;
+        int refs = 0;
+    };
+    template <typename T> class Ref {
+    public:
+        Ref() = default;
+        explicit Ref(T* target)
+            : target(target) {
+            ++target->refs;
+        }
+        Ref(const Ref& other)
+            : target(other.target) {
+            if (target)
+                ++target->refs;
+        }
+        Ref(Ref&& other) noexcept
+            : target(std::exchange(other.target, nullptr)) {}
+        Ref& operator=(Ref other) noexcept {
+            std::swap(target, other.target);
+            return *this;
+        }
+        ~Ref() {
+            if (target && --target->refs == 0)
+                delete target;
+        }
+        T* operator->() const { return target; }
+        T& operator*() const { return *target; }
+        bool isShared() const { return target->refs > 1; }
+        // Gives this reference a copy of its own when others share the target.
+        void detach() {
+            if (isShared())
+                *this = Ref(new T(*target));
+        }
+
+    private:
+        T* target = nullptr;
+    };
+
+    struct Box : Counted {
         explicit Box(PromptItem item)
             : item(std::move(item)) {}
         PromptItem item;
     };
     struct Entry {
         quint64 seq;
-        QExplicitlySharedDataPointer<Box> box;
+        Ref<Box> box;
     };
     // Its entries are reserved up front and never reallocated.
-    struct Chunk : QSharedData {
+    struct Chunk : Counted {
         std::vector<Entry> entries; // oldest first
     };
     struct Slot {
-        QExplicitlySharedDataPointer<Chunk> chunk;
+        Ref<Chunk> chunk;
         qsizetype visible = 0; // the prefix of the chunk this list sees; see lastVisible
     };
 
@@ -91,9 +136,9 @@ public:
     const PromptItem* find(quint64 seq) const;
     // Adds the newest item; `seq` must be above every sequence number held.
     void prepend(quint64 seq, PromptItem item);
-    // The held item, for changing it; copies its chunk and its box first when
-    // they are shared.
-    PromptItem* findForUpdate(quint64 seq);
+    // Sets the item's ended flag, copying only what a change needs; the item,
+    // or null when it had ended already or there is none.
+    const PromptItem* setSessionEnded(quint64 seq);
     // False when no item has that sequence number.
     bool remove(quint64 seq);
 

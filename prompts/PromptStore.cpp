@@ -128,13 +128,10 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
     // Prompts already marked count again but do not change.
     const long count = long(seqs->size());
     QList<PromptItem> changed;
-    for (auto it = seqs->crbegin(); it != seqs->crend(); ++it) {
-        if (promptList.find(*it)->sessionEnded)
-            continue;
-        PromptItem* item = promptList.findForUpdate(*it);
-        item->sessionEnded = true;
-        changed.append(*item);
-    }
+    changed.reserve(seqs->size());
+    for (auto it = seqs->crbegin(); it != seqs->crend(); ++it)
+        if (const PromptItem* item = promptList.setSessionEnded(*it))
+            changed.append(*item);
 
     logger(LogCategory::promptStore)
         .info("Marked %ld prompts as ended for session %{public}s", {count, sessionId});
