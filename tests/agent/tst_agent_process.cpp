@@ -140,7 +140,8 @@ private slots:
         QVERIFY(!store.prompts().at(0).sessionEnded);
     }
 
-    // The scripts that start the agent end it by closing its input.
+    // The scripts that start the agent end it by closing its input. A record
+    // too large to push is refused on the way.
     void theAgentStopsAtTheEndOfItsInput() {
         qputenv("ZOR_AGENT_SOCKET", QByteArray("zor-process-eof-") +
                                         QByteArray::number(QCoreApplication::applicationPid()));
@@ -150,10 +151,15 @@ private slots:
         file.close();
         DevAgent agent(file.fileName());
         QVERIFY(agent.waitUntilListening());
+        agent.send("add " +
+                   recordJson(kIdA, "s1", FileDenial{QString(13'000'000, u'p'), "read", {}}));
         agent.process.closeWriteChannel();
         QVERIFY(agent.process.waitForFinished(10000));
         QCOMPARE(agent.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(agent.process.exitCode(), 0);
+        const QByteArray errors = agent.process.readAllStandardError();
+        QVERIFY2(errors.contains("zor-dev-agent: record of 13000"), errors.constData());
+        QVERIFY2(errors.contains(" bytes refused: a push carries at most "), errors.constData());
     }
 };
 
