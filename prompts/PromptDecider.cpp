@@ -12,25 +12,23 @@ namespace zor {
 
 DecisionButton decisionButton(PromptDecider::Decision decision) {
     using enum PromptDecider::Decision;
-    constexpr Qt::KeyboardModifiers modifiers = Qt::ControlModifier | Qt::ShiftModifier;
     switch (decision) {
     case allowOnce:
-        return {PolicyAction::allow,  RuleLifetime::once, "Once", "Allow once", true,
-                modifiers | Qt::Key_O};
+        return {PolicyAction::allow, RuleLifetime::once, "Once", "Allow once", true,
+                "Ctrl+Shift+O"};
     case allowSession:
         return {
-            PolicyAction::allow,  RuleLifetime::session, "Session", "Allow for the session", true,
-            modifiers | Qt::Key_S};
+            PolicyAction::allow, RuleLifetime::session, "Session", "Allow for the session", true,
+            "Ctrl+Shift+S"};
     case allowAlways:
-        return {PolicyAction::allow,  RuleLifetime::always, "Always", "Allow always", false,
-                modifiers | Qt::Key_A};
+        return {PolicyAction::allow, RuleLifetime::always, "Always", "Allow always", false,
+                "Ctrl+Shift+A"};
     case denySession:
-        return {
-            PolicyAction::deny,   RuleLifetime::session, "Session", "Deny for the session", true,
-            modifiers | Qt::Key_N};
+        return {PolicyAction::deny, RuleLifetime::session, "Session", "Deny for the session", true,
+                "Ctrl+Shift+N"};
     case denyAlways:
-        return {PolicyAction::deny,   RuleLifetime::always, "Always", "Deny always", false,
-                modifiers | Qt::Key_D};
+        return {PolicyAction::deny, RuleLifetime::always, "Always", "Deny always", false,
+                "Ctrl+Shift+D"};
     }
     Q_UNREACHABLE();
 }
@@ -99,8 +97,8 @@ QString PromptDecider::label(Decision decision) {
     return QString::fromLatin1(decisionButton(decision).label);
 }
 
-int PromptDecider::shortcut(Decision decision) {
-    return decisionButton(decision).shortcut.toCombined();
+QString PromptDecider::shortcut(Decision decision) {
+    return QString::fromLatin1(decisionButton(decision).shortcut);
 }
 
 QString PromptDecider::toolTip(Decision decision, const QString& shortcutText) {

@@ -3,7 +3,6 @@
 #include "shared/PolicyAction.h"
 #include "shared/RuleLifetime.h"
 
-#include <QKeyCombination>
 #include <QObject>
 #include <QString>
 #include <QUuid>
@@ -38,8 +37,8 @@ public:
                                       bool isProcessing);
     Q_INVOKABLE static bool hasOwnDisabledState(zor::PromptDecider::Decision decision);
     Q_INVOKABLE static QString label(zor::PromptDecider::Decision decision);
-    // A key code with modifiers, as Shortcut.sequence takes it.
-    Q_INVOKABLE static int shortcut(zor::PromptDecider::Decision decision);
+    // In the portable text of key sequences, "Ctrl+Shift+O"; Ctrl is the Command key on macOS.
+    Q_INVOKABLE static QString shortcut(zor::PromptDecider::Decision decision);
     Q_INVOKABLE static QString toolTip(zor::PromptDecider::Decision decision,
                                        const QString& shortcutText);
     Q_INVOKABLE static QString accessibleName(zor::PromptDecider::Decision decision,
@@ -60,7 +59,7 @@ struct DecisionButton {
     // Once and Session make no sense for a session that has ended; Always does.
     bool isBlockedBySessionEnd;
     // Always with a modifier, so that typing into the wrong window grants nothing.
-    QKeyCombination shortcut;
+    const char* shortcut;
 };
 
 DecisionButton decisionButton(PromptDecider::Decision decision);

@@ -1,6 +1,7 @@
 #include "FakeAgentConnection.h"
 #include "FakePlatform.h"
 #include "LogCapture.h"
+#include "PromptsScene.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
 #include "app/AppState.h"
@@ -11,6 +12,9 @@
 #include "prompts/PromptsViewModel.h"
 
 #include <QAbstractItemModelTester>
+#include <QKeySequence>
+#include <QQuickItem>
+#include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -254,11 +258,12 @@ private slots:
                 openWhenEnded.append(decision);
             QVERIFY(PromptDecider::isEnabled(decision, false, false));
             QVERIFY(!PromptDecider::isEnabled(decision, false, true));
-            const QKeyCombination key =
-                QKeyCombination::fromCombined(PromptDecider::shortcut(decision));
-            QVERIFY(key.keyboardModifiers() &
+            const QKeySequence keys = QKeySequence::fromString(PromptDecider::shortcut(decision),
+                                                               QKeySequence::PortableText);
+            QCOMPARE(keys.count(), 1);
+            QVERIFY(keys[0].keyboardModifiers() &
                     (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
-            shortcuts.insert(key.toCombined());
+            shortcuts.insert(keys[0].toCombined());
         }
         QCOMPARE(openWhenEnded, (QList<Decision>{Decision::allowAlways, Decision::denyAlways}));
         QCOMPARE(shortcuts.size(), all.size());
@@ -359,7 +364,34 @@ private slots:
         menu.copySessionId();
         QCOMPARE(clipboard.texts, (QStringList{policy("p"), "s"}));
     }
+
+    // The list's keys and the decision shortcuts, pressed on the real view.
+    void keysReachTheAgent() {
+        PromptsScene scene;
+        scene.addSamplePrompts();
+        QVERIFY(scene.show(600, 500));
+        const auto connection = scene.connector.connections.last();
+        const QString first =
+            scene.listModel->promptAt(0).id.toString(QUuid::WithoutBraces).toUpper();
+        const QString second =
+            scene.listModel->promptAt(1).id.toString(QUuid::WithoutBraces).toUpper();
+        const QString secondPolicy = scene.listModel->promptAt(1).policyPath;
+        scene.item("promptList")->forceActiveFocus();
+
+        QTest::keyClick(scene.view.get(), Qt::Key_Down);
+        QCOMPARE(scene.viewModel->highlightedRow(), 0);
+        QTest::keyClick(scene.view.get(), Qt::Key_Delete);
+        QTest::keyClick(scene.view.get(), Qt::Key_D); // no modifier: nothing
+        QTest::keyClick(scene.view.get(), Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
+
+        QStringList calls;
+        for (const FakeAgentCall& call : connection->calls())
+            calls.append(call.method + ' ' + call.arguments.join(' '));
+        QCOMPARE(calls, (QStringList{"getPrompts ", "dismissPrompt " + first,
+                                     "handlePrompt " + second + " deny always " + secondPolicy}));
+        QVERIFY(scene.listModel->isProcessing(QUuid::fromString(second)));
+    }
 };
 
-QTEST_GUILESS_MAIN(PromptsViewTest)
+QTEST_MAIN(PromptsViewTest)
 #include "tst_prompts_view.moc"
