@@ -1,8 +1,12 @@
 // Renders the setup screen and the main window offscreen, driven by a real
 // setup model on fakes, into one PNG file per state, for review without a Mac.
 
+#include "PromptsScene.h"
 #include "SetupScene.h"
 #include "app/AppState.h"
+#include "prompts/PromptDecider.h"
+#include "prompts/PromptListModel.h"
+#include "prompts/PromptsViewModel.h"
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
@@ -167,6 +171,82 @@ bool render(const WindowShot& shot, const QDir& outDir) {
     return save(window->grabWindow(), shot.fileName, outDir);
 }
 
+struct PromptsShot {
+    const char* fileName;
+    Appearance appearance;
+    std::function<void(PromptsScene&)> arrange; // before the window appears
+};
+
+const QString kCliPolicy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
+
+// The policies tab on the cli-tool policy, whose prompts show all five kinds and an
+// ended session in the first rows.
+void arrangeCliPolicy(PromptsScene& scene) {
+    scene.addSamplePrompts();
+    scene.appState.promptStore()->setFilter(PromptFilter::policy(kCliPolicy));
+}
+
+// The sessions tab with one session's prompts shown, its entry selected.
+void arrangeSessionFilter(PromptsScene& scene) {
+    scene.addSamplePrompts();
+    scene.appState.setSelectedTab(AppTab::sessions);
+    scene.appState.promptStore()->setFilter(PromptFilter::session(QStringLiteral("cli-build-3")));
+}
+
+const QList<PromptsShot>& promptsShots() {
+    static const QList<PromptsShot> all = {
+        {"prompts-01-policies.png", Appearance::light, arrangeCliPolicy},
+        {"prompts-02-no-pending-prompts.png", Appearance::light, [](PromptsScene&) {}},
+        {"prompts-03-no-prompts-matching-filter.png", Appearance::light,
+         [](PromptsScene& scene) {
+             scene.addSamplePrompts();
+             scene.appState.promptStore()->setFilter(PromptFilter::session("gone-6"));
+         }},
+        {"prompts-04-policies-dark.png", Appearance::dark, arrangeCliPolicy},
+        {"prompts-05-sessions-filtered.png", Appearance::light, arrangeSessionFilter},
+        {"prompts-06-sessions-filtered-dark.png", Appearance::dark, arrangeSessionFilter},
+    };
+    return all;
+}
+
+// The main window with the prompts on a fake agent. When the list shows five
+// rows or more, its fourth waits for the agent's answer to "Always" and its
+// fifth is highlighted.
+bool render(const PromptsShot& shot, const QDir& outDir) {
+    SetupScene setup;
+    PromptsScene prompts;
+    shot.arrange(prompts);
+    MainWindow mainWindow(prompts.appState, {*setup.model, platformWindowChrome(), prompts.handler,
+                                             prompts.clipboard});
+    mainWindow.show();
+    QQuickWindow* window = mainWindow.window();
+    if (!QTest::qWaitForWindowExposed(window))
+        return fail(shot.fileName, "the window was not shown");
+    if (!setup.settle() || !QTest::qWaitFor([&] { return prompts.appState.hasPickedInitialTab(); }))
+        return fail(shot.fileName, "the checks did not finish");
+    auto* view = window->findChild<QQuickItem*>(QStringLiteral("promptsView"));
+    if (!view)
+        return fail(shot.fileName, "the prompt list did not load");
+    // The launch width leaves the detail pane less than its minimum: widen the
+    // window so that the pane is not cut off on the right.
+    window->resize(
+        int(MainSplitViewController::sidebarWidth + MainSplitViewController::detailWidth) + 1,
+        window->height());
+    if (!QTest::qWaitFor([&] {
+            return view->width() + MainSplitViewController::sidebarWidth < window->width();
+        }))
+        return fail(shot.fileName, "the window did not reach its size");
+    auto* listModel = view->property("listModel").value<PromptListModel*>();
+    if (listModel->rowCount() >= 5) {
+        view->property("decider").value<PromptDecider*>()->decide(
+            listModel->promptAt(3).id, PromptDecider::Decision::allowAlways);
+        prompts.appState.promptStore()->setHighlightedPromptId(listModel->promptAt(4).id);
+        view->property("viewModel").value<PromptsViewModel*>()->setListFocused(true);
+    }
+    QTest::qWait(100); // the row icons paint on a later frame
+    return save(window->grabWindow(), shot.fileName, outDir);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -200,6 +280,10 @@ int main(int argc, char** argv) {
             isComplete = render(shot, outDir) && isComplete;
     }
     for (const WindowShot& shot : windowShots()) {
+        if (shot.appearance == appearance)
+            isComplete = render(shot, outDir) && isComplete;
+    }
+    for (const PromptsShot& shot : promptsShots()) {
         if (shot.appearance == appearance)
             isComplete = render(shot, outDir) && isComplete;
     }
