@@ -20,10 +20,8 @@ AppDelegate::AppDelegate(AppDelegateServices services, QObject* parent)
     requireMainThread("AppDelegate");
 }
 
-// The window's views read the app state: they go first.
-AppDelegate::~AppDelegate() {
-    window.reset();
-}
+// The window goes with the members, before the app state its views read.
+AppDelegate::~AppDelegate() = default;
 
 void AppDelegate::applicationDidFinishLaunching() {
     requireMainThread("AppDelegate::applicationDidFinishLaunching");

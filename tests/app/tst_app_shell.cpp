@@ -53,10 +53,14 @@ struct Shell {
     FakeAgentConnector connector{queue};
     NotificationHandler handler{connector, clock};
     FakeActivation activation;
+    FakeClipboard clipboard;
     SetupScene scene;
     AppDelegate delegate{{handler, activation, [this](AppState& state) {
-                              return std::make_unique<MainWindow>(state,
-                                                                  MainWindowServices{*scene.model});
+                              return std::make_unique<MainWindow>(
+                                  state, MainWindowServices{.setupModel = *scene.model,
+                                                            .notificationHandler = handler,
+                                                            .clipboard = clipboard,
+                                                            .workspace = scene.workspace});
                           }}};
 
     AppState& state() { return *delegate.appState(); }
@@ -214,11 +218,17 @@ private slots:
         Shell shell;
         UrlReceiver receiver(shell.delegate, shell.clock);
         LogCapture capture;
+        const auto navigations = [&] { return capture.messages(LogCategory::app).size(); };
         QFileOpenEvent event{QUrl(promptLink(kIdA))};
-        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
         QVERIFY(QDesktopServices::openUrl(QUrl(promptLink(kIdA))));
-        QCOMPARE(capture.messages(LogCategory::app).size(), 1);
-        QCOMPARE(shell.activation.count, 1);
+        QCOMPARE(navigations(), 1);
+        // The same opening, delivered the other way too.
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        QCOMPARE(navigations(), 1);
+        // Opened once more.
+        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        QCOMPARE(navigations(), 2);
+        QCOMPARE(shell.activation.count, 2);
     }
 
     void launchShowsOneWindowThatComesBack() {
