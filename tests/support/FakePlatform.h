@@ -171,9 +171,7 @@ public:
     void revealInFileManager(const QString& filePath) override { revealed.append(filePath); }
     QString revealInFileManagerLabel() const override { return QStringLiteral("Reveal"); }
     void openFile(const QString& filePath) override { openedFiles.append(filePath); }
-    void runScriptInTerminal(const QString& scriptPath) override {
-        scriptsRun.append(scriptPath);
-    }
+    void runScriptInTerminal(const QString& scriptPath) override { scriptsRun.append(scriptPath); }
     QList<QUrl> opened;
     QStringList revealed;
     QStringList openedFiles;
