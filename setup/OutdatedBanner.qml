@@ -26,6 +26,8 @@ Rectangle {
             Layout.alignment: Qt.AlignTop
             // The text presentation selector keeps this a tintable glyph, not an emoji.
             text: "\u26a0\ufe0e"
+            Accessible.role: Accessible.Graphic
+            Accessible.name: "Warning"
             color: SetupTheme.orange
             font.pixelSize: 18
         }

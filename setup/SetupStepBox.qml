@@ -30,6 +30,7 @@ Item {
 
         StatusIcon {
             objectName: "statusIcon"
+            Accessible.name: box.step.label
             Layout.alignment: Qt.AlignTop
             Layout.topMargin: 1
             isChecking: box.step.isChecking
@@ -107,6 +108,7 @@ Item {
 
             BusyIndicator {
                 objectName: "progressIndicator"
+                Accessible.name: box.label + " in progress"
                 Layout.alignment: Qt.AlignLeft
                 Layout.topMargin: 4
                 Layout.preferredWidth: 18

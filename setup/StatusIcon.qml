@@ -9,6 +9,7 @@ Item {
     property bool isOK: false
     property color tint: SetupTheme.gray
 
+    Accessible.role: Accessible.Graphic
     implicitWidth: 18
     implicitHeight: 18
 
