@@ -65,15 +65,15 @@ Rectangle {
             Layout.fillHeight: true
             clip: true
 
-            // Invisible rather than gone: it counts as shown, and keeps polling.
+            // Hidden rather than gone: it counts as shown, and keeps polling. Hidden
+            // also keeps clicks, focus and assistive tools away from it.
             SetupView {
                 anchors.fill: parent
                 model: sidebar.setupModel
                 // The tab row already leaves its room below.
                 topPadding: 0
                 opacity: sidebar.isSetupSelected ? 1 : 0
-                enabled: sidebar.isSetupSelected
-                Accessible.ignored: !sidebar.isSetupSelected
+                visible: sidebar.isSetupSelected
             }
 
             PromptsSidebar {
