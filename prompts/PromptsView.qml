@@ -89,6 +89,8 @@ Rectangle {
 
         Keys.onPressed: (event) => { event.accepted = view.viewModel.handleListKey(event.key, event.modifiers); }
         onActiveFocusChanged: view.viewModel.isListFocused = activeFocus
+        // The highlight stays in sight as the arrow keys move it.
+        onCurrentIndexChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
 
         delegate: PromptRow {
             width: ListView.view.width

@@ -136,7 +136,8 @@ void PromptsViewModel::dismissHighlighted() {
     if (!id)
         return;
     const int row = listModel.rowOf(*id);
-    if (row < 0)
+    // A prompt whose decision is underway is closed to the keyboard as to clicks.
+    if (row < 0 || listModel.isProcessing(*id))
         return;
     handler.dismissPrompt(*id, [](bool success, std::optional<QString> error) {
         if (!success)

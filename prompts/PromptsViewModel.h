@@ -58,7 +58,8 @@ public:
     Q_INVOKABLE bool handleListKey(int key, int modifiers);
     Q_INVOKABLE bool decideHighlighted(zor::PromptDecider::Decision decision);
     // Asks the agent to drop the highlighted prompt, removes it at once and
-    // highlights the one that followed it, else the new last one.
+    // highlights the one that followed it, else the new last one. Nothing
+    // while a decision on it is underway.
     void dismissHighlighted();
     void requestScroll(const QUuid& id, QPointF anchor);
 
