@@ -23,8 +23,6 @@
 using namespace zor;
 using namespace zor::testing;
 
-Q_DECLARE_METATYPE(UrlDeliveryFilter::Route)
-
 namespace {
 
 const QString kIdA = QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438");
@@ -176,59 +174,27 @@ private slots:
         QCOMPARE(shell.store().scrollToPromptId(), expected);
     }
 
-    void deliveriesPairAcrossRoutesOnly_data() {
-        using R = UrlDeliveryFilter::Route;
-        QTest::addColumn<QList<R>>("routes");
-        QTest::addColumn<QList<int>>("delays"); // ms before each delivery
-        QTest::addColumn<QList<bool>>("admitted");
-
-        const R event = R::fileOpenEvent;
-        const R handler = R::urlHandler;
-        QTest::newRow("both routes at once")
-            << QList<R>{event, handler} << QList<int>{0, 0} << QList<bool>{true, false};
-        QTest::newRow("handler first")
-            << QList<R>{handler, event} << QList<int>{0, 10} << QList<bool>{true, false};
-        QTest::newRow("opened twice the same way")
-            << QList<R>{event, event} << QList<int>{0, 0} << QList<bool>{true, true};
-        QTest::newRow("a twin pairs once") << QList<R>{event, handler, handler}
-                                           << QList<int>{0, 0, 0} << QList<bool>{true, false, true};
-        QTest::newRow("opened again later")
-            << QList<R>{event, handler} << QList<int>{0, 2001} << QList<bool>{true, true};
-    }
-
-    void deliveriesPairAcrossRoutesOnly() {
-        using R = UrlDeliveryFilter::Route;
-        QFETCH(QList<R>, routes);
-        QFETCH(QList<int>, delays);
-        QFETCH(QList<bool>, admitted);
-
-        VirtualClock clock;
-        UrlDeliveryFilter filter(clock);
-        QList<bool> out;
-        for (qsizetype i = 0; i < routes.size(); ++i) {
-            clock.advance(Millis(delays[i]));
-            out.append(filter.admit(routes[i], promptLink(kIdA)));
-        }
-        QCOMPARE(out, admitted);
-        // Other links are not held back by it.
-        QVERIFY(filter.admit(R::urlHandler, promptLink(kIdB)));
-    }
-
     void bothWaysInNavigateOnce() {
         Shell shell;
         UrlReceiver receiver(shell.delegate, shell.clock);
         LogCapture capture;
         const auto navigations = [&] { return capture.messages(LogCategory::app).size(); };
         QFileOpenEvent event{QUrl(promptLink(kIdA))};
+        const auto openByEvent = [&] {
+            QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        };
         QVERIFY(QDesktopServices::openUrl(QUrl(promptLink(kIdA))));
         QCOMPARE(navigations(), 1);
         // The same opening, delivered the other way too.
-        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        openByEvent();
         QCOMPARE(navigations(), 1);
-        // Opened once more.
-        QCoreApplication::sendEvent(QCoreApplication::instance(), &event);
+        // Opened once more; then, once its twin could no longer come, the other way.
+        openByEvent();
         QCOMPARE(navigations(), 2);
-        QCOMPARE(shell.activation.count, 2);
+        shell.clock.advance(UrlDeliveryFilter::kPairingWindow + Millis(1));
+        QVERIFY(QDesktopServices::openUrl(QUrl(promptLink(kIdA))));
+        QCOMPARE(navigations(), 3);
+        QCOMPARE(shell.activation.count, 3);
     }
 
     void launchShowsOneWindowThatComesBack() {
