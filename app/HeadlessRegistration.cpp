@@ -6,7 +6,6 @@
 #include "platform/MainThread.h"
 #include "platform/NetworkFilter.h"
 #include "platform/ServiceManagement.h"
-#include "shared/Identifiers.h"
 
 #include <QFile>
 #include <filesystem>
@@ -52,7 +51,7 @@ std::optional<PlatformError> linkCommandLineTool(const CliLinkPaths& paths) {
         if (error)
             return errorFrom(error);
     }
-    fs::create_symlink(filesystemPath(paths.target), link, error);
+    fs::create_symlink(filesystemPath(paths.linkTarget), link, error);
     if (error)
         return errorFrom(error);
     return std::nullopt;
@@ -76,11 +75,6 @@ QString resultLine(const Result& result) {
 }
 
 } // namespace
-
-CliLinkPaths CliLinkPaths::installed() {
-    return CliLinkPaths{QString::fromUtf8(kCliLinkPath), QString::fromUtf8(kCliLinkDirectory),
-                        QString::fromUtf8(kCliLinkTarget)};
-}
 
 HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths)
     : services(services)

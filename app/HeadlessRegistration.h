@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/HeadlessExtensionDelegate.h"
+#include "setup/CliLinkProbe.h"
 
-#include <QString>
 #include <memory>
 
 namespace zor {
@@ -13,15 +13,6 @@ class Console;
 class FilterManager;
 class ServiceManagement;
 class SystemExtensionManager;
-
-// Where the command-line link goes and what it points to.
-struct CliLinkPaths {
-    QString linkPath;
-    QString linkDirectory;
-    QString target;
-
-    static CliLinkPaths installed();
-};
 
 // Installs the background services without a window: registers the daemon and
 // the agent, links the command-line tool, activates the network extension and
@@ -38,8 +29,7 @@ public:
         Clock& clock;
     };
 
-    explicit HeadlessRegistration(Services services,
-                                  CliLinkPaths linkPaths = CliLinkPaths::installed());
+    explicit HeadlessRegistration(Services services, CliLinkPaths linkPaths = {});
 
     // Runs the steps up to the extension request, blocking the calling thread
     // for the service calls and pauses. The callbacks that follow need this

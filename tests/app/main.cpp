@@ -2,8 +2,7 @@
 #include <QTest>
 #include <memory>
 
-// The headless registration and the windowed shell include declarations that
-// cannot share a translation unit, so the area's tests are two classes.
+// The area's tests are two classes: the headless registration and the windowed shell.
 std::unique_ptr<QObject> makeHeadlessAppTest();
 std::unique_ptr<QObject> makeAppShellTest();
 

@@ -73,7 +73,7 @@ struct Run {
 
     bool linkPointsAtTarget() const {
         const QFileInfo link(paths.linkPath);
-        return link.isSymLink() && link.symLinkTarget() == paths.target;
+        return link.isSymLink() && link.symLinkTarget() == paths.linkTarget;
     }
 };
 
