@@ -58,12 +58,15 @@ void openSessionLogs(Workspace& workspace, const QString& toolPath, const QStrin
         return;
     }
     const QString path = QDir(directory).filePath(*name.fileName);
-    // Failures to write are not shown: the terminal shows the outcome of what it runs.
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) ||
-        file.write(sessionLogsScriptText(toolPath, sessionId).toUtf8()) < 0 || !file.commit())
+        file.write(sessionLogsScriptText(toolPath, sessionId).toUtf8()) < 0 || !file.commit()) {
+        // Never run a file this app did not just write: in a temporary folder that
+        // other users share, it could be anyone's script.
         logger(LogCategory::promptsView)
             .error("Failed to write the audit-log script %s: %s", {path, file.errorString()});
+        return;
+    }
     QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                     QFileDevice::ExeOwner | QFileDevice::ReadGroup |
                                     QFileDevice::ExeGroup | QFileDevice::ReadOther |

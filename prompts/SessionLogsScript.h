@@ -30,7 +30,8 @@ SessionLogsFileName sessionLogsScriptFileName(const QString& sessionId);
 
 // Writes the script for the session into `directory`, replacing an earlier
 // one, makes it executable and runs it in a terminal. A session id that
-// cannot name a file gets a log line and no script.
+// cannot name a file, or a script that cannot be written, gets a log line and
+// nothing runs.
 void openSessionLogs(Workspace& workspace, const QString& toolPath, const QString& directory,
                      const QString& sessionId);
 

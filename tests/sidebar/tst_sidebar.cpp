@@ -285,6 +285,12 @@ void SidebarTest::unnameableIdGetsNoScript() {
     QCOMPARE(records[0].level, LogLevel::error);
     QVERIFY(records[0].message().contains("exceed 255 bytes"));
     QVERIFY(!records[0].redactedMessage().contains(id));
+
+    // A script that could not be written is not run: whatever lies there is not ours.
+    logs.clear();
+    openSessionLogs(workspace, "/opt/zor-cli", dir.filePath("missing"), "s1");
+    QVERIFY(workspace.scriptsRun.isEmpty());
+    QVERIFY(logs.messages().value(0).startsWith("Failed to write the audit-log script"));
 }
 
 void SidebarTest::hostileIdsRunNothing_data() {
