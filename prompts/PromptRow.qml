@@ -202,7 +202,9 @@ Rectangle {
                 selectedTextColor: "white"
             }
 
-            Row {
+            // The deny group moves under the allow group when the pane is narrow.
+            Flow {
+                Layout.fillWidth: true
                 spacing: 8
 
                 DecisionGroup {

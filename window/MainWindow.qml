@@ -122,8 +122,12 @@ ApplicationWindow {
 
             objectName: "detailPane"
             SplitView.fillWidth: true
+            // Never wider than what the window leaves it: at the 700-point launch
+            // width the pane takes the rest rather than running off the edge.
             SplitView.minimumWidth: window.splitController.canDetailCollapse
-                                    ? 0 : window.splitController.detailMinimumWidth
+                                    ? 0 : Math.min(window.splitController.detailMinimumWidth,
+                                                   window.width - sidebar.width
+                                                   - window.dividerThickness)
             visible: !window.splitController.isDetailCollapsed || resize.running
             clip: true
 

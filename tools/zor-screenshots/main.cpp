@@ -227,15 +227,6 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
     auto* view = window->findChild<QQuickItem*>(QStringLiteral("promptsView"));
     if (!view)
         return fail(shot.fileName, "the prompt list did not load");
-    // The launch width leaves the detail pane less than its minimum: widen the
-    // window so that the pane is not cut off on the right.
-    window->resize(
-        int(MainSplitViewController::sidebarWidth + MainSplitViewController::detailWidth) + 1,
-        window->height());
-    if (!QTest::qWaitFor([&] {
-            return view->width() + MainSplitViewController::sidebarWidth < window->width();
-        }))
-        return fail(shot.fileName, "the window did not reach its size");
     auto* listModel = view->property("listModel").value<PromptListModel*>();
     if (listModel->rowCount() >= 5) {
         view->property("decider").value<PromptDecider*>()->decide(
