@@ -1,28 +1,10 @@
 #include "app/PromptUrl.h"
 
+#include "prompts/PromptItem.h"
+
 #include <QUrl>
 
 namespace zor {
-
-namespace {
-
-bool isHexDigit(QChar c) {
-    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
-}
-
-// 8-4-4-4-12 hexadecimal digits; QUuid alone would also take braces.
-bool isStandardUuidText(QStringView text) {
-    if (text.size() != 36)
-        return false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool isDashPosition = i == 8 || i == 13 || i == 18 || i == 23;
-        if (isDashPosition ? text[i] != u'-' : !isHexDigit(text[i]))
-            return false;
-    }
-    return true;
-}
-
-} // namespace
 
 std::optional<QUuid> promptIdFromUrl(QStringView url) {
     if (url.size() > kMaxUrlLength)
@@ -45,9 +27,9 @@ std::optional<QUuid> promptIdFromUrl(QStringView url) {
     }
     // The first component after the root; empty ones, as in "//", do not count.
     const QList<QStringView> components = path.split(u'/', Qt::SkipEmptyParts);
-    if (components.isEmpty() || !isStandardUuidText(components.first()))
+    if (components.isEmpty())
         return std::nullopt;
-    return QUuid::fromString(components.first());
+    return parsePromptId(components.first());
 }
 
 } // namespace zor

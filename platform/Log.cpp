@@ -61,25 +61,25 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
     LogValue v;
     v.isPublic =
         p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
-    QString spec(u'%');
-    spec += p.printfSpec;
+    QString conversion(u'%');
+    conversion += p.printfSpec;
     if (const auto* text = std::get_if<QString>(&arg.value)) {
         v.text = *text;
     } else if (const auto* integer = std::get_if<qint64>(&arg.value)) {
         if (p.conversion == u'f' || p.conversion == u'g' || p.conversion == u'e')
-            v.text = QString::asprintf(qPrintable(spec + p.conversion), double(*integer));
+            v.text = QString::asprintf(qPrintable(conversion + p.conversion), double(*integer));
         else
-            v.text = QString::asprintf(qPrintable(spec + QStringLiteral("lld")),
+            v.text = QString::asprintf(qPrintable(conversion + QStringLiteral("lld")),
                                        static_cast<long long>(*integer));
     } else {
         const double number = std::get<double>(arg.value);
         if (p.conversion == u'd' || p.conversion == u'i')
-            v.text = QString::asprintf(qPrintable(spec + QStringLiteral("lld")),
+            v.text = QString::asprintf(qPrintable(conversion + QStringLiteral("lld")),
                                        static_cast<long long>(number));
         else if (isStringConversion(p.conversion))
             v.text = QString::number(number);
         else
-            v.text = QString::asprintf(qPrintable(spec + p.conversion), number);
+            v.text = QString::asprintf(qPrintable(conversion + p.conversion), number);
     }
     return v;
 }
