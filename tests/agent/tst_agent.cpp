@@ -166,6 +166,9 @@ private slots:
             QCOMPARE(notificationLines(),
                      QStringList{"Reconnecting to ZorAgent (attempt 2/10)"} + firstRound);
         }
+        for (const LogRecord& record : log->records())
+            if (record.message().startsWith("Reconnecting"))
+                QCOMPARE(record.level, LogLevel::info);
         QCOMPARE(connector->connections.size(), 12);
         QCOMPARE(clock->pendingTimerCount(), 1);
     }

@@ -242,6 +242,7 @@ private slots:
         QTest::newRow("nothing, no directory") << QString() << QString();
         QTest::newRow("a regular file") << "file" << QString();
         QTest::newRow("a link to a directory") << "link" << QString();
+        QTest::newRow("a directory with files in it") << "directory" << QString();
         // The existence test follows links: a dangling one stays and blocks the new link.
         QTest::newRow("a dangling link") << "dangling"
                                          << "File exists";
@@ -267,6 +268,8 @@ private slots:
             QVERIFY(writeFile(run.paths.linkPath));
         else if (existing == "link")
             QVERIFY(QFile::link(elsewhere, run.paths.linkPath));
+        else if (existing == "directory")
+            QVERIFY(QDir().mkpath(run.paths.linkPath) && writeFile(run.paths.linkPath + "/old"));
         else if (existing == "dangling")
             QVERIFY(QFile::link(run.root.filePath("gone"), run.paths.linkPath));
 
