@@ -226,6 +226,26 @@ private slots:
         QCOMPARE(clock->pendingTimerCount(), 0);
     }
 
+    // Neither the connection nor a timer calls a handler that is gone: the
+    // destructor ends the link, the pending reconnect dies with the handler,
+    // and an invalidation already on its way to the main thread finds nobody.
+    void aHandlerThatIsGoneIsNeverCalled() {
+        const auto connection = connectToAgent();
+        handler->scheduleReconnect();
+        connection->interrupt();
+        queue->drain();
+        QCOMPARE(clock->pendingTimerCount(), 1);
+
+        handler.reset();
+        QCOMPARE(connection->invalidateCount(), 2);
+        QVERIFY(!connection->hasHandlers());
+        settle();
+        clock->advance(60s);
+        QCOMPARE(connector->connections.size(), 1);
+        QCOMPARE(clock->pendingTimerCount(), 0);
+        QCOMPARE(log->messages().filter("Will reconnect").size(), 1);
+    }
+
     void decisionsWithoutAConnectionAnswerAtOnce_data() {
         QTest::addColumn<bool>("wasConnected");
         QTest::newRow("never connected") << false;
