@@ -397,32 +397,6 @@ private slots:
                  (QStringList{"/u/a/.zor/policy.yml", "/etc/b/policy.yml"}));
     }
 
-    void viewStateNotifiesOnlyRealChanges() {
-        PromptStore store;
-        QCOMPARE(store.sidebarGrouping(), SidebarGrouping::policy);
-        QSignalSpy highlighted(&store, &PromptStore::highlightedPromptIdChanged);
-        QSignalSpy scroll(&store, &PromptStore::scrollToPromptIdChanged);
-        QSignalSpy filter(&store, &PromptStore::filterChanged);
-        QSignalSpy grouping(&store, &PromptStore::sidebarGroupingChanged);
-        for (int i = 0; i < 2; ++i) {
-            store.setHighlightedPromptId(uuid(1));
-            store.setScrollToPromptId(uuid(2));
-            store.setFilter(PromptFilter::policy("/p"));
-            store.setSidebarGrouping(SidebarGrouping::session);
-        }
-        // Same text, other kind: a change.
-        store.setFilter(PromptFilter::session("/p"));
-        QCOMPARE(QList<qsizetype>()
-                     << highlighted.size() << scroll.size() << filter.size() << grouping.size(),
-                 (QList<qsizetype>{1, 1, 2, 1}));
-
-        // Operations leave highlight and scroll target alone.
-        store.addPrompt(uuid(1), "s", "/p", file("/a"), false);
-        store.removePrompt(uuid(1));
-        QCOMPARE(store.highlightedPromptId(), uuid(1));
-        QCOMPARE(store.scrollToPromptId(), uuid(2));
-    }
-
     // Any use off the main thread stops the process; checked in a child process.
     void offMainThreadUseStopsTheProcess() {
         if (isChildRun()) {
