@@ -2,13 +2,11 @@
 
 #include "platform/Clock.h"
 #include "platform/Console.h"
+#include "platform/FileManager.h"
 #include "platform/Log.h"
 #include "platform/MainThread.h"
 #include "platform/NetworkFilter.h"
 #include "platform/ServiceManagement.h"
-
-#include <QFile>
-#include <filesystem>
 
 namespace zor {
 namespace {
@@ -23,38 +21,16 @@ const Logger& appLog() {
     return logger(LogCategory::app);
 }
 
-std::filesystem::path filesystemPath(const QString& path) {
-    return std::filesystem::path(QFile::encodeName(path).toStdString());
-}
-
-PlatformError errorFrom(const std::error_code& code) {
-    return PlatformError{QString::fromLocal8Bit(code.message()), code.value()};
-}
-
-// Plain file operations with the caller's own rights. The existence tests
-// follow links, so a dangling link at the link path is left in place and the
-// link creation then fails on it.
-std::optional<PlatformError> linkCommandLineTool(const CliLinkPaths& paths) {
-    namespace fs = std::filesystem;
-    const fs::path link = filesystemPath(paths.linkPath);
-    const fs::path directory = filesystemPath(paths.linkDirectory);
-    // A path that cannot be examined counts as absent.
-    std::error_code unexamined;
-    std::error_code error;
-    if (fs::exists(link, unexamined)) {
-        fs::remove_all(link, error);
-        if (error)
-            return errorFrom(error);
-    }
-    if (!fs::exists(directory, unexamined)) {
-        fs::create_directories(directory, error);
-        if (error)
-            return errorFrom(error);
-    }
-    fs::create_symlink(filesystemPath(paths.linkTarget), link, error);
-    if (error)
-        return errorFrom(error);
-    return std::nullopt;
+// The existence tests follow links, so a dangling link at the link path is
+// left in place and the link creation then fails on it.
+std::optional<PlatformError> linkCommandLineTool(FileManager& files, const CliLinkPaths& paths) {
+    if (files.fileExists(paths.linkPath))
+        if (auto error = files.removeItem(paths.linkPath))
+            return error;
+    if (!files.fileExists(paths.linkDirectory))
+        if (auto error = files.createDirectory(paths.linkDirectory))
+            return error;
+    return files.createSymbolicLink(paths.linkPath, paths.linkTarget);
 }
 
 // The printed line for each outcome of the activation request.
@@ -137,7 +113,7 @@ bool HeadlessRegistration::registerAgent() {
 }
 
 void HeadlessRegistration::createCliLink() {
-    if (const auto error = linkCommandLineTool(linkPaths)) {
+    if (const auto error = linkCommandLineTool(services.fileManager, linkPaths)) {
         appLog().error("Failed to create CLI symlink: %s", {error->localizedDescription});
         services.console.printLine(QStringLiteral("CLI symlink: failed - ") +
                                    error->localizedDescription +

@@ -10,6 +10,7 @@ namespace zor {
 class AppService;
 class Clock;
 class Console;
+class FileManager;
 class FilterManager;
 class ServiceManagement;
 class SystemExtensionManager;
@@ -26,6 +27,7 @@ public:
         SystemExtensionManager& extensionManager;
         FilterManager& filterManager;
         Console& console;
+        FileManager& fileManager;
         Clock& clock;
     };
 

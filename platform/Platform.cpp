@@ -4,6 +4,7 @@
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
 #include "platform/portable/PortableAppActivation.h"
+#include "platform/portable/PortableFileManager.h"
 #include "platform/portable/PortableServices.h"
 #include "platform/portable/PortableWindowChrome.h"
 
@@ -12,6 +13,7 @@
 #include "platform/macos/MacAdministratorScriptRunner.h"
 #include "platform/macos/MacAppActivation.h"
 #include "platform/macos/MacClipboard.h"
+#include "platform/macos/MacFileManager.h"
 #include "platform/macos/MacFilterManager.h"
 #include "platform/macos/MacServiceManagement.h"
 #include "platform/macos/MacSystemExtensionManager.h"
@@ -92,6 +94,15 @@ Clipboard& platformClipboard() {
 
 Console& platformConsole() {
     static StandardConsole instance;
+    return instance;
+}
+
+FileManager& platformFileManager() {
+#ifdef Q_OS_MACOS
+    static MacFileManager instance;
+#else
+    static PortableFileManager instance;
+#endif
     return instance;
 }
 

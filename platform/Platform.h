@@ -10,6 +10,7 @@ class AppActivation;
 class AppReopen;
 class Clipboard;
 class Console;
+class FileManager;
 class DaemonConnection;
 class FilterManager;
 class LogSink;
@@ -29,6 +30,7 @@ AdministratorScriptRunner& platformAdministratorScriptRunner();
 Workspace& platformWorkspace();
 Clipboard& platformClipboard();
 Console& platformConsole();
+FileManager& platformFileManager();
 // Where the command-line tool zor-cli lies in this installation.
 QString platformCommandLineToolPath();
 // The main window's title bar and the room the tab row leaves for its buttons.

@@ -3,6 +3,7 @@
 #include "VirtualClock.h"
 #include "app/HeadlessRegistration.h"
 #include "app/LaunchMode.h"
+#include "platform/portable/PortableFileManager.h"
 #include "shared/Identifiers.h"
 
 #include <QDir>
@@ -39,13 +40,15 @@ struct Run {
     FakeSystemExtensionManager extensions;
     FakeFilterManager filter;
     FakeConsole console;
+    PortableFileManager files;
     QTemporaryDir root;
     CliLinkPaths paths{root.filePath("bin/zor"), root.filePath("bin"), root.filePath("zor-cli")};
     std::unique_ptr<HeadlessRegistration> registration;
 
     void start() {
         registration = std::make_unique<HeadlessRegistration>(
-            HeadlessRegistration::Services{services, extensions, filter, console, clock}, paths);
+            HeadlessRegistration::Services{services, extensions, filter, console, files, clock},
+            paths);
         registration->start();
     }
 

@@ -1,7 +1,7 @@
 // Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSGeometry.h
 // (with CoreGraphics' CGGeometry.h), NSEnumerator.h, NSString.h, NSData.h,
-// NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSThread.h, NSNotification.h,
-// NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h.
+// NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSFileManager.h, NSThread.h,
+// NSNotification.h, NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h.
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -140,6 +140,22 @@ typedef NSString* NSErrorDomain;
 + (nullable instancetype)URLWithString:(NSString*)URLString;
 @property(nullable, readonly, copy) NSString* scheme;
 @property(nullable, readonly, copy) NSString* absoluteString;
+@end
+
+// NSFileManager.h
+typedef NSString* NSFileAttributeKey;
+
+@interface NSFileManager : NSObject
+@property(class, readonly, strong) NSFileManager* defaultManager;
+- (BOOL)fileExistsAtPath:(NSString*)path;
+- (BOOL)removeItemAtPath:(NSString*)path error:(NSError**)error;
+- (BOOL)createDirectoryAtPath:(NSString*)path
+    withIntermediateDirectories:(BOOL)createIntermediates
+                     attributes:(nullable NSDictionary<NSFileAttributeKey, id>*)attributes
+                          error:(NSError**)error;
+- (BOOL)createSymbolicLinkAtPath:(NSString*)path
+             withDestinationPath:(NSString*)destPath
+                           error:(NSError**)error;
 @end
 
 // NSThread.h
