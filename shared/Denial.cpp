@@ -1,6 +1,6 @@
 #include "shared/Denial.h"
 
-#include "shared/JsonReader.h"
+#include "shared/DenialJson.h"
 
 #include <QJsonArray>
 #include <limits>
@@ -59,120 +59,115 @@ struct DenialFields {
     std::optional<QString> processName;
 };
 
-bool readText(JsonReader& reader, std::optional<QString>& out) {
+bool readText(StrictJson& json, JsonValue value, std::optional<QString>& out) {
     QString text;
-    if (!reader.readString(text))
+    if (!json.readText(value, text))
         return false;
     out = std::move(text);
     return true;
 }
 
-bool readOptionalText(JsonReader& reader, std::optional<QString>& out) {
-    if (reader.readNullIfPresent()) {
+bool readOptionalText(StrictJson& json, JsonValue value, std::optional<QString>& out) {
+    if (json.isNull(value)) {
         out.reset();
         return true;
     }
-    return readText(reader, out);
+    return readText(json, value, out);
 }
 
-bool readInteger(JsonReader& reader, std::optional<qint64>& out) {
+bool readInteger(StrictJson& json, JsonValue value, std::optional<qint64>& out) {
     qint64 number = 0;
-    if (!reader.readInteger(number))
+    if (!json.readInteger(value, number))
         return false;
     out = number;
     return true;
 }
 
-bool readTextList(JsonReader& reader, std::optional<QStringList>& out) {
+bool readTextList(StrictJson& json, JsonValue value, std::optional<QStringList>& out) {
     QStringList list;
-    if (!reader.beginArray())
-        return false;
-    while (reader.nextElement()) {
+    const bool isRead = json.forEachElement(value, [&](JsonValue element) {
         QString text;
-        if (!reader.readString(text))
+        if (!json.readText(element, text))
             return false;
         list.append(std::move(text));
-    }
-    if (reader.hasFailed())
-        return false;
-    out = std::move(list);
-    return true;
+        return true;
+    });
+    if (isRead)
+        out = std::move(list);
+    return isRead;
 }
 
-bool readField(JsonReader& reader, DenialFields& fields) {
-    const QByteArrayView key = reader.key();
+bool readField(StrictJson& json, std::string_view key, JsonValue value, DenialFields& fields) {
     if (key == "kind")
-        return readText(reader, fields.kind);
+        return readText(json, value, fields.kind);
     if (key == "path")
-        return readText(reader, fields.path);
+        return readText(json, value, fields.path);
     if (key == "operation")
-        return readText(reader, fields.operation);
+        return readText(json, value, fields.operation);
     if (key == "host")
-        return readText(reader, fields.host);
+        return readText(json, value, fields.host);
     if (key == "port")
-        return readInteger(reader, fields.port);
+        return readInteger(json, value, fields.port);
     if (key == "args")
-        return readTextList(reader, fields.args);
+        return readTextList(json, value, fields.args);
     if (key == "signalNumber")
-        return readInteger(reader, fields.signalNumber);
+        return readInteger(json, value, fields.signalNumber);
     if (key == "targetPid")
-        return readInteger(reader, fields.targetPid);
+        return readInteger(json, value, fields.targetPid);
     if (key == "targetProcessName")
-        return readOptionalText(reader, fields.targetProcessName);
+        return readOptionalText(json, value, fields.targetProcessName);
     if (key == "deviceClass")
-        return readText(reader, fields.deviceClass);
+        return readText(json, value, fields.deviceClass);
     if (key == "processName")
-        return readOptionalText(reader, fields.processName);
-    return reader.skipValue(); // written by a newer version
+        return readOptionalText(json, value, fields.processName);
+    return json.skip(value); // written by a newer version
 }
 
 template <typename T>
-bool require(JsonReader& reader, const std::optional<T>& field, const char* name,
-             Denial::Kind kind) {
+bool require(StrictJson& json, const std::optional<T>& field, const char* name, Denial::Kind kind) {
     if (field)
         return true;
-    return reader.fail(QStringLiteral("missing field \"%1\" in a %2 denial")
-                           .arg(QLatin1String(name), typeString(kind)));
+    return json.fail(QStringLiteral("missing field \"%1\" in a %2 denial")
+                         .arg(QLatin1String(name), typeString(kind)));
 }
 
-bool requireInt32(JsonReader& reader, const std::optional<qint64>& field, const char* name,
+bool requireInt32(StrictJson& json, const std::optional<qint64>& field, const char* name,
                   Denial::Kind kind) {
-    if (!require(reader, field, name, kind))
+    if (!require(json, field, name, kind))
         return false;
     if (*field < std::numeric_limits<qint32>::min() || *field > std::numeric_limits<qint32>::max())
-        return reader.fail(QStringLiteral("field \"%1\" is out of range").arg(QLatin1String(name)));
+        return json.fail(QStringLiteral("field \"%1\" is out of range").arg(QLatin1String(name)));
     return true;
 }
 
-bool build(JsonReader& reader, Denial::Kind kind, DenialFields& f, Denial& out) {
+bool build(StrictJson& json, Denial::Kind kind, DenialFields& f, Denial& out) {
     switch (kind) {
     case Denial::Kind::file:
-        if (!require(reader, f.path, "path", kind) ||
-            !require(reader, f.operation, "operation", kind))
+        if (!require(json, f.path, "path", kind) || !require(json, f.operation, "operation", kind))
             return false;
         out = FileDenial{std::move(*f.path), std::move(*f.operation), std::move(f.processName)};
         return true;
     case Denial::Kind::network:
-        if (!require(reader, f.host, "host", kind) || !require(reader, f.port, "port", kind))
+        if (!require(json, f.host, "host", kind) || !require(json, f.port, "port", kind))
             return false;
         if (*f.port < 0 || *f.port > std::numeric_limits<quint16>::max())
-            return reader.fail(QStringLiteral("field \"port\" is out of range"));
+            return json.fail(QStringLiteral("field \"port\" is out of range"));
         out = NetworkDenial{std::move(*f.host), quint16(*f.port), std::move(f.processName)};
         return true;
     case Denial::Kind::exec:
-        if (!require(reader, f.path, "path", kind) || !require(reader, f.args, "args", kind))
+        if (!require(json, f.path, "path", kind) || !require(json, f.args, "args", kind))
             return false;
         out = ExecDenial{std::move(*f.path), std::move(*f.args), std::move(f.processName)};
         return true;
     case Denial::Kind::signal:
-        if (!requireInt32(reader, f.signalNumber, "signalNumber", kind) ||
-            !requireInt32(reader, f.targetPid, "targetPid", kind))
+        if (!requireInt32(json, f.signalNumber, "signalNumber", kind) ||
+            !requireInt32(json, f.targetPid, "targetPid", kind))
             return false;
         out = SignalDenial{qint32(*f.signalNumber), qint32(*f.targetPid),
                            std::move(f.targetProcessName), std::move(f.processName)};
         return true;
     case Denial::Kind::ioDevice:
-        if (!require(reader, f.deviceClass, "deviceClass", kind))
+        if (!require(json, f.deviceClass, "deviceClass", kind))
             return false;
         out = IoDeviceDenial{std::move(*f.deviceClass), std::move(f.processName)};
         return true;
@@ -251,21 +246,19 @@ QJsonObject Denial::toJson() const {
     return object;
 }
 
-bool Denial::read(JsonReader& reader, Denial& out) {
+bool readDenial(StrictJson& json, JsonValue value, Denial& out) {
     DenialFields fields;
-    if (!reader.beginObject())
-        return false;
-    while (reader.nextMember())
-        if (!readField(reader, fields))
-            return false;
-    if (reader.hasFailed())
+    const bool isRead = json.forEachMember(value, [&](std::string_view key, JsonValue member) {
+        return readField(json, key, member, fields);
+    });
+    if (!isRead)
         return false;
     if (!fields.kind)
-        return reader.fail(QStringLiteral("missing field \"kind\" in a denial"));
-    const std::optional<Kind> kind = kindFromTypeString(*fields.kind);
+        return json.fail(QStringLiteral("missing field \"kind\" in a denial"));
+    const std::optional<Denial::Kind> kind = kindFromTypeString(*fields.kind);
     if (!kind)
-        return reader.fail(QStringLiteral("unknown denial kind \"%1\"").arg(*fields.kind));
-    return build(reader, *kind, fields, out);
+        return json.fail(QStringLiteral("unknown denial kind \"%1\"").arg(*fields.kind));
+    return build(json, *kind, fields, out);
 }
 
 } // namespace zor

@@ -10,8 +10,6 @@
 
 namespace zor {
 
-class JsonReader;
-
 // What the sandbox refused. Each kind has its payload record; processName is
 // the process that was refused, when the services know it.
 
@@ -91,8 +89,6 @@ public:
     bool operator==(const Denial&) const = default;
 
     QJsonObject toJson() const;
-    // Reads one denial object; on failure the reader holds the error.
-    static bool read(JsonReader& reader, Denial& out);
 
 private:
     // In the order of Kind: kind() is the index of the alternative.

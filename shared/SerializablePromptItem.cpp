@@ -1,6 +1,6 @@
 #include "shared/SerializablePromptItem.h"
 
-#include "shared/JsonReader.h"
+#include "shared/DenialJson.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,20 +28,20 @@ QJsonObject toJsonObject(const SerializablePromptItem& item) {
     };
 }
 
-bool readTime(JsonReader& reader, Time& out) {
+bool readTime(StrictJson& json, JsonValue value, Time& out) {
     double seconds = 0;
-    if (!reader.readNumber(seconds))
+    if (!json.readNumber(value, seconds))
         return false;
     const double millis = std::round(seconds * 1000.0);
     // Far beyond any real date, and safely inside the range of the representation.
     constexpr double kLimit = 1e15;
     if (!(millis > -kLimit && millis < kLimit))
-        return reader.fail(QStringLiteral("field \"createdAt\" is out of range"));
+        return json.fail(QStringLiteral("field \"createdAt\" is out of range"));
     out = Time(std::chrono::milliseconds(qint64(millis)));
     return true;
 }
 
-bool readRecord(JsonReader& reader, SerializablePromptItem& out) {
+bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) {
     // One bit per required field, in the order of `names` below.
     enum Field : unsigned {
         idBit = 1,
@@ -53,43 +53,41 @@ bool readRecord(JsonReader& reader, SerializablePromptItem& out) {
     };
     constexpr unsigned kAllFields = 63;
     unsigned seen = 0;
-    if (!reader.beginObject())
-        return false;
-    while (reader.nextMember()) {
-        const QByteArrayView key = reader.key();
-        bool ok = true;
+    const bool isRead = json.forEachMember(value, [&](std::string_view key, JsonValue member) {
         if (key == "id") {
             seen |= idBit;
-            ok = reader.readString(out.id);
-        } else if (key == "sessionId") {
-            seen |= sessionIdBit;
-            ok = reader.readString(out.sessionId);
-        } else if (key == "policyPath") {
-            seen |= policyPathBit;
-            ok = reader.readString(out.policyPath);
-        } else if (key == "denial") {
-            seen |= denialBit;
-            ok = Denial::read(reader, out.denial);
-        } else if (key == "sessionEnded") {
-            seen |= sessionEndedBit;
-            ok = reader.readBool(out.isSessionEnded);
-        } else if (key == "createdAt") {
-            seen |= createdAtBit;
-            ok = readTime(reader, out.createdAt);
-        } else {
-            ok = reader.skipValue(); // written by a newer version
+            return json.readText(member, out.id);
         }
-        if (!ok)
-            return false;
-    }
-    if (reader.hasFailed())
+        if (key == "sessionId") {
+            seen |= sessionIdBit;
+            return json.readText(member, out.sessionId);
+        }
+        if (key == "policyPath") {
+            seen |= policyPathBit;
+            return json.readText(member, out.policyPath);
+        }
+        if (key == "denial") {
+            seen |= denialBit;
+            return readDenial(json, member, out.denial);
+        }
+        if (key == "sessionEnded") {
+            seen |= sessionEndedBit;
+            return json.readBool(member, out.isSessionEnded);
+        }
+        if (key == "createdAt") {
+            seen |= createdAtBit;
+            return readTime(json, member, out.createdAt);
+        }
+        return json.skip(member); // written by a newer version
+    });
+    if (!isRead)
         return false;
     if (seen != kAllFields) {
         static const char* const names[] = {"id",     "sessionId",    "policyPath",
                                             "denial", "sessionEnded", "createdAt"};
         for (unsigned bit = 0; bit < std::size(names); ++bit)
             if (!(seen & (1u << bit)))
-                return reader.fail(
+                return json.fail(
                     QStringLiteral("missing field \"%1\"").arg(QLatin1String(names[bit])));
     }
     return true;
@@ -108,56 +106,65 @@ QByteArray SerializablePromptItem::listToJson(const QList<SerializablePromptItem
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
 
-Decoded<SerializablePromptItem> SerializablePromptItem::fromJson(QByteArrayView json) {
-    JsonReader reader(json);
+Decoded<SerializablePromptItem> SerializablePromptItem::fromJson(QByteArrayView text) {
+    StrictJson json(text);
+    JsonValue root;
     SerializablePromptItem item;
-    if (!readRecord(reader, item) || !reader.finish())
-        return Decoded<SerializablePromptItem>::failure(reader.error());
+    if (!json.root(root) || !readRecord(json, root, item) || !json.finish())
+        return Decoded<SerializablePromptItem>::failure(json.error());
     return item;
 }
 
-Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByteArrayView json) {
+Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByteArrayView text) {
     using Result = Decoded<QList<SerializablePromptItem>>;
-    JsonReader reader(json);
+    StrictJson json(text);
+    JsonValue root;
     QList<SerializablePromptItem> items;
-    if (!reader.beginArray())
-        return Result::failure(reader.error());
-    while (reader.nextElement()) {
+    QString recordError;
+    const bool isRead = json.root(root) && json.forEachElement(root, [&](JsonValue element) {
         SerializablePromptItem item;
-        if (!readRecord(reader, item))
-            return Result::failure(
-                QStringLiteral("record %1: %2").arg(items.size()).arg(reader.error()));
+        if (!readRecord(json, element, item)) {
+            recordError = QStringLiteral("record %1: %2").arg(items.size()).arg(json.error());
+            return false;
+        }
         items.append(std::move(item));
-    }
-    if (!reader.finish())
-        return Result::failure(reader.error());
+        return true;
+    });
+    if (!isRead || !json.finish())
+        return Result::failure(recordError.isEmpty() ? json.error() : recordError);
     return items;
 }
 
 Decoded<SerializablePromptItem::PartialList>
-SerializablePromptItem::partialListFromJson(QByteArrayView json) {
+SerializablePromptItem::partialListFromJson(QByteArrayView text) {
     using Result = Decoded<PartialList>;
-    if (auto whole = listFromJson(json))
+    if (auto whole = listFromJson(text))
         return PartialList{std::move(whole).value(), {}};
 
-    // Something failed: walk the array's elements, checking only that each is
-    // well-formed JSON, and decode each one on its own.
+    // Something failed. Only text that is not one well-formed array fails as a
+    // whole, so check that first; then decode each element on its own.
+    StrictJson json(text);
+    JsonValue root;
+    const bool isWellFormed = json.root(root) && json.forEachElement(root, [&](JsonValue element) {
+        return json.skip(element);
+    }) && json.finish();
+    if (!isWellFormed)
+        return Result::failure(json.error());
     PartialList list;
-    JsonReader reader(json);
-    if (!reader.beginArray())
-        return Result::failure(reader.error());
-    for (qsizetype index = 0; reader.nextElement(); ++index) {
-        const qsizetype start = reader.position();
-        if (!reader.skipValue())
-            break;
-        auto item = fromJson(json.sliced(start, reader.position() - start));
-        if (item)
-            list.records.append(std::move(item).value());
+    json.rewind();
+    json.root(root);
+    qsizetype index = 0;
+    json.forEachElement(root, [&](JsonValue element) {
+        SerializablePromptItem item;
+        if (readRecord(json, element, item))
+            list.records.append(std::move(item));
         else
-            list.failures.append(RecordFailure{index, item.error()});
-    }
-    if (!reader.finish())
-        return Result::failure(reader.error());
+            list.failures.append(RecordFailure{index, json.error()});
+        ++index;
+        // The element is well-formed: the next one reads from a clean state.
+        json.clearError();
+        return true;
+    });
     return list;
 }
 

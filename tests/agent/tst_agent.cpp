@@ -290,7 +290,7 @@ private slots:
             notificationLines(),
             (QStringList{
                 "Connected to ZorAgent",
-                "Skipped prompt record 1 from ZorAgent: missing field \"sessionId\" at byte 10",
+                "Skipped prompt record 1 from ZorAgent: missing field \"sessionId\" at byte 229",
                 "Synced 2 prompts from ZorAgent"}));
         QCOMPARE(redactedLines().at(1), "Skipped prompt record 1 from ZorAgent: <private>");
         QCOMPARE(store().prompts().size(), 2);
