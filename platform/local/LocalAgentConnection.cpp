@@ -50,7 +50,7 @@ public:
     void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
         connection->sendCall(
             makeCall(method::getPrompts),
-            [reply = std::move(reply)](const QJsonObject&, const std::optional<QByteArray>& data) {
+            [reply = std::move(reply)](const Message&, const std::optional<QByteArray>& data) {
                 if (!data)
                     return false;
                 reply(*data);
@@ -62,7 +62,7 @@ public:
     void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
         connection->sendCall(
             makeCall(method::getBuildNumber),
-            [reply = std::move(reply)](const QJsonObject& message, const auto&) {
+            [reply = std::move(reply)](const Message& message, const auto&) {
                 const auto buildNumber = stringField(message, key::buildNumber);
                 if (!buildNumber)
                     return false;
@@ -91,7 +91,7 @@ public:
 
 private:
     static LocalAgentConnection::ReplyReader decisionReader(DecisionReply reply) {
-        return [reply = std::move(reply)](const QJsonObject& message, const auto&) {
+        return [reply = std::move(reply)](const Message& message, const auto&) {
             const auto success = boolField(message, key::success);
             const auto error = optionalStringField(message, key::error);
             if (!success || !error)
@@ -296,7 +296,7 @@ void LocalAgentConnection::readMessages() {
     }
 }
 
-void LocalAgentConnection::handleMessage(const QJsonObject& message) {
+void LocalAgentConnection::handleMessage(const Message& message) {
     const auto messageType = stringField(message, key::type);
     if (messageType == type::callback)
         deliverCallback(message);
@@ -304,7 +304,7 @@ void LocalAgentConnection::handleMessage(const QJsonObject& message) {
         handleReply(message);
 }
 
-void LocalAgentConnection::handleReply(const QJsonObject& reply) {
+void LocalAgentConnection::handleReply(const Message& reply) {
     const auto id = callIdField(reply);
     const auto found = id ? pendingCalls.find(*id) : pendingCalls.end();
     if (found == pendingCalls.end())
@@ -312,7 +312,7 @@ void LocalAgentConnection::handleReply(const QJsonObject& reply) {
     PendingCall& call = found->second;
     const bool hasMore = boolField(reply, key::more).value_or(false);
     std::optional<QByteArray> part = dataField(reply, key::data);
-    const bool isMalformed = !part && (hasMore || reply.contains(key::data));
+    const bool isMalformed = !part && (hasMore || reply.find(key::data));
     std::optional<QByteArray> data = std::move(call.data);
     if (part && data)
         data->append(*part);
@@ -334,7 +334,7 @@ void LocalAgentConnection::handleReply(const QJsonObject& reply) {
         finished.onError(malformedReplyError());
 }
 
-void LocalAgentConnection::deliverCallback(const QJsonObject& message) {
+void LocalAgentConnection::deliverCallback(const Message& message) {
     QMutexLocker lock(&exportMutex);
     if (!exportedObject)
         return;

@@ -24,7 +24,7 @@ public:
     // Takes apart a reply and hands it on; false when it was malformed. `data`
     // is the reply's raw data, gathered from all its parts, if it has any.
     using ReplyReader =
-        std::function<bool(const QJsonObject& reply, const std::optional<QByteArray>& data)>;
+        std::function<bool(const local::Message& reply, const std::optional<QByteArray>& data)>;
 
     static std::shared_ptr<LocalAgentConnection> create(const QString& socketName,
                                                         ZorAppCallbackProtocol& exportedObject);
@@ -64,9 +64,9 @@ private:
     void socketDisconnected();
     void socketFailed();
     void readMessages();
-    void handleMessage(const QJsonObject& message);
-    void handleReply(const QJsonObject& reply);
-    void deliverCallback(const QJsonObject& message);
+    void handleMessage(const local::Message& message);
+    void handleReply(const local::Message& reply);
+    void deliverCallback(const local::Message& message);
     void startCall(QJsonObject call, ReplyReader readReply, ErrorHandler onError);
     void finishInvalidation(const PlatformError& error);
     void closeSocket();

@@ -20,50 +20,50 @@ QJsonValue encodeData(const QByteArray& data) {
     return QString::fromLatin1(data.toBase64());
 }
 
-std::optional<QByteArray> dataField(const QJsonObject& message, QLatin1String name) {
-    const QJsonValue value = message.value(name);
-    if (!value.isString())
+namespace {
+
+template <typename T> const T* member(const Message& message, QLatin1String name) {
+    const Message::Value* value = message.find(name);
+    return value ? std::get_if<T>(value) : nullptr;
+}
+
+} // namespace
+
+std::optional<QByteArray> dataField(const Message& message, QLatin1String name) {
+    const QByteArray* text = member<QByteArray>(message, name);
+    if (!text)
         return std::nullopt;
-    auto decoded = QByteArray::fromBase64Encoding(value.toString().toLatin1(),
-                                                  QByteArray::AbortOnBase64DecodingErrors);
+    auto decoded = QByteArray::fromBase64Encoding(*text, QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded)
         return std::nullopt;
     return *decoded;
 }
 
-std::optional<QString> stringField(const QJsonObject& message, QLatin1String name) {
-    const QJsonValue value = message.value(name);
-    if (!value.isString())
+std::optional<QString> stringField(const Message& message, QLatin1String name) {
+    const QByteArray* text = member<QByteArray>(message, name);
+    if (!text)
         return std::nullopt;
-    return value.toString();
+    return QString::fromUtf8(*text);
 }
 
-std::optional<bool> boolField(const QJsonObject& message, QLatin1String name) {
-    const QJsonValue value = message.value(name);
-    if (!value.isBool())
-        return std::nullopt;
-    return value.toBool();
+std::optional<bool> boolField(const Message& message, QLatin1String name) {
+    const bool* flag = member<bool>(message, name);
+    return flag ? std::optional<bool>(*flag) : std::nullopt;
 }
 
-std::optional<qint64> callIdField(const QJsonObject& message) {
-    const QJsonValue value = message.value(key::id);
-    if (!value.isDouble())
-        return std::nullopt;
-    const double number = value.toDouble();
-    const auto id = qint64(number);
-    if (double(id) != number)
-        return std::nullopt;
-    return id;
+std::optional<qint64> callIdField(const Message& message) {
+    const qint64* id = member<qint64>(message, key::id);
+    return id ? std::optional<qint64>(*id) : std::nullopt;
 }
 
-std::optional<std::optional<QString>> optionalStringField(const QJsonObject& message,
+std::optional<std::optional<QString>> optionalStringField(const Message& message,
                                                           QLatin1String name) {
-    const QJsonValue value = message.value(name);
-    if (value.isUndefined() || value.isNull())
+    const Message::Value* value = message.find(name);
+    if (!value || std::holds_alternative<std::nullptr_t>(*value))
         return std::optional<QString>();
-    if (!value.isString())
-        return std::nullopt;
-    return std::optional<QString>(value.toString());
+    if (const auto text = stringField(message, name))
+        return std::optional<QString>(*text);
+    return std::nullopt;
 }
 
 QString agentSocketName(const QString& serviceName) {

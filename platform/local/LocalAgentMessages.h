@@ -65,14 +65,14 @@ QJsonObject makeCallback(QLatin1String method);
 QJsonValue encodeData(const QByteArray& data);
 
 // Readers of one field; nothing when the field is missing or of another type.
-std::optional<QByteArray> dataField(const QJsonObject& message, QLatin1String name);
-std::optional<QString> stringField(const QJsonObject& message, QLatin1String name);
-std::optional<bool> boolField(const QJsonObject& message, QLatin1String name);
-std::optional<qint64> callIdField(const QJsonObject& message);
+std::optional<QByteArray> dataField(const Message& message, QLatin1String name);
+std::optional<QString> stringField(const Message& message, QLatin1String name);
+std::optional<bool> boolField(const Message& message, QLatin1String name);
+std::optional<qint64> callIdField(const Message& message);
 
 // A decision reply's error text: null or absent means none. Nothing at all
 // when the field holds something other than text.
-std::optional<std::optional<QString>> optionalStringField(const QJsonObject& message,
+std::optional<std::optional<QString>> optionalStringField(const Message& message,
                                                           QLatin1String name);
 
 // The socket of the agent's service: ZOR_AGENT_SOCKET when set, else a socket

@@ -137,7 +137,7 @@ void LocalAgentServer::readCalls(QLocalSocket* app) {
     }
 }
 
-QString LocalAgentServer::handleCall(QLocalSocket* app, const QJsonObject& call) {
+QString LocalAgentServer::handleCall(QLocalSocket* app, const Message& call) {
     if (stringField(call, key::type) != type::call)
         return QStringLiteral("message is not a call");
     const auto callId = callIdField(call);
@@ -183,9 +183,8 @@ void LocalAgentServer::dropApp(QLocalSocket* app, const QString& reason) {
 void LocalAgentServer::sendToAll(const QJsonObject& message) {
     const auto encoded = encodeFrame(message);
     if (!encoded) {
-        emit sendFailed(
-            QStringLiteral("%1 not sent: %2")
-                .arg(stringField(message, key::method).value_or(QString()), encoded.error()));
+        emit sendFailed(QStringLiteral("%1 not sent: %2")
+                            .arg(message.value(key::method).toString(), encoded.error()));
         return;
     }
     const QByteArray& frame = encoded.value();

@@ -55,7 +55,7 @@ private:
     void acceptApps();
     void readCalls(QLocalSocket* app);
     // Empty when the call was understood; else why not.
-    QString handleCall(QLocalSocket* app, const QJsonObject& call);
+    QString handleCall(QLocalSocket* app, const local::Message& call);
     void dropApp(QLocalSocket* app, const QString& reason);
     void sendToAll(const QJsonObject& message);
 

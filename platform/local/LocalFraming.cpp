@@ -1,13 +1,80 @@
 #include "platform/local/LocalFraming.h"
 
+#include "shared/StrictJson.h"
+
 #include <QJsonDocument>
-#include <QJsonParseError>
 #include <QtEndian>
 
 namespace zor::local {
 
 namespace {
+
 constexpr qsizetype kHeaderLength = 4;
+
+// One member's value, if it is of a type that messages use.
+bool readMember(StrictJson& json, JsonValue value, std::optional<Message::Value>& out) {
+    simdjson::ondemand::json_type type;
+    if (value.type().get(type) != simdjson::SUCCESS)
+        return json.skip(value);
+    if (type == simdjson::ondemand::json_type::string) {
+        std::string_view text;
+        if (!json.readUtf8(value, text))
+            return false;
+        out = QByteArray(text.data(), qsizetype(text.size()));
+        return true;
+    }
+    if (type == simdjson::ondemand::json_type::boolean) {
+        bool flag = false;
+        if (!json.readBool(value, flag))
+            return false;
+        out = flag;
+        return true;
+    }
+    if (type == simdjson::ondemand::json_type::null) {
+        if (!json.isNull(value))
+            return json.skip(value);
+        out = nullptr;
+        return true;
+    }
+    if (type == simdjson::ondemand::json_type::number) {
+        simdjson::ondemand::number number;
+        if (value.get_number().get(number) != simdjson::SUCCESS)
+            return json.skip(value);
+        if (number.is_int64())
+            out = qint64(number.get_int64());
+        return true;
+    }
+    return json.skip(value);
+}
+
+} // namespace
+
+const Message::Value* Message::find(QLatin1String name) const {
+    const auto found = members.constFind(QByteArray(name.data(), name.size()));
+    return found == members.cend() ? nullptr : &*found;
+}
+
+Decoded<Message> decodeMessage(QByteArrayView body) {
+    StrictJson json(body);
+    JsonValue root;
+    simdjson::ondemand::json_type type;
+    if (!json.root(root) || root.type().get(type) != simdjson::SUCCESS)
+        return Decoded<Message>::failure(QStringLiteral("frame is not JSON: %1").arg(json.error()));
+    if (type != simdjson::ondemand::json_type::object)
+        return Decoded<Message>::failure(QStringLiteral("frame is not a JSON object"));
+    Message message;
+    const bool isRead = json.forEachMember(root, [&](std::string_view key, JsonValue value) {
+        std::optional<Message::Value> member;
+        if (!readMember(json, value, member))
+            return false;
+        if (member)
+            message.members.insert(QByteArray(key.data(), qsizetype(key.size())),
+                                   std::move(*member));
+        return true;
+    });
+    if (!isRead || !json.finish())
+        return Decoded<Message>::failure(QStringLiteral("frame is not JSON: %1").arg(json.error()));
+    return message;
 }
 
 Decoded<QByteArray> encodeFrame(const QJsonObject& message) {
@@ -29,8 +96,8 @@ void FrameDecoder::append(const QByteArray& bytes) {
     buffer.append(QByteArrayView(bytes).sliced(skipped));
 }
 
-std::optional<Decoded<QJsonObject>> FrameDecoder::next() {
-    using Frame = Decoded<QJsonObject>;
+std::optional<Decoded<Message>> FrameDecoder::next() {
+    using Frame = Decoded<Message>;
     if (buffer.size() < kHeaderLength)
         return std::nullopt;
     const quint32 length = qFromBigEndian<quint32>(buffer.constData());
@@ -42,15 +109,9 @@ std::optional<Decoded<QJsonObject>> FrameDecoder::next() {
     }
     if (buffer.size() - kHeaderLength < qsizetype(length))
         return std::nullopt;
-    QJsonParseError error;
-    const QJsonDocument document =
-        QJsonDocument::fromJson(buffer.mid(kHeaderLength, qsizetype(length)), &error);
+    auto message = decodeMessage(QByteArrayView(buffer).sliced(kHeaderLength, qsizetype(length)));
     buffer.remove(0, kHeaderLength + qsizetype(length));
-    if (error.error != QJsonParseError::NoError)
-        return Frame::failure(QStringLiteral("frame is not JSON: %1").arg(error.errorString()));
-    if (!document.isObject())
-        return Frame::failure(QStringLiteral("frame is not a JSON object"));
-    return document.object();
+    return message;
 }
 
 } // namespace zor::local
