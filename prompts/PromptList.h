@@ -23,6 +23,10 @@ namespace zor {
 // Each item sits in a box of its own that copies share, so that copying a
 // chunk to change one item copies pointers, not items.
 //
+// Chunks, rather than one array of shared items, because a resync replaces
+// every prompt, each the oldest held: in one array each replacement moves
+// all the others, and a 10,000-prompt resync took ten times as long.
+//
 // A list and its copies belong to one thread, the main thread: their counts
 // of references are plain integers. A change under a kept copy takes a few
 // hundred references, and atomic counts would cost more than the change.
