@@ -7,7 +7,8 @@
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 #include "setup/DaemonClient.h"
-#include "setup/SetupModel.h"
+#include "setup/ServiceMonitor.h"
+#include "setup/ServiceRepairs.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
 
@@ -18,15 +19,19 @@ namespace zor {
 
 namespace {
 
-// The window on the system's services; the setup screen's model goes with it.
+// The window on the system's services; the setup screen's monitor and repairs go with it.
 std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     NotificationHandler& agent = NotificationHandler::shared();
-    auto* setupModel = new SetupModel(
-        systemClock(), platformServiceManagement(), platformSystemExtensionManager(),
-        platformFilterManager(), DaemonClient::shared(), platformAdministratorScriptRunner(),
-        platformWorkspace(), [&agent] { return agent.getBuildNumber(); });
-    auto window = std::make_unique<MainWindow>(appState, MainWindowServices{*setupModel});
-    setupModel->setParent(window.get());
+    auto* monitor =
+        new ServiceMonitor(systemClock(), platformServiceManagement(), platformFilterManager(),
+                           DaemonClient::shared(), [&agent] { return agent.getBuildNumber(); });
+    auto* repairs = new ServiceRepairs(*monitor, systemClock(), platformServiceManagement(),
+                                       platformSystemExtensionManager(), platformFilterManager(),
+                                       platformAdministratorScriptRunner(), platformWorkspace());
+    auto window = std::make_unique<MainWindow>(appState, MainWindowServices{*monitor, *repairs});
+    // The repairs go first: they act on the monitor.
+    repairs->setParent(window.get());
+    monitor->setParent(window.get());
     return window;
 }
 

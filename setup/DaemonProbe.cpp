@@ -1,8 +1,8 @@
 #include "setup/DaemonProbe.h"
 
-#include "platform/Log.h"
 #include "platform/ServiceManagement.h"
 #include "setup/BuildNumberMatch.h"
+#include "setup/SetupLog.h"
 #include "shared/DaemonConnection.h"
 #include "shared/Identifiers.h"
 
@@ -22,7 +22,7 @@ enum EsNewClientResult : qint32 {
 
 // Each known failure has its own fixed line.
 DaemonStatus logged(const char* line, DaemonStatus status) {
-    logger(LogCategory::setup).error(line);
+    setupLog().error(line);
     return status;
 }
 
@@ -53,8 +53,7 @@ DaemonStatus daemonStatusFor(const DaemonStatusRecord& record) {
         return logged("unexpected ES client result: ES_NEW_CLIENT_RESULT_ERR_TOO_MANY_CLIENTS",
                       DaemonStatus::esTooManyClients);
     default:
-        logger(LogCategory::setup)
-            .error("unexpected ES client result: %{public}d", {int(record.esClientResult)});
+        setupLog().error("unexpected ES client result: %{public}d", {int(record.esClientResult)});
         return DaemonStatus::cannotConnect;
     }
 }

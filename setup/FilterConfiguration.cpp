@@ -1,6 +1,6 @@
 #include "setup/FilterConfiguration.h"
 
-#include "platform/Log.h"
+#include "setup/SetupLog.h"
 #include "shared/Identifiers.h"
 
 namespace zor {
@@ -11,7 +11,7 @@ using MaybeError = std::optional<PlatformError>;
 } // namespace
 
 QCoro::Task<> enableFilterConfiguration(QObject* context, FilterManager& filter) {
-    const Logger& log = logger(LogCategory::setup);
+    const Logger& log = setupLog();
     if (const MaybeError error = co_await loadFilterPreferences(context, filter)) {
         log.error("Failed to load filter preferences: %s", {error->localizedDescription});
         co_return;

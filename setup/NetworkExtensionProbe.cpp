@@ -1,10 +1,10 @@
 #include "setup/NetworkExtensionProbe.h"
 
 #include "platform/Clock.h"
-#include "platform/Log.h"
 #include "platform/Worker.h"
 #include "setup/BuildNumberMatch.h"
 #include "setup/FilterConfiguration.h"
+#include "setup/SetupLog.h"
 #include "shared/DaemonConnection.h"
 
 namespace zor {
@@ -32,7 +32,7 @@ QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, Filt
 
     const auto ping = [&connection] { return connection.pingNetworkExtension(std::nullopt); };
     if (!co_await runOnWorker(context, ping)) {
-        logger(LogCategory::setup).info("NE not responding, re-enabling filter configuration");
+        setupLog().info("NE not responding, re-enabling filter configuration");
         co_await enableFilterConfiguration(context, filter);
         co_await clock.delay(4s, context);
         if (!co_await runOnWorker(context, ping))

@@ -76,7 +76,7 @@ Item {
                 Layout.fillWidth: true
                 visible: box.step.hasInstruction
                 text: box.step.instructionText
-                textFormat: box.step.isInstructionMarkdown ? Text.MarkdownText : Text.PlainText
+                textFormat: Text.MarkdownText
                 color: SetupTheme.primaryText
                 font.pixelSize: SetupTheme.captionSize
                 wrapMode: Text.Wrap

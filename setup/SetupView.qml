@@ -8,7 +8,8 @@ import Zor
 ScrollView {
     id: view
 
-    required property SetupModel model
+    required property ServiceMonitor monitor
+    required property ServiceRepairs repairs
 
     objectName: "setupView"
     padding: 20
@@ -35,8 +36,8 @@ ScrollView {
     }
 
     // The screen exists from launch on, shown or not, so its first check runs at once.
-    Component.onCompleted: model.appear()
-    Component.onDestruction: model.disappear()
+    Component.onCompleted: monitor.appear()
+    Component.onDestruction: monitor.disappear()
 
     component Separator: Rectangle {
         Layout.fillWidth: true
@@ -46,6 +47,16 @@ ScrollView {
         color: SetupTheme.separator
     }
 
+    // The error that ended a flow, below the buttons.
+    component FlowError: Label {
+        Layout.fillWidth: true
+        Layout.topMargin: -8
+        visible: text !== ""
+        color: SetupTheme.red
+        font.pixelSize: SetupTheme.captionSize
+        wrapMode: Text.Wrap
+    }
+
     ColumnLayout {
         width: view.availableWidth
         spacing: 16
@@ -53,8 +64,8 @@ ScrollView {
         OutdatedBanner {
             objectName: "outdatedBanner"
             Layout.fillWidth: true
-            visible: view.model.isAnyOutdated
-            onRestart: view.model.restartServices()
+            visible: view.monitor.isAnyOutdated
+            onRestart: view.repairs.restartServices()
         }
 
         Rectangle {
@@ -76,9 +87,9 @@ ScrollView {
                     Layout.fillWidth: true
                     label: "CLI Symlink"
                     description: "Makes the zor command available in your terminal"
-                    step: view.model.cliStep
-                    onAction: view.model.fixCLISymlink()
-                    onLinkActivated: link => view.model.openLink(link)
+                    step: view.monitor.cliStep
+                    onAction: view.repairs.fixCLISymlink()
+                    onLinkActivated: link => view.repairs.openLink(link)
                 }
 
                 Separator {}
@@ -88,9 +99,9 @@ ScrollView {
                     Layout.fillWidth: true
                     label: "Sandbox Daemon"
                     description: "Enforces file and process sandboxing"
-                    step: view.model.daemonStep
-                    onAction: view.model.fixDaemon()
-                    onLinkActivated: link => view.model.openLink(link)
+                    step: view.monitor.daemonStep
+                    onAction: view.repairs.fixDaemon()
+                    onLinkActivated: link => view.repairs.openLink(link)
                 }
 
                 Separator {}
@@ -100,9 +111,9 @@ ScrollView {
                     Layout.fillWidth: true
                     label: "Notification Agent"
                     description: "Delivers notifications"
-                    step: view.model.agentStep
-                    onAction: view.model.fixAgent()
-                    onLinkActivated: link => view.model.openLink(link)
+                    step: view.monitor.agentStep
+                    onAction: view.repairs.fixAgent()
+                    onLinkActivated: link => view.repairs.openLink(link)
                 }
 
                 Separator {}
@@ -112,9 +123,9 @@ ScrollView {
                     Layout.fillWidth: true
                     label: "Network Extension"
                     description: "Enforces network sandboxing"
-                    step: view.model.neStep
-                    onAction: view.model.fixNetworkExtension()
-                    onLinkActivated: link => view.model.openLink(link)
+                    step: view.monitor.neStep
+                    onAction: view.repairs.fixNetworkExtension()
+                    onLinkActivated: link => view.repairs.openLink(link)
                 }
             }
         }
@@ -126,45 +137,33 @@ ScrollView {
 
             Button {
                 objectName: "restartButton"
-                text: view.model.isRestarting ? "Restarting..." : "Restart Services"
-                onClicked: view.model.restartServices()
+                text: view.repairs.isRestarting ? "Restarting..." : "Restart Services"
+                onClicked: view.repairs.restartServices()
             }
 
             Button {
                 objectName: "stopButton"
-                text: view.model.isStopping ? "Stopping..." : "Stop All Services"
+                text: view.repairs.isStopping ? "Stopping..." : "Stop All Services"
                 // The destructive role, as the platform draws it.
                 palette.buttonText: SetupTheme.red
-                onClicked: view.model.stopAllServices()
+                onClicked: view.repairs.stopAllServices()
             }
 
             Button {
                 objectName: "refreshButton"
                 text: "Refresh"
-                onClicked: view.model.refresh()
+                onClicked: view.monitor.refresh()
             }
         }
 
-        Label {
+        FlowError {
             objectName: "restartError"
-            Layout.fillWidth: true
-            Layout.topMargin: -8
-            visible: text !== ""
-            text: view.model.restartError
-            color: SetupTheme.red
-            font.pixelSize: SetupTheme.captionSize
-                        wrapMode: Text.Wrap
+            text: view.repairs.restartError
         }
 
-        Label {
+        FlowError {
             objectName: "stopError"
-            Layout.fillWidth: true
-            Layout.topMargin: -8
-            visible: text !== ""
-            text: view.model.stopError
-            color: SetupTheme.red
-            font.pixelSize: SetupTheme.captionSize
-                        wrapMode: Text.Wrap
+            text: view.repairs.stopError
         }
     }
 }

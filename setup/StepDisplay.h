@@ -39,7 +39,6 @@ class StepDisplay {
     Q_PROPERTY(bool isChecking MEMBER isChecking CONSTANT)
     Q_PROPERTY(bool hasInstruction READ hasInstruction CONSTANT)
     Q_PROPERTY(QString instructionText READ instructionText CONSTANT)
-    Q_PROPERTY(bool isInstructionMarkdown READ isInstructionMarkdown CONSTANT)
     Q_PROPERTY(zor::ButtonState button MEMBER button CONSTANT)
 
 public:
@@ -47,14 +46,13 @@ public:
 
     bool hasInstruction() const { return instruction.has_value(); }
     QString instructionText() const { return instruction.value_or(QString()); }
-    // Whether the instruction parses as inline Markdown; if not, it is shown as plain text.
-    bool isInstructionMarkdown() const;
 
     QString label;
     StatusColor color = StatusColor::gray;
     bool isOK = false;
     bool isChecking = false;
-    std::optional<QString> instruction; // may hold one Markdown link
+    // Inline Markdown, as the screen shows it; it may hold one link.
+    std::optional<QString> instruction;
     ButtonState button;
 };
 

@@ -10,7 +10,8 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/PromptsViewModel.h"
 #include "prompts/SidebarEntryActions.h"
-#include "setup/SetupModel.h"
+#include "setup/ServiceMonitor.h"
+#include "setup/ServiceRepairs.h"
 #include "window/MainSplitViewController.h"
 #include "window/qml/QuickViews.h"
 
@@ -34,10 +35,11 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     , splitController(new MainSplitViewController(appState, this)) {
     requireMainThread("MainWindow");
     // The setup screen's first report picks the tab the window opens on.
-    services.setupModel.setOnStatusChange([state = QPointer<AppState>(&appState)](bool isHealthy) {
-        if (state)
-            state->pickInitialTab(isHealthy);
-    });
+    services.serviceMonitor.setOnStatusChange(
+        [state = QPointer<AppState>(&appState)](bool isHealthy) {
+            if (state)
+                state->pickInitialTab(isHealthy);
+        });
 
     PromptStore& store = *appState.promptStore();
     auto* promptListModel = new PromptListModel(store, this);
@@ -61,7 +63,8 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
                             QUrl(QStringLiteral("qrc:/qt/qml/Zor/window/MainWindow.qml")));
     QObject* root = component.createWithInitialProperties(
         {{QStringLiteral("appState"), QVariant::fromValue(&appState)},
-         {QStringLiteral("setupModel"), QVariant::fromValue(&services.setupModel)},
+         {QStringLiteral("serviceMonitor"), QVariant::fromValue(&services.serviceMonitor)},
+         {QStringLiteral("serviceRepairs"), QVariant::fromValue(&services.serviceRepairs)},
          {QStringLiteral("splitController"), QVariant::fromValue(splitController)},
          {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()},
          {QStringLiteral("promptListModel"), QVariant::fromValue(promptListModel)},

@@ -14,13 +14,16 @@ namespace zor {
 class AppState;
 class Clipboard;
 class MainSplitViewController;
-class SetupModel;
+class ServiceMonitor;
+class ServiceRepairs;
 class Workspace;
 class WindowChrome;
 
 // What the window's views act on.
 struct MainWindowServices {
-    SetupModel& setupModel;
+    // The setup screen.
+    ServiceMonitor& serviceMonitor;
+    ServiceRepairs& serviceRepairs;
     WindowChrome& windowChrome = platformWindowChrome();
     // Decisions and dismissals go to the agent through it.
     NotificationHandler& notificationHandler = NotificationHandler::shared();

@@ -9,7 +9,8 @@ ApplicationWindow {
     id: window
 
     required property QtObject appState
-    required property SetupModel setupModel
+    required property ServiceMonitor serviceMonitor
+    required property ServiceRepairs serviceRepairs
     required property MainSplitViewController splitController
     required property real tabRowLeadingPadding
     required property PromptListModel promptListModel
@@ -110,7 +111,8 @@ ApplicationWindow {
             SplitView.minimumWidth: window.splitController.sidebarMinimumWidth
             SplitView.preferredWidth: window.splitController.sidebarMinimumWidth
             appState: window.appState
-            setupModel: window.setupModel
+            serviceMonitor: window.serviceMonitor
+            serviceRepairs: window.serviceRepairs
             leadingPadding: window.tabRowLeadingPadding
             policiesSidebarModel: window.policiesSidebarModel
             sessionsSidebarModel: window.sessionsSidebarModel

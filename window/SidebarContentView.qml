@@ -8,7 +8,8 @@ Rectangle {
     id: sidebar
 
     required property QtObject appState
-    required property SetupModel setupModel
+    required property ServiceMonitor serviceMonitor
+    required property ServiceRepairs serviceRepairs
     // The prompts sidebar's entries on the policies and on the sessions tab.
     required property PromptsSidebarModel policiesSidebarModel
     required property PromptsSidebarModel sessionsSidebarModel
@@ -69,7 +70,8 @@ Rectangle {
             // also keeps clicks, focus and assistive tools away from it.
             SetupView {
                 anchors.fill: parent
-                model: sidebar.setupModel
+                monitor: sidebar.serviceMonitor
+                repairs: sidebar.serviceRepairs
                 // The tab row already leaves its room below.
                 topPadding: 0
                 opacity: sidebar.isSetupSelected ? 1 : 0

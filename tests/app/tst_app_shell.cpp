@@ -55,7 +55,8 @@ struct Shell {
     SetupScene scene;
     AppDelegate delegate{{handler, activation, [this](AppState& state) {
                               return std::make_unique<MainWindow>(
-                                  state, MainWindowServices{.setupModel = *scene.model,
+                                  state, MainWindowServices{.serviceMonitor = *scene.monitor,
+                                                            .serviceRepairs = *scene.repairs,
                                                             .notificationHandler = handler,
                                                             .clipboard = clipboard,
                                                             .workspace = scene.workspace});
@@ -70,10 +71,10 @@ struct Shell {
                           FileDenial{"/tmp/" + id, "write", "vim"}, false);
     }
     void settleChecks() {
-        const SetupModel& model = *scene.model;
-        QTRY_VERIFY(model.daemonStatus() != DaemonStatus::checking &&
-                    model.agentStatus() != AgentStatus::checking &&
-                    model.neStatus() != NEStatus::checking);
+        const ServiceMonitor& monitor = *scene.monitor;
+        QTRY_VERIFY(monitor.daemonStatus() != DaemonStatus::checking &&
+                    monitor.agentStatus() != AgentStatus::checking &&
+                    monitor.neStatus() != NEStatus::checking);
     }
 };
 
@@ -272,9 +273,9 @@ private slots:
         // The user moves on; a later, unhealthy report leaves the tab alone.
         shell.state().setSelectedTab(AppTab::sessions);
         shell.scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
-        shell.scene.model->refresh();
+        shell.scene.monitor->refresh();
         shell.settleChecks();
-        QVERIFY(!shell.scene.model->isAllHealthy());
+        QVERIFY(!shell.scene.monitor->isAllHealthy());
         QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
     }
 

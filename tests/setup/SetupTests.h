@@ -4,4 +4,4 @@
 int runStatusDisplayTests(int argc, char** argv);
 int runProbeTests(int argc, char** argv);
 int runRepairTests(int argc, char** argv);
-int runSetupModelTests(int argc, char** argv);
+int runServiceMonitorTests(int argc, char** argv);

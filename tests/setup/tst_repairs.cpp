@@ -39,13 +39,13 @@ private slots:
         SetupScene scene;
         scene.daemonConnection.status->esClientResult = 4;
         QVERIFY(scene.appearAndSettle());
-        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
 
-        scene.model->fixDaemon();
+        scene.repairs->fixDaemon();
         QCOMPARE(scene.workspace.opened,
                  QList<QUrl>{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))});
         QCOMPARE(scene.services.operations(), QStringList());
-        QCOMPARE(scene.model->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
     }
 
     void registrationTimes_data() {
@@ -84,14 +84,14 @@ private slots:
             scene.services.agentStatus = registration;
         }
         QVERIFY(scene.appearAndSettle());
-        scene.model->disappear(); // no poll in the way
+        scene.monitor->disappear(); // no poll in the way
         auto& results =
             isDaemon ? scene.services.daemonRegisterResults : scene.services.agentRegisterResults;
         results.assign(failures, failure("not yet"));
 
         const Millis start = scene.clock.now();
-        isDaemon ? scene.model->fixDaemon() : scene.model->fixAgent();
-        QVERIFY((isDaemon ? scene.model->daemonStep() : scene.model->agentStep()).isChecking);
+        isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
+        QVERIFY((isDaemon ? scene.monitor->daemonStep() : scene.monitor->agentStep()).isChecking);
         scene.clock.advance(times.last());
         for (Millis& time : times)
             time += start;
@@ -117,10 +117,10 @@ private slots:
         else
             scene.setAgentBuildNumber(QStringLiteral("1"));
         QVERIFY(scene.appearAndSettle());
-        QVERIFY(scene.model->isAnyOutdated());
+        QVERIFY(scene.monitor->isAnyOutdated());
 
-        isDaemon ? scene.model->fixDaemon() : scene.model->fixAgent();
-        QVERIFY(scene.model->isRestarting());
+        isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
+        QVERIFY(scene.repairs->isRestarting());
         QCOMPARE(scene.services.operations(),
                  (QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}));
     }
@@ -139,7 +139,7 @@ private slots:
         SetupScene scene;
         QVERIFY(scene.appearAndSettle());
 
-        scene.model->fixNetworkExtension();
+        scene.repairs->fixNetworkExtension();
         QCOMPARE(scene.extensions.bundleIdentifiers,
                  QStringList{QString::fromLatin1(kNetworkExtensionBundleId)});
         const auto delegate = scene.extensions.lastDelegate();
@@ -149,7 +149,7 @@ private slots:
             delegate->requestDidFinish(RequestResult::willCompleteAfterReboot);
         if (answer == "failure")
             delegate->requestDidFail(failure("refused"));
-        QTEST(scene.model->neStatus(), "status");
+        QTEST(scene.monitor->neStatus(), "status");
         QVERIFY(scene.filter.savedEnabledStates.isEmpty());
         if (answer != "approval")
             return;
@@ -160,7 +160,7 @@ private slots:
         QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(2s)));
         scene.clock.advance(2s);
         QVERIFY(scene.waitForReports(2));
-        QCOMPARE(scene.model->neStatus(), NEStatus::ok);
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::ok);
     }
 
     void linkCommands_data() {
@@ -206,7 +206,7 @@ private slots:
         scene.scripts.result = result;
         LogCapture log;
 
-        scene.model->fixCLISymlink();
+        scene.repairs->fixCLISymlink();
         const QString ln = "ln -s '" + paths.linkTarget + "' '" + paths.linkPath + "'";
         QCOMPARE(scene.scripts.sources, QStringList{adminScript(ln)});
         QStringList errors;
@@ -216,12 +216,143 @@ private slots:
         QTEST(errors, "errors");
 
         // The link is probed again after every run, whatever the script reported.
-        QCOMPARE(scene.model->cliStatus(), CLISymlinkStatus::missing); // the fake links nothing
+        QCOMPARE(scene.monitor->cliStatus(), CLISymlinkStatus::missing); // the fake links nothing
         scene.link(paths.linkTarget);
-        scene.model->fixCLISymlink();
+        scene.repairs->fixCLISymlink();
         QCOMPARE(scene.scripts.sources.last(),
                  adminScript("rm -f '" + paths.linkPath + "' && " + ln));
-        QCOMPARE(scene.model->cliStatus(), CLISymlinkStatus::ok);
+        QCOMPARE(scene.monitor->cliStatus(), CLISymlinkStatus::ok);
+    }
+
+    void restartGoesOnOnceTheExtensionAnswers_data() {
+        QTest::addColumn<bool>("answersLater");
+        QTest::addColumn<QStringList>("requestLines");
+        const QString submitted = "Submitted network extension activation request";
+        QTest::newRow("needs approval, at once")
+            << false
+            << QStringList{"Network extension requires user approval in System Settings", submitted,
+                           "Restart: network extension replacement requires approval"};
+        QTest::newRow("completed, ten seconds later")
+            << true
+            << QStringList{submitted, "Network extension activation completed",
+                           "Restart: network extension replaced successfully"};
+    }
+
+    void restartGoesOnOnceTheExtensionAnswers() {
+        QFETCH(bool, answersLater);
+        QFETCH(QStringList, requestLines);
+        SetupScene scene;
+        QVERIFY(scene.appearAndSettle());
+        LogCapture log;
+        if (!answersLater)
+            scene.extensions.onSubmit = [](auto delegate) {
+                delegate.lock()->requestNeedsUserApproval();
+            };
+
+        scene.repairs->restartServices();
+        QVERIFY(scene.repairs->isRestarting());
+        QCOMPARE(scene.services.operations(),
+                 (QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}));
+        if (answersLater) {
+            scene.clock.advance(10s);
+            QCOMPARE(scene.services.operations().size(), 2);
+            scene.extensions.lastDelegate()->requestDidFinish(RequestResult::completed);
+        }
+        QTRY_COMPARE(scene.clock.pendingTimerCount(), 1);
+        const Millis start = scene.clock.now();
+        scene.clock.advance(1s);
+        QCOMPARE(scene.services.operations().mid(2),
+                 (QStringList{"daemon.register", "agent.register"}));
+        QCOMPARE(scene.services.calls().last().at, start + 1s);
+        scene.clock.advance(1999ms);
+        QVERIFY(scene.repairs->isRestarting());
+        scene.clock.advance(1ms);
+        QVERIFY(!scene.repairs->isRestarting());
+        QCOMPARE(scene.repairs->restartError(), QString());
+        QVERIFY(scene.waitForReports(2)); // the fresh check
+        QCOMPARE(scene.daemonConnection.statusCalls, 2);
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::ok); // the restart itself left it alone
+        const QStringList lines =
+            QStringList{"User clicked Restart Services button", "Restart: deregistering daemon",
+                        "Restart: deregistering agent", "Restart: replacing network extension"} +
+            requestLines +
+            QStringList{"Restart: registering daemon", "Restart: registering agent",
+                        "Restart: complete"};
+        QCOMPARE(log.messages(), lines);
+    }
+
+    void flowOutcomes_data() {
+        QTest::addColumn<bool>("isStop");
+        QTest::addColumn<QString>("failingStep");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QStringList>("operations");
+        QTest::addColumn<int>("extensionRequests");
+
+        const QStringList both{"daemon.unregisterAsync", "agent.unregisterAsync"};
+        const QStringList daemonOnly{"daemon.unregisterAsync"};
+        QTest::newRow("restart: agent unregistration") << false << "agent"
+                                                       << "Operation not permitted" << both << 0;
+        QTest::newRow("restart: daemon unregistration")
+            << false << "daemon"
+            << "Operation not permitted" << daemonOnly << 0;
+        QTest::newRow("restart: extension replacement") << false << "extension"
+                                                        << "Extension not found" << both << 1;
+        QTest::newRow("restart: daemon registration")
+            << false << "daemon register"
+            << "Invalid signature" << both + QStringList{"daemon.register"} << 1;
+        QTest::newRow("stop: both taken out") << true << ""
+                                              << "" << both << 0;
+        QTest::newRow("stop: daemon unregistration")
+            << true << "daemon"
+            << "Operation not permitted" << daemonOnly << 0;
+    }
+
+    void flowOutcomes() {
+        QFETCH(bool, isStop);
+        QFETCH(QString, failingStep);
+        QFETCH(QString, error);
+        SetupScene scene;
+        QVERIFY(scene.appearAndSettle());
+        const PlatformError platformError{error, 1};
+        if (failingStep == "agent")
+            scene.services.agentUnregisterResult = platformError;
+        if (failingStep == "daemon")
+            scene.services.daemonUnregisterResult = platformError;
+        if (failingStep == "daemon register")
+            scene.services.daemonRegisterResults.push_back(platformError);
+        scene.extensions.onSubmit = [&](auto delegate) {
+            if (failingStep == "extension")
+                delegate.lock()->requestDidFail(platformError);
+            else
+                delegate.lock()->requestDidFinish(RequestResult::completed);
+        };
+        LogCapture log;
+
+        isStop ? scene.repairs->stopAllServices() : scene.repairs->restartServices();
+        scene.clock.advance(5s);
+        QVERIFY(!scene.repairs->isRestarting());
+        QVERIFY(!scene.repairs->isStopping());
+        QCOMPARE(isStop ? scene.repairs->stopError() : scene.repairs->restartError(), error);
+        QTEST(scene.services.operations(), "operations");
+        QTEST(int(scene.extensions.bundleIdentifiers.size()), "extensionRequests");
+        QVERIFY(scene.waitForReports(2)); // a fresh check follows
+        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
+        if (error.isEmpty()) {
+            QCOMPARE(log.messages(), (QStringList{"User clicked Stop All Services button",
+                                                  "Stop all: deregistering daemon",
+                                                  "Stop all: deregistering agent"}));
+            return;
+        }
+
+        // The error is logged, and kept out of the redacted log.
+        const QString failed = isStop ? "Stop all failed: " : "Restart failed: ";
+        const QList<LogRecord> records = log.records();
+        const auto line = std::find_if(records.begin(), records.end(), [&](const LogRecord& r) {
+            return r.message() == failed + error;
+        });
+        QVERIFY(line != records.end());
+        QCOMPARE(line->redactedMessage(), failed + "<private>");
+        QVERIFY(!log.contains("Restart: complete"));
     }
 };
 

@@ -23,25 +23,27 @@ SetupScene::SetupScene() {
         tool.close();
     makeAllHealthy();
 
-    model = std::make_unique<SetupModel>(
-        clock, services, extensions, filter, daemon, scripts, workspace,
+    monitor = std::make_unique<ServiceMonitor>(
+        clock, services, filter, daemon,
         [this]() -> std::optional<QString> {
             QMutexLocker lock(&agentMutex);
             ++agentQueries;
             return agentBuild;
         },
         linkPaths);
-    model->setOnStatusChange([this](bool isHealthy) { reports.append(isHealthy); });
+    repairs = std::make_unique<ServiceRepairs>(*monitor, clock, services, extensions, filter,
+                                               scripts, workspace);
+    monitor->setOnStatusChange([this](bool isHealthy) { reports.append(isHealthy); });
 }
 
 SetupScene::~SetupScene() {
-    // The screen goes first: it tells the model that it disappears.
+    // The screen goes first: it tells the monitor that it disappears.
     view.reset();
     finishFlows();
 }
 
 void SetupScene::finishFlows() {
-    model->disappear();
+    monitor->disappear();
     QList<std::shared_ptr<SystemExtensionRequestDelegate>> answered;
     for (;;) {
         bool hasAnswered = false;
@@ -110,7 +112,7 @@ int SetupScene::agentQueryCount() const {
 }
 
 bool SetupScene::appearAndSettle() {
-    model->appear();
+    monitor->appear();
     return waitForReports(reports.size() + 1);
 }
 
@@ -122,7 +124,8 @@ bool SetupScene::show(int width) {
     view = std::make_unique<QQuickView>();
     prepareZorEngine(*view->engine());
     view->setResizeMode(QQuickView::SizeRootObjectToView);
-    view->setInitialProperties({{QStringLiteral("model"), QVariant::fromValue(model.get())}});
+    view->setInitialProperties({{QStringLiteral("monitor"), QVariant::fromValue(monitor.get())},
+                                {QStringLiteral("repairs"), QVariant::fromValue(repairs.get())}});
     view->setSource(QUrl(QStringLiteral("qrc:/qt/qml/Zor/setup/SetupView.qml")));
     if (view->status() != QQuickView::Ready) {
         for (const QQmlError& error : view->errors())
@@ -137,8 +140,8 @@ bool SetupScene::show(int width) {
 
 bool SetupScene::settle() {
     return QTest::qWaitFor([this] {
-        return !model->daemonStep().isChecking && !model->agentStep().isChecking &&
-               !model->neStep().isChecking && !model->cliStep().isChecking;
+        return !monitor->daemonStep().isChecking && !monitor->agentStep().isChecking &&
+               !monitor->neStep().isChecking && !monitor->cliStep().isChecking;
     });
 }
 

@@ -3,7 +3,8 @@
 #include "FakePlatform.h"
 #include "VirtualClock.h"
 #include "setup/DaemonClient.h"
-#include "setup/SetupModel.h"
+#include "setup/ServiceMonitor.h"
+#include "setup/ServiceRepairs.h"
 
 #include <QImage>
 #include <QMutex>
@@ -15,8 +16,8 @@ class QQuickView;
 
 namespace zor::testing {
 
-// A real setup model on fakes that start healthy, and on demand the setup
-// screen showing it offscreen. The model finds the fakes' state by probing.
+// The real setup monitor and repairs on fakes that start healthy, and on demand the setup
+// screen showing it offscreen. The monitor finds the fakes' state by probing.
 class SetupScene {
 public:
     SetupScene();
@@ -62,11 +63,12 @@ public:
     FakeAdministratorScriptRunner scripts;
     FakeWorkspace workspace;
     QList<bool> reports; // isAllHealthy after each pass of checks
-    std::unique_ptr<SetupModel> model;
+    std::unique_ptr<ServiceMonitor> monitor;
+    std::unique_ptr<ServiceRepairs> repairs; // acts on the monitor, so goes first
     std::unique_ptr<QQuickView> view;
 
 private:
-    // Runs every started flow to its end: a flow left waiting when the model
+    // Runs every started flow to its end: a flow left waiting when the monitor
     // goes would never be resumed, and its frame would leak.
     void finishFlows();
     void fitHeight();

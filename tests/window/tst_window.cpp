@@ -142,7 +142,7 @@ private slots:
         // The outdated agent is asked again on every poll.
         scene.makeAgentOutdated();
         AppState appState;
-        MainWindow mainWindow(appState, {*scene.model});
+        MainWindow mainWindow(appState, {*scene.monitor, *scene.repairs});
         QQuickWindow* window = mainWindow.window();
         QCOMPARE(window->title(), "Zor");
         mainWindow.show();
@@ -153,7 +153,7 @@ private slots:
         QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
         QTRY_COMPARE(window->width(), 340);
         QVERIFY(scene.settle());
-        QVERIFY(scene.model->isPollPending());
+        QVERIFY(scene.monitor->isPollPending());
         // Nothing on the screen reaches past the sidebar's width.
         QQuickItem* setupView = findItem(window, "setupView");
         QVERIFY(setupView->isVisible());
@@ -177,7 +177,7 @@ private slots:
         // On a prompt tab the hidden screen keeps polling.
         QCOMPARE(setupView->opacity(), 0);
         const int queries = scene.agentQueryCount();
-        QVERIFY(scene.model->isPollPending());
+        QVERIFY(scene.monitor->isPollPending());
         scene.clock.advance(1s);
         QTRY_VERIFY(scene.agentQueryCount() > queries);
     }

@@ -55,13 +55,13 @@ qint64 timeBareWindow() {
     return timer.nsecsElapsed();
 }
 
-// One launch of the main window, on a setup model whose fakes are made beforehand.
+// One launch of the main window, on a setup screen whose fakes are made beforehand.
 qint64 timeMainWindow() {
     SetupScene scene;
     AppState appState;
     QElapsedTimer timer;
     timer.start();
-    MainWindow mainWindow(appState, {*scene.model});
+    MainWindow mainWindow(appState, {*scene.monitor, *scene.repairs});
     mainWindow.show();
     if (!showUntilFirstFrame(*mainWindow.window()))
         qFatal("startup-benchmark: the main window did not render");

@@ -1,5 +1,5 @@
 // Renders the setup screen and the main window offscreen, driven by a real
-// setup model on fakes, into one PNG file per state, for review without a Mac.
+// setup monitor and repairs on fakes, into one PNG file per state, for review without a Mac.
 
 #include "PromptsScene.h"
 #include "SetupScene.h"
@@ -149,7 +149,7 @@ bool render(const WindowShot& shot, const QDir& outDir) {
     if (!shot.isHealthy)
         scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
     AppState appState;
-    MainWindow mainWindow(appState, {*scene.model});
+    MainWindow mainWindow(appState, {*scene.monitor, *scene.repairs});
     mainWindow.show();
     QQuickWindow* window = mainWindow.window();
     if (!QTest::qWaitForWindowExposed(window))
@@ -216,8 +216,8 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
     SetupScene setup;
     PromptsScene prompts;
     shot.arrange(prompts);
-    MainWindow mainWindow(prompts.appState, {*setup.model, platformWindowChrome(), prompts.handler,
-                                             prompts.clipboard});
+    MainWindow mainWindow(prompts.appState, {*setup.monitor, *setup.repairs, platformWindowChrome(),
+                                             prompts.handler, prompts.clipboard});
     mainWindow.show();
     QQuickWindow* window = mainWindow.window();
     if (!QTest::qWaitForWindowExposed(window))

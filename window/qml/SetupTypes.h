@@ -3,17 +3,25 @@
 // The setup types as QML sees them. zor_core links QtCore only, so its types
 // are registered from here.
 
-#include "setup/SetupModel.h"
+#include "setup/ServiceMonitor.h"
+#include "setup/ServiceRepairs.h"
 
 #include <QtQml/qqml.h>
 
 namespace zor::qml {
 
-struct SetupModelForeign {
+struct ServiceMonitorForeign {
     Q_GADGET
-    QML_FOREIGN(zor::SetupModel)
-    QML_NAMED_ELEMENT(SetupModel)
-    QML_UNCREATABLE("The setup model is created by the application")
+    QML_FOREIGN(zor::ServiceMonitor)
+    QML_NAMED_ELEMENT(ServiceMonitor)
+    QML_UNCREATABLE("The service monitor is created by the application")
+};
+
+struct ServiceRepairsForeign {
+    Q_GADGET
+    QML_FOREIGN(zor::ServiceRepairs)
+    QML_NAMED_ELEMENT(ServiceRepairs)
+    QML_UNCREATABLE("The service repairs are created by the application")
 };
 
 struct StepDisplayForeign {

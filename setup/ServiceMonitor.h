@@ -1,0 +1,110 @@
+#pragma once
+
+#include "platform/Clock.h"
+#include "setup/AgentProbe.h"
+#include "setup/CliLinkProbe.h"
+#include "setup/StepDisplay.h"
+
+#include <QCoroTask>
+#include <QObject>
+#include <functional>
+#include <optional>
+
+namespace zor {
+
+class DaemonClient;
+class FilterManager;
+class ServiceManagement;
+
+// The four statuses of the setup screen, kept current while it is shown: a
+// full check when it appears or on Refresh, then a poll that re-probes
+// whatever is unhealthy, once a second, until all four are ok.
+class ServiceMonitor : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(zor::SetupStatus::DaemonStatus daemonStatus READ daemonStatus NOTIFY statusChanged)
+    Q_PROPERTY(zor::SetupStatus::AgentStatus agentStatus READ agentStatus NOTIFY statusChanged)
+    Q_PROPERTY(zor::SetupStatus::NEStatus neStatus READ neStatus NOTIFY statusChanged)
+    Q_PROPERTY(zor::SetupStatus::CLISymlinkStatus cliStatus READ cliStatus NOTIFY statusChanged)
+    Q_PROPERTY(zor::StepDisplay cliStep READ cliStep NOTIFY statusChanged)
+    Q_PROPERTY(zor::StepDisplay daemonStep READ daemonStep NOTIFY statusChanged)
+    Q_PROPERTY(zor::StepDisplay agentStep READ agentStep NOTIFY statusChanged)
+    Q_PROPERTY(zor::StepDisplay neStep READ neStep NOTIFY statusChanged)
+    Q_PROPERTY(bool isAnyOutdated READ isAnyOutdated NOTIFY statusChanged)
+
+public:
+    // Lives on the main thread; the probes block on workers.
+    ServiceMonitor(Clock& clock, ServiceManagement& services, FilterManager& filter,
+                   DaemonClient& daemon, BuildNumberQuery agentBuildNumber,
+                   CliLinkPaths linkPaths = {}, QObject* parent = nullptr);
+
+    DaemonStatus daemonStatus() const { return daemonState; }
+    AgentStatus agentStatus() const { return agentState; }
+    NEStatus neStatus() const { return neState; }
+    CLISymlinkStatus cliStatus() const { return cliState; }
+    StepDisplay cliStep() const { return display(cliState); }
+    StepDisplay daemonStep() const { return display(daemonState); }
+    StepDisplay agentStep() const { return display(agentState); }
+    StepDisplay neStep() const { return display(neState); }
+    bool isAnyOutdated() const;
+    bool isAllHealthy() const;
+    bool isPollPending() const { return pollTimer.has_value(); }
+    const CliLinkPaths& linkPaths() const { return paths; }
+
+    // Called with true when all four statuses are ok, after every pass of checks.
+    void setOnStatusChange(std::function<void(bool)> callback);
+
+    // The screen appeared: full check, then polling while anything is unhealthy.
+    Q_INVOKABLE void appear();
+    // The screen disappeared: the pending poll stops.
+    Q_INVOKABLE void disappear();
+    // The "Refresh" button.
+    Q_INVOKABLE void refresh();
+    // The full check, as Refresh runs it.
+    void checkAll();
+
+    // What a repair has just set, or found.
+    void setDaemonStatus(DaemonStatus status) { store(daemonState, status); }
+    void setAgentStatus(AgentStatus status) { store(agentState, status); }
+    void setNEStatus(NEStatus status) { store(neState, status); }
+    void recheckLink();
+    // Probe one service again, store its status and report.
+    QCoro::Task<> recheckDaemon();
+    QCoro::Task<> recheckAgent();
+    QCoro::Task<> recheckNetworkExtension();
+
+signals:
+    void statusChanged();
+
+private:
+    template <typename Status> void store(Status& field, Status status) {
+        if (field == status)
+            return;
+        field = status;
+        emit statusChanged();
+    }
+    void reportStatus();
+    QCoro::Task<> runFullCheck();
+    QCoro::Task<> runPollPass();
+    void updatePolling();
+    void cancelPoll();
+    QCoro::Task<DaemonStatus> probeDaemon();
+    QCoro::Task<AgentStatus> probeAgent();
+    QCoro::Task<NEStatus> probeNetworkExtension();
+
+    Clock& clock;
+    ServiceManagement& services;
+    FilterManager& filter;
+    DaemonClient& daemon;
+    BuildNumberQuery agentBuildNumber;
+    CliLinkPaths paths;
+    std::function<void(bool)> onStatusChange;
+
+    DaemonStatus daemonState = DaemonStatus::checking;
+    AgentStatus agentState = AgentStatus::checking;
+    NEStatus neState = NEStatus::checking;
+    CLISymlinkStatus cliState = CLISymlinkStatus::checking;
+    std::optional<Clock::TimerId> pollTimer;
+    bool isShown = false;
+};
+
+} // namespace zor
