@@ -1,6 +1,7 @@
 #include "setup/CliLinkRepair.h"
 
 #include <QFileInfo>
+#include <QStringList>
 
 namespace zor {
 namespace {
@@ -11,23 +12,15 @@ QString quoted(const QString& path) {
 
 } // namespace
 
-QStringList cliLinkCommands(const CliLinkPaths& paths, bool hasDirectory, bool hasLink) {
+QString cliLinkScript(const CliLinkPaths& paths) {
     QStringList commands;
-    if (!hasDirectory)
+    if (!QFileInfo::exists(paths.linkDirectory))
         commands.append(QStringLiteral("mkdir -p ") + quoted(paths.linkDirectory));
-    if (hasLink)
+    // exists() follows the link: a dangling one is not removed, and `ln` then fails.
+    if (QFileInfo::exists(paths.linkPath))
         commands.append(QStringLiteral("rm -f ") + quoted(paths.linkPath));
     commands.append(QStringLiteral("ln -s ") + quoted(paths.linkTarget) + u' ' +
                     quoted(paths.linkPath));
-    return commands;
-}
-
-QStringList cliLinkCommands(const CliLinkPaths& paths) {
-    return cliLinkCommands(paths, QFileInfo::exists(paths.linkDirectory),
-                           QFileInfo::exists(paths.linkPath));
-}
-
-QString administratorScriptSource(const QStringList& commands) {
     return QStringLiteral("do shell script \"") + commands.join(QStringLiteral(" && ")) +
            QStringLiteral("\" with administrator privileges");
 }

@@ -2,18 +2,10 @@
 
 #include "setup/CliLinkProbe.h"
 
-#include <QStringList>
-
 namespace zor {
 
-// The shell commands that put the link in place, given what exists now. A
-// dangling link counts as absent, so it is not removed and `ln` then fails.
-QStringList cliLinkCommands(const CliLinkPaths& paths, bool hasDirectory, bool hasLink);
-
-// Reads the file system and builds the commands for it.
-QStringList cliLinkCommands(const CliLinkPaths& paths);
-
-// The script that runs the commands with administrator privileges.
-QString administratorScriptSource(const QStringList& commands);
+// The script that puts the link in place with administrator privileges, for
+// what exists now: the directory made if missing, a file at the link removed.
+QString cliLinkScript(const CliLinkPaths& paths);
 
 } // namespace zor

@@ -68,8 +68,7 @@ void ServiceRepairs::fixCLISymlink() {
     setupLog().info("User clicked Fix CLI Symlink button (status: %{public}s)",
                     {description(monitor.cliStatus())});
     // Blocks while the system asks for an administrator password.
-    const ScriptRunResult result =
-        scripts.run(administratorScriptSource(cliLinkCommands(monitor.linkPaths())));
+    const ScriptRunResult result = scripts.run(cliLinkScript(monitor.linkPaths()));
     if (result.wasCreated && result.hasErrorInfo)
         setupLog().error("Failed to create CLI symlink: %s",
                          {result.errorMessage.value_or(QStringLiteral("Unknown error"))});

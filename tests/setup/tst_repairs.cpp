@@ -1,10 +1,10 @@
 #include "LogCapture.h"
 #include "SetupScene.h"
 #include "SetupTests.h"
-#include "setup/CliLinkRepair.h"
 #include "shared/BuildNumber.h"
 #include "shared/Identifiers.h"
 
+#include <QDir>
 #include <QTest>
 
 using namespace zor;
@@ -163,65 +163,57 @@ private slots:
         QCOMPARE(scene.monitor->neStatus(), NEStatus::ok);
     }
 
-    void linkCommands_data() {
-        QTest::addColumn<bool>("hasDirectory");
-        QTest::addColumn<bool>("hasLink");
-        QTest::addColumn<QString>("script");
-
-        const QString ln =
-            "ln -s '/Applications/Zor.app/Contents/MacOS/zor-cli' '/usr/local/bin/zor'";
-        QTest::newRow("directory, no link") << true << false << adminScript(ln);
-        QTest::newRow("no directory")
-            << false << false << adminScript("mkdir -p '/usr/local/bin' && " + ln);
-        QTest::newRow("existing link")
-            << true << true << adminScript("rm -f '/usr/local/bin/zor' && " + ln);
-    }
-
-    void linkCommands() {
-        QFETCH(bool, hasDirectory);
-        QFETCH(bool, hasLink);
-        QTEST(administratorScriptSource(cliLinkCommands(CliLinkPaths{}, hasDirectory, hasLink)),
-              "script");
-    }
-
     void linkButtonRunsTheScriptThenProbes_data() {
+        QTest::addColumn<QString>(
+            "before"); // at the click: "no link", "no directory", "other link"
         QTest::addColumn<ScriptRunResult>("result");
-        QTest::addColumn<QStringList>("errors");
-        QTest::newRow("succeeded") << ScriptRunResult{} << QStringList{};
-        QTest::newRow("cancelled") << ScriptRunResult{true, true, QStringLiteral("User canceled.")}
-                                   << QStringList{"Failed to create CLI symlink: User canceled."};
-        QTest::newRow("error without message")
-            << ScriptRunResult{true, true, std::nullopt}
-            << QStringList{"Failed to create CLI symlink: Unknown error"};
+        QTest::addColumn<QString>("commands"); // with $dir, $link and $tool
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<CLISymlinkStatus>("status");
+
+        using L = CLISymlinkStatus;
+        const QString failed = "Failed to create CLI symlink: ";
+        QTest::newRow("succeeded") << "no link" << ScriptRunResult{} << "ln -s $tool $link"
+                                   << "" << L::missing; // the fake links nothing
+        QTest::newRow("no directory, cancelled")
+            << "no directory" << ScriptRunResult{true, true, QStringLiteral("User canceled.")}
+            << "mkdir -p $dir && ln -s $tool $link" << failed + "User canceled." << L::missing;
+        QTest::newRow("other link, error without message")
+            << "other link" << ScriptRunResult{true, true, std::nullopt}
+            << "rm -f $link && ln -s $tool $link" << failed + "Unknown error" << L::wrongTarget;
         QTest::newRow("script not created")
-            << ScriptRunResult{false, false, std::nullopt} << QStringList{};
+            << "no link" << ScriptRunResult{false, false, std::nullopt} << "ln -s $tool $link"
+            << "" << L::missing;
     }
 
+    // The link is probed again after every run, whatever the script reported.
     void linkButtonRunsTheScriptThenProbes() {
+        QFETCH(QString, before);
         QFETCH(ScriptRunResult, result);
+        QFETCH(QString, commands);
+        QFETCH(QString, error);
         SetupScene scene;
         const CliLinkPaths& paths = scene.linkPaths;
         scene.removeLink();
         QVERIFY(scene.appearAndSettle());
+        if (before == "no directory")
+            QVERIFY(QDir(paths.linkDirectory).removeRecursively());
+        if (before == "other link")
+            scene.link(paths.linkDirectory);
         scene.scripts.result = result;
         LogCapture log;
 
         scene.repairs->fixCLISymlink();
-        const QString ln = "ln -s '" + paths.linkTarget + "' '" + paths.linkPath + "'";
-        QCOMPARE(scene.scripts.sources, QStringList{adminScript(ln)});
+        commands.replace("$dir", "'" + paths.linkDirectory + "'")
+            .replace("$link", "'" + paths.linkPath + "'")
+            .replace("$tool", "'" + paths.linkTarget + "'");
+        QCOMPARE(scene.scripts.sources, QStringList{adminScript(commands)});
         QStringList errors;
         for (const LogRecord& record : log.records())
             if (record.level == LogLevel::error)
                 errors.append(record.message());
-        QTEST(errors, "errors");
-
-        // The link is probed again after every run, whatever the script reported.
-        QCOMPARE(scene.monitor->cliStatus(), CLISymlinkStatus::missing); // the fake links nothing
-        scene.link(paths.linkTarget);
-        scene.repairs->fixCLISymlink();
-        QCOMPARE(scene.scripts.sources.last(),
-                 adminScript("rm -f '" + paths.linkPath + "' && " + ln));
-        QCOMPARE(scene.monitor->cliStatus(), CLISymlinkStatus::ok);
+        QCOMPARE(errors, error.isEmpty() ? QStringList() : QStringList{error});
+        QTEST(scene.monitor->cliStatus(), "status");
     }
 
     void restartGoesOnOnceTheExtensionAnswers_data() {
