@@ -35,17 +35,39 @@ class RepairTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void fullDiskAccessButtonOpensSettingsAndRegistersNothing() {
-        SetupScene scene;
-        scene.daemonConnection.status->esClientResult = 4;
-        QVERIFY(scene.appearAndSettle());
-        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
+    // Outdated, the daemon's and the agent's buttons restart all services;
+    // without Full Disk Access, the daemon's opens the settings.
+    void buttonsThatDoNotRegister_data() {
+        QTest::addColumn<bool>("isDaemon");
+        QTest::addColumn<qint32>("esResult");
+        QTest::addColumn<bool>("isOutdated");
+        QTest::addColumn<QStringList>("operations");
+        QTest::addColumn<QList<QUrl>>("opened");
 
-        scene.repairs->fixDaemon();
-        QCOMPARE(scene.workspace.opened,
-                 QList<QUrl>{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))});
-        QCOMPARE(scene.services.operations(), QStringList());
-        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::needAuthForFullDiskAccess);
+        const QStringList both{"daemon.unregisterAsync", "agent.unregisterAsync"};
+        QTest::newRow("daemon without disk access")
+            << true << 4 << false << QStringList()
+            << QList{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))};
+        QTest::newRow("daemon outdated") << true << 0 << true << both << QList<QUrl>();
+        QTest::newRow("agent outdated") << false << 0 << true << both << QList<QUrl>();
+    }
+
+    void buttonsThatDoNotRegister() {
+        QFETCH(bool, isDaemon);
+        QFETCH(qint32, esResult);
+        QFETCH(bool, isOutdated);
+        SetupScene scene;
+        scene.daemonConnection.status->esClientResult = esResult;
+        if (isOutdated && isDaemon)
+            scene.daemonConnection.status->buildNumber = "1";
+        if (isOutdated && !isDaemon)
+            scene.setAgentBuildNumber(QStringLiteral("1"));
+        QVERIFY(scene.appearAndSettle());
+
+        isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
+        QTEST(scene.services.operations(), "operations");
+        QTEST(scene.workspace.opened, "opened");
+        QCOMPARE(scene.repairs->isRestarting(), isOutdated);
     }
 
     void registrationTimes_data() {
@@ -101,28 +123,6 @@ private slots:
         QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(2s)));
         scene.clock.advance(2s);
         QVERIFY(scene.waitForReports(2));
-    }
-
-    void outdatedDaemonOrAgentButtonRestarts_data() {
-        QTest::addColumn<bool>("isDaemon");
-        QTest::newRow("daemon") << true;
-        QTest::newRow("agent") << false;
-    }
-
-    void outdatedDaemonOrAgentButtonRestarts() {
-        QFETCH(bool, isDaemon);
-        SetupScene scene;
-        if (isDaemon)
-            scene.daemonConnection.status->buildNumber = "1";
-        else
-            scene.setAgentBuildNumber(QStringLiteral("1"));
-        QVERIFY(scene.appearAndSettle());
-        QVERIFY(scene.monitor->isAnyOutdated());
-
-        isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
-        QVERIFY(scene.repairs->isRestarting());
-        QCOMPARE(scene.services.operations(),
-                 (QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}));
     }
 
     void extensionRequestOutcomes_data() {
