@@ -1,5 +1,6 @@
 #include "FakePlatform.h"
 #include "LogCapture.h"
+#include "SetupScene.h"
 #include "SetupTests.h"
 #include "VirtualClock.h"
 #include "platform/MainThread.h"
@@ -12,9 +13,7 @@
 #include "shared/BuildNumber.h"
 #include "shared/Identifiers.h"
 
-#include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThreadPool>
 #include <thread>
@@ -131,39 +130,29 @@ private slots:
     }
 
     void linkProbe_data() {
-        QTest::addColumn<QString>("destination"); // of the link, from the temporary directory
+        QTest::addColumn<QString>("destination"); // of the link, in the scene's directory
         QTest::addColumn<CLISymlinkStatus>("status");
         using L = CLISymlinkStatus;
         QTest::newRow("nothing") << "" << L::missing;
         QTest::newRow("dangling link") << "gone" << L::missing;
         QTest::newRow("regular file") << "file" << L::notASymlink;
         QTest::newRow("link to the tool") << "Zor.app/Contents/MacOS/zor-cli" << L::ok;
+        // From the link's directory, this does lead to the tool.
         QTest::newRow("relative link to the tool")
             << "../Zor.app/Contents/MacOS/zor-cli" << L::wrongTarget;
-        QTest::newRow("link elsewhere") << "other" << L::wrongTarget;
+        QTest::newRow("link elsewhere") << "bin" << L::wrongTarget;
     }
 
     void linkProbe() {
         QFETCH(QString, destination);
-        QTemporaryDir dir;
-        const CliLinkPaths paths{dir.filePath("bin/zor"), dir.filePath("bin"),
-                                 dir.filePath("Zor.app/Contents/MacOS/zor-cli")};
-        QVERIFY(QDir().mkpath(paths.linkDirectory));
-        QVERIFY(QDir().mkpath(dir.filePath("Zor.app/Contents/MacOS")));
-        for (const QString& file : {paths.linkTarget, dir.filePath("other")}) {
-            QFile created(file);
-            QVERIFY(created.open(QIODevice::WriteOnly));
-        }
-        const bool isRelative = destination.startsWith("..");
+        SetupScene scene;
+        const CliLinkPaths& paths = scene.linkPaths;
+        scene.removeLink();
         if (destination == "file")
             QVERIFY(QFile::copy(paths.linkTarget, paths.linkPath));
         else if (!destination.isEmpty())
-            QVERIFY(
-                QFile::link(isRelative ? destination : dir.filePath(destination), paths.linkPath));
-        if (isRelative) // it does lead to the tool
-            QCOMPARE(QFileInfo(paths.linkPath).canonicalFilePath(),
-                     QFileInfo(paths.linkTarget).canonicalFilePath());
-
+            scene.link(destination.startsWith("..") ? destination
+                                                    : scene.directory.filePath(destination));
         QTEST(checkCLISymlink(paths), "status");
     }
 
