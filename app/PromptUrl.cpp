@@ -3,6 +3,7 @@
 #include "prompts/PromptItem.h"
 
 #include <QUrl>
+#include <algorithm>
 
 namespace zor {
 
@@ -14,8 +15,12 @@ std::optional<QUuid> promptIdFromUrl(QStringView url) {
     static constexpr QStringView authority = u"zor://prompt";
     if (!url.startsWith(authority) || !url.sliced(authority.size()).startsWith(u'/'))
         return std::nullopt;
-    // Well-formed as a whole: no spaces, control characters or broken escapes anywhere.
-    if (!QUrl(url.toString(), QUrl::StrictMode).isValid())
+    // Well-formed as a whole: no spaces, control characters or broken escapes
+    // anywhere. QUrl's strict mode lets those beyond ASCII through.
+    const bool hasSpaceOrControl = std::any_of(url.begin(), url.end(), [](QChar c) {
+        return c.isSpace() || c.category() == QChar::Other_Control;
+    });
+    if (hasSpaceOrControl || !QUrl(url.toString(), QUrl::StrictMode).isValid())
         return std::nullopt;
 
     QStringView path = url.sliced(authority.size());

@@ -118,6 +118,9 @@ private slots:
         QTest::newRow("escaped slash") << "zor://prompt%2F" + kIdA << "";
         QTest::newRow("space") << promptLink(kIdA) + "/a b"
                                << "";
+        QTest::newRow("control beyond ASCII")
+            << promptLink(kIdA) + QStringLiteral("/a\u0089b") << "";
+        QTest::newRow("space beyond ASCII") << promptLink(kIdA) + QStringLiteral("/a\u2028b") << "";
         QTest::newRow("too long") << promptLink(kIdA) + "/" + QString(kMaxUrlLength, u'a') << "";
     }
 
