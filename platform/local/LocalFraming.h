@@ -47,6 +47,10 @@ public:
     // more bytes are needed.
     std::optional<Decoded<Message>> next();
 
+    // The bytes held: the stream's tail not yet read. Once next() has
+    // returned nothing, at most the start of one frame within the limit.
+    qsizetype heldSize() const { return buffer.size(); }
+
 private:
     QByteArray buffer;
     qint64 bytesToSkip = 0; // the rest of a frame over the limit

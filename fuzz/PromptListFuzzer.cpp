@@ -1,0 +1,40 @@
+#include "FuzzCheck.h"
+#include "shared/SerializablePromptItem.h"
+
+#include <cstddef>
+#include <cstdint>
+
+// Any text as the agent's reply to a sync, read both ways the app can read
+// it: the record-by-record reading keeps every record the strict one keeps,
+// accounts for what it skips, and what it keeps survives its JSON.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using zor::SerializablePromptItem;
+    using zor::fuzz::check;
+    const QByteArrayView json(data, qsizetype(size));
+    const auto strict = SerializablePromptItem::listFromJson(json);
+    const auto partial = SerializablePromptItem::partialListFromJson(json);
+    if (strict)
+        check(partial && partial.value().records == strict.value() &&
+                  partial.value().failures.isEmpty(),
+              "a list that decodes whole decodes the same record by record");
+    else
+        check(!partial || !partial.value().failures.isEmpty(),
+              "a list refused whole is refused or has a record set aside");
+    if (!partial)
+        return 0;
+
+    const auto& [records, failures] = partial.value();
+    const qsizetype count = records.size() + failures.size();
+    qsizetype previous = -1;
+    for (const auto& failure : failures) {
+        check(failure.index > previous && failure.index < count && !failure.error.isEmpty(),
+              "each record set aside has its own position in the list, and a reason");
+        previous = failure.index;
+    }
+
+    const QByteArray again = SerializablePromptItem::listToJson(records);
+    const auto decodedAgain = SerializablePromptItem::listFromJson(again);
+    check(decodedAgain.hasValue() && decodedAgain.value() == records,
+          "the records kept survive their JSON", again);
+    return 0;
+}
