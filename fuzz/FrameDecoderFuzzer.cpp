@@ -1,6 +1,7 @@
 #include "FuzzCheck.h"
 #include "platform/local/LocalFraming.h"
 
+#include <QJsonObject>
 #include <QList>
 #include <QtEndian>
 #include <algorithm>
@@ -15,7 +16,8 @@ namespace {
 
 using zor::fuzz::check;
 using zor::local::FrameDecoder;
-using Frame = zor::Decoded<QJsonObject>;
+using zor::local::Message;
+using Frame = zor::Decoded<Message>;
 
 bool isSame(const Frame& a, const Frame& b) {
     if (a.hasValue() != b.hasValue())
@@ -43,8 +45,27 @@ QList<Frame> drain(FrameDecoder& decoder, QByteArrayView received) {
     return frames;
 }
 
-void checkReencoding(const QJsonObject& message) {
-    const auto frame = zor::local::encodeFrame(message);
+// The message as the sending side builds it.
+QJsonObject toJsonObject(const Message& message) {
+    QJsonObject object;
+    for (auto member = message.members.cbegin(); member != message.members.cend(); ++member)
+        std::visit(
+            [&](const auto& value) {
+                using T = std::decay_t<decltype(value)>;
+                const QString name = QString::fromUtf8(member.key());
+                if constexpr (std::is_same_v<T, std::nullptr_t>)
+                    object.insert(name, QJsonValue::Null);
+                else if constexpr (std::is_same_v<T, QByteArray>)
+                    object.insert(name, QString::fromUtf8(value));
+                else
+                    object.insert(name, value);
+            },
+            *member);
+    return object;
+}
+
+void checkReencoding(const Message& message) {
+    const auto frame = zor::local::encodeFrame(toJsonObject(message));
     check(frame.hasValue(), "a message read from a frame fits in one", frame.error().toUtf8());
     FrameDecoder decoder;
     decoder.append(frame.value());
