@@ -3,6 +3,7 @@
 #include "platform/AppReopen.h"
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
+#include "platform/portable/LiveRegion.h"
 #include "platform/portable/PortableAppActivation.h"
 #include "platform/portable/PortableFileManager.h"
 #include "platform/portable/PortableServices.h"
@@ -11,17 +12,24 @@
 #ifdef Q_OS_MACOS
 #include "platform/macos/DockReopen.h"
 #include "platform/macos/MacAdministratorScriptRunner.h"
+#include "platform/macos/MacAnnouncer.h"
 #include "platform/macos/MacAppActivation.h"
 #include "platform/macos/MacClipboard.h"
+#include "platform/macos/MacDockBadge.h"
 #include "platform/macos/MacFileManager.h"
 #include "platform/macos/MacFilterManager.h"
 #include "platform/macos/MacServiceManagement.h"
 #include "platform/macos/MacSystemExtensionManager.h"
+#include "platform/macos/MacUserNotifications.h"
 #include "platform/macos/MacWindowChrome.h"
 #include "platform/macos/MacWorkspace.h"
 #include "platform/macos/OsLogSink.h"
 #include "platform/macos/XpcAgentConnector.h"
 #include "platform/macos/XpcDaemonConnection.h"
+#else
+#include "platform/portable/FreedesktopNotifications.h"
+#include "platform/portable/LauncherEntryBadge.h"
+#include "shared/Identifiers.h"
 #endif
 
 // macOS gets the system's own services; other systems get portable stand-ins
@@ -162,6 +170,47 @@ LogSink* platformLogSink() {
     return &sink;
 #else
     return nullptr;
+#endif
+}
+
+IconBadge& platformIconBadge() {
+#ifdef Q_OS_MACOS
+    static MacDockBadge instance;
+#else
+    static LauncherEntryBadge instance(QDBusConnection::sessionBus(),
+                                       QString::fromLatin1(kAppBundleId) +
+                                           QStringLiteral(".desktop"));
+#endif
+    return instance;
+}
+
+UserNotifications& platformUserNotifications() {
+#ifdef Q_OS_MACOS
+    static MacUserNotifications instance;
+    return instance;
+#else
+    // Never destroyed: its bus proxy must not outlive the application object.
+    static FreedesktopNotifications* const instance =
+        new FreedesktopNotifications(QDBusConnection::sessionBus());
+    return *instance;
+#endif
+}
+
+Announcer& platformAnnouncer() {
+#ifdef Q_OS_MACOS
+    static MacAnnouncer instance;
+    return instance;
+#else
+    return *platformLiveRegion();
+#endif
+}
+
+LiveRegion* platformLiveRegion() {
+#ifdef Q_OS_MACOS
+    return nullptr;
+#else
+    static LiveRegion instance;
+    return &instance;
 #endif
 }
 

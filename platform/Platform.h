@@ -6,6 +6,7 @@ namespace zor {
 
 class AdministratorScriptRunner;
 class AgentConnector;
+class Announcer;
 class AppActivation;
 class AppReopen;
 class Clipboard;
@@ -13,10 +14,13 @@ class Console;
 class FileManager;
 class DaemonConnection;
 class FilterManager;
+class IconBadge;
+class LiveRegion;
 class LogSink;
 class ServiceManagement;
 class SingleInstance;
 class SystemExtensionManager;
+class UserNotifications;
 class Workspace;
 class WindowChrome;
 
@@ -44,5 +48,13 @@ SingleInstance& platformSingleInstance();
 AppReopen& platformAppReopen();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
+// The pending count on the app's icon, the system's notifications, and
+// announcements to screen readers.
+IconBadge& platformIconBadge();
+UserNotifications& platformUserNotifications();
+Announcer& platformAnnouncer();
+// The main window's element that announcements go through, where the system
+// has no call for them; nullptr elsewhere.
+LiveRegion* platformLiveRegion();
 
 } // namespace zor

@@ -7,6 +7,8 @@ namespace zor {
 
 inline constexpr char kVendor[] = ZOR_VENDOR;
 inline constexpr char kAppSubsystem[] = ZOR_VENDOR ".zor";
+// The app's bundle identifier; elsewhere the name of its desktop entry.
+inline constexpr char kAppBundleId[] = ZOR_VENDOR ".zor";
 inline constexpr char kDaemonPlistName[] = ZOR_VENDOR ".zor-daemon.plist";
 inline constexpr char kAgentPlistName[] = ZOR_VENDOR ".zor.agent.plist";
 inline constexpr char kAgentMachServiceName[] = ZOR_VENDOR ".zor.agent.app";

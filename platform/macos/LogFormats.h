@@ -21,6 +21,7 @@
     X1("Failed to enable filter: %s", STR) \
     X1("Failed to handle prompt: %s", STR) \
     X1("Failed to load filter preferences: %s", STR) \
+    X1("Failed to post a notification: %{public}s", STR) \
     X1("Failed to register ZorAgent: %{public}s", STR) \
     X1("Failed to register daemon: %{public}s", STR) \
     X2("Failed to write the audit-log script %s: %s", STR, STR) \
@@ -44,6 +45,12 @@
     X0("No connection to ZorAgent") \
     X0("No connection to ZorAgent for build number check") \
     X1("No prompt found for %s, switching to Prompts tab", STR) \
+    X0("No session bus: prompts are not notified") \
+    X0("No session bus: the icon shows no prompt count") \
+    X1("Notification authorization failed: %{public}s", STR) \
+    X1("Notification server unavailable: %{public}s", STR) \
+    X0("Notifications not allowed by the user") \
+    X0("Outside the app bundle: prompts are not notified") \
     X2("Override handled for %{public}s: %{public}s", STR, STR) \
     X2("Reconnecting to ZorAgent (attempt %ld/%ld)", LONG, LONG) \
     X2("Removed prompt: %{public}s %{public}s", STR, STR) \

@@ -1,6 +1,7 @@
 // Mirrors <AppKit/AppKit.h>: NSApplication.h, NSRunningApplication.h,
 // NSWorkspace.h, NSPasteboard.h, NSView.h, NSButton.h, NSWindow.h,
-// NSLayoutAnchor.h, NSLayoutConstraint.h.
+// NSLayoutAnchor.h, NSLayoutConstraint.h, NSDockTile.h, NSAccessibilityConstants.h,
+// NSAccessibility.h.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -40,9 +41,15 @@ APPKIT_EXTERN NSPasteboardType const NSPasteboardTypeString;
 - (BOOL)setString:(NSString*)string forType:(NSPasteboardType)dataType;
 @end
 
+// NSDockTile.h
+@interface NSDockTile : NSObject
+@property(nullable, copy) NSString* badgeLabel;
+@end
+
 // NSApplication.h
 @interface NSApplication : NSObject
 @property(class, readonly, strong) __kindof NSApplication* sharedApplication;
+@property(readonly, strong) NSDockTile* dockTile;
 - (void)activateIgnoringOtherApps:(BOOL)flag;
 @end
 
@@ -118,5 +125,24 @@ typedef NS_ENUM(NSInteger, NSWindowTitleVisibility) {
 APPKIT_EXTERN NSNotificationName const NSWindowDidResizeNotification;
 APPKIT_EXTERN NSNotificationName const NSWindowDidEnterFullScreenNotification;
 APPKIT_EXTERN NSNotificationName const NSWindowDidExitFullScreenNotification;
+
+// NSAccessibilityConstants.h, NSAccessibility.h
+typedef NSString* NSAccessibilityNotificationName NS_TYPED_EXTENSIBLE_ENUM;
+typedef NSString* NSAccessibilityNotificationUserInfoKey NS_TYPED_ENUM;
+
+APPKIT_EXTERN NSAccessibilityNotificationName const
+    NSAccessibilityAnnouncementRequestedNotification;
+APPKIT_EXTERN NSAccessibilityNotificationUserInfoKey const NSAccessibilityAnnouncementKey;
+APPKIT_EXTERN NSAccessibilityNotificationUserInfoKey const NSAccessibilityPriorityKey;
+
+typedef NS_ENUM(NSInteger, NSAccessibilityPriorityLevel) {
+    NSAccessibilityPriorityLow = 10,
+    NSAccessibilityPriorityMedium = 50,
+    NSAccessibilityPriorityHigh = 90,
+};
+
+APPKIT_EXTERN void NSAccessibilityPostNotificationWithUserInfo(
+    id element, NSAccessibilityNotificationName notification,
+    NSDictionary<NSAccessibilityNotificationUserInfoKey, id>* _Nullable userInfo);
 
 NS_ASSUME_NONNULL_END

@@ -1,7 +1,8 @@
 // Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSGeometry.h
 // (with CoreGraphics' CGGeometry.h), NSEnumerator.h, NSString.h, NSData.h,
-// NSError.h, NSArray.h, NSDictionary.h, NSURL.h, NSFileManager.h, NSThread.h,
-// NSNotification.h, NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h.
+// NSError.h, NSArray.h, NSDictionary.h, NSValue.h, NSURL.h, NSFileManager.h,
+// NSBundle.h, NSThread.h, NSNotification.h, NSKeyValueObserving.h,
+// NSAppleScript.h, NSXPCConnection.h.
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -18,6 +19,7 @@
     type name;                                                                                     \
     enum : type
 #define NS_TYPED_EXTENSIBLE_ENUM
+#define NS_TYPED_ENUM
 #define NS_SWIFT_NAME(name)
 #define FOUNDATION_EXPORT extern "C"
 
@@ -47,6 +49,9 @@ __attribute__((objc_root_class))
 @end
 
 @protocol NSCopying
+@end
+
+@protocol NSMutableCopying
 @end
 
 // NSGeometry.h, CGGeometry.h
@@ -90,6 +95,7 @@ typedef unsigned short unichar;
 - (unichar)characterAtIndex:(NSUInteger)index;
 @property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
 + (nullable instancetype)stringWithUTF8String:(const char*)nullTerminatedCString;
+- (BOOL)isEqualToString:(NSString*)aString;
 @end
 
 // Literal strings of the Apple runtime.
@@ -132,6 +138,17 @@ typedef NSString* NSErrorDomain;
 @property(readonly) NSUInteger count;
 - (nullable ObjectType)objectForKey:(KeyType)aKey;
 - (nullable ObjectType)objectForKeyedSubscript:(KeyType)key;
++ (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nullable])objects
+                              forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
+                                count:(NSUInteger)cnt;
+@end
+
+// NSValue.h
+@interface NSValue : NSObject <NSCopying, NSSecureCoding>
+@end
+
+@interface NSNumber : NSValue
++ (NSNumber*)numberWithInteger:(NSInteger)value;
 @end
 
 // NSURL.h
@@ -156,6 +173,12 @@ typedef NSString* NSFileAttributeKey;
 - (BOOL)createSymbolicLinkAtPath:(NSString*)path
              withDestinationPath:(NSString*)destPath
                            error:(NSError**)error;
+@end
+
+// NSBundle.h
+@interface NSBundle : NSObject
+@property(class, readonly, strong) NSBundle* mainBundle;
+@property(nullable, readonly, copy) NSString* bundleIdentifier;
 @end
 
 // NSThread.h

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/UserNotifications.h"
+
+#include <memory>
+
+namespace zor {
+
+// Notices through the user-notification centre, which needs the app bundle:
+// a bare executable posts none and says so once in the log.
+class MacUserNotifications final : public UserNotifications {
+public:
+    MacUserNotifications();
+    ~MacUserNotifications() override;
+
+    void setClickHandler(ClickHandler handler) override;
+    void post(const UserNotice& notice) override;
+
+private:
+    struct Center;
+    std::unique_ptr<Center> center; // none outside the bundle
+    ClickHandler clickHandler;
+    bool isMissingBundleLogged = false;
+};
+
+} // namespace zor

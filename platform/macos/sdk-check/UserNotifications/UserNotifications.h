@@ -1,0 +1,90 @@
+// Mirrors <UserNotifications/UserNotifications.h>: UNUserNotificationCenter.h,
+// UNNotificationContent.h, UNNotificationRequest.h, UNNotificationTrigger.h,
+// UNNotification.h, UNNotificationResponse.h.
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+#define UN_EXTERN extern "C"
+
+NS_ASSUME_NONNULL_BEGIN
+
+// UNUserNotificationCenter.h
+typedef NS_OPTIONS(NSUInteger, UNAuthorizationOptions) {
+    UNAuthorizationOptionBadge = (1 << 0),
+    UNAuthorizationOptionSound = (1 << 1),
+    UNAuthorizationOptionAlert = (1 << 2),
+    UNAuthorizationOptionCarPlay = (1 << 3),
+};
+
+typedef NS_OPTIONS(NSUInteger, UNNotificationPresentationOptions) {
+    UNNotificationPresentationOptionBadge = (1 << 0),
+    UNNotificationPresentationOptionSound = (1 << 1),
+    UNNotificationPresentationOptionList = (1 << 3),
+    UNNotificationPresentationOptionBanner = (1 << 4),
+};
+
+// UNNotificationContent.h
+@interface UNNotificationContent : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
+@property(readonly, copy) NSString* title;
+@property(readonly, copy) NSString* body;
+@property(readonly, copy) NSDictionary* userInfo;
+@end
+
+@interface UNMutableNotificationContent : UNNotificationContent
+@property(copy) NSString* title;
+@property(copy) NSString* body;
+@property(copy) NSDictionary* userInfo;
+@end
+
+// UNNotificationTrigger.h
+@interface UNNotificationTrigger : NSObject <NSCopying, NSSecureCoding>
+@end
+
+// UNNotificationRequest.h
+@interface UNNotificationRequest : NSObject <NSCopying, NSSecureCoding>
+@property(readonly, copy) NSString* identifier;
+@property(readonly, copy) UNNotificationContent* content;
++ (instancetype)requestWithIdentifier:(NSString*)identifier
+                              content:(UNNotificationContent*)content
+                              trigger:(nullable UNNotificationTrigger*)trigger;
+@end
+
+// UNNotification.h
+@interface UNNotification : NSObject <NSCopying, NSSecureCoding>
+@property(readonly, copy) UNNotificationRequest* request;
+@end
+
+// UNNotificationResponse.h
+UN_EXTERN NSString* const UNNotificationDefaultActionIdentifier;
+
+@interface UNNotificationResponse : NSObject <NSCopying, NSSecureCoding>
+@property(readonly, copy) UNNotification* notification;
+@property(readonly, copy) NSString* actionIdentifier;
+@end
+
+// UNUserNotificationCenter.h
+@class UNUserNotificationCenter;
+
+@protocol UNUserNotificationCenterDelegate <NSObject>
+@optional
+- (void)userNotificationCenter:(UNUserNotificationCenter*)center
+       willPresentNotification:(UNNotification*)notification
+         withCompletionHandler:
+             (void (^)(UNNotificationPresentationOptions options))completionHandler;
+- (void)userNotificationCenter:(UNUserNotificationCenter*)center
+    didReceiveNotificationResponse:(UNNotificationResponse*)response
+             withCompletionHandler:(void (^)(void))completionHandler;
+@end
+
+@interface UNUserNotificationCenter : NSObject
+@property(nullable, weak) id<UNUserNotificationCenterDelegate> delegate;
++ (UNUserNotificationCenter*)currentNotificationCenter;
+- (void)requestAuthorizationWithOptions:(UNAuthorizationOptions)options
+                      completionHandler:
+                          (void (^)(BOOL granted, NSError* _Nullable error))completionHandler;
+- (void)addNotificationRequest:(UNNotificationRequest*)request
+         withCompletionHandler:(nullable void (^)(NSError* _Nullable error))completionHandler;
+@end
+
+NS_ASSUME_NONNULL_END
