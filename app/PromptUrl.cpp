@@ -37,4 +37,8 @@ std::optional<QUuid> promptIdFromUrl(QStringView url) {
     return parsePromptId(components.first());
 }
 
+QString promptUrl(const QUuid& id) {
+    return QStringLiteral("zor://prompt/") + id.toString(QUuid::WithoutBraces);
+}
+
 } // namespace zor

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QStringView>
 #include <QUuid>
 #include <optional>
@@ -14,5 +15,8 @@ inline constexpr qsizetype kMaxUrlLength = 2048;
 // component that is a UUID in its standard form (no braces, no escapes).
 // Further path components, a query and a fragment are ignored.
 std::optional<QUuid> promptIdFromUrl(QStringView url);
+
+// The link to a prompt, as the app hands it out.
+QString promptUrl(const QUuid& id);
 
 } // namespace zor

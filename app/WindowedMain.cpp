@@ -2,14 +2,18 @@
 
 #include "agent/NotificationHandler.h"
 #include "app/AppDelegate.h"
+#include "app/AppState.h"
 #include "app/UrlReceiver.h"
 #include "platform/AppReopen.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
+#include "prompts/PromptAttention.h"
 #include "setup/DaemonClient.h"
 #include "setup/ServiceMonitor.h"
 #include "setup/ServiceRepairs.h"
+#include "shared/Identifiers.h"
 #include "window/MainWindow.h"
+#include "window/MainWindowPresence.h"
 #include "window/qml/QuickViews.h"
 
 #include <QGuiApplication>
@@ -41,6 +45,8 @@ int runWindowedApplication(int argc, char** argv) {
     QGuiApplication app(argc, argv);
     // The application opens no window of its own, and keeps running when none is open.
     app.setQuitOnLastWindowClosed(false);
+    // Docks and notification servers know the app by its desktop entry.
+    QGuiApplication::setDesktopFileName(QString::fromLatin1(kAppBundleId));
 
     // Links given at start; anything else among the arguments is ignored by the delegate.
     const QStringList arguments = app.arguments().mid(1);
@@ -56,6 +62,13 @@ int runWindowedApplication(int argc, char** argv) {
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});
     running = &delegate;
     UrlReceiver urlReceiver(delegate, systemClock());
+    // The pending count and the news of new prompts; a click on a notice is
+    // one more link to the app.
+    MainWindowPresence windowPresence;
+    PromptAttention attention(*delegate.appState()->promptStore(),
+                              {systemClock(), platformIconBadge(), platformUserNotifications(),
+                               platformAnnouncer(), windowPresence},
+                              [&delegate](const QString& link) { delegate.openUrls({link}); });
     platformAppReopen().setHandler([&running](bool hasVisibleWindows) {
         if (running)
             running->applicationShouldHandleReopen(hasVisibleWindows);

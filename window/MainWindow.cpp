@@ -4,6 +4,7 @@
 #include "app/AppState.h"
 #include "platform/MainThread.h"
 #include "platform/WindowChrome.h"
+#include "platform/portable/LiveRegion.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
@@ -73,7 +74,8 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)},
          {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},
          {QStringLiteral("sessionsSidebarModel"), QVariant::fromValue(sessionsSidebarModel)},
-         {QStringLiteral("sidebarEntryActions"), QVariant::fromValue(sidebarEntryActions)}});
+         {QStringLiteral("sidebarEntryActions"), QVariant::fromValue(sidebarEntryActions)},
+         {QStringLiteral("liveRegion"), QVariant::fromValue(services.liveRegion)}});
     quickWindow.reset(qobject_cast<QQuickWindow*>(root));
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)
@@ -102,6 +104,12 @@ void MainWindow::bringBack() {
         quickWindow->show();
     quickWindow->raise();
     quickWindow->requestActivate();
+}
+
+bool MainWindow::isInFront() const {
+    const QWindow::Visibility visibility = quickWindow->visibility();
+    return quickWindow->isActive() && visibility != QWindow::Hidden &&
+           visibility != QWindow::Minimized;
 }
 
 } // namespace zor

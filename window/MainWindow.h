@@ -13,6 +13,7 @@ namespace zor {
 
 class AppState;
 class Clipboard;
+class LiveRegion;
 class MainSplitViewController;
 class ServiceMonitor;
 class ServiceRepairs;
@@ -32,6 +33,9 @@ struct MainWindowServices {
     // audit-log script, which starts the command-line tool.
     Workspace& workspace = platformWorkspace();
     QString commandLineToolPath = platformCommandLineToolPath();
+    // Announcements go through an alert in the window, where there is no
+    // system call for them; none otherwise.
+    LiveRegion* liveRegion = platformLiveRegion();
 };
 
 // The app's one window: the tab sidebar beside the detail pane. It lives as
@@ -51,6 +55,8 @@ public:
     void show();
     // On reopen: shown again, restored if minimised, in front and active.
     void bringBack();
+    // Shown, not minimised, and active.
+    bool isInFront() const;
 
 private:
     std::unique_ptr<QQmlEngine> engine;

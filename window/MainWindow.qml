@@ -20,6 +20,8 @@ ApplicationWindow {
     required property PromptsSidebarModel policiesSidebarModel
     required property PromptsSidebarModel sessionsSidebarModel
     required property SidebarEntryActions sidebarEntryActions
+    // Null where the system announces by itself.
+    required property QtObject liveRegion
 
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
@@ -141,5 +143,14 @@ ApplicationWindow {
                 rowMenu: window.promptRowMenu
             }
         }
+    }
+
+    // Screen readers speak this alert's name as it changes: the announcements
+    // of new prompts. It takes no room and draws nothing.
+    Item {
+        objectName: "liveRegion"
+        visible: window.liveRegion !== null
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: window.liveRegion ? window.liveRegion.announcement : ""
     }
 }

@@ -9,6 +9,7 @@
 // clang-format off
 #define ZOR_LOG_FORMATS(X0, X1, X2, X3) \
     X3("Added prompt: %{public}s %{public}s session=%{public}s", STR, STR, STR) \
+    X1("Announced new prompts: %ld", LONG) \
     X1("CLI symlink created at %s", STR) \
     X1("Cannot listen for later starts: %{public}s", STR) \
     X0("Connected to ZorAgent") \
@@ -50,6 +51,7 @@
     X1("Notification authorization failed: %{public}s", STR) \
     X1("Notification server unavailable: %{public}s", STR) \
     X0("Notifications not allowed by the user") \
+    X1("Notified of new prompts: %ld", LONG) \
     X0("Outside the app bundle: prompts are not notified") \
     X2("Override handled for %{public}s: %{public}s", STR, STR) \
     X2("Reconnecting to ZorAgent (attempt %ld/%ld)", LONG, LONG) \

@@ -1,5 +1,6 @@
 #include "SetupScene.h"
 #include "app/AppState.h"
+#include "platform/portable/LiveRegion.h"
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
@@ -180,6 +181,38 @@ private slots:
         QVERIFY(scene.monitor->isPollPending());
         scene.clock.advance(1s);
         QTRY_VERIFY(scene.agentQueryCount() > queries);
+    }
+
+    void inFrontAndTheLiveRegion() {
+        SetupScene scene;
+        AppState appState;
+        LiveRegion liveRegion;
+        MainWindow mainWindow(appState, {.setupModel = *scene.model, .liveRegion = &liveRegion});
+        QQuickWindow* window = mainWindow.window();
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QVERIFY(mainWindow.isInFront());
+        window->showMinimized();
+        QVERIFY(!mainWindow.isInFront());
+        mainWindow.bringBack();
+        QTRY_VERIFY(mainWindow.isInFront());
+        window->hide();
+        QVERIFY(!mainWindow.isInFront());
+
+        // An alert whose name is the announcement, and a repeat goes through a change.
+        QQuickItem* region = findItem(window, "liveRegion");
+        QObject* accessible = nullptr;
+        for (QObject* child : region->children())
+            if (child->property("role").isValid())
+                accessible = child;
+        QVERIFY(accessible);
+        QCOMPARE(accessible->property("role").toInt(), int(QAccessible::AlertMessage));
+        const QMetaObject* type = accessible->metaObject();
+        QSignalSpy names(accessible, type->property(type->indexOfProperty("name")).notifySignal());
+        liveRegion.announce("Write File: /a");
+        liveRegion.announce("Write File: /a");
+        QCOMPARE(accessible->property("name").toString(), "Write File: /a");
+        QCOMPARE(names.size(), 3);
     }
 };
 

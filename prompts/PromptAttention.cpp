@@ -1,0 +1,135 @@
+#include "prompts/PromptAttention.h"
+
+#include "app/PromptUrl.h"
+#include "platform/Announcer.h"
+#include "platform/IconBadge.h"
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+#include "platform/UserNotifications.h"
+#include "prompts/PromptStore.h"
+#include "prompts/PromptTitle.h"
+#include "prompts/WindowPresence.h"
+
+namespace zor {
+
+namespace {
+
+// Longer texts are cut: a notice shows a few lines at most.
+constexpr qsizetype kTitleLimit = 80;
+constexpr qsizetype kBodyLimit = 240;
+
+// The agent's text as one plain line: control characters and line breaks
+// become spaces, and format characters such as direction overrides go, so
+// that it can neither lay out the notice nor pass for the app's own words.
+QString cleanText(const QString& text, qsizetype limit) {
+    QString clean;
+    clean.reserve(std::min(text.size(), limit + 1));
+    for (const QChar c : text) {
+        switch (c.category()) {
+        case QChar::Other_Control:
+        case QChar::Separator_Line:
+        case QChar::Separator_Paragraph:
+            clean += u' ';
+            break;
+        case QChar::Other_Format:
+            break;
+        default:
+            clean += c;
+        }
+        if (clean.size() > limit)
+            break;
+    }
+    if (clean.size() <= limit)
+        return clean;
+    clean.truncate(limit - 1);
+    if (clean.back().isHighSurrogate())
+        clean.chop(1);
+    return clean + u'…';
+}
+
+QString describe(const PromptItem& item) {
+    return cleanText(promptTitle(item.denial), kTitleLimit) + QStringLiteral(": ") +
+           cleanText(item.denial.target(), kBodyLimit);
+}
+
+QString countText(qsizetype count) {
+    return QStringLiteral("%1 new prompts").arg(count);
+}
+
+} // namespace
+
+PromptAttention::PromptAttention(PromptStore& store, AttentionServices services,
+                                 LinkOpener openLink, QObject* parent)
+    : QObject(parent)
+    , store(store)
+    , services(services) {
+    requireMainThread("PromptAttention");
+    // What the store holds already was there before anyone could be told.
+    for (const PromptItem& item : store.prompts())
+        seenIds.insert(item.id);
+    connect(&store, &PromptStore::promptsChanged, this, &PromptAttention::countChanged);
+    connect(&store, &PromptStore::promptAdded, this, &PromptAttention::promptAdded);
+    services.notifications.setClickHandler(std::move(openLink));
+    showCount();
+}
+
+PromptAttention::~PromptAttention() {
+    services.notifications.setClickHandler({});
+}
+
+void PromptAttention::countChanged() {
+    if (services.clock.isPending(countTimer))
+        return;
+    const Millis since = services.clock.now() - lastCountTime;
+    if (since >= kCountInterval)
+        showCount();
+    else
+        countTimer = services.clock.schedule(kCountInterval - since, this, [this] { showCount(); });
+}
+
+void PromptAttention::showCount() {
+    lastCountTime = services.clock.now();
+    const qint64 count = store.prompts().size();
+    if (count == shownCount)
+        return;
+    shownCount = count;
+    services.iconBadge.setCount(count);
+}
+
+void PromptAttention::promptAdded(const PromptItem& item) {
+    if (seenIds.contains(item.id))
+        return;
+    seenIds.insert(item.id);
+    gathered.append(item.id);
+    // From the first arrival on: a steady trickle cannot put the notice off.
+    if (!services.clock.isPending(gatherTimer))
+        gatherTimer = services.clock.schedule(kGatherWindow, this, [this] { tellUser(); });
+}
+
+void PromptAttention::tellUser() {
+    // Prompts answered meanwhile are no news.
+    QList<PromptItem> arrived;
+    for (const QUuid& id : std::as_const(gathered))
+        if (std::optional<PromptItem> item = store.prompt(id))
+            arrived.append(std::move(*item));
+    gathered.clear();
+    if (arrived.isEmpty())
+        return;
+
+    const PromptItem& newest = arrived.last();
+    const long count = long(arrived.size());
+    if (services.windowPresence.isInFront()) {
+        services.announcer.announce(count == 1 ? describe(newest) : countText(count));
+        logger(LogCategory::app).info("Announced new prompts: %ld", {count});
+        return;
+    }
+    // Only what the prompt's row shows: its title and target.
+    const UserNotice notice =
+        count == 1 ? UserNotice{cleanText(promptTitle(newest.denial), kTitleLimit),
+                                cleanText(newest.denial.target(), kBodyLimit), promptUrl(newest.id)}
+                   : UserNotice{countText(count), describe(newest), promptUrl(newest.id)};
+    services.notifications.post(notice);
+    logger(LogCategory::app).info("Notified of new prompts: %ld", {count});
+}
+
+} // namespace zor

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QUuid>
+#include <functional>
+#include <optional>
+
+namespace zor {
+
+class Announcer;
+class IconBadge;
+class PromptStore;
+class UserNotifications;
+class WindowPresence;
+struct PromptItem;
+
+struct AttentionServices {
+    Clock& clock;
+    IconBadge& iconBadge;
+    UserNotifications& notifications;
+    Announcer& announcer;
+    WindowPresence& windowPresence;
+};
+
+// Draws the user to pending prompts: their count on the app's icon, and for
+// new ones a notification while the window is not in front, or else a
+// screen-reader announcement. A burst of prompts makes one of either. Main
+// thread only; must not outlive the store.
+class PromptAttention final : public QObject {
+    Q_OBJECT
+
+public:
+    // Opens a zor://prompt/ link as any link to the app is opened.
+    using LinkOpener = std::function<void(const QString& link)>;
+
+    // The icon's count changes at most this often while prompts pour in.
+    static constexpr Millis kCountInterval{250};
+    // New prompts are gathered this long from the first before the user hears of them.
+    static constexpr Millis kGatherWindow{1000};
+
+    PromptAttention(PromptStore& store, AttentionServices services, LinkOpener openLink,
+                    QObject* parent = nullptr);
+    ~PromptAttention() override;
+
+private:
+    void countChanged();
+    void showCount();
+    void promptAdded(const PromptItem& item);
+    void tellUser();
+
+    PromptStore& store;
+    AttentionServices services;
+    // Ids this process has met: a resync adds them again, but they are not new.
+    QSet<QUuid> seenIds;
+    QList<QUuid> gathered; // new since the last notice, in order of arrival
+    Clock::TimerId gatherTimer = 0;
+    Clock::TimerId countTimer = 0;
+    Millis lastCountTime{0};
+    std::optional<qint64> shownCount;
+};
+
+} // namespace zor
