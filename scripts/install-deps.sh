@@ -12,7 +12,7 @@ packages=(
     qml6-module-qtquick-templates qml6-module-qtquick-window
     fonts-dejavu-core
     xvfb xauth xdotool
-    dbus-daemon
+    dbus-daemon openbox x11-utils
 )
 
 if ! command -v apt-get >/dev/null 2>&1; then

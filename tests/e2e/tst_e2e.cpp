@@ -1,11 +1,18 @@
 // The app as a user meets it: the real zor binary on a virtual X server, fed
-// by zor-dev-agent over the local transport, driven by keys.
+// by zor-dev-agent over the local transport, driven by keys, on a session bus
+// of the test's own.
+
+#include "FakeNotificationServer.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+using zor::testing::FakeNotificationServer;
+using zor::testing::LauncherEntryListener;
 
 namespace {
 
@@ -64,16 +71,42 @@ bool waitFor(const std::function<bool()>& condition, int ms = 20000) {
     return true;
 }
 
-// Runs xdotool to its end; its standard output, trimmed.
-QString xdotool(const QStringList& arguments) {
+// Runs an X tool to its end; its standard output, trimmed.
+QString runTool(const QString& tool, const QStringList& arguments) {
     QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
+    process.start(tool, arguments);
     if (!process.waitForFinished(15000)) {
         process.kill();
         process.waitForFinished();
         return {};
     }
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QString xdotool(const QStringList& arguments) {
+    return runTool(QStringLiteral("xdotool"), arguments);
+}
+
+QString xprop(const QStringList& arguments) {
+    return runTool(QStringLiteral("xprop"), arguments);
+}
+
+// The environment of the app and the agent: a runtime directory of their own
+// for the agent's socket and the app's one-instance lock.
+QProcessEnvironment childEnvironment(const QTemporaryDir& runtime) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_RUNTIME_DIR", runtime.path());
+    environment.remove("ZOR_AGENT_SOCKET");
+    environment.insert("QT_QPA_PLATFORM", "xcb");
+    environment.insert("QT_QUICK_BACKEND", "software");
+    return environment;
+}
+
+// The app's first visible window, once it shows.
+QString appWindow(const Child& app) {
+    return xdotool({"search", "--sync", "--onlyvisible", "--pid",
+                    QString::number(app.process.processId())})
+        .section(u'\n', 0, 0);
 }
 
 } // namespace
@@ -83,6 +116,7 @@ class EndToEndTest : public QObject {
 
 private slots:
     void deleteAndAKeyboardDecisionReachTheAgent();
+    void aPromptWhileMinimisedIsNotifiedAndCounted();
 };
 
 void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
@@ -91,22 +125,14 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
     QVERIFY2(!QStandardPaths::findExecutable("xdotool").isEmpty(),
              "xdotool is missing; scripts/install-deps.sh installs it");
 
-    // Its own runtime directory: the agent's socket and the app's one-instance lock.
     QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("XDG_RUNTIME_DIR", runtime.path());
-    environment.remove("ZOR_AGENT_SOCKET");
-    environment.insert("QT_QPA_PLATFORM", "xcb");
-    environment.insert("QT_QUICK_BACKEND", "software");
-
+    const QProcessEnvironment environment = childEnvironment(runtime);
     Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
     QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
     Child app(ZOR_APP_PATH, {}, environment);
     QVERIFY2(waitFor([&] { return app.printed("Synced 20 prompts from ZorAgent"); }),
              qPrintable(app.err));
-    const QString window = xdotool({"search", "--sync", "--onlyvisible", "--pid",
-                                    QString::number(app.process.processId())})
-                               .section(u'\n', 0, 0);
+    const QString window = appWindow(app);
     QVERIFY2(!window.isEmpty(), "the app's window did not appear");
 
     // The link shows the prompt highlighted in the focused list, as a
@@ -142,6 +168,75 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
     QVERIFY(isDenied);
     QVERIFY(areBothGone);
     QVERIFY(app.printed("Override handled for file: /Users/alice/Documents/taxes.pdf"));
+}
+
+void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        QSKIP("needs an X display: ctest runs this under xvfb-run");
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");
+    for (const char* tool : {"xdotool", "xprop", "openbox"})
+        QVERIFY2(
+            !QStandardPaths::findExecutable(tool).isEmpty(),
+            qPrintable(tool + QStringLiteral(" is missing; scripts/install-deps.sh installs it")));
+
+    // Without a window manager nothing minimises a window, nor tells which is active.
+    QTemporaryDir runtime;
+    const QProcessEnvironment environment = childEnvironment(runtime);
+    Child windowManager("openbox", {"--sm-disable"}, environment);
+    QVERIFY2(waitFor([] {
+                 return xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
+             }),
+             qPrintable(windowManager.err));
+    FakeNotificationServer server(bus, {"actions", "body"});
+    QVERIFY(server.isRegistered());
+    LauncherEntryListener dock(bus);
+    QSignalSpy counts(&dock, &LauncherEntryListener::Update);
+    const auto lastCount = [&counts] {
+        return counts.isEmpty() ? -1 : counts.last().at(1).toMap().value("count").toLongLong();
+    };
+
+    Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
+    QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
+    Child app(ZOR_APP_PATH, {}, environment);
+    // The sync's news, whichever way it went, and its count.
+    const bool isSynced =
+        waitFor([&] { return app.printed("new prompts: 20") && lastCount() == 20; });
+    if (!isSynced)
+        showOutput(agent, app);
+    QVERIFY(isSynced);
+
+    const QString window = appWindow(app);
+    QVERIFY2(!window.isEmpty(), "the app's window did not appear");
+    xdotool({"windowminimize", "--sync", window});
+    QVERIFY(xprop({"-id", window, "WM_STATE"}).contains("Iconic"));
+    QVERIFY(xdotool({"getactivewindow"}) != window);
+
+    const qsizetype before = server.notices.size();
+    const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
+    agent.process.write(
+        QStringLiteral(
+            "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
+            "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
+            "\"/home/alice/notes.txt\", \"operation\": \"write\", \"processName\": \"vim\"}, "
+            "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
+            .arg(id)
+            .toUtf8());
+    const bool isNotified =
+        waitFor([&] { return server.notices.size() > before && lastCount() == 21; });
+    if (!isNotified)
+        showOutput(agent, app);
+    QVERIFY(isNotified);
+    QCOMPARE(server.notices.size(), before + 1);
+    const FakeNotificationServer::Notice notice = server.notices.last();
+    QCOMPARE(notice.summary, "Write File");
+    QCOMPARE(notice.body, "/home/alice/notes.txt");
+
+    // Its click lands on the prompt, in the window brought back.
+    server.invoke(notice.id);
+    QVERIFY(waitFor([&] { return app.printed("Navigating to prompt " + id); }));
+    QVERIFY(waitFor([&] { return xprop({"-id", window, "WM_STATE"}).contains("Normal"); }));
+    windowManager.process.terminate();
 }
 
 QTEST_GUILESS_MAIN(EndToEndTest)
