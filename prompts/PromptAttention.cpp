@@ -10,6 +10,8 @@
 #include "prompts/PromptTitle.h"
 #include "prompts/WindowPresence.h"
 
+#include <algorithm>
+
 namespace zor {
 
 namespace {

@@ -45,6 +45,4 @@ uint FakeNotificationServer::Notify(const QString& appName, uint, const QString&
     return id;
 }
 
-void FakeNotificationServer::CloseNotification(uint) {}
-
 } // namespace zor::testing

@@ -44,7 +44,6 @@ public slots:
     uint Notify(const QString& appName, uint replacesId, const QString& appIcon,
                 const QString& summary, const QString& body, const QStringList& actions,
                 const QVariantMap& hints, int expireTimeout);
-    void CloseNotification(uint id);
 
 private:
     QDBusConnection bus;
