@@ -187,7 +187,9 @@ private slots:
         SetupScene scene;
         AppState appState;
         LiveRegion liveRegion;
-        MainWindow mainWindow(appState, {.setupModel = *scene.model, .liveRegion = &liveRegion});
+        MainWindow mainWindow(appState, {.serviceMonitor = *scene.monitor,
+                                         .serviceRepairs = *scene.repairs,
+                                         .liveRegion = &liveRegion});
         QQuickWindow* window = mainWindow.window();
         mainWindow.show();
         QVERIFY(QTest::qWaitForWindowActive(window));
