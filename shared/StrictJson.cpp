@@ -117,7 +117,8 @@ bool StrictJson::fail(const QString& what) {
 }
 
 bool StrictJson::check(simdjson::error_code code) {
-    return code == simdjson::SUCCESS || fail(QString::fromUtf8(simdjson::error_message(code)).trimmed());
+    return code == simdjson::SUCCESS ||
+           fail(QString::fromUtf8(simdjson::error_message(code)).trimmed());
 }
 
 } // namespace zor
