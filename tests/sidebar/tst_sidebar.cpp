@@ -53,292 +53,199 @@ QStringList rebuiltRows(const PromptStore& store, SidebarGrouping grouping) {
     return rows;
 }
 
-QString stdoutOf(QProcess& process) {
-    return QString::fromUtf8(process.readAllStandardOutput());
-}
-
 } // namespace
 
 class SidebarTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void entriesFollowTheStoreRowByRow_data();
-    void entriesFollowTheStoreRowByRow();
-    void randomChangesMatchAFullRebuild();
-    void selectingSetsTheFilter();
-    void entriesAndTheirMenus_data();
-    void entriesAndTheirMenus();
-    void menuActionsReachTheServices();
-    void scriptForAnOrdinaryId();
-    void scriptFileNames_data();
-    void scriptFileNames();
-    void shellQuoting_data();
-    void shellQuoting();
-    void unnameableIdGetsNoScript();
-    void hostileIdsRunNothing_data();
-    void hostileIdsRunNothing();
-};
-
-void SidebarTest::entriesFollowTheStoreRowByRow_data() {
-    QTest::addColumn<SidebarGrouping>("grouping");
-    QTest::newRow("policy") << SidebarGrouping::policy;
-    QTest::newRow("session") << SidebarGrouping::session;
-}
-
-void SidebarTest::entriesFollowTheStoreRowByRow() {
-    QFETCH(SidebarGrouping, grouping);
-    PromptStore store;
-    PromptsSidebarModel model;
-    model.setGrouping(grouping);
-    model.setStore(&store);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
-    QSignalSpy inserts(&model, &QAbstractItemModel::rowsInserted);
-    QSignalSpy removals(&model, &QAbstractItemModel::rowsRemoved);
-    QCOMPARE(modelRows(model), QStringList{"All 0 true"});
-
-    const QUuid a = QUuid::createUuid(), b = QUuid::createUuid(), c = QUuid::createUuid();
-    store.addPrompt(a, "s1", "/p/one/.zor/policy.yml", fileDenial("/a"), false);
-    store.addPrompt(b, "s2", "/p/two/.zor/policy.yml", fileDenial("/b"), false);
-    QCOMPARE(inserts.count(), 2);
-    // Same policy and session as the first: one count changes, the group moves up.
-    store.addPrompt(c, "s1", "/p/one/.zor/policy.yml", fileDenial("/c"), false);
-    QCOMPARE(inserts.count(), 2);
-    QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
-    QCOMPARE(modelRows(model).at(1),
-             grouping == SidebarGrouping::policy ? "one 2 false" : "one [s1] 2 false");
-    // Its newest prompt gone, the group falls behind the other.
-    store.removePrompt(c);
-    QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
-    QCOMPARE(removals.count(), 0);
-    store.removePrompt(b);
-    QCOMPARE(removals.count(), 1);
-    QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
-    QCOMPARE(resets.count(), 0);
-}
-
-void SidebarTest::randomChangesMatchAFullRebuild() {
-    QRandomGenerator random(7);
-    for (const SidebarGrouping grouping : {SidebarGrouping::policy, SidebarGrouping::session}) {
-        PromptStore store;
-        PromptsSidebarModel model;
-        model.setStore(&store);
-        model.setGrouping(grouping);
-        QAbstractItemModelTester tester(&model,
-                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
-        QList<QUuid> ids;
-        for (int step = 0; step < 400; ++step) {
-            const int choice = random.bounded(10);
-            if (choice < 6 || ids.isEmpty()) {
-                ids.append(QUuid::createUuid());
-                // Few targets, so some adds replace a duplicate.
-                store.addPrompt(ids.last(), QStringLiteral("s%1").arg(random.bounded(5)),
-                                QStringLiteral("/p%1/policy.yml").arg(random.bounded(4)),
-                                fileDenial(QStringLiteral("/t%1").arg(random.bounded(12))), false);
-            } else if (choice < 9) {
-                store.removePrompt(ids.takeAt(random.bounded(int(ids.size()))));
-            } else {
-                model.select(random.bounded(model.rowCount()));
+    // Row by row: a change never resets the model.
+    void randomChangesMatchAFullRebuild() {
+        QRandomGenerator random(7);
+        for (const SidebarGrouping grouping : {SidebarGrouping::policy, SidebarGrouping::session}) {
+            PromptStore store;
+            PromptsSidebarModel model;
+            model.setStore(&store);
+            model.setGrouping(grouping);
+            QAbstractItemModelTester tester(&model,
+                                            QAbstractItemModelTester::FailureReportingMode::QtTest);
+            QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+            QList<QUuid> ids;
+            for (int step = 0; step < 400; ++step) {
+                const int choice = random.bounded(10);
+                if (choice < 6 || ids.isEmpty()) {
+                    ids.append(QUuid::createUuid());
+                    // Few targets, so some adds replace a duplicate.
+                    store.addPrompt(ids.last(), QStringLiteral("s%1").arg(random.bounded(5)),
+                                    QStringLiteral("/p%1/policy.yml").arg(random.bounded(4)),
+                                    fileDenial(QStringLiteral("/t%1").arg(random.bounded(12))),
+                                    false);
+                } else if (choice < 9) {
+                    store.removePrompt(ids.takeAt(random.bounded(int(ids.size()))));
+                } else {
+                    const int row = random.bounded(model.rowCount());
+                    model.select(row);
+                    QVERIFY(modelRows(model).at(row).endsWith(" true"));
+                }
+                QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
             }
-            QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
+            QCOMPARE(resets.count(), 0);
         }
     }
-}
 
-void SidebarTest::selectingSetsTheFilter() {
-    PromptStore store;
-    const QUuid only = QUuid::createUuid();
-    store.addPrompt(only, "s1", "/p/one/policy.yml", fileDenial("/a"), false);
-    store.addPrompt("s2", "/p/two/policy.yml", fileDenial("/b"));
-    PromptsSidebarModel model;
-    model.setGrouping(SidebarGrouping::session);
-    model.setStore(&store);
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-
-    model.select(2);
-    QCOMPARE(store.filter(), PromptFilter::session("s1"));
-    QCOMPARE(modelRows(model), (QStringList{"All 2 false", "two [s2] 1 false", "one [s1] 1 true"}));
-    // The session's last prompt gone, the store shows all again.
-    store.removePrompt(only);
-    QCOMPARE(modelRows(model), (QStringList{"All 1 true", "two [s2] 1 false"}));
-}
-
-void SidebarTest::entriesAndTheirMenus_data() {
-    QTest::addColumn<QString>("group"); // policy path or session id; empty: "All"
-    QTest::addColumn<SidebarGrouping>("grouping");
-    QTest::addColumn<QString>("label");
-    QTest::addColumn<bool>("hasPolicyFileItems");
-    QTest::addColumn<bool>("hasAuditLogsItem");
-    QTest::addColumn<bool>("hasCopySessionIdItem");
-    QTest::addColumn<bool>("hasMenu");
-    const auto policy = SidebarGrouping::policy, session = SidebarGrouping::session;
-    QTest::newRow("all") << "" << policy << "All" << false << false << false << false;
-    QTest::newRow("policy") << "/src/web/.zor/policy.yml" << policy << "web" << true << false
-                            << false << true;
-    QTest::newRow("session") << "s1" << session << "web [s1]" << true << true << true << true;
-    QTest::newRow("session without prompts")
-        << "gone" << session << "Unknown [gone]" << false << false << true << true;
-}
-
-void SidebarTest::entriesAndTheirMenus() {
-    QFETCH(QString, group);
-    QFETCH(SidebarGrouping, grouping);
-    PromptStore store;
-    store.addPrompt("s1", "/src/web/.zor/policy.yml", fileDenial("/a"));
-    const SidebarEntry entry = group.isEmpty() ? SidebarEntry::all(store)
-                               : grouping == SidebarGrouping::policy
-                                   ? SidebarEntry::forPolicy(store, group)
-                                   : SidebarEntry::forSession(store, group);
-    QTEST(entry.label, "label");
-    QTEST(entry.hasPolicyFileItems(), "hasPolicyFileItems");
-    QTEST(entry.hasAuditLogsItem(), "hasAuditLogsItem");
-    QTEST(entry.hasCopySessionIdItem(), "hasCopySessionIdItem");
-    QTEST(entry.hasMenu(), "hasMenu");
-}
-
-void SidebarTest::menuActionsReachTheServices() {
-    QTemporaryDir dir;
-    FakeWorkspace workspace;
-    FakeClipboard clipboard;
-    SidebarEntryActions actions(workspace, clipboard, "/opt/zor/zor-cli", dir.path());
-    actions.revealInFileManager("/p/policy.yml");
-    actions.openInDefaultApp("/p/policy.yml");
-    actions.copyPolicyPath("/p/policy.yml");
-    actions.copySessionId("s/1");
-    QCOMPARE(workspace.revealed, QStringList{"/p/policy.yml"});
-    QCOMPARE(workspace.openedFiles, QStringList{"/p/policy.yml"});
-    QCOMPARE(clipboard.texts, (QStringList{"/p/policy.yml", "s/1"}));
-
-    // Twice for one session: the same file, rewritten.
-    actions.openAuditLogs("s/1");
-    actions.openAuditLogs("s/1");
-    const QString script = dir.filePath("zor-logs-s_1.command");
-    QCOMPARE(workspace.scriptsRun, (QStringList{script, script}));
-    QFile file(script);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(file.readAll()), sessionLogsScriptText("/opt/zor/zor-cli", "s/1"));
-    QCOMPARE(file.permissions() & 0x0fff, QFileDevice::Permissions(0x0755));
-}
-
-void SidebarTest::scriptForAnOrdinaryId() {
-    QCOMPARE(sessionLogsScriptText("/Applications/Zor.app/Contents/MacOS/zor-cli", "abc-123"),
-             "#!/bin/bash\n"
-             "printf '%s\\n' 'Running: '\\''/Applications/Zor.app/Contents/MacOS/zor-cli'\\'' "
-             "logs --session '\\''abc-123'\\'''\n"
-             "'/Applications/Zor.app/Contents/MacOS/zor-cli' logs --session 'abc-123'\n"
-             "echo \"Exit code: $?\"\n"
-             "read -p \"Press enter to close\"");
-}
-
-void SidebarTest::scriptFileNames_data() {
-    QTest::addColumn<QString>("sessionId");
-    QTest::addColumn<QString>("fileName"); // empty: none
-    QTest::newRow("plain") << "abc"
-                           << "zor-logs-abc.command";
-    QTest::newRow("slashes") << "a/b/../c"
-                             << "zor-logs-a_b_.._c.command";
-    // 255 bytes at most
-    QTest::newRow("at the limit") << QString(238, u'x')
-                                  << "zor-logs-" + QString(238, u'x') + ".command";
-    QTest::newRow("over the limit") << QString(239, u'x') << "";
-    QTest::newRow("over the limit in bytes") << QString(120, QChar(0x00e9)) << "";
-    QTest::newRow("NUL") << QStringLiteral("a") + QChar(u'\0') + "b"
-                         << "";
-}
-
-void SidebarTest::scriptFileNames() {
-    QFETCH(QString, sessionId);
-    QFETCH(QString, fileName);
-    QCOMPARE(sessionLogsScriptFileName(sessionId).fileName.value_or(QString()), fileName);
-}
-
-void SidebarTest::shellQuoting_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("quoted");
-    QTest::newRow("plain") << "abc"
-                           << "'abc'";
-    QTest::newRow("empty") << ""
-                           << "''";
-    QTest::newRow("quotes") << "it's 'x'"
-                            << "'it'\\''s '\\''x'\\'''";
-    QTest::newRow("expansions stay inside") << "$(a) `b` $C \\"
-                                            << "'$(a) `b` $C \\'";
-}
-
-void SidebarTest::shellQuoting() {
-    QFETCH(QString, text);
-    QTEST(shellQuoted(text), "quoted");
-}
-
-void SidebarTest::unnameableIdGetsNoScript() {
-    QTemporaryDir dir;
-    FakeWorkspace workspace;
-    LogCapture logs;
-    const QString id = QString(300, u'x');
-    openSessionLogs(workspace, "/opt/zor-cli", dir.path(), id);
-    QVERIFY(workspace.scriptsRun.isEmpty());
-    QVERIFY(QDir(dir.path()).isEmpty());
-    const QList<LogRecord> records = logs.records();
-    QCOMPARE(records.size(), 1);
-    QCOMPARE(records[0].category, LogCategory::promptsView);
-    QCOMPARE(records[0].level, LogLevel::error);
-    QVERIFY(records[0].message().contains("exceed 255 bytes"));
-    QVERIFY(!records[0].redactedMessage().contains(id));
-
-    // A script that could not be written is not run: whatever lies there is not ours.
-    logs.clear();
-    openSessionLogs(workspace, "/opt/zor-cli", dir.filePath("missing"), "s1");
-    QVERIFY(workspace.scriptsRun.isEmpty());
-    QVERIFY(logs.messages().value(0).startsWith("Failed to write the audit-log script"));
-}
-
-void SidebarTest::hostileIdsRunNothing_data() {
-    QTest::addColumn<QString>("sessionId");
-    QTest::newRow("quotes") << "a'b\"c'";
-    QTest::newRow("command substitution") << "$(touch marker)";
-    QTest::newRow("backticks") << "`touch marker`";
-    QTest::newRow("variables") << "$HOME ${PATH} $1";
-    QTest::newRow("backslashes") << "a\\b\\\\\\'c\\";
-    QTest::newRow("newline") << "x\ntouch marker\n";
-    QTest::newRow("leading dash") << "-e --help";
-    QTest::newRow("everything") << "-'\"$(touch marker)`touch marker`\\\n;touch marker #";
-}
-
-void SidebarTest::hostileIdsRunNothing() {
-    QFETCH(QString, sessionId);
-    QTemporaryDir dir;
-    // The tool's path is quoted the same way; give it its own awkward characters.
-    QVERIFY(QDir(dir.path()).mkpath("bin $(touch marker) 'q'"));
-    const QString tool = dir.filePath("bin $(touch marker) 'q'/zor-cli");
-    const QString argsFile = dir.filePath("args");
-    {
-        QFile stub(tool);
-        QVERIFY(stub.open(QIODevice::WriteOnly));
-        stub.write("#!/bin/bash\nprintf '%s\\0' \"$@\" > \"$ARGS_FILE\"\n");
-        QVERIFY(stub.setPermissions(stub.permissions() | QFileDevice::ExeOwner));
+    void entriesAndTheirMenus_data() {
+        QTest::addColumn<QString>("group"); // policy path or session id; empty: "All"
+        QTest::addColumn<SidebarGrouping>("grouping");
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<bool>("hasPolicyFileItems");
+        QTest::addColumn<bool>("hasAuditLogsItem");
+        QTest::addColumn<bool>("hasCopySessionIdItem");
+        QTest::addColumn<bool>("hasMenu");
+        const auto policy = SidebarGrouping::policy, session = SidebarGrouping::session;
+        QTest::newRow("all") << "" << policy << "All" << false << false << false << false;
+        QTest::newRow("policy") << "/src/web/.zor/policy.yml" << policy << "web" << true << false
+                                << false << true;
+        QTest::newRow("session") << "s1" << session << "web [s1]" << true << true << true << true;
+        QTest::newRow("session without prompts")
+            << "gone" << session << "Unknown [gone]" << false << false << true << true;
     }
-    FakeWorkspace workspace;
-    openSessionLogs(workspace, tool, dir.path(), sessionId);
-    QCOMPARE(workspace.scriptsRun.size(), 1);
 
-    QProcess bash;
-    bash.setWorkingDirectory(dir.path());
-    bash.setStandardInputFile(QProcess::nullDevice());
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("ARGS_FILE", argsFile);
-    bash.setProcessEnvironment(environment);
-    bash.start("bash", {workspace.scriptsRun[0]});
-    QVERIFY(bash.waitForFinished(10000));
+    void entriesAndTheirMenus() {
+        QFETCH(QString, group);
+        QFETCH(SidebarGrouping, grouping);
+        PromptStore store;
+        store.addPrompt("s1", "/src/web/.zor/policy.yml", fileDenial("/a"));
+        const SidebarEntry entry = group.isEmpty() ? SidebarEntry::all(store)
+                                   : grouping == SidebarGrouping::policy
+                                       ? SidebarEntry::forPolicy(store, group)
+                                       : SidebarEntry::forSession(store, group);
+        QTEST(entry.label, "label");
+        QTEST(entry.hasPolicyFileItems(), "hasPolicyFileItems");
+        QTEST(entry.hasAuditLogsItem(), "hasAuditLogsItem");
+        QTEST(entry.hasCopySessionIdItem(), "hasCopySessionIdItem");
+        QTEST(entry.hasMenu(), "hasMenu");
+    }
 
-    QVERIFY(!QFile::exists(dir.filePath("marker")));
-    QFile args(argsFile);
-    QVERIFY(args.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(args.readAll()).split(QChar(u'\0')),
-             (QStringList{"logs", "--session", sessionId, ""}));
-    QCOMPARE(stdoutOf(bash), "Running: " + shellQuoted(tool) + " logs --session " +
-                                 shellQuoted(sessionId) + "\nExit code: 0\n");
-}
+    void menuActionsReachTheServices() {
+        QTemporaryDir dir;
+        FakeWorkspace workspace;
+        FakeClipboard clipboard;
+        SidebarEntryActions actions(workspace, clipboard, "/opt/zor/zor-cli", dir.path());
+        actions.revealInFileManager("/p/policy.yml");
+        actions.openInDefaultApp("/p/policy.yml");
+        actions.copyPolicyPath("/p/policy.yml");
+        actions.copySessionId("s/1");
+        QCOMPARE(workspace.revealed, QStringList{"/p/policy.yml"});
+        QCOMPARE(workspace.openedFiles, QStringList{"/p/policy.yml"});
+        QCOMPARE(clipboard.texts, (QStringList{"/p/policy.yml", "s/1"}));
+
+        // Twice for one session: the same file, rewritten.
+        actions.openAuditLogs("s/1");
+        actions.openAuditLogs("s/1");
+        const QString script = dir.filePath("zor-logs-s_1.command");
+        QCOMPARE(workspace.scriptsRun, (QStringList{script, script}));
+        QFile file(script);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(file.readAll()),
+                 sessionLogsScriptText("/opt/zor/zor-cli", "s/1"));
+        QCOMPARE(file.permissions() & 0x0fff, QFileDevice::Permissions(0x0755));
+    }
+
+    void scriptFileNames_data() {
+        QTest::addColumn<QString>("sessionId");
+        QTest::addColumn<QString>("fileName"); // empty: none
+        QTest::newRow("plain") << "abc"
+                               << "zor-logs-abc.command";
+        QTest::newRow("slashes") << "a/b/../c"
+                                 << "zor-logs-a_b_.._c.command";
+        // 255 bytes at most
+        QTest::newRow("at the limit")
+            << QString(238, u'x') << "zor-logs-" + QString(238, u'x') + ".command";
+        QTest::newRow("over the limit") << QString(239, u'x') << "";
+        QTest::newRow("over the limit in bytes") << QString(120, QChar(0x00e9)) << "";
+        QTest::newRow("NUL") << QStringLiteral("a") + QChar(u'\0') + "b"
+                             << "";
+    }
+
+    void scriptFileNames() {
+        QFETCH(QString, sessionId);
+        QFETCH(QString, fileName);
+        QCOMPARE(sessionLogsScriptFileName(sessionId).fileName.value_or(QString()), fileName);
+    }
+
+    void unnameableIdGetsNoScript() {
+        QTemporaryDir dir;
+        FakeWorkspace workspace;
+        LogCapture logs;
+        const QString id = QString(300, u'x');
+        openSessionLogs(workspace, "/opt/zor-cli", dir.path(), id);
+        QVERIFY(workspace.scriptsRun.isEmpty());
+        QVERIFY(QDir(dir.path()).isEmpty());
+        const QList<LogRecord> records = logs.records();
+        QCOMPARE(records.size(), 1);
+        QCOMPARE(records[0].category, LogCategory::promptsView);
+        QCOMPARE(records[0].level, LogLevel::error);
+        QVERIFY(records[0].message().contains("exceed 255 bytes"));
+        QVERIFY(!records[0].redactedMessage().contains(id));
+
+        // A script that could not be written is not run: whatever lies there is not ours.
+        logs.clear();
+        openSessionLogs(workspace, "/opt/zor-cli", dir.filePath("missing"), "s1");
+        QVERIFY(workspace.scriptsRun.isEmpty());
+        QVERIFY(logs.messages().value(0).startsWith("Failed to write the audit-log script"));
+    }
+
+    void hostileIdsRunNothing_data() {
+        QTest::addColumn<QString>("sessionId");
+        QTest::newRow("empty") << "";
+        QTest::newRow("quotes") << "a'b\"c'";
+        QTest::newRow("command substitution") << "$(touch marker)";
+        QTest::newRow("backticks") << "`touch marker`";
+        QTest::newRow("variables") << "$HOME ${PATH} $1";
+        QTest::newRow("backslashes") << "a\\b\\\\\\'c\\";
+        QTest::newRow("newline") << "x\ntouch marker\n";
+        QTest::newRow("leading dash") << "-e --help";
+        QTest::newRow("everything") << "-'\"$(touch marker)`touch marker`\\\n;touch marker #";
+    }
+
+    void hostileIdsRunNothing() {
+        QFETCH(QString, sessionId);
+        QTemporaryDir dir;
+        // The tool's path is quoted the same way; give it its own awkward characters.
+        QVERIFY(QDir(dir.path()).mkpath("bin $(touch marker) 'q'"));
+        const QString tool = dir.filePath("bin $(touch marker) 'q'/zor-cli");
+        const QString argsFile = dir.filePath("args");
+        {
+            QFile stub(tool);
+            QVERIFY(stub.open(QIODevice::WriteOnly));
+            stub.write("#!/bin/bash\nprintf '%s\\0' \"$@\" > \"$ARGS_FILE\"\n");
+            QVERIFY(stub.setPermissions(stub.permissions() | QFileDevice::ExeOwner));
+        }
+        FakeWorkspace workspace;
+        openSessionLogs(workspace, tool, dir.path(), sessionId);
+        QCOMPARE(workspace.scriptsRun.size(), 1);
+
+        QProcess bash;
+        bash.setWorkingDirectory(dir.path());
+        bash.setStandardInputFile(QProcess::nullDevice());
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("ARGS_FILE", argsFile);
+        bash.setProcessEnvironment(environment);
+        bash.start("bash", {workspace.scriptsRun[0]});
+        QVERIFY(bash.waitForFinished(10000));
+
+        QVERIFY(!QFile::exists(dir.filePath("marker")));
+        QFile args(argsFile);
+        QVERIFY(args.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(args.readAll()).split(QChar(u'\0')),
+                 (QStringList{"logs", "--session", sessionId, ""}));
+        QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()),
+                 "Running: " + shellQuoted(tool) + " logs --session " + shellQuoted(sessionId) +
+                     "\nExit code: 0\n");
+        // The closing pause waits for input, here at its end at once.
+        QCOMPARE(bash.exitCode(), 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(SidebarTest)
 #include "tst_sidebar.moc"
