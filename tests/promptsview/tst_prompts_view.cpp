@@ -8,7 +8,6 @@
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
-#include "prompts/PromptRule.h"
 #include "prompts/PromptsViewModel.h"
 
 #include <QAbstractItemModelTester>
@@ -36,154 +35,107 @@ Denial fileDenial(int n) {
     return FileDenial{QStringLiteral("/tmp/file-%1").arg(n), "write", "vim"};
 }
 
-} // namespace
+// The view's models on the agent link, to a fake agent that is not connected
+// unless asked.
+struct Fixture {
+    LogCapture log;
+    VirtualClock clock;
+    FakeQueue queue;
+    FakeAgentConnector connector{queue};
+    AppState appState;
+    NotificationHandler handler{connector, clock};
+    PromptStore& store = *appState.promptStore();
+    PromptListModel listModel{store};
+    QAbstractItemModelTester tester{&listModel,
+                                    QAbstractItemModelTester::FailureReportingMode::QtTest};
+    PromptDecider decider{store, listModel, handler};
+    PromptsViewModel viewModel{store, listModel, decider, handler};
 
-class PromptsViewTest : public QObject {
-    Q_OBJECT
-
-    std::unique_ptr<LogCapture> log;
-    std::unique_ptr<VirtualClock> clock;
-    std::unique_ptr<FakeQueue> queue;
-    std::unique_ptr<FakeAgentConnector> connector;
-    std::unique_ptr<AppState> appState;
-    std::unique_ptr<NotificationHandler> handler;
-    std::unique_ptr<PromptListModel> listModel;
-    std::unique_ptr<QAbstractItemModelTester> tester;
-    std::unique_ptr<PromptDecider> decider;
-    std::unique_ptr<PromptsViewModel> viewModel;
-
-    PromptStore& store() { return *appState->promptStore(); }
+    Fixture() { handler.setAppState(&appState); }
 
     // Prompt n of session "s<n % sessions>" under the policy of its session.
     void addPrompts(int count, int sessions = 1) {
         for (int n = 1; n <= count; ++n) {
             const QString session = QStringLiteral("s%1").arg(n % sessions);
-            store().addPrompt(uuid(n), session, policy(session), fileDenial(n), false);
+            store.addPrompt(uuid(n), session, policy(session), fileDenial(n), false);
         }
     }
 
     QList<QUuid> rows() const {
         QList<QUuid> ids;
-        for (int row = 0; row < listModel->rowCount(); ++row)
-            ids.append(listModel->promptAt(row).id);
+        for (int row = 0; row < listModel.rowCount(); ++row)
+            ids.append(listModel.promptAt(row).id);
         return ids;
     }
-    QList<QUuid> filteredIds() {
+    QList<QUuid> filteredIds() const {
         QList<QUuid> ids;
-        for (const PromptItem& item : store().filteredPrompts())
+        for (const PromptItem& item : store.filteredPrompts())
             ids.append(item.id);
         return ids;
     }
 
     std::shared_ptr<FakeAgentConnection> connectToAgent() {
-        handler->connect();
-        auto connection = connector->connections.last();
+        handler.connect();
+        auto connection = connector.connections.last();
         connection->replyToPrompts("[]");
         settle();
-        log->clear();
+        log.clear();
         return connection;
     }
     void settle() {
         for (int round = 0; round < 3; ++round) {
-            queue->drain();
+            queue.drain();
             QCoreApplication::sendPostedEvents();
         }
     }
-    QStringList viewLog() const { return log->messages(LogCategory::promptsView); }
+    QStringList viewLog() const { return log.messages(LogCategory::promptsView); }
+};
+
+} // namespace
+
+class PromptsViewTest : public QObject {
+    Q_OBJECT
 
 private slots:
-    void init() {
-        log = std::make_unique<LogCapture>();
-        clock = std::make_unique<VirtualClock>();
-        queue = std::make_unique<FakeQueue>();
-        connector = std::make_unique<FakeAgentConnector>(*queue);
-        appState = std::make_unique<AppState>();
-        handler = std::make_unique<NotificationHandler>(*connector, *clock);
-        handler->setAppState(appState.get());
-        listModel = std::make_unique<PromptListModel>(store());
-        tester = std::make_unique<QAbstractItemModelTester>(
-            listModel.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
-        decider = std::make_unique<PromptDecider>(store(), *listModel, *handler);
-        viewModel = std::make_unique<PromptsViewModel>(store(), *listModel, *decider, *handler);
-    }
-    void cleanup() {
-        viewModel.reset();
-        decider.reset();
-        tester.reset();
-        listModel.reset();
-        handler.reset();
-        appState.reset();
-        connector.reset();
-        queue.reset();
-        clock.reset();
-        log.reset();
-    }
-
     // Every change of the store reaches the list as the smallest change of
     // rows; only a new filter resets it.
     void listFollowsStoreRowByRow() {
-        QSignalSpy inserted(listModel.get(), &QAbstractItemModel::rowsInserted);
-        QSignalSpy removed(listModel.get(), &QAbstractItemModel::rowsRemoved);
-        QSignalSpy changed(listModel.get(), &QAbstractItemModel::dataChanged);
-        QSignalSpy resets(listModel.get(), &QAbstractItemModel::modelReset);
+        Fixture f;
+        QSignalSpy inserted(&f.listModel, &QAbstractItemModel::rowsInserted);
+        QSignalSpy removed(&f.listModel, &QAbstractItemModel::rowsRemoved);
+        QSignalSpy changed(&f.listModel, &QAbstractItemModel::dataChanged);
+        QSignalSpy resets(&f.listModel, &QAbstractItemModel::modelReset);
         const auto counts = [&] {
             return QList<qsizetype>{inserted.size(), removed.size(), changed.size(), resets.size()};
         };
 
-        addPrompts(6, 2); // sessions s1, s0, s1, s0, s1, s0
-        QCOMPARE(rows(), filteredIds());
+        f.addPrompts(6, 2); // sessions s1, s0, s1, s0, s1, s0
+        QCOMPARE(f.rows(), f.filteredIds());
         QCOMPARE(counts(), (QList<qsizetype>{6, 0, 0, 0}));
 
-        store().setFilter(PromptFilter::session("s1"));
-        QCOMPARE(rows(), (QList<QUuid>{uuid(5), uuid(3), uuid(1)}));
+        f.store.setFilter(PromptFilter::session("s1"));
+        QCOMPARE(f.rows(), (QList<QUuid>{uuid(5), uuid(3), uuid(1)}));
         QCOMPARE(resets.size(), 1);
 
-        store().addPrompt(uuid(7), "s0", policy("s0"), fileDenial(7), false); // filtered out
-        store().addPrompt(uuid(8), "s1", policy("s1"), fileDenial(1), false); // replaces 1
-        store().addPrompt(uuid(9), "s0", policy("s1"), fileDenial(3), false); // replaces 3, hidden
-        QCOMPARE(rows(), filteredIds());
-        QCOMPARE(rows(), (QList<QUuid>{uuid(8), uuid(5)}));
+        f.store.addPrompt(uuid(7), "s0", policy("s0"), fileDenial(7), false); // filtered out
+        f.store.addPrompt(uuid(8), "s1", policy("s1"), fileDenial(1), false); // replaces 1
+        f.store.addPrompt(uuid(9), "s0", policy("s1"), fileDenial(3), false); // replaces 3, hidden
+        QCOMPARE(f.rows(), f.filteredIds());
+        QCOMPARE(f.rows(), (QList<QUuid>{uuid(8), uuid(5)}));
         QCOMPARE(counts(), (QList<qsizetype>{7, 2, 0, 1}));
 
-        store().markSessionEnded("s1");
+        f.store.markSessionEnded("s1");
         QCOMPARE(changed.size(), 2);
-        QVERIFY(listModel->data(listModel->index(1), PromptListModel::sessionEndedRole).toBool());
+        QVERIFY(f.listModel.data(f.listModel.index(1), PromptListModel::sessionEndedRole).toBool());
 
-        store().removePrompt(uuid(7)); // not shown
+        f.store.removePrompt(uuid(7)); // not shown
         QCOMPARE(removed.size(), 2);
-        store().removePrompt(uuid(8));
-        store().removePrompt(uuid(5)); // the last of s1: the filter falls back to all
-        QCOMPARE(store().filter(), PromptFilter::all());
-        QCOMPARE(rows(), filteredIds());
-        QCOMPARE(rows().size(), 4);
+        f.store.removePrompt(uuid(8));
+        f.store.removePrompt(uuid(5)); // the last of s1: the filter falls back to all
+        QCOMPARE(f.store.filter(), PromptFilter::all());
+        QCOMPARE(f.rows(), f.filteredIds());
+        QCOMPARE(f.rows().size(), 4);
         QCOMPARE(counts(), (QList<qsizetype>{7, 4, 2, 2}));
-    }
-
-    void rulesFromDenials_data() {
-        QTest::addColumn<Denial>("denial");
-        QTest::addColumn<PromptRule>("expected");
-        const auto allow = PolicyAction::allow;
-        QTest::newRow("file, known operation")
-            << Denial(FileDenial{"/a", "delete", "rm"})
-            << PromptRule(FilesystemRule{"/a", allow, FileOperation::remove});
-        QTest::newRow("file, operation matched exactly")
-            << Denial(FileDenial{"/a", "Write", std::nullopt})
-            << PromptRule(FilesystemRule{"/a", allow, std::nullopt});
-        QTest::newRow("network: the port only")
-            << Denial(NetworkDenial{"example.org", 8443, "curl"})
-            << PromptRule(NetworkRule{"example.org", allow, QList<quint16>{8443}, std::nullopt,
-                                      std::nullopt, std::nullopt});
-        QTest::newRow("exec") << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"})
-                              << PromptRule(ExecRule::fromArgs("/bin/ls", {"-la"}, allow));
-        QTest::newRow("signal: none")
-            << Denial(SignalDenial{9, 42, "Finder", "kill"}) << PromptRule(std::monostate{});
-        QTest::newRow("device") << Denial(IoDeviceDenial{"IOUSBDevice", "usbtool"})
-                                << PromptRule(IoDeviceRule{"IOUSBDevice", allow});
-    }
-    void rulesFromDenials() {
-        QFETCH(Denial, denial);
-        QFETCH(PromptRule, expected);
-        QVERIFY(ruleForDenial(denial, PolicyAction::allow) == expected);
     }
 
     // What is sent, what is logged, and that the prompt goes in every case.
@@ -206,20 +158,24 @@ private slots:
             << Denial(NetworkDenial{"example.org", 443, "curl"}) << Decision::allowSession
             << "absent" << QStringList()
             << QStringList{"Failed to handle prompt: Not connected to ZorAgent"};
+        QTest::newRow("device, deny session, not connected")
+            << Denial(IoDeviceDenial{"IOUSBDevice", "usbtool"}) << Decision::denySession << "absent"
+            << QStringList() << QStringList{"Failed to handle prompt: Not connected to ZorAgent"};
         QTest::newRow("signal: removed here")
             << Denial(SignalDenial{9, 42, {}, "kill"}) << Decision::allowAlways << "ok"
             << QStringList() << QStringList();
     }
     void decisions() {
+        Fixture f;
         QFETCH(Denial, denial);
         QFETCH(Decision, decision);
         QFETCH(QString, agent);
         QFETCH(QStringList, request);
         QFETCH(QStringList, lines);
-        const auto connection = agent == "absent" ? nullptr : connectToAgent();
-        store().addPrompt(uuid(1), "s", policy("p"), denial, false);
+        const auto connection = agent == "absent" ? nullptr : f.connectToAgent();
+        f.store.addPrompt(uuid(1), "s", policy("p"), denial, false);
 
-        QVERIFY(decider->decide(uuid(1).toString(QUuid::WithoutBraces), decision));
+        QVERIFY(f.decider.decide(uuid(1).toString(QUuid::WithoutBraces), decision));
         if (connection) {
             const QList<FakeAgentCall> calls = connection->calls();
             QCOMPARE(calls.size(), request.isEmpty() ? 1 : 2); // the sync, then the decision
@@ -227,27 +183,28 @@ private slots:
                 QCOMPARE(calls.last().method, "handlePrompt");
                 QCOMPARE(calls.last().arguments, request);
                 // Waiting for the agent: shown, dimmed, and closed to a second decision.
-                QCOMPARE(rows(), QList<QUuid>{uuid(1)});
-                QVERIFY(listModel->data(listModel->index(0), PromptListModel::isProcessingRole)
+                QCOMPARE(f.rows(), QList<QUuid>{uuid(1)});
+                QVERIFY(f.listModel.data(f.listModel.index(0), PromptListModel::isProcessingRole)
                             .toBool());
-                QVERIFY(!decider->decide(uuid(1), Decision::allowAlways));
+                QVERIFY(!f.decider.decide(uuid(1), Decision::allowAlways));
                 connection->answer("handlePrompt", [agent](const FakeAgentCall& call) {
                     if (agent == "ok")
                         call.decisionReply(true, std::nullopt);
                     else
                         call.decisionReply(false, "unknown prompt");
                 });
-                settle();
+                f.settle();
             }
         }
-        QCOMPARE(viewLog(), lines);
-        QVERIFY(store().prompts().isEmpty());
-        QVERIFY(!listModel->isProcessing(uuid(1)));
+        QCOMPARE(f.viewLog(), lines);
+        QVERIFY(f.store.prompts().isEmpty());
+        QVERIFY(!f.listModel.isProcessing(uuid(1)));
     }
 
     // Only Always stays open for an ended session; nothing while one is underway.
     // The shortcuts follow the same rules and each needs a modifier.
     void buttonsAndShortcuts() {
+        Fixture f;
         const QList<Decision> all{Decision::allowOnce, Decision::allowSession,
                                   Decision::allowAlways, Decision::denySession,
                                   Decision::denyAlways};
@@ -268,14 +225,14 @@ private slots:
         QCOMPARE(openWhenEnded, (QList<Decision>{Decision::allowAlways, Decision::denyAlways}));
         QCOMPARE(shortcuts.size(), all.size());
 
-        store().addPrompt(uuid(1), "s", policy("p"), fileDenial(1), true);
-        QVERIFY(!viewModel->decideHighlighted(Decision::allowOnce)); // nothing highlighted
-        store().setHighlightedPromptId(uuid(1));
-        QVERIFY(!viewModel->decideHighlighted(Decision::allowOnce));
-        QVERIFY(!viewModel->decideHighlighted(Decision::denySession));
-        QCOMPARE(store().prompts().size(), 1);
-        QVERIFY(viewModel->decideHighlighted(Decision::denyAlways)); // not connected: goes at once
-        QVERIFY(store().prompts().isEmpty());
+        f.store.addPrompt(uuid(1), "s", policy("p"), fileDenial(1), true);
+        QVERIFY(!f.viewModel.decideHighlighted(Decision::allowOnce)); // nothing highlighted
+        f.store.setHighlightedPromptId(uuid(1));
+        QVERIFY(!f.viewModel.decideHighlighted(Decision::allowOnce));
+        QVERIFY(!f.viewModel.decideHighlighted(Decision::denySession));
+        QCOMPARE(f.store.prompts().size(), 1);
+        QVERIFY(f.viewModel.decideHighlighted(Decision::denyAlways)); // not connected: goes at once
+        QVERIFY(f.store.prompts().isEmpty());
     }
 
     void deleteMovesHighlight_data() {
@@ -289,46 +246,48 @@ private slots:
         QTest::newRow("nothing highlighted: nothing") << 3 << 0 << 0;
     }
     void deleteMovesHighlight() {
+        Fixture f;
         QFETCH(int, prompts);
         QFETCH(int, highlighted);
         QFETCH(int, expected);
-        addPrompts(prompts);
+        f.addPrompts(prompts);
         if (highlighted)
-            store().setHighlightedPromptId(uuid(highlighted));
+            f.store.setHighlightedPromptId(uuid(highlighted));
 
-        QVERIFY(viewModel->handleListKey(Qt::Key_Backspace, Qt::NoModifier));
-        QCOMPARE(store().prompts().size(), highlighted ? prompts - 1 : prompts);
-        QCOMPARE(store().highlightedPromptId(),
+        QVERIFY(f.viewModel.handleListKey(Qt::Key_Backspace, Qt::NoModifier));
+        QCOMPARE(f.store.prompts().size(), highlighted ? prompts - 1 : prompts);
+        QCOMPARE(f.store.highlightedPromptId(),
                  expected ? std::optional(uuid(expected)) : std::nullopt);
-        QCOMPARE(viewModel->highlightedRow(), expected ? rows().indexOf(uuid(expected)) : -1);
+        QCOMPARE(f.viewModel.highlightedRow(), expected ? f.rows().indexOf(uuid(expected)) : -1);
         // Not connected: the request fails at once, after the prompt went.
-        QCOMPARE(viewLog(), highlighted
-                                ? QStringList{"Failed to dismiss prompt: Not connected to ZorAgent"}
-                                : QStringList());
-        if (store().prompts().isEmpty())
-            QCOMPARE(viewModel->contentState(), PromptsViewModel::ContentState::noPendingPrompts);
-        QVERIFY(!viewModel->handleListKey(Qt::Key_Delete, Qt::ControlModifier));
+        QCOMPARE(f.viewLog(),
+                 highlighted ? QStringList{"Failed to dismiss prompt: Not connected to ZorAgent"}
+                             : QStringList());
+        if (f.store.prompts().isEmpty())
+            QCOMPARE(f.viewModel.contentState(), PromptsViewModel::ContentState::noPendingPrompts);
+        QVERIFY(!f.viewModel.handleListKey(Qt::Key_Delete, Qt::ControlModifier));
     }
 
     void scrolling() {
-        QSignalSpy requests(viewModel.get(), &PromptsViewModel::scrollRequestChanged);
-        addPrompts(2); // each new head is brought into view
+        Fixture f;
+        QSignalSpy requests(&f.viewModel, &PromptsViewModel::scrollRequestChanged);
+        f.addPrompts(2); // each new head is brought into view
         QCOMPARE(requests.size(), 2);
-        QCOMPARE(viewModel->scrollRequest()->id, uuid(2));
+        QCOMPARE(f.viewModel.scrollRequest()->id, uuid(2));
 
-        store().setHighlightedPromptId(uuid(1));
-        addPrompts(3); // adds 3 (replacing 1 and 2): the view stays where the user is
+        f.store.setHighlightedPromptId(uuid(1));
+        f.addPrompts(3); // adds 3 (replacing 1 and 2): the view stays where the user is
         QCOMPARE(requests.size(), 2);
 
         // Asked twice for the same prompt: two requests, told apart by generation.
-        store().setScrollToPromptId(uuid(2));
-        store().setScrollToPromptId(uuid(2));
+        f.store.setScrollToPromptId(uuid(2));
+        f.store.setScrollToPromptId(uuid(2));
         QCOMPARE(requests.size(), 4);
-        QCOMPARE(viewModel->scrollRequest(),
+        QCOMPARE(f.viewModel.scrollRequest(),
                  (ScrollRequest{uuid(2), PromptsViewModel::kTopAnchor, 4}));
-        QCOMPARE(viewModel->scrollRequestRow(), 1);
-        QCOMPARE(store().scrollToPromptId(), std::nullopt);
-        QVERIFY(viewModel->isListFocused());
+        QCOMPARE(f.viewModel.scrollRequestRow(), 1);
+        QCOMPARE(f.store.scrollToPromptId(), std::nullopt);
+        QVERIFY(f.viewModel.isListFocused());
     }
 
     void rowMenu_data() {
@@ -341,25 +300,26 @@ private slots:
         QTest::newRow("its session") << PromptFilter::session("s") << true << false;
     }
     void rowMenu() {
+        Fixture f;
         QFETCH(PromptFilter, filter);
         QFETCH(bool, hasViewPolicy);
         QFETCH(bool, hasViewSession);
-        store().addPrompt(uuid(1), "s", policy("p"), fileDenial(1), false);
-        store().addPrompt(uuid(2), "t", policy("q"), fileDenial(2), false);
-        store().setFilter(filter);
+        f.store.addPrompt(uuid(1), "s", policy("p"), fileDenial(1), false);
+        f.store.addPrompt(uuid(2), "t", policy("q"), fileDenial(2), false);
+        f.store.setFilter(filter);
         FakeClipboard clipboard;
-        PromptRowMenu menu(*appState, clipboard);
+        PromptRowMenu menu(f.appState, clipboard);
         menu.openFor(policy("p"), "s");
         QCOMPARE(menu.hasViewPolicyItem(), hasViewPolicy);
         QCOMPARE(menu.hasViewSessionItem(), hasViewSession);
 
         menu.viewSessionNotifications();
-        QCOMPARE(appState->selectedTab(), AppTab::sessions);
-        QCOMPARE(store().filter(), PromptFilter::session("s"));
+        QCOMPARE(f.appState.selectedTab(), AppTab::sessions);
+        QCOMPARE(f.store.filter(), PromptFilter::session("s"));
         QVERIFY(!menu.hasViewSessionItem());
         menu.viewPolicyNotifications();
-        QCOMPARE(appState->selectedTab(), AppTab::policies);
-        QCOMPARE(store().filter(), PromptFilter::policy(policy("p")));
+        QCOMPARE(f.appState.selectedTab(), AppTab::policies);
+        QCOMPARE(f.store.filter(), PromptFilter::policy(policy("p")));
         menu.copyPolicyPath();
         menu.copySessionId();
         QCOMPARE(clipboard.texts, (QStringList{policy("p"), "s"}));
