@@ -15,9 +15,7 @@
 
 #include <QDesktopServices>
 #include <QFileOpenEvent>
-#include <QProcess>
 #include <QQuickWindow>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace zor;
@@ -314,39 +312,7 @@ private slots:
         QCOMPARE(int(message.state), state);
         QCOMPARE(message.arguments, arguments);
     }
-
-    void aLaterStartHandsItsLinkToTheRunningApp() {
-        QTemporaryDir dir;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.insert("ZOR_INSTANCE_SOCKET", dir.filePath("instance"));
-        environment.insert("ZOR_AGENT_SOCKET", dir.filePath("no-agent"));
-        QProcess running;
-        running.setProcessEnvironment(environment);
-        running.setProcessChannelMode(QProcess::MergedChannels);
-        QString output;
-        connect(&running, &QProcess::readyRead,
-                [&] { output += QString::fromUtf8(running.readAll()); });
-        running.start(QStringLiteral(ZOR_APP_PATH));
-        // It listens before it launches.
-        QTRY_VERIFY_WITH_TIMEOUT(output.contains("Zor.app launched, connecting to ZorAgent"),
-                                 20000);
-
-        QProcess later;
-        later.setProcessEnvironment(environment);
-        later.start(QStringLiteral(ZOR_APP_PATH), {promptLink(kIdB)});
-        QVERIFY(later.waitForFinished(10000));
-        QCOMPARE(later.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(later.exitCode(), 0);
-        QTRY_VERIFY_WITH_TIMEOUT(output.contains("No prompt found for " + kIdB.toUpper()), 10000);
-        QCOMPARE(running.state(), QProcess::Running);
-        running.kill();
-        running.waitForFinished(5000);
-    }
 };
 
-std::unique_ptr<QObject> makeAppShellTest() {
-    return std::make_unique<AppShellTest>();
-}
-
+QTEST_MAIN(AppShellTest)
 #include "tst_app_shell.moc"
