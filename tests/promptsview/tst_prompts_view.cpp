@@ -1,7 +1,6 @@
 #include "FakeAgentConnection.h"
 #include "FakePlatform.h"
 #include "LogCapture.h"
-#include "PromptsScene.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
 #include "app/AppState.h"
@@ -12,8 +11,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QKeySequence>
-#include <QQuickItem>
-#include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -323,33 +320,6 @@ private slots:
         menu.copyPolicyPath();
         menu.copySessionId();
         QCOMPARE(clipboard.texts, (QStringList{policy("p"), "s"}));
-    }
-
-    // The list's keys and the decision shortcuts, pressed on the real view.
-    void keysReachTheAgent() {
-        PromptsScene scene;
-        scene.addSamplePrompts();
-        QVERIFY(scene.show(600, 500));
-        const auto connection = scene.connector.connections.last();
-        const QString first =
-            scene.listModel->promptAt(0).id.toString(QUuid::WithoutBraces).toUpper();
-        const QString second =
-            scene.listModel->promptAt(1).id.toString(QUuid::WithoutBraces).toUpper();
-        const QString secondPolicy = scene.listModel->promptAt(1).policyPath;
-        scene.item("promptList")->forceActiveFocus();
-
-        QTest::keyClick(scene.view.get(), Qt::Key_Down);
-        QCOMPARE(scene.viewModel->highlightedRow(), 0);
-        QTest::keyClick(scene.view.get(), Qt::Key_Delete);
-        QTest::keyClick(scene.view.get(), Qt::Key_D); // no modifier: nothing
-        QTest::keyClick(scene.view.get(), Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
-
-        QStringList calls;
-        for (const FakeAgentCall& call : connection->calls())
-            calls.append(call.method + ' ' + call.arguments.join(' '));
-        QCOMPARE(calls, (QStringList{"getPrompts ", "dismissPrompt " + first,
-                                     "handlePrompt " + second + " deny always " + secondPolicy}));
-        QVERIFY(scene.listModel->isProcessing(QUuid::fromString(second)));
     }
 };
 
