@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -52,7 +53,7 @@ public:
     QString err;
 };
 
-// What the agent and the end of what the app printed, line by line, for a failure.
+// What the agent and the end of what the app printed, line by line, after a failure.
 void showOutput(const Child& agent, const Child& app) {
     for (const QString& line : (agent.out + agent.err).split(u'\n'))
         qInfo("agent: %s", qPrintable(line));
@@ -159,8 +160,11 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
     Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
     QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
     Child app(ZOR_APP_PATH, {}, environment);
-    QVERIFY2(waitFor([&] { return app.printed("Synced 20 prompts from ZorAgent"); }),
-             qPrintable(app.err));
+    const auto showOnFailure = qScopeGuard([&] {
+        if (QTest::currentTestFailed())
+            showOutput(agent, app);
+    });
+    QVERIFY(waitFor([&] { return app.printed("Synced 20 prompts from ZorAgent"); }));
     const QString window = appWindow(app);
     QVERIFY2(!window.isEmpty(), "the app's window did not appear");
 
@@ -174,28 +178,19 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
     xdotool({"windowfocus", "--sync", window});
 
     xdotool({"key", "Delete"});
-    const bool isDismissed =
-        waitFor([&] { return agent.printed("dismiss " + kFirstId, Qt::CaseInsensitive); });
-    if (!isDismissed)
-        showOutput(agent, app);
-    QVERIFY(isDismissed);
+    QVERIFY(waitFor([&] { return agent.printed("dismiss " + kFirstId, Qt::CaseInsensitive); }));
 
     // The highlight moved on to the next prompt; deny it for good.
     xdotool({"key", "ctrl+shift+d"});
-    const bool isDenied = waitFor([&] {
+    QVERIFY(waitFor([&] {
         return agent.printed(
             QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy),
             Qt::CaseInsensitive);
-    });
-    const bool areBothGone =
-        isDenied && waitFor([&] {
-            return app.printed("Removed prompt: network api.example.org") &&
-                   app.printed("Removed prompt: file /Users/alice/Documents/taxes.pdf");
-        });
-    if (!areBothGone)
-        showOutput(agent, app);
-    QVERIFY(isDenied);
-    QVERIFY(areBothGone);
+    }));
+    QVERIFY(waitFor([&] {
+        return app.printed("Removed prompt: network api.example.org") &&
+               app.printed("Removed prompt: file /Users/alice/Documents/taxes.pdf");
+    }));
     QVERIFY(app.printed("Override handled for file: /Users/alice/Documents/taxes.pdf"));
 }
 
@@ -215,12 +210,12 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
     Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
     QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
     Child app(ZOR_APP_PATH, {}, environment);
+    const auto showOnFailure = qScopeGuard([&] {
+        if (QTest::currentTestFailed())
+            showOutput(agent, app);
+    });
     // The sync's news, whichever way it went, and its count.
-    const bool isSynced =
-        waitFor([&] { return app.printed("new prompts: 20") && lastCount() == 20; });
-    if (!isSynced)
-        showOutput(agent, app);
-    QVERIFY(isSynced);
+    QVERIFY(waitFor([&] { return app.printed("new prompts: 20") && lastCount() == 20; }));
 
     const QString window = appWindow(app);
     QVERIFY2(!window.isEmpty(), "the app's window did not appear");
@@ -238,11 +233,7 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
             "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
             .arg(id)
             .toUtf8());
-    const bool isNotified =
-        waitFor([&] { return server.notices.size() > before && lastCount() == 21; });
-    if (!isNotified)
-        showOutput(agent, app);
-    QVERIFY(isNotified);
+    QVERIFY(waitFor([&] { return server.notices.size() > before && lastCount() == 21; }));
     const FakeNotificationServer::Notice notice = server.notices.last();
     QCOMPARE(notice.summary, "Write File");
     QCOMPARE(notice.body, "/home/alice/notes.txt");
