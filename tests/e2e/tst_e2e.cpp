@@ -139,7 +139,9 @@ void EndToEndTest::initTestCase() {
     const auto isManaging = [] {
         return xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
     };
-    for (int attempt = 0; attempt < 3 && !isManaging(); ++attempt) {
+    for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
+        if (attempt > 0)
+            QTest::qWait(300);
         windowManager = std::make_unique<Child>("openbox", QStringList{"--sm-disable"},
                                                 QProcessEnvironment::systemEnvironment());
         waitFor(
