@@ -56,6 +56,7 @@ private:
 // One call made through a proxy, with the means to answer it.
 struct FakeAgentCall {
     QString method{};
+    QStringList arguments{};
     std::function<void(const QByteArray&)> promptsReply{};
     std::function<void(const QString&)> buildNumberReply{};
     DecisionReply decisionReply{};
@@ -134,6 +135,10 @@ public:
         QMutexLocker lock(&mutex);
         recorded.append(std::move(call));
     }
+    QList<FakeAgentCall> calls() const {
+        QMutexLocker lock(&mutex);
+        return recorded;
+    }
     int invalidateCount() const {
         QMutexLocker lock(&mutex);
         return invalidations;
@@ -187,12 +192,17 @@ public:
     void getBuildNumberWithReply(std::function<void(const QString&)> reply) override {
         record({.method = "getBuildNumber", .buildNumberReply = std::move(reply)});
     }
-    void handlePromptWithPromptId(const QString&, const QString&, const QString&, const QString&,
+    void handlePromptWithPromptId(const QString& promptId, const QString& action,
+                                  const QString& lifetime, const QString& policyPath,
                                   DecisionReply reply) override {
-        record({.method = "handlePrompt", .decisionReply = std::move(reply)});
+        record({.method = "handlePrompt",
+                .arguments = {promptId, action, lifetime, policyPath},
+                .decisionReply = std::move(reply)});
     }
-    void dismissPromptWithPromptId(const QString&, DecisionReply reply) override {
-        record({.method = "dismissPrompt", .decisionReply = std::move(reply)});
+    void dismissPromptWithPromptId(const QString& promptId, DecisionReply reply) override {
+        record({.method = "dismissPrompt",
+                .arguments = {promptId},
+                .decisionReply = std::move(reply)});
     }
 
 private:
