@@ -1,10 +1,11 @@
 #include "shared/Denial.h"
 #include "shared/FileOperation.h"
-#include "shared/PolicyAction.h"
 #include "shared/RuleLifetime.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QFile>
+#include <QJsonDocument>
+#include <QSet>
 #include <QTest>
 
 Q_DECLARE_METATYPE(std::optional<zor::FileOperation>)
@@ -36,69 +37,46 @@ class SharedTest : public QObject {
     Q_OBJECT
 
 private slots:
+    // Field order, null and unknown members aside; and the target a row shows.
     void decodesEveryKind_data() {
         QTest::addColumn<QByteArray>("denialJson");
         QTest::addColumn<Denial>("expected");
-        QTest::addColumn<QString>("typeString");
         QTest::addColumn<QString>("target");
 
-        QTest::newRow("file")
-            << QByteArray(
-                   R"({"kind":"file","path":"/etc/hosts","operation":"write","processName":"vim"})")
-            << Denial(FileDenial{"/etc/hosts", "write", "vim"}) << "file"
-            << "/etc/hosts";
         QTest::newRow("network") << QByteArray(
                                         R"({"port":443,"host":"example.org","kind":"network"})")
                                  << Denial(NetworkDenial{"example.org", 443, std::nullopt})
-                                 << "network"
                                  << "example.org:443";
         QTest::newRow("network ipv6") << QByteArray(R"({"kind":"network","host":"::1","port":0})")
-                                      << Denial(NetworkDenial{"::1", 0, std::nullopt}) << "network"
-                                      << "[::1]:0";
+                                      << Denial(NetworkDenial{"::1", 0, std::nullopt}) << "[::1]:0";
         QTest::newRow("exec")
             << QByteArray(
                    R"({"kind":"exec","path":"/usr/bin/git","args":["push","-f"],"processName":null})")
-            << Denial(ExecDenial{"/usr/bin/git", {"push", "-f"}, std::nullopt}) << "exec"
+            << Denial(ExecDenial{"/usr/bin/git", {"push", "-f"}, std::nullopt})
             << "/usr/bin/git push -f";
         QTest::newRow("exec without args")
             << QByteArray(R"({"kind":"exec","path":"/bin/true","args":[]})")
-            << Denial(ExecDenial{"/bin/true", {}, std::nullopt}) << "exec"
-            << "/bin/true";
+            << Denial(ExecDenial{"/bin/true", {}, std::nullopt}) << "/bin/true";
         QTest::newRow("signal")
             << QByteArray(
                    R"({"kind":"signal","signalNumber":15,"targetPid":501,"targetProcessName":"Dock"})")
-            << Denial(SignalDenial{15, 501, "Dock", std::nullopt}) << "signal"
-            << "signal 15 to pid 501 (Dock)";
+            << Denial(SignalDenial{15, 501, "Dock", std::nullopt}) << "signal 15 to pid 501 (Dock)";
         QTest::newRow("signal to unnamed group")
             << QByteArray(R"({"kind":"signal","signalNumber":9,"targetPid":-1,"processName":"sh"})")
-            << Denial(SignalDenial{9, -1, std::nullopt, "sh"}) << "signal"
-            << "signal 9 to pid -1";
-        // Unknown members, here in the denial, are skipped.
-        QTest::newRow("device")
+            << Denial(SignalDenial{9, -1, std::nullopt, "sh"}) << "signal 9 to pid -1";
+        QTest::newRow("device, unknown member")
             << QByteArray(R"({"kind":"device","deviceClass":"IOHIDDevice","futureField":[1,{}]})")
-            << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "device"
-            << "IOHIDDevice";
+            << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
     }
 
     void decodesEveryKind() {
         QFETCH(QByteArray, denialJson);
         QFETCH(Denial, expected);
-        QFETCH(QString, typeString);
         QFETCH(QString, target);
-
         const auto decoded = SerializablePromptItem::fromJson(record(denialJson));
         QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
-        const SerializablePromptItem& item = decoded.value();
-        QCOMPARE(item.id, "6F9619FF-8B86-D011-B42D-00C04FC964FF");
-        QCOMPARE(item.sessionId, "s1");
-        QCOMPARE(item.policyPath, "/p/.zor/policy.yml");
-        QVERIFY(item.isSessionEnded);
-        QCOMPARE(item.createdAt.time_since_epoch(), 1714567890250ms);
-        QVERIFY(item.denial == expected);
-        QCOMPARE(item.denial.kind(), expected.kind());
-        QCOMPARE(item.denial.typeString(), typeString);
-        QCOMPARE(item.denial.target(), target);
-        QCOMPARE(item.denial.processName(), expected.processName());
+        QVERIFY(decoded.value().denial == expected);
+        QCOMPARE(decoded.value().denial.target(), target);
     }
 
     void recordsSurviveEncodingAndDecoding() {
@@ -199,26 +177,24 @@ private slots:
         QVERIFY2(decoded.error().contains(errorPart), qPrintable(decoded.error()));
     }
 
-    void documentedExamplesDecode() {
+    // Every documented member is read and written back as documented.
+    void documentedExamplesSurviveAReadAndAWrite() {
         QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
         QVERIFY(doc.open(QIODevice::ReadOnly));
         const QByteArray text = doc.readAll();
         const qsizetype start = text.indexOf("\n## Examples");
         const QByteArray examples = text.mid(start, text.indexOf("\n## ", start + 1) - start);
-        QVERIFY(start > 0);
-
-        QList<Denial::Kind> kinds;
+        QSet<Denial::Kind> kinds;
         for (qsizetype at = examples.indexOf("```json\n"); at >= 0;
              at = examples.indexOf("```json\n", at + 1)) {
-            const qsizetype from = at + 8;
-            const auto decoded = SerializablePromptItem::fromJson(
-                examples.mid(from, examples.indexOf("```", from) - from));
+            const QByteArray json = examples.mid(at + 8, examples.indexOf("```", at + 8) - at - 8);
+            const auto decoded = SerializablePromptItem::fromJson(json);
             QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
-            kinds.append(decoded.value().denial.kind());
+            QCOMPARE(QJsonDocument::fromJson(decoded.value().toJson()),
+                     QJsonDocument::fromJson(json));
+            kinds.insert(decoded.value().denial.kind());
         }
-        QCOMPARE(kinds,
-                 (QList<Denial::Kind>{Denial::Kind::file, Denial::Kind::network, Denial::Kind::exec,
-                                      Denial::Kind::signal, Denial::Kind::ioDevice}));
+        QCOMPARE(kinds.size(), 5);
     }
 
     void listsDecodeWholeOrRecordByRecord() {
@@ -274,14 +250,11 @@ private slots:
             QCOMPARE(rawValue(*expected), text);
     }
 
-    void sharedWireValues() {
-        // The numbers and texts are part of the records shared with the services.
-        QCOMPARE(int(PolicyAction::allow), 0);
-        QCOMPARE(int(PolicyAction::deny), 1);
-        const QStringList lifetimes = {"once", "session", "always"};
-        for (const RuleLifetime lifetime :
-             {RuleLifetime::once, RuleLifetime::session, RuleLifetime::always})
-            QCOMPARE(description(lifetime), lifetimes.value(int(lifetime)));
+    // The texts the agent reads a decision's lifetime from.
+    void ruleLifetimesOnTheWire() {
+        QCOMPARE((QStringList{description(RuleLifetime::once), description(RuleLifetime::session),
+                              description(RuleLifetime::always)}),
+                 (QStringList{"once", "session", "always"}));
     }
 };
 
