@@ -109,17 +109,20 @@ void PromptAttention::promptAdded(const PromptItem& item) {
 }
 
 void PromptAttention::tellUser() {
-    // Prompts answered meanwhile are no news.
-    QList<PromptItem> arrived;
+    // Prompts answered meanwhile are no news. Only the newest is read: a
+    // sync gathers thousands.
+    long count = 0;
+    std::optional<QUuid> newestId;
     for (const QUuid& id : std::as_const(gathered))
-        if (std::optional<PromptItem> item = store.prompt(id))
-            arrived.append(std::move(*item));
+        if (store.containsPrompt(id)) {
+            ++count;
+            newestId = id;
+        }
     gathered.clear();
-    if (arrived.isEmpty())
+    if (!newestId)
         return;
 
-    const PromptItem& newest = arrived.last();
-    const long count = long(arrived.size());
+    const PromptItem newest = *store.prompt(*newestId);
     if (services.windowPresence.isInFront()) {
         services.announcer.announce(count == 1 ? describe(newest) : countText(count));
         logger(LogCategory::app).info("Announced new prompts: %ld", {count});
