@@ -1,5 +1,5 @@
 #include "LogCapture.h"
-#include "VirtualClock.h"
+#include "platform/Clock.h"
 
 #include <QTest>
 
@@ -88,32 +88,6 @@ private slots:
         QTRY_COMPARE(fired, (QStringList{"first", "later"}));
         QVERIFY(!clock.isPending(first));
         clock.cancel(first); // already fired: ignored
-    }
-
-    // The virtual clock stands in for the system one in every flow test.
-    void virtualTimersFireInDueOrderAndOnlyWhenDue() {
-        VirtualClock clock;
-        QObject context;
-        QStringList fired;
-        clock.schedule(2s, &context, [&] { fired << "b"; });
-        clock.schedule(1s, &context, [&] {
-            fired << "a";
-            clock.schedule(500ms, &context, [&] { fired << "a2"; });
-        });
-        clock.cancel(clock.schedule(1s, &context, [&] { fired << "never"; }));
-        {
-            QObject gone;
-            clock.schedule(1s, &gone, [&] { fired << "gone"; });
-        }
-
-        clock.advance(999ms);
-        QVERIFY(fired.isEmpty());
-        clock.advance(1ms);
-        QCOMPARE(fired, QStringList{"a"});
-        clock.advance(1s);
-        QCOMPARE(fired, (QStringList{"a", "a2", "b"}));
-        QCOMPARE(clock.now(), 2000ms);
-        QCOMPARE(clock.pendingTimerCount(), 0);
     }
 };
 

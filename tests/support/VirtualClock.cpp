@@ -26,10 +26,6 @@ bool VirtualClock::isPending(TimerId id) const {
 }
 
 void VirtualClock::sleep(Millis duration) {
-    {
-        QMutexLocker lock(&sleepsMutex);
-        recordedSleeps.append(duration);
-    }
     currentMs += duration.count();
 }
 
@@ -87,11 +83,6 @@ std::optional<Millis> VirtualClock::nextTimerIn() const {
     const auto next = std::min_element(
         timers.begin(), timers.end(), [](const Timer& a, const Timer& b) { return a.due < b.due; });
     return std::max(Millis(0), next->due - now());
-}
-
-QList<Millis> VirtualClock::sleeps() const {
-    QMutexLocker lock(&sleepsMutex);
-    return recordedSleeps;
 }
 
 } // namespace zor::testing

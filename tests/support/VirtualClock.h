@@ -3,7 +3,6 @@
 #include "platform/Clock.h"
 
 #include <QList>
-#include <QMutex>
 #include <QPointer>
 #include <atomic>
 
@@ -17,7 +16,7 @@ public:
     TimerId schedule(Millis delay, QObject* context, std::function<void()> fn) override;
     void cancel(TimerId id) override;
     bool isPending(TimerId id) const override;
-    // Records the pause and moves time on; fires nothing.
+    // Moves time on; fires nothing.
     void sleep(Millis duration) override;
     // Blocks until the semaphore is released or advance() passes the deadline.
     bool tryAcquire(QSemaphore& semaphore, Millis timeout) override;
@@ -32,7 +31,6 @@ public:
     int waitingCount() const { return waiters.load(); }
     // Delay from now to the earliest pending timer, if any.
     std::optional<Millis> nextTimerIn() const;
-    QList<Millis> sleeps() const;
 
 private:
     struct Timer {
@@ -47,8 +45,6 @@ private:
     std::atomic<int> waiters{0};
     TimerId lastId = 0;
     QList<Timer> timers;
-    mutable QMutex sleepsMutex;
-    QList<Millis> recordedSleeps;
 };
 
 } // namespace zor::testing
