@@ -49,10 +49,9 @@ struct Run {
 
     // Plays the system's part: the request that start() submitted.
     SystemExtensionRequestDelegate& request() {
-        const auto delegate = extensions.lastDelegate();
-        if (!delegate)
+        if (!extensions.lastDelegate())
             qFatal("no activation request is alive");
-        return *delegate;
+        return *extensions.lastDelegate();
     }
 
     void startAndActivate() {
@@ -86,20 +85,16 @@ QStringList redactedAppLog(const LogCapture& capture) {
 
 // The filter's settings in one line, with the enabled flag at each save.
 QString describe(const FakeFilterManager& filter) {
-    const auto onOff = [](bool isOn) {
-        return isOn ? QStringLiteral("on") : QStringLiteral("off");
-    };
-    QStringList saves;
+    const auto& config = filter.configuration;
+    QString out = config ? QStringLiteral("sockets %1 packets %2")
+                               .arg(config->filterSockets)
+                               .arg(config->filterPackets)
+                         : QStringLiteral("none");
+    out +=
+        QStringLiteral(", \"%1\", enabled %2, saves:").arg(filter.description).arg(filter.enabled);
     for (const bool isEnabled : filter.savedEnabledStates)
-        saves.append(onOff(isEnabled));
-    return QStringLiteral("%1, \"%2\", %3, saves: [%4]")
-        .arg(filter.configuration ? QStringLiteral("sockets %1, packets %2")
-                                        .arg(onOff(filter.configuration->filterSockets),
-                                             onOff(filter.configuration->filterPackets))
-                                  : QStringLiteral("no configuration"),
-             filter.description,
-             filter.enabled ? QStringLiteral("enabled") : QStringLiteral("disabled"),
-             saves.join(u' '));
+        out += QStringLiteral(" %1").arg(isEnabled);
+    return out;
 }
 
 bool writeFile(const QString& path) {
@@ -120,14 +115,13 @@ private slots:
         const auto headless = LaunchMode::headless;
         const auto windowed = LaunchMode::windowed;
         QTest::newRow("no arguments") << QByteArrayList{"zor"} << windowed;
-        QTest::newRow("alone") << QByteArrayList{"zor", "--register-services"} << headless;
-        QTest::newRow("among others")
-            << QByteArrayList{"zor", "-v", "--register-services", "--x=1"} << headless;
+        QTest::newRow("last of others")
+            << QByteArrayList{"zor", "-v", "--register-services"} << headless;
         QTest::newRow("as the program path") << QByteArrayList{"--register-services"} << headless;
-        QTest::newRow("with a value") << QByteArrayList{"zor", "--register-services=1"} << windowed;
-        QTest::newRow("other case") << QByteArrayList{"zor", "--Register-Services"} << windowed;
-        QTest::newRow("prefix") << QByteArrayList{"zor", "--register-service"} << windowed;
-        QTest::newRow("inside") << QByteArrayList{"zor", "x--register-services"} << windowed;
+        QTest::newRow("near misses only")
+            << QByteArrayList{"zor", "--register-services=1", "--Register-Services",
+                              "--register-service", "x--register-services"}
+            << windowed;
     }
 
     void launchModeNeedsTheWholeSwitch() {
@@ -199,7 +193,6 @@ private slots:
         QFETCH(Errors, daemonErrors);
         QFETCH(Errors, agentErrors);
         QFETCH(QStringList, lines);
-        QFETCH(QStringList, operations);
         QFETCH(QStringList, log);
         QFETCH(int, exitStatus);
 
@@ -212,16 +205,15 @@ private slots:
         // A failed preparatory unregistration changes nothing.
         run.services.daemonUnregisterResult = failure("not loaded");
         run.services.agentUnregisterResult = failure("not loaded");
-        run.start();
+        run.startAndActivate();
         QCOMPARE(run.extensions.bundleIdentifiers, QStringList{kNetworkExtensionBundleId});
-        run.request().requestDidFinish(RequestResult::completed);
 
         // The later steps run whatever happened to the services.
         QCOMPARE(run.console.lines,
                  (lines +
                   QStringList{"CLI symlink: created", "Network Extension: requesting activation...",
                               "Network Extension: activated/updated", "Network Filter: enabled"}));
-        QCOMPARE(run.timedOperations(), operations);
+        QTEST(run.timedOperations(), "operations");
         for (const auto& call : run.services.calls())
             QCOMPARE(call.plistName, call.service == "daemon" ? kDaemonPlistName : kAgentPlistName);
         QCOMPARE(run.console.exitStatuses, QList<int>{exitStatus});
@@ -269,8 +261,7 @@ private slots:
         else if (existing == "dangling")
             QVERIFY(QFile::link(run.root.filePath("gone"), run.paths.linkPath));
 
-        run.start();
-        run.request().requestDidFinish(RequestResult::completed);
+        run.startAndActivate();
 
         QCOMPARE(run.console.lines.value(2),
                  error.isEmpty() ? QStringLiteral("CLI symlink: created")
@@ -301,11 +292,8 @@ private slots:
         QTest::newRow("failure")
             << "failure" << true
             << QStringList{"Network Extension: failed - Extension not found in App bundle"};
-        QTest::newRow("completed") << "completed" << false << activated;
         QTest::newRow("unknown result") << "unknown" << false << activated;
         QTest::newRow("replaced") << "replace" << false << QStringList{replacing} + activated;
-        QTest::newRow("replaced, reboot")
-            << "replace, reboot" << false << QStringList{replacing, reboot};
     }
 
     void extensionOutcomeEndsTheRun() {
@@ -321,7 +309,7 @@ private slots:
         const qsizetype before = run.console.lines.size();
 
         SystemExtensionRequestDelegate& request = run.request();
-        if (answer.startsWith("replace")) {
+        if (answer == "replace") {
             const ExtensionProperties existing{kNetworkExtensionBundleId, "41", "1.0"};
             const ExtensionProperties replacement{kNetworkExtensionBundleId, "42", "1.1"};
             QCOMPARE(request.actionForReplacingExtension(existing, replacement),
@@ -329,7 +317,7 @@ private slots:
         }
         if (answer == "approval")
             request.requestNeedsUserApproval();
-        else if (answer.endsWith("reboot"))
+        else if (answer == "reboot")
             request.requestDidFinish(RequestResult::willCompleteAfterReboot);
         else if (answer == "failure")
             request.requestDidFail(failure("Extension not found in App bundle"));
@@ -341,10 +329,7 @@ private slots:
         // The extension's outcome never changes the exit status.
         QCOMPARE(run.console.exitStatuses, QList<int>{isDaemonFailing ? 1 : 0});
         // Only an activated extension goes on to the filter.
-        const bool isFilterTouched = lines.contains("Network Filter: enabled");
-        QCOMPARE(run.filter.loadCount, isFilterTouched ? 1 : 0);
-        QCOMPARE(run.filter.savedEnabledStates.size(), isFilterTouched ? 1 : 0);
-        QCOMPARE(run.filter.enabled, isFilterTouched);
+        QCOMPARE(run.filter.loadCount, lines.contains("Network Filter: enabled") ? 1 : 0);
     }
 
     void filterIsEnabledKeepingAnExistingConfiguration_data() {
@@ -357,17 +342,15 @@ private slots:
         const std::optional<PlatformError> ok;
         const QString enabled = "info: Network filter enabled successfully";
         QTest::newRow("no configuration yet")
-            << false << ok << ok << enabled
-            << "sockets on, packets off, \"Zor\", enabled, saves: [on]";
+            << false << ok << ok << enabled << "sockets 1 packets 0, \"Zor\", enabled 1, saves: 1";
         QTest::newRow("existing configuration")
-            << true << ok << ok << enabled
-            << "sockets off, packets on, \"Mine\", enabled, saves: [on]";
+            << true << ok << ok << enabled << "sockets 0 packets 1, \"Mine\", enabled 1, saves: 1";
         QTest::newRow("load fails") << false << std::optional(failure("no permission")) << ok
                                     << "error: Failed to load filter preferences: no permission"
-                                    << "no configuration, \"\", disabled, saves: []";
+                                    << "none, \"\", enabled 0, saves:";
         QTest::newRow("save fails") << false << ok << std::optional(failure("IPC failed"))
                                     << "error: Failed to enable filter: IPC failed"
-                                    << "sockets on, packets off, \"Zor\", enabled, saves: [on]";
+                                    << "sockets 1 packets 0, \"Zor\", enabled 1, saves: 1";
     }
 
     void filterIsEnabledKeepingAnExistingConfiguration() {
@@ -395,7 +378,6 @@ private slots:
         QCOMPARE(run.console.exitStatuses, QList<int>{0});
         const LogRecord last = capture.records().last();
         QCOMPARE(levelName(last.level) + ": " + last.message(), log);
-        QCOMPARE(run.filter.loadCount, 1);
         QCOMPARE(describe(run.filter), state);
     }
 };
