@@ -7,14 +7,10 @@
 
 namespace zor::testing {
 
-PromptsScene::PromptsScene() {
+PromptsScene::PromptsScene(bool isConnected) {
     handler.setAppState(&appState);
-    handler.connect();
-    connector.connections.last()->replyToPrompts("[]");
-    for (int round = 0; round < 3; ++round) {
-        queue.drain();
-        QCoreApplication::sendPostedEvents();
-    }
+    if (isConnected)
+        connectToAgent();
 }
 
 PromptsScene::~PromptsScene() {
@@ -32,6 +28,21 @@ void PromptsScene::addSamplePrompts() {
     for (const SerializablePromptItem& record : records.value())
         appState.promptStore()->addPrompt(promptIdFromText(record.id), record.sessionId,
                                           record.policyPath, record.denial, record.isSessionEnded);
+}
+
+std::shared_ptr<FakeAgentConnection> PromptsScene::connectToAgent() {
+    handler.connect();
+    auto connection = connector.connections.last();
+    connection->replyToPrompts("[]");
+    settle();
+    return connection;
+}
+
+void PromptsScene::settle() {
+    for (int round = 0; round < 3; ++round) {
+        queue.drain();
+        QCoreApplication::sendPostedEvents();
+    }
 }
 
 } // namespace zor::testing

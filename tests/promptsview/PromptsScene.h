@@ -12,11 +12,15 @@ namespace zor::testing {
 // agent link to a fake agent that answers nothing unless told.
 class PromptsScene {
 public:
-    PromptsScene();
+    explicit PromptsScene(bool isConnected = true);
     ~PromptsScene();
 
     // The sample prompts, newest first as after a sync.
     void addSamplePrompts();
+    // Links to the fake agent, whose sync brings no prompts.
+    std::shared_ptr<FakeAgentConnection> connectToAgent();
+    // Runs what the fake agent's queue and the main thread have to do.
+    void settle();
 
     VirtualClock clock;
     FakeQueue queue;
