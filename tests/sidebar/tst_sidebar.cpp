@@ -21,16 +21,18 @@ Denial fileDenial(const QString& path) {
     return FileDenial{path, QStringLiteral("read"), QStringLiteral("node")};
 }
 
-// label and count per row, as the model shows them
+QString rowText(const QString& label, qint64 count, bool isSelected) {
+    return QStringLiteral("%1 %2 %3").arg(label).arg(count).arg(isSelected);
+}
+
+// Label, count and selection per row, as the model shows them.
 QStringList modelRows(const PromptsSidebarModel& model) {
     QStringList rows;
     for (int row = 0; row < model.rowCount(); ++row) {
         const QModelIndex index = model.index(row);
-        rows.append(
-            QStringLiteral("%1 %2 %3")
-                .arg(index.data(PromptsSidebarModel::labelRole).toString())
-                .arg(index.data(PromptsSidebarModel::countRole).toLongLong())
-                .arg(index.data(PromptsSidebarModel::isSelectedRole).toBool() ? "true" : "false"));
+        rows.append(rowText(index.data(PromptsSidebarModel::labelRole).toString(),
+                            index.data(PromptsSidebarModel::countRole).toLongLong(),
+                            index.data(PromptsSidebarModel::isSelectedRole).toBool()));
     }
     return rows;
 }
@@ -46,10 +48,7 @@ QStringList rebuiltRows(const PromptStore& store, SidebarGrouping grouping) {
             entries.append(SidebarEntry::forSession(store, session));
     QStringList rows;
     for (const SidebarEntry& entry : entries)
-        rows.append(QStringLiteral("%1 %2 %3")
-                        .arg(entry.label)
-                        .arg(entry.count)
-                        .arg(entry.isSelected(store.filter()) ? "true" : "false"));
+        rows.append(rowText(entry.label, entry.count, entry.isSelected(store.filter())));
     return rows;
 }
 
@@ -85,7 +84,7 @@ private slots:
                 } else {
                     const int row = random.bounded(model.rowCount());
                     model.select(row);
-                    QVERIFY(modelRows(model).at(row).endsWith(" true"));
+                    QVERIFY(modelRows(model).at(row).endsWith(" 1"));
                 }
                 QCOMPARE(modelRows(model), rebuiltRows(store, grouping));
             }
@@ -154,8 +153,6 @@ private slots:
     void scriptFileNames_data() {
         QTest::addColumn<QString>("sessionId");
         QTest::addColumn<QString>("fileName"); // empty: none
-        QTest::newRow("plain") << "abc"
-                               << "zor-logs-abc.command";
         QTest::newRow("slashes") << "a/b/../c"
                                  << "zor-logs-a_b_.._c.command";
         // 255 bytes at most
@@ -181,12 +178,11 @@ private slots:
         openSessionLogs(workspace, "/opt/zor-cli", dir.path(), id);
         QVERIFY(workspace.scriptsRun.isEmpty());
         QVERIFY(QDir(dir.path()).isEmpty());
-        const QList<LogRecord> records = logs.records();
-        QCOMPARE(records.size(), 1);
-        QCOMPARE(records[0].category, LogCategory::promptsView);
-        QCOMPARE(records[0].level, LogLevel::error);
-        QVERIFY(records[0].message().contains("exceed 255 bytes"));
-        QVERIFY(!records[0].redactedMessage().contains(id));
+        QCOMPARE(logs.messages(LogCategory::promptsView),
+                 QStringList{"No audit-log script for session " + id +
+                             ": its file name would exceed 255 bytes"});
+        QCOMPARE(logs.records().first().level, LogLevel::error);
+        QVERIFY(!logs.records().first().redactedMessage().contains(id));
 
         // A script that could not be written is not run: whatever lies there is not ours.
         logs.clear();
@@ -198,14 +194,10 @@ private slots:
     void hostileIdsRunNothing_data() {
         QTest::addColumn<QString>("sessionId");
         QTest::newRow("empty") << "";
-        QTest::newRow("quotes") << "a'b\"c'";
-        QTest::newRow("command substitution") << "$(touch marker)";
-        QTest::newRow("backticks") << "`touch marker`";
-        QTest::newRow("variables") << "$HOME ${PATH} $1";
-        QTest::newRow("backslashes") << "a\\b\\\\\\'c\\";
-        QTest::newRow("newline") << "x\ntouch marker\n";
-        QTest::newRow("leading dash") << "-e --help";
-        QTest::newRow("everything") << "-'\"$(touch marker)`touch marker`\\\n;touch marker #";
+        // Quotes, substitutions, variables, backslashes (one before a quote, one
+        // last), a newline, a leading dash.
+        QTest::newRow("everything")
+            << "-'\"$(touch marker)`touch marker`$HOME ${PATH} $1 a\\'b\\\n;touch marker #\\";
     }
 
     void hostileIdsRunNothing() {
@@ -214,11 +206,10 @@ private slots:
         // The tool's path is quoted the same way; give it its own awkward characters.
         QVERIFY(QDir(dir.path()).mkpath("bin $(touch marker) 'q'"));
         const QString tool = dir.filePath("bin $(touch marker) 'q'/zor-cli");
-        const QString argsFile = dir.filePath("args");
         {
             QFile stub(tool);
             QVERIFY(stub.open(QIODevice::WriteOnly));
-            stub.write("#!/bin/bash\nprintf '%s\\0' \"$@\" > \"$ARGS_FILE\"\n");
+            stub.write("#!/bin/bash\nprintf '%s\\0' \"$@\"\n");
             QVERIFY(stub.setPermissions(stub.permissions() | QFileDevice::ExeOwner));
         }
         FakeWorkspace workspace;
@@ -228,20 +219,15 @@ private slots:
         QProcess bash;
         bash.setWorkingDirectory(dir.path());
         bash.setStandardInputFile(QProcess::nullDevice());
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("ARGS_FILE", argsFile);
-        bash.setProcessEnvironment(environment);
         bash.start("bash", {workspace.scriptsRun[0]});
         QVERIFY(bash.waitForFinished(10000));
 
         QVERIFY(!QFile::exists(dir.filePath("marker")));
-        QFile args(argsFile);
-        QVERIFY(args.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(args.readAll()).split(QChar(u'\0')),
-                 (QStringList{"logs", "--session", sessionId, ""}));
+        // The tool prints each argument it got with a NUL after it.
         QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()),
                  "Running: " + shellQuoted(tool) + " logs --session " + shellQuoted(sessionId) +
-                     "\nExit code: 0\n");
+                     "\n" + (QStringList{"logs", "--session", sessionId, ""}.join(QChar(u'\0'))) +
+                     "Exit code: 0\n");
         // The closing pause waits for input, here at its end at once.
         QCOMPARE(bash.exitCode(), 1);
     }
