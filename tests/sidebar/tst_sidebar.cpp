@@ -145,8 +145,7 @@ private slots:
         QCOMPARE(workspace.scriptsRun, (QStringList{script, script}));
         QFile file(script);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(file.readAll()),
-                 sessionLogsScriptText("/opt/zor/zor-cli", "s/1"));
+        QCOMPARE(file.readAll(), sessionLogsScriptText("/opt/zor/zor-cli", "s/1").toUtf8());
         QCOMPARE(file.permissions() & 0x0fff, QFileDevice::Permissions(0x0755));
     }
 
