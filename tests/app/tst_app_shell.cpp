@@ -199,7 +199,6 @@ private slots:
         QCOMPARE(lines, (QStringList{"Connected to ZorAgent",
                                      "Zor.app launched, connecting to ZorAgent"}));
         MainWindow* mainWindow = shell.delegate.mainWindow();
-        QVERIFY(mainWindow);
         QCOMPARE(WindowManager::shared().mainWindow(), mainWindow);
         QQuickWindow* window = shell.window();
         QVERIFY(window->isVisible());

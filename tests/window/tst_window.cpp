@@ -120,16 +120,19 @@ private slots:
         QCOMPARE(rig.controller.canDetailCollapse(), isCollapsed);
     }
 
-    void tabsAndTheLiveSetupScreen() {
+    void tabsSetupScreenPresenceAndAlerts() {
         SetupScene scene;
         // The outdated agent is asked again on every poll.
         scene.makeAgentOutdated();
         AppState appState;
-        MainWindow mainWindow(appState, {*scene.monitor, *scene.repairs});
+        LiveRegion liveRegion;
+        MainWindow mainWindow(appState, {.serviceMonitor = *scene.monitor,
+                                         .serviceRepairs = *scene.repairs,
+                                         .liveRegion = &liveRegion});
         QQuickWindow* window = mainWindow.window();
         QCOMPARE(window->title(), "Zor");
         mainWindow.show();
-        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QVERIFY(QTest::qWaitForWindowActive(window));
         QCOMPARE(window->size(), QSize(700, 500));
 
         // The screen's first report, though nobody sees the screen, picks setup.
@@ -162,18 +165,7 @@ private slots:
         QVERIFY(scene.monitor->isPollPending());
         scene.clock.advance(1s);
         QTRY_VERIFY(scene.agentQueryCount() > queries);
-    }
 
-    void inFrontAndTheLiveRegion() {
-        SetupScene scene;
-        AppState appState;
-        LiveRegion liveRegion;
-        MainWindow mainWindow(appState, {.serviceMonitor = *scene.monitor,
-                                         .serviceRepairs = *scene.repairs,
-                                         .liveRegion = &liveRegion});
-        QQuickWindow* window = mainWindow.window();
-        mainWindow.show();
-        QVERIFY(QTest::qWaitForWindowActive(window));
         QVERIFY(mainWindow.isInFront());
         window->showMinimized();
         QVERIFY(!mainWindow.isInFront());
