@@ -284,9 +284,8 @@ private slots:
 
         SystemExtensionRequestDelegate& request = run.request();
         if (answer == "replace") {
-            const ExtensionProperties existing{kNetworkExtensionBundleId, "41", "1.0"};
-            const ExtensionProperties replacement{kNetworkExtensionBundleId, "42", "1.1"};
-            QCOMPARE(request.actionForReplacingExtension(existing, replacement),
+            QCOMPARE(request.actionForReplacingExtension({kNetworkExtensionBundleId, "41", "1.0"},
+                                                         {kNetworkExtensionBundleId, "42", "1.1"}),
                      ReplacementAction::replace);
         }
         if (answer == "approval")

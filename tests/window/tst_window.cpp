@@ -27,7 +27,6 @@ struct Animation {
 struct SplitRig {
     static constexpr QRectF launchFrame{100, 80, 900, 600};
     static constexpr qreal sidebar = 339;
-    static constexpr qreal detail = 560;
 
     AppState appState;
     MainSplitViewController controller{appState};
@@ -36,7 +35,7 @@ struct SplitRig {
     SplitRig() {
         controller.setDividerThickness(1);
         controller.reportWindowFrame(launchFrame);
-        controller.reportPaneWidths(sidebar, detail);
+        controller.reportPaneWidths(sidebar, 560);
         QObject::connect(&controller, &MainSplitViewController::animationRequested,
                          [this](const QRectF& target, bool isCollapsing, int duration) {
                              animations.append({target, isCollapsing, duration});
@@ -52,11 +51,6 @@ struct SplitRig {
 
 QQuickItem* findItem(QQuickWindow* window, const char* objectName) {
     return window->findChild<QQuickItem*>(QString::fromLatin1(objectName));
-}
-
-void click(QQuickWindow* window, QQuickItem* item) {
-    const QPointF centre = item->mapToScene({item->width() / 2, item->height() / 2});
-    QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
 }
 
 } // namespace
@@ -152,7 +146,9 @@ private slots:
         // In the order of AppTab.
         const char* const tabNames[] = {"policiesTab", "sessionsTab", "setupTab"};
         for (int clicked : {1, 0, 2, 0}) {
-            click(window, findItem(window, tabNames[clicked]));
+            QQuickItem* tab = findItem(window, tabNames[clicked]);
+            QTest::mouseClick(window, Qt::LeftButton, {},
+                              tab->mapToScene({tab->width() / 2, tab->height() / 2}).toPoint());
             QCOMPARE(appState.selectedTab(), AppTab(clicked));
             for (int i = 0; i < 3; ++i)
                 QCOMPARE(findItem(window, tabNames[i])->property("isSelected").toBool(),
