@@ -111,9 +111,9 @@ private slots:
         QTest::addColumn<QStringList>("request");
         QTest::addColumn<QStringList>("lines");
         const QString id = uuid(1).toString(QUuid::WithoutBraces);
-        QTest::newRow("exec, deny always")
-            << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"}) << Decision::denyAlways << "ok"
-            << QStringList{id, "deny", "always", policy("p")}
+        QTest::newRow("exec, deny session")
+            << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"}) << Decision::denySession << "ok"
+            << QStringList{id, "deny", "session", policy("p")}
             << QStringList{"Override handled for exec: /bin/ls -la"};
         QTest::newRow("file, allow once, refused")
             << fileDenial(1) << Decision::allowOnce << "fail"
