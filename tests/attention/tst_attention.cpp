@@ -20,16 +20,26 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class FakeBadge final : public IconBadge {
-public:
-    void setCount(qint64 count) override { counts.append(count); }
-    QList<qint64> counts;
-};
+// The attention over a store of its own or the app's, its services played by
+// the rig, which keeps what they are told.
+struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
+    explicit Rig(PromptStore* appStore = nullptr, PromptAttention::LinkOpener openLink = {})
+        : store(appStore ? *appStore : ownStore) {
+        attention.emplace(store, AttentionServices{clock, *this, *this, *this, *this},
+                          std::move(openLink));
+    }
 
-class FakeNotifications final : public UserNotifications {
-public:
+    void setCount(qint64 count) override { counts.append(count); }
     void setClickHandler(ClickHandler handler) override { clickHandler = std::move(handler); }
     void post(const UserNotice& notice) override { posted.append(notice); }
+    void announce(const QString& text) override { spoken.append(text); }
+    bool isInFront() const override { return inFront; }
+
+    QUuid add(const QString& path, QUuid id = QUuid::createUuid()) {
+        store.addPrompt(id, QStringLiteral("session-7"), QStringLiteral("/p/.zor/policy.yml"),
+                        FileDenial{path, QStringLiteral("write"), QStringLiteral("vim")}, false);
+        return id;
+    }
     // "title | body" of each notice.
     QStringList texts() const {
         QStringList out;
@@ -37,53 +47,16 @@ public:
             out.append(notice.title + QStringLiteral(" | ") + notice.body);
         return out;
     }
-    QList<UserNotice> posted;
-    ClickHandler clickHandler;
-};
-
-class FakeAnnouncer final : public Announcer {
-public:
-    void announce(const QString& text) override { spoken.append(text); }
-    QStringList spoken;
-};
-
-class FakePresence final : public WindowPresence {
-public:
-    bool isInFront() const override { return inFront; }
-    bool inFront = false;
-};
-
-// The attention on fakes, over a store of its own or the app's.
-struct Rig {
-    explicit Rig(PromptStore& store, PromptAttention::LinkOpener openLink = {})
-        : store(store) {
-        attention.emplace(store,
-                          AttentionServices{clock, badge, notifications, announcer, presence},
-                          std::move(openLink));
-    }
-
-    QUuid add(const QString& path, QUuid id = QUuid::createUuid()) {
-        store.addPrompt(id, QStringLiteral("session-7"), QStringLiteral("/p/.zor/policy.yml"),
-                        FileDenial{path, QStringLiteral("write"), QStringLiteral("vim")}, false);
-        return id;
-    }
 
     VirtualClock clock;
-    FakeBadge badge;
-    FakeNotifications notifications;
-    FakeAnnouncer announcer;
-    FakePresence presence;
+    PromptStore ownStore;
     PromptStore& store;
+    QList<qint64> counts;
+    QList<UserNotice> posted;
+    ClickHandler clickHandler;
+    QStringList spoken;
+    bool inFront = false;
     std::optional<PromptAttention> attention;
-};
-
-class Activation final : public AppActivation {
-public:
-    bool activateIgnoringOtherApps() override {
-        ++count;
-        return true;
-    }
-    int count = 0;
 };
 
 } // namespace
@@ -112,61 +85,54 @@ private slots:
     void aBurstTellsOnce() {
         QFETCH(int, prompts);
         QFETCH(bool, isInFront);
-        QFETCH(QStringList, notices);
-        QFETCH(QStringList, spoken);
-
-        PromptStore store;
-        Rig rig(store);
-        rig.presence.inFront = isInFront;
+        Rig rig;
+        rig.inFront = isInFront;
         QUuid newest;
         for (int i = 0; i < prompts; ++i) {
             newest = rig.add(QStringLiteral("/w/%1").arg(i));
             rig.clock.advance(50ms);
         }
         rig.clock.advance(PromptAttention::kGatherWindow - 50ms * prompts - 1ms);
-        QVERIFY(rig.notifications.posted.isEmpty() && rig.announcer.spoken.isEmpty());
+        QVERIFY(rig.posted.isEmpty() && rig.spoken.isEmpty());
         rig.clock.advance(1ms);
-        QCOMPARE(rig.notifications.texts(), notices);
-        QCOMPARE(rig.announcer.spoken, spoken);
-        if (!notices.isEmpty())
-            QCOMPARE(rig.notifications.posted.first().link, promptUrl(newest));
+        QTEST(rig.texts(), "notices");
+        QTEST(rig.spoken, "spoken");
+        if (!rig.posted.isEmpty())
+            QCOMPARE(rig.posted.first().link, promptUrl(newest));
         rig.clock.advance(10s);
-        QCOMPARE(rig.notifications.posted.size() + rig.announcer.spoken.size(), 1);
+        QCOMPARE(rig.posted.size() + rig.spoken.size(), 1);
     }
 
     void onlyUnseenPendingPromptsAreNews() {
-        PromptStore store;
-        Rig rig(store);
+        Rig rig;
         const QUuid a = rig.add("/a");
         const QUuid b = rig.add("/b");
         rig.clock.advance(5s);
-        QCOMPARE(rig.notifications.texts(), QStringList{"2 new prompts | Write File: /b"});
+        QCOMPARE(rig.texts(), QStringList{"2 new prompts | Write File: /b"});
 
         // A resync adds what the app holds, and what it had removed, again.
-        store.removePrompt(a);
+        rig.store.removePrompt(a);
         rig.add("/a", a);
         rig.add("/b", b);
         rig.clock.advance(5s);
         // Answered before the window closed: no news either.
         rig.add("/c");
-        store.removePrompt(rig.add("/d"));
+        rig.store.removePrompt(rig.add("/d"));
         rig.clock.advance(5s);
-        QCOMPARE(rig.notifications.texts(),
-                 (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
+        QCOMPARE(rig.texts(), (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
     }
 
     void aTrickleCannotPutTheNoticeOff() {
-        PromptStore store;
-        Rig rig(store);
+        Rig rig;
         for (int i = 0; i < 11; ++i) {
             rig.add(QStringLiteral("/t/%1").arg(i));
             rig.clock.advance(300ms);
         }
         rig.clock.advance(5s);
         // Windows from 0, 1200 and 2400 ms.
-        QCOMPARE(rig.notifications.texts(), (QStringList{"4 new prompts | Write File: /t/3",
-                                                         "4 new prompts | Write File: /t/7",
-                                                         "3 new prompts | Write File: /t/10"}));
+        QCOMPARE(rig.texts(), (QStringList{"4 new prompts | Write File: /t/3",
+                                           "4 new prompts | Write File: /t/7",
+                                           "3 new prompts | Write File: /t/10"}));
     }
 
     void hostileTextsBecomeOneShortLine_data() {
@@ -186,44 +152,40 @@ private slots:
 
     void hostileTextsBecomeOneShortLine() {
         QFETCH(QString, path);
-        QFETCH(QString, body);
-        PromptStore store;
-        Rig rig(store);
+        Rig rig;
         rig.add(path);
         rig.clock.advance(PromptAttention::kGatherWindow);
-        QCOMPARE(rig.notifications.posted.size(), 1);
-        QCOMPARE(rig.notifications.posted.first().body, body);
+        QTEST(rig.posted.value(0).body, "body");
     }
 
     void theCountFollowsTheStoreAFewTimesASecond() {
-        PromptStore store;
-        Rig rig(store);
-        QCOMPARE(rig.badge.counts, QList<qint64>{0});
+        Rig rig;
+        QCOMPARE(rig.counts, QList<qint64>{0});
         QList<QUuid> ids;
         for (int i = 0; i < 1000; ++i) {
             ids.append(rig.add(QStringLiteral("/s/%1").arg(i)));
             rig.clock.advance(1ms);
         }
         rig.clock.advance(PromptAttention::kCountInterval);
-        const QList<qint64> duringSync = rig.badge.counts;
+        const QList<qint64> duringSync = rig.counts;
         QVERIFY2(duringSync.size() <= 1 + 1000 / 250 + 1,
                  qPrintable(QString::number(duringSync.size())));
         QCOMPARE(duringSync.last(), 1000);
         QVERIFY(std::is_sorted(duringSync.cbegin(), duringSync.cend()));
 
         for (qsizetype i = 0; i < 600; ++i)
-            store.removePrompt(ids[i]);
+            rig.store.removePrompt(ids[i]);
         rig.clock.advance(PromptAttention::kCountInterval);
         // The first change goes out at once, the rest at the end of the interval.
-        QCOMPARE(rig.badge.counts.mid(duringSync.size()), (QList<qint64>{999, 400}));
+        QCOMPARE(rig.counts.mid(duringSync.size()), (QList<qint64>{999, 400}));
         // A change long after the last goes out at once; one that follows closely waits.
         rig.clock.advance(10s);
-        store.removePrompt(ids[600]);
-        QCOMPARE(rig.badge.counts.last(), 399);
-        store.removePrompt(ids[601]);
-        QCOMPARE(rig.badge.counts.last(), 399);
+        rig.store.removePrompt(ids[600]);
+        QCOMPARE(rig.counts.last(), 399);
+        rig.store.removePrompt(ids[601]);
+        QCOMPARE(rig.counts.last(), 399);
         rig.clock.advance(PromptAttention::kCountInterval);
-        QCOMPARE(rig.badge.counts.last(), 398);
+        QCOMPARE(rig.counts.last(), 398);
     }
 
     void aClickLandsOnItsPrompt() {
@@ -231,10 +193,13 @@ private slots:
         FakeQueue queue;
         FakeAgentConnector connector{queue};
         NotificationHandler handler{connector, agentClock};
-        Activation activation;
+        struct : AppActivation {
+            bool activateIgnoringOtherApps() override { return ++count > 0; }
+            int count = 0;
+        } activation;
         AppDelegate delegate{{handler, activation, {}}};
         AppState& state = *delegate.appState();
-        Rig rig(*state.promptStore(),
+        Rig rig(state.promptStore(),
                 [&delegate](const QString& link) { delegate.openUrls({link}); });
         const QUuid id = rig.add("/a");
         rig.add("/b");
@@ -242,14 +207,14 @@ private slots:
         state.promptStore()->setHighlightedPromptId(id);
         state.setSelectedTab(AppTab::setup);
 
-        rig.notifications.clickHandler(rig.notifications.posted.value(0).link);
+        rig.clickHandler(rig.posted.value(0).link);
         QCOMPARE(activation.count, 1);
         QCOMPARE(state.promptStore()->highlightedPromptId(), rig.store.prompts().at(0).id);
         QCOMPARE(state.selectedTab(), AppTab::policies);
 
         // No click outlives the attention, nor reaches a delegate gone with it.
         rig.attention.reset();
-        QVERIFY(!rig.notifications.clickHandler);
+        QVERIFY(!rig.clickHandler);
     }
 };
 
