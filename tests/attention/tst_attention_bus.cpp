@@ -1,12 +1,11 @@
 // The Linux services on a session bus of the test's own (dbus-run-session),
-// against a notification server and a dock listening on a second connection.
+// against a notification server listening on a second connection; the dock
+// hears the app in the end-to-end test.
 
 #include "FakeNotificationServer.h"
 #include "LogCapture.h"
 #include "platform/portable/FreedesktopNotifications.h"
-#include "platform/portable/LauncherEntryBadge.h"
 
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace zor;
@@ -87,22 +86,6 @@ private slots:
         QTRY_COMPARE(server.notices.size(), 1);
         QCOMPARE(server.notices.first().body, "/c");
         QCOMPARE(log.messages().filter("Notification server unavailable").size(), 1);
-    }
-
-    void theCountReachesDocks() {
-        LauncherEntryListener dock(otherConnection());
-        QSignalSpy updates(&dock, &LauncherEntryListener::Update);
-        LauncherEntryBadge badge(QDBusConnection::sessionBus(),
-                                 QStringLiteral("com.zorlabs.zor.desktop"));
-        badge.setCount(21);
-        badge.setCount(0);
-        QTRY_COMPARE(updates.size(), 2);
-        for (const auto& [update, count] : {std::pair{updates[0], 21}, std::pair{updates[1], 0}}) {
-            QCOMPARE(update[0].toString(), "application://com.zorlabs.zor.desktop");
-            const QVariantMap properties = update[1].toMap();
-            QCOMPARE(properties.value("count"), QVariant(qint64(count)));
-            QCOMPARE(properties.value("count-visible"), QVariant(count > 0));
-        }
     }
 };
 

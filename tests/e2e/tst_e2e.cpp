@@ -23,43 +23,29 @@ const QString kFirstId = QStringLiteral("EC66A787-95E7-41D1-B731-AF10506BF2EF");
 const QString kSecondId = QStringLiteral("C6F87718-6D76-407E-881E-D162AE2EB154");
 const QString kSecondPolicy = QStringLiteral("/Users/alice/policies/strict.yaml");
 
-// A child process whose output is collected as it comes.
+// A child process whose output, both channels, is collected as it comes.
 class Child {
 public:
     Child(const QString& program, const QStringList& arguments,
           const QProcessEnvironment& environment) {
         QObject::connect(&process, &QProcess::readyReadStandardOutput,
                          [this] { out += QString::fromUtf8(process.readAllStandardOutput()); });
-        QObject::connect(&process, &QProcess::readyReadStandardError,
-                         [this] { err += QString::fromUtf8(process.readAllStandardError()); });
+        process.setProcessChannelMode(QProcess::MergedChannels);
         process.setProcessEnvironment(environment);
         process.start(program, arguments);
     }
     ~Child() {
-        process.closeWriteChannel();
-        if (!process.waitForFinished(3000)) {
-            process.kill();
-            process.waitForFinished(3000);
-        }
+        process.kill();
+        process.waitForFinished();
     }
 
-    // Whether a line of the output, or of the error output, holds `text`.
     bool printed(const QString& text, Qt::CaseSensitivity cs = Qt::CaseSensitive) const {
-        return out.contains(text, cs) || err.contains(text, cs);
+        return out.contains(text, cs);
     }
 
     QProcess process;
     QString out;
-    QString err;
 };
-
-// What the agent and the end of what the app printed, line by line, after a failure.
-void showOutput(const Child& agent, const Child& app) {
-    for (const QString& line : (agent.out + agent.err).split(u'\n'))
-        qInfo("agent: %s", qPrintable(line));
-    for (const QString& line : app.err.split(u'\n').mid(-40))
-        qInfo("app: %s", qPrintable(line));
-}
 
 // Waits, processing the children's output, until `condition` holds.
 bool waitFor(const std::function<bool()>& condition, int ms = 20000) {
@@ -74,42 +60,52 @@ bool waitFor(const std::function<bool()>& condition, int ms = 20000) {
 }
 
 // Runs an X tool to its end; its standard output, trimmed.
-QString runTool(const QString& tool, const QStringList& arguments) {
+QString run(const QString& tool, const QStringList& arguments) {
     QProcess process;
     process.start(tool, arguments);
-    if (!process.waitForFinished(15000)) {
+    if (!process.waitForFinished(15000))
         process.kill();
-        process.waitForFinished();
-        return {};
-    }
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
-QString xdotool(const QStringList& arguments) {
-    return runTool(QStringLiteral("xdotool"), arguments);
-}
+// zor-dev-agent on the sample prompts and the app beside it, with a runtime
+// directory of their own for the agent's socket and the app's one-instance
+// lock. What they printed shows when the test fails.
+struct Session {
+    Session() {
+        environment.insert("XDG_RUNTIME_DIR", runtime.path());
+        environment.remove("ZOR_AGENT_SOCKET");
+        environment.insert("QT_QPA_PLATFORM", "xcb");
+        environment.insert("QT_QUICK_BACKEND", "software");
+    }
+    ~Session() {
+        if (!QTest::currentTestFailed())
+            return;
+        for (const QString& line : (agent ? agent->out : QString()).split(u'\n'))
+            qInfo("agent: %s", qPrintable(line));
+        for (const QString& line : (app ? app->out : QString()).split(u'\n').mid(-40))
+            qInfo("app: %s", qPrintable(line));
+    }
 
-QString xprop(const QStringList& arguments) {
-    return runTool(QStringLiteral("xprop"), arguments);
-}
+    // Starts both; the app's window, once it shows.
+    bool start() {
+        agent.emplace(ZOR_DEV_AGENT_PATH, QStringList{"--prompts", ZOR_SAMPLE_PROMPTS},
+                      environment);
+        if (!waitFor([&] { return agent->printed("listening on "); }))
+            return false;
+        app.emplace(ZOR_APP_PATH, QStringList{}, environment);
+        window = run("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
+                                 QString::number(app->process.processId())})
+                     .section(u'\n', 0, 0);
+        return !window.isEmpty();
+    }
 
-// The environment of the app and the agent: a runtime directory of their own
-// for the agent's socket and the app's one-instance lock.
-QProcessEnvironment childEnvironment(const QTemporaryDir& runtime) {
+    QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("XDG_RUNTIME_DIR", runtime.path());
-    environment.remove("ZOR_AGENT_SOCKET");
-    environment.insert("QT_QPA_PLATFORM", "xcb");
-    environment.insert("QT_QUICK_BACKEND", "software");
-    return environment;
-}
-
-// The app's first visible window, once it shows.
-QString appWindow(const Child& app) {
-    return xdotool({"search", "--sync", "--onlyvisible", "--pid",
-                    QString::number(app.process.processId())})
-        .section(u'\n', 0, 0);
-}
+    std::optional<Child> agent;
+    std::optional<Child> app;
+    QString window;
+};
 
 } // namespace
 
@@ -120,7 +116,6 @@ private slots:
     void initTestCase();
     void deleteAndAKeyboardDecisionReachTheAgent();
     void aPromptWhileMinimisedIsNotifiedAndCounted();
-    void cleanupTestCase();
 
 private:
     // Minimises windows and tells which is active, as a desktop's does.
@@ -137,7 +132,7 @@ void EndToEndTest::initTestCase() {
     // openbox now and then fails to open a display that every other client
     // reaches; started again, it takes the screen.
     const auto isManaging = [] {
-        return xprop({"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
+        return run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
     };
     for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
         if (attempt > 0)
@@ -147,43 +142,30 @@ void EndToEndTest::initTestCase() {
         waitFor(
             [&] { return isManaging() || windowManager->process.state() == QProcess::NotRunning; });
     }
-    QVERIFY2(isManaging(), qPrintable(windowManager ? windowManager->err : QString()));
-}
-
-void EndToEndTest::cleanupTestCase() {
-    if (windowManager)
-        windowManager->process.terminate();
-    windowManager.reset();
+    QVERIFY2(isManaging(), qPrintable(windowManager ? windowManager->out : QString()));
 }
 
 void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
-    QTemporaryDir runtime;
-    const QProcessEnvironment environment = childEnvironment(runtime);
-    Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
-    QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
-    Child app(ZOR_APP_PATH, {}, environment);
-    const auto showOnFailure = qScopeGuard([&] {
-        if (QTest::currentTestFailed())
-            showOutput(agent, app);
-    });
+    Session session;
+    QVERIFY(session.start());
+    const Child& agent = *session.agent;
+    const Child& app = *session.app;
     QVERIFY(waitFor([&] { return app.printed("Synced 20 prompts from ZorAgent"); }));
-    const QString window = appWindow(app);
-    QVERIFY2(!window.isEmpty(), "the app's window did not appear");
 
     // The link shows the prompt highlighted in the focused list, as a
     // notification's click would.
     {
-        Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, environment);
+        Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, session.environment);
         QVERIFY(link.process.waitForFinished(10000));
     }
     QVERIFY(waitFor([&] { return app.printed("Navigating to prompt " + kFirstId); }));
-    xdotool({"windowfocus", "--sync", window});
+    run("xdotool", {"windowfocus", "--sync", session.window});
 
-    xdotool({"key", "Delete"});
+    run("xdotool", {"key", "Delete"});
     QVERIFY(waitFor([&] { return agent.printed("dismiss " + kFirstId, Qt::CaseInsensitive); }));
 
     // The highlight moved on to the next prompt; deny it for good.
-    xdotool({"key", "ctrl+shift+d"});
+    run("xdotool", {"key", "ctrl+shift+d"});
     QVERIFY(waitFor([&] {
         return agent.printed(
             QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy),
@@ -199,8 +181,6 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
 void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");
-    QTemporaryDir runtime;
-    const QProcessEnvironment environment = childEnvironment(runtime);
     FakeNotificationServer server(bus, {"actions", "body"});
     QVERIFY(server.isRegistered());
     LauncherEntryListener dock(bus);
@@ -209,25 +189,20 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
         return counts.isEmpty() ? -1 : counts.last().at(1).toMap().value("count").toLongLong();
     };
 
-    Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
-    QVERIFY2(waitFor([&] { return agent.printed("listening on "); }), qPrintable(agent.err));
-    Child app(ZOR_APP_PATH, {}, environment);
-    const auto showOnFailure = qScopeGuard([&] {
-        if (QTest::currentTestFailed())
-            showOutput(agent, app);
-    });
+    Session session;
+    QVERIFY(session.start());
+    const Child& app = *session.app;
     // The sync's news, whichever way it went, and its count.
     QVERIFY(waitFor([&] { return app.printed("new prompts: 20") && lastCount() == 20; }));
 
-    const QString window = appWindow(app);
-    QVERIFY2(!window.isEmpty(), "the app's window did not appear");
-    xdotool({"windowminimize", "--sync", window});
-    QVERIFY(waitFor([&] { return xprop({"-id", window, "WM_STATE"}).contains("Iconic"); }));
-    QVERIFY(xdotool({"getactivewindow"}) != window);
+    const QString window = session.window;
+    run("xdotool", {"windowminimize", "--sync", window});
+    QVERIFY(waitFor([&] { return run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic"); }));
+    QVERIFY(run("xdotool", {"getactivewindow"}) != window);
 
     const qsizetype before = server.notices.size();
     const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
-    agent.process.write(
+    session.agent->process.write(
         QStringLiteral(
             "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
             "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
@@ -239,11 +214,18 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
     const FakeNotificationServer::Notice notice = server.notices.last();
     QCOMPARE(notice.summary, "Write File");
     QCOMPARE(notice.body, "/home/alice/notes.txt");
+    // The dock hears of the app by its desktop entry, and is told to hide a count of none.
+    QCOMPARE(counts.first().at(1).toMap().value("count"), QVariant(qint64(0)));
+    for (const QList<QVariant>& update : std::as_const(counts)) {
+        QCOMPARE(update.at(0).toString(), "application://com.zorlabs.zor.desktop");
+        const QVariantMap properties = update.at(1).toMap();
+        QCOMPARE(properties.value("count-visible"), properties.value("count").toLongLong() > 0);
+    }
 
     // Its click lands on the prompt, in the window brought back.
     server.invoke(notice.id);
     QVERIFY(waitFor([&] { return app.printed("Navigating to prompt " + id); }));
-    QVERIFY(waitFor([&] { return xprop({"-id", window, "WM_STATE"}).contains("Normal"); }));
+    QVERIFY(waitFor([&] { return run("xprop", {"-id", window, "WM_STATE"}).contains("Normal"); }));
     // One prompt, one notice.
     QCOMPARE(server.notices.size(), before + 1);
 }
