@@ -1,10 +1,10 @@
 #include "ChildRun.h"
-#include "DecisionCompletions.h"
 #include "FakeAgentConnection.h"
 #include "LogCapture.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
 #include "app/AppState.h"
+#include "platform/MainThread.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QTest>
@@ -28,6 +28,15 @@ SerializablePromptItem record(const QString& id, const QString& session,
 
 const QString kIdA = QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438");
 const QString kIdB = QStringLiteral("d23f0824-128b-4f33-8c5c-7fd0a6a3a450");
+
+// A decision's completion that records its answer, and where it came.
+NotificationHandler::DecisionCompletion recorder(QStringList& answers) {
+    return [&answers](bool success, std::optional<QString> error) {
+        answers.append(QStringLiteral("%1 %2%3").arg(success ? "true" : "false",
+                                                     error.value_or("(none)"),
+                                                     isMainThread() ? "" : " off the main thread"));
+    };
+}
 
 } // namespace
 
@@ -191,11 +200,11 @@ private slots:
         settle();
         handler->disconnect();
         log->clear();
-        DecisionCompletions completions;
-        handler->handlePrompt(QUuid::createUuid(), "allow", "once", "/p", completions.recorder());
-        handler->dismissPrompt(QUuid::createUuid(), completions.recorder());
-        QCOMPARE(completions.answers, (QStringList{"false Not connected to ZorAgent",
-                                                   "false Not connected to ZorAgent"}));
+        QStringList answers;
+        handler->handlePrompt(QUuid::createUuid(), "allow", "once", "/p", recorder(answers));
+        handler->dismissPrompt(QUuid::createUuid(), recorder(answers));
+        QCOMPARE(answers, (QStringList{"false Not connected to ZorAgent",
+                                       "false Not connected to ZorAgent"}));
         QCOMPARE(log->records().first().level, LogLevel::error);
         clock->advance(2s);
         QCOMPARE(notificationLines(),
@@ -340,17 +349,15 @@ private slots:
     // none, and its line shows its text to everyone.
     void decisionAnswersReachTheMainThread() {
         const auto connection = connectToAgent();
-        DecisionCompletions completions;
-        handler->handlePrompt(QUuid::fromString(kIdA), "deny", "session", "/p",
-                              completions.recorder());
-        handler->dismissPrompt(QUuid::fromString(kIdA), completions.recorder());
+        QStringList answers;
+        handler->handlePrompt(QUuid::fromString(kIdA), "deny", "session", "/p", recorder(answers));
+        handler->dismissPrompt(QUuid::fromString(kIdA), recorder(answers));
         connection->failCall("handlePrompt", "agent went away");
         connection->answer("dismissPrompt", [](const FakeAgentCall& call) {
             call.decisionReply(false, "unknown prompt");
         });
         settle();
-        QCOMPARE(completions.answers, QStringList{"false unknown prompt"});
-        QVERIFY(completions.isAlwaysOnMainThread);
+        QCOMPARE(answers, QStringList{"false unknown prompt"});
         QCOMPARE(redactedLines(), QStringList{"ZorAgent proxy error: agent went away"});
     }
 

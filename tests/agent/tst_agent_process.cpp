@@ -1,11 +1,9 @@
-#include "DecisionCompletions.h"
 #include "LogCapture.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
 #include "platform/local/LocalAgentConnector.h"
 #include "shared/SerializablePromptItem.h"
 
-#include <QDeadlineTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -29,15 +27,19 @@ QByteArray recordJson(const QString& id, const QString& session, Denial denial) 
     return item.toJson();
 }
 
-// zor-dev-agent as a child process, with what it prints collected line by line.
+// zor-dev-agent as a child process on a prompts file of its own, with what it
+// prints collected line by line.
 class DevAgent {
 public:
-    explicit DevAgent(const QString& promptsFile) {
+    explicit DevAgent(const QByteArray& prompts) {
+        QFile file(dir.filePath("prompts.json"));
+        if (file.open(QIODevice::WriteOnly))
+            file.write(prompts);
         QObject::connect(&process, &QProcess::readyReadStandardOutput, [this] {
             while (process.canReadLine())
                 out.append(QString::fromUtf8(process.readLine()).trimmed());
         });
-        process.start(QStringLiteral(ZOR_DEV_AGENT_PATH), {"--prompts", promptsFile});
+        process.start(QStringLiteral(ZOR_DEV_AGENT_PATH), {"--prompts", file.fileName()});
     }
     // Killed, as a crash would end it.
     ~DevAgent() {
@@ -45,17 +47,10 @@ public:
         process.waitForFinished(5000);
     }
 
-    bool waitUntilListening() {
-        const QDeadlineTimer deadline(10000);
-        while (!deadline.hasExpired() && process.state() != QProcess::NotRunning) {
-            if (out.join(u'\n').contains("listening on "))
-                return true;
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        }
-        return false;
-    }
+    bool isListening() const { return !out.filter("listening on ").isEmpty(); }
     void send(const QString& command) { process.write((command + u'\n').toUtf8()); }
 
+    QTemporaryDir dir;
     QStringList out;
     QProcess process;
 };
@@ -66,17 +61,15 @@ class AgentProcessTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void theAppFollowsTheAgentAndReconnectsWhenItComesBack() {
-        QTemporaryDir dir;
-        const QString promptsFile = dir.filePath("prompts.json");
-        QFile file(promptsFile);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[" +
-                   recordJson(kIdA, "s1", FileDenial{"/home/ada/.ssh/id_rsa", "read", "ssh"}) +
-                   "," + recordJson(kIdB, "s2", NetworkDenial{"example.org", 443, {}}) + "]");
-        file.close();
+    void initTestCase() {
         qputenv("ZOR_AGENT_SOCKET", QByteArray("zor-process-test-") +
                                         QByteArray::number(QCoreApplication::applicationPid()));
+    }
+
+    void theAppFollowsTheAgentAndReconnectsWhenItComesBack() {
+        const QByteArray prompts =
+            "[" + recordJson(kIdA, "s1", FileDenial{"/home/ada/.ssh/id_rsa", "read", "ssh"}) + "," +
+            recordJson(kIdB, "s2", NetworkDenial{"example.org", 443, {}}) + "]";
 
         LogCapture log;
         VirtualClock clock;
@@ -92,8 +85,8 @@ private slots:
             return out;
         };
 
-        auto agent = std::make_unique<DevAgent>(promptsFile);
-        QVERIFY(agent->waitUntilListening());
+        auto agent = std::make_unique<DevAgent>(prompts);
+        QTRY_VERIFY_WITH_TIMEOUT(agent->isListening(), 10000);
         handler.connect();
         QTRY_COMPARE(store.prompts().size(), 2);
         QVERIFY(log.contains("Synced 2 prompts from ZorAgent"));
@@ -106,12 +99,12 @@ private slots:
         agent->send("clear s2");
         QTRY_VERIFY(store.prompts().at(1).sessionEnded);
 
-        DecisionCompletions completions;
+        QList<bool> answers;
+        const auto recorder = [&answers](bool success, auto) { answers.append(success); };
         handler.handlePrompt(QUuid::fromString(kIdC), "allow", "session", "/s3/.zor/policy.yml",
-                             completions.recorder());
-        handler.dismissPrompt(QUuid::fromString(kIdB), completions.recorder());
-        QTRY_COMPARE(completions.answers, (QStringList{"true (none)", "true (none)"}));
-        QVERIFY(completions.isAlwaysOnMainThread);
+                             recorder);
+        handler.dismissPrompt(QUuid::fromString(kIdB), recorder);
+        QTRY_COMPARE(answers, (QList<bool>{true, true}));
         QTRY_VERIFY(agent->out.contains(
             QStringLiteral("decision %1 allow session /s3/.zor/policy.yml").arg(kIdC.toUpper())));
         QTRY_VERIFY(agent->out.contains(QStringLiteral("dismiss %1").arg(kIdB.toUpper())));
@@ -127,8 +120,8 @@ private slots:
                          "Will reconnect to ZorAgent in 2.000000s (attempt 1/10)"}));
 
         // It comes back with its file's prompts; the reconnect resyncs them.
-        agent = std::make_unique<DevAgent>(promptsFile);
-        QVERIFY(agent->waitUntilListening());
+        agent = std::make_unique<DevAgent>(prompts);
+        QTRY_VERIFY_WITH_TIMEOUT(agent->isListening(), 10000);
         log.clear();
         clock.advance(1999ms);
         QVERIFY(log.messages().isEmpty());
@@ -143,14 +136,8 @@ private slots:
     // The scripts that start the agent end it by closing its input. A record
     // too large to push is refused on the way.
     void theAgentStopsAtTheEndOfItsInput() {
-        qputenv("ZOR_AGENT_SOCKET", QByteArray("zor-process-eof-") +
-                                        QByteArray::number(QCoreApplication::applicationPid()));
-        QTemporaryDir dir;
-        QFile file(dir.filePath("prompts.json"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("[]") == 2);
-        file.close();
-        DevAgent agent(file.fileName());
-        QVERIFY(agent.waitUntilListening());
+        DevAgent agent("[]");
+        QTRY_VERIFY_WITH_TIMEOUT(agent.isListening(), 10000);
         agent.send("add " +
                    recordJson(kIdA, "s1", FileDenial{QString(13'000'000, u'p'), "read", {}}));
         agent.process.closeWriteChannel();
