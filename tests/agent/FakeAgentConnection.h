@@ -5,50 +5,34 @@
 #include <QList>
 #include <QMutex>
 #include <QStringList>
-#include <QThread>
 #include <memory>
+#include <thread>
 
 namespace zor::testing {
 
-// A thread standing for a connection's private queue. Work posted to it waits
-// until the test drains the queue, so that the order of events is the test's.
+// A private queue of a connection: work posted to it waits until the test
+// drains the queue on a thread of its own, so that the order of events is the test's.
 class FakeQueue {
 public:
-    FakeQueue() {
-        context.moveToThread(&thread);
-        thread.start();
-    }
-    ~FakeQueue() {
-        drain();
-        thread.quit();
-        thread.wait();
-    }
+    ~FakeQueue() { drain(); }
 
     void post(std::function<void()> fn) {
         QMutexLocker lock(&mutex);
         posted.append(std::move(fn));
     }
 
-    // Runs on the queue's thread everything posted, including what that posts.
+    // Runs everything posted, including what that posts.
     void drain() {
-        QMetaObject::invokeMethod(
-            &context,
-            [this] {
-                for (;;) {
-                    QMutexLocker lock(&mutex);
-                    if (posted.isEmpty())
-                        return;
-                    const std::function<void()> next = posted.takeFirst();
-                    lock.unlock();
-                    next();
-                }
-            },
-            Qt::BlockingQueuedConnection);
+        std::thread([this] {
+            for (QMutexLocker lock(&mutex); !posted.isEmpty(); lock.relock()) {
+                const std::function<void()> next = posted.takeFirst();
+                lock.unlock();
+                next();
+            }
+        }).join();
     }
 
 private:
-    QThread thread;
-    QObject context;
     QMutex mutex;
     QList<std::function<void()>> posted;
 };
