@@ -62,11 +62,11 @@ public:
     QList<std::function<void()>> heldAnswers;
 };
 
-// The app's side of one connection with everything it is told recorded.
+// The app's side of one connection, with everything it is told as a line;
+// what comes on the main thread, where nothing should, says so.
 struct Client final : ZorAppCallbackProtocol {
     mutable QMutex mutex;
     QStringList lines;
-    bool hasRunOnMainThread = false;
     std::shared_ptr<LocalAgentConnection> connection;
     std::shared_ptr<ZorAgentProtocol> proxy;
 
@@ -80,17 +80,11 @@ struct Client final : ZorAppCallbackProtocol {
 
     void add(const QString& line) {
         QMutexLocker lock(&mutex);
-        lines.append(line);
-        hasRunOnMainThread = hasRunOnMainThread || isMainThread();
+        lines.append(isMainThread() ? line + " (on the main thread)" : line);
     }
     QStringList all() const {
         QMutexLocker lock(&mutex);
         return lines;
-    }
-    int count(const QString& prefix) const {
-        const QStringList copy = all();
-        return int(std::count_if(copy.begin(), copy.end(),
-                                 [&](const QString& line) { return line.startsWith(prefix); }));
     }
 
     void getPrompts() {
@@ -129,9 +123,6 @@ private slots:
             stream += encodeFrame(message).value();
             expected.append(decodeMessage(QJsonDocument(message).toJson()).value());
         }
-        QCOMPARE(stringField(expected[1], key::type), "reply");
-        QCOMPARE(callIdField(expected[1]), 7);
-        QCOMPARE(dataField(expected[1], key::data), "[{\"a\":\"é\"}]");
         for (qsizetype chunk = 1; chunk <= stream.size(); ++chunk) {
             FrameDecoder decoder;
             QList<Message> decoded;
@@ -207,7 +198,6 @@ private slots:
         QCOMPARE(agent.calls, (QStringList{"getPrompts", "getBuildNumber",
                                            "handlePrompt ID-1 allow session /p/policy.yml",
                                            "dismissPrompt ID-2"}));
-        QVERIFY(!client.hasRunOnMainThread);
     }
 
     void noAgentEndsInInvalidationAndFailsEveryCall() {
@@ -215,15 +205,15 @@ private slots:
         Client client(name);
         client.getPrompts();
         client.connection->resume();
-        QTRY_COMPARE(client.count("invalidated"), 1);
+        QTRY_COMPARE(client.all().count("invalidated"), 1);
         client.getBuildNumber();
         // Both calls fail with the reason the connection ended.
-        QTRY_COMPARE(client.count("error Could not reach the agent at " + name + ": "), 2);
+        QTRY_COMPARE(
+            client.all().filter("error Could not reach the agent at " + name + ": ").size(), 2);
         // Invalidating an ended connection reports nothing more.
         client.connection->invalidate();
         QTest::qWait(20);
         QCOMPARE(client.all().size(), 3);
-        QVERIFY(!client.hasRunOnMainThread);
     }
 
     void pendingCallsFailWhenAConnectionEnds() {
@@ -250,7 +240,7 @@ private slots:
         server->apps().promptRemovedWithPromptId("A");
         ended.getBuildNumber();
         QTRY_COMPARE(kept.all(), (QStringList{"prompts [{\"id\":\"x\"}]", "removed A"}));
-        QTRY_COMPARE(ended.count("error"), 2);
+        QTRY_COMPARE(ended.all().filter("error").size(), 2);
 
         // The agent goes away: the other is interrupted until invalidated.
         kept.getBuildNumber();
@@ -260,9 +250,9 @@ private slots:
             kept.all().mid(2),
             (QStringList{"error The connection to the agent was interrupted.", "interrupted"}));
         kept.getBuildNumber();
-        QTRY_COMPARE(kept.count("error"), 2);
+        QTRY_COMPARE(kept.all().filter("error").size(), 2);
         kept.connection->invalidate();
-        QTRY_COMPARE(kept.count("invalidated"), 1);
+        QTRY_COMPARE(kept.all().count("invalidated"), 1);
         QTest::qWait(20);
         QCOMPARE(kept.all().size(), 6);
         QCOMPARE(ended.all().size(), 3);
@@ -309,7 +299,7 @@ private slots:
         QTRY_COMPARE(client.all(), lines);
         // Still connected: a later call is answered or fails on its own.
         QTest::qWait(20);
-        QCOMPARE(client.count("interrupted"), 0);
+        QVERIFY(!client.all().contains("interrupted"));
     }
 
     // The wire format is fixed by the document the agent is built from.
@@ -354,7 +344,7 @@ private slots:
         client.proxy.reset();
         client.connection->resume();
         client.connection.reset();
-        QTRY_COMPARE(client.count("invalidated"), 1);
+        QTRY_COMPARE(client.all(), QStringList{"invalidated"});
         QTRY_VERIFY(weak.expired());
     }
 };
