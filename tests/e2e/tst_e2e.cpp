@@ -47,18 +47,6 @@ public:
     QString out;
 };
 
-// Waits, processing the children's output, until `condition` holds.
-bool waitFor(const std::function<bool()>& condition, int ms = 20000) {
-    const QDeadlineTimer deadline(ms);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QTest::qSleep(20);
-    }
-    return true;
-}
-
 // Runs an X tool to its end; its standard output, trimmed.
 QString run(const QString& tool, const QStringList& arguments) {
     QProcess process;
@@ -91,7 +79,7 @@ struct Session {
     bool start() {
         agent.emplace(ZOR_DEV_AGENT_PATH, QStringList{"--prompts", ZOR_SAMPLE_PROMPTS},
                       environment);
-        if (!waitFor([&] { return agent->printed("listening on "); }))
+        if (!QTest::qWaitFor([&] { return agent->printed("listening on "); }, 20000))
             return false;
         app.emplace(ZOR_APP_PATH, QStringList{}, environment);
         window = run("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
@@ -139,8 +127,11 @@ void EndToEndTest::initTestCase() {
             QTest::qWait(300);
         windowManager = std::make_unique<Child>("openbox", QStringList{"--sm-disable"},
                                                 QProcessEnvironment::systemEnvironment());
-        waitFor(
-            [&] { return isManaging() || windowManager->process.state() == QProcess::NotRunning; });
+        const auto hasEnded = [&] {
+            return windowManager->process.state() == QProcess::NotRunning;
+        };
+        if (!QTest::qWaitFor([&] { return isManaging() || hasEnded(); }, 20000))
+            break;
     }
     QVERIFY2(isManaging(), qPrintable(windowManager ? windowManager->out : QString()));
 }
@@ -150,7 +141,7 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
     QVERIFY(session.start());
     const Child& agent = *session.agent;
     const Child& app = *session.app;
-    QVERIFY(waitFor([&] { return app.printed("Synced 20 prompts from ZorAgent"); }));
+    QTRY_VERIFY_WITH_TIMEOUT(app.printed("Synced 20 prompts from ZorAgent"), 20000);
 
     // The link shows the prompt highlighted in the focused list, as a
     // notification's click would.
@@ -158,23 +149,22 @@ void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
         Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, session.environment);
         QVERIFY(link.process.waitForFinished(10000));
     }
-    QVERIFY(waitFor([&] { return app.printed("Navigating to prompt " + kFirstId); }));
+    QTRY_VERIFY_WITH_TIMEOUT(app.printed("Navigating to prompt " + kFirstId), 20000);
     run("xdotool", {"windowfocus", "--sync", session.window});
 
     run("xdotool", {"key", "Delete"});
-    QVERIFY(waitFor([&] { return agent.printed("dismiss " + kFirstId, Qt::CaseInsensitive); }));
+    QTRY_VERIFY_WITH_TIMEOUT(agent.printed("dismiss " + kFirstId, Qt::CaseInsensitive), 20000);
 
     // The highlight moved on to the next prompt; deny it for good.
     run("xdotool", {"key", "ctrl+shift+d"});
-    QVERIFY(waitFor([&] {
-        return agent.printed(
-            QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy),
-            Qt::CaseInsensitive);
-    }));
-    QVERIFY(waitFor([&] {
-        return app.printed("Removed prompt: network api.example.org") &&
-               app.printed("Removed prompt: file /Users/alice/Documents/taxes.pdf");
-    }));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        agent.printed(QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy),
+                      Qt::CaseInsensitive),
+        20000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        app.printed("Removed prompt: network api.example.org") &&
+            app.printed("Removed prompt: file /Users/alice/Documents/taxes.pdf"),
+        20000);
     QVERIFY(app.printed("Override handled for file: /Users/alice/Documents/taxes.pdf"));
 }
 
@@ -193,11 +183,11 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
     QVERIFY(session.start());
     const Child& app = *session.app;
     // The sync's news, whichever way it went, and its count.
-    QVERIFY(waitFor([&] { return app.printed("new prompts: 20") && lastCount() == 20; }));
+    QTRY_VERIFY_WITH_TIMEOUT(app.printed("new prompts: 20") && lastCount() == 20, 20000);
 
     const QString window = session.window;
     run("xdotool", {"windowminimize", "--sync", window});
-    QVERIFY(waitFor([&] { return run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic"); }));
+    QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic")), 20000);
     QVERIFY(run("xdotool", {"getactivewindow"}) != window);
 
     const qsizetype before = server.notices.size();
@@ -210,7 +200,7 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
             "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
             .arg(id)
             .toUtf8());
-    QVERIFY(waitFor([&] { return server.notices.size() > before && lastCount() == 21; }));
+    QTRY_VERIFY_WITH_TIMEOUT(server.notices.size() > before && lastCount() == 21, 20000);
     const FakeNotificationServer::Notice notice = server.notices.last();
     QCOMPARE(notice.summary, "Write File");
     QCOMPARE(notice.body, "/home/alice/notes.txt");
@@ -224,8 +214,8 @@ void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
 
     // Its click lands on the prompt, in the window brought back.
     server.invoke(notice.id);
-    QVERIFY(waitFor([&] { return app.printed("Navigating to prompt " + id); }));
-    QVERIFY(waitFor([&] { return run("xprop", {"-id", window, "WM_STATE"}).contains("Normal"); }));
+    QTRY_VERIFY_WITH_TIMEOUT(app.printed("Navigating to prompt " + id), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Normal")), 20000);
     // One prompt, one notice.
     QCOMPARE(server.notices.size(), before + 1);
 }
