@@ -48,127 +48,11 @@ struct FakeAgentCall {
     bool isAnswered = false;
 };
 
-// A connection whose agent the test plays. Handlers and replies run on the
-// queue, like those of a real connection.
-class FakeAgentConnection final : public AgentConnection,
-                                  public std::enable_shared_from_this<FakeAgentConnection> {
-public:
-    FakeAgentConnection(QString serviceName, FakeQueue& queue, bool isAgentAbsent)
-        : serviceName(std::move(serviceName))
-        , queue(queue)
-        , isAgentAbsent(isAgentAbsent) {}
-
-    void setInvalidationHandler(Handler handler) override {
-        QMutexLocker lock(&mutex);
-        invalidationHandler = std::move(handler);
-    }
-    void setInterruptionHandler(Handler handler) override {
-        QMutexLocker lock(&mutex);
-        interruptionHandler = std::move(handler);
-    }
-    void resume() override {
-        if (isAgentAbsent)
-            queue.post([self = shared_from_this()] {
-                self->end(QStringLiteral("Couldn't communicate with a helper application."));
-            });
-    }
-    void invalidate() override {
-        QMutexLocker lock(&mutex);
-        ++invalidations;
-        queue.post([self = shared_from_this()] {
-            self->end(QStringLiteral("The connection was invalidated."));
-        });
-    }
-    std::shared_ptr<ZorAgentProtocol>
-    remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) override;
-
-    // The agent's part, on the queue: answers the oldest unanswered call of `method`.
-    void answer(const QString& method, std::function<void(const FakeAgentCall&)> fn) {
-        queue.post([self = shared_from_this(), method, fn] {
-            std::optional<FakeAgentCall> call;
-            {
-                QMutexLocker lock(&self->mutex);
-                for (FakeAgentCall& each : self->recorded)
-                    if (each.method == method && !std::exchange(each.isAnswered, true)) {
-                        call = each;
-                        break;
-                    }
-            }
-            if (call)
-                fn(*call);
-        });
-    }
-    void replyToPrompts(const QByteArray& data) {
-        answer("getPrompts", [data](const FakeAgentCall& call) { call.promptsReply(data); });
-    }
-    void failCall(const QString& method, const QString& text) {
-        answer(method,
-               [text](const FakeAgentCall& call) { call.errorHandler(PlatformError{text}); });
-    }
-    void interrupt() {
-        queue.post([self = shared_from_this()] {
-            QMutexLocker lock(&self->mutex);
-            const Handler handler = self->interruptionHandler;
-            lock.unlock();
-            if (handler)
-                handler();
-        });
-    }
-
-    void record(FakeAgentCall call) {
-        QMutexLocker lock(&mutex);
-        recorded.append(std::move(call));
-    }
-    QList<FakeAgentCall> calls() const {
-        QMutexLocker lock(&mutex);
-        return recorded;
-    }
-    int invalidateCount() const {
-        QMutexLocker lock(&mutex);
-        return invalidations;
-    }
-    bool hasHandlers() const {
-        QMutexLocker lock(&mutex);
-        return invalidationHandler || interruptionHandler;
-    }
-
-    const QString serviceName;
-
-private:
-    // Fails every unanswered call, then reports the end; only once.
-    void end(const QString& errorText) {
-        QList<FakeAgentCall> unanswered;
-        QMutexLocker lock(&mutex);
-        if (std::exchange(hasEnded, true))
-            return;
-        for (FakeAgentCall& call : recorded)
-            if (!std::exchange(call.isAnswered, true))
-                unanswered.append(call);
-        const Handler handler = std::exchange(invalidationHandler, {});
-        interruptionHandler = {};
-        lock.unlock();
-        for (const FakeAgentCall& call : unanswered)
-            call.errorHandler(PlatformError{errorText});
-        if (handler)
-            handler();
-    }
-
-    FakeQueue& queue;
-    const bool isAgentAbsent;
-    mutable QMutex mutex;
-    Handler invalidationHandler;
-    Handler interruptionHandler;
-    QList<FakeAgentCall> recorded;
-    bool hasEnded = false;
-    int invalidations = 0;
-};
-
+// Hands each call to `record`.
 class FakeProxy final : public ZorAgentProtocol {
 public:
-    FakeProxy(std::shared_ptr<FakeAgentConnection> connection,
-              AgentConnection::ErrorHandler errorHandler)
-        : connection(std::move(connection))
-        , errorHandler(std::move(errorHandler)) {}
+    explicit FakeProxy(std::function<void(FakeAgentCall)> record)
+        : record(std::move(record)) {}
 
     void getPromptsWithReply(std::function<void(const QByteArray&)> reply) override {
         record({.method = "getPrompts", .promptsReply = std::move(reply)});
@@ -190,19 +74,100 @@ public:
     }
 
 private:
-    void record(FakeAgentCall call) {
-        call.errorHandler = errorHandler;
-        connection->record(std::move(call));
-    }
-
-    std::shared_ptr<FakeAgentConnection> connection;
-    AgentConnection::ErrorHandler errorHandler;
+    const std::function<void(FakeAgentCall)> record;
 };
 
-inline std::shared_ptr<ZorAgentProtocol>
-FakeAgentConnection::remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) {
-    return std::make_shared<FakeProxy>(shared_from_this(), std::move(errorHandler));
-}
+// A connection whose agent the test plays. Handlers and replies run on the
+// queue, like those of a real connection. Its state needs no lock: the queue
+// runs while the test waits for it to drain, and a call from a worker of the
+// test's is made before the test answers it.
+class FakeAgentConnection final : public AgentConnection,
+                                  public std::enable_shared_from_this<FakeAgentConnection> {
+public:
+    FakeAgentConnection(QString serviceName, FakeQueue& queue, bool isAgentAbsent)
+        : serviceName(std::move(serviceName))
+        , queue(queue)
+        , isAgentAbsent(isAgentAbsent) {}
+
+    void setInvalidationHandler(Handler handler) override {
+        invalidationHandler = std::move(handler);
+    }
+    void setInterruptionHandler(Handler handler) override {
+        interruptionHandler = std::move(handler);
+    }
+    void resume() override {
+        if (isAgentAbsent)
+            queue.post([self = shared_from_this()] {
+                self->end(QStringLiteral("Couldn't communicate with a helper application."));
+            });
+    }
+    void invalidate() override {
+        ++invalidations;
+        queue.post([self = shared_from_this()] {
+            self->end(QStringLiteral("The connection was invalidated."));
+        });
+    }
+    std::shared_ptr<ZorAgentProtocol>
+    remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) override {
+        return std::make_shared<FakeProxy>([self = shared_from_this(), errorHandler](auto call) {
+            call.errorHandler = errorHandler;
+            self->recorded.append(std::move(call));
+        });
+    }
+
+    // The agent's part, on the queue: answers the oldest unanswered call of `method`.
+    void answer(const QString& method, std::function<void(const FakeAgentCall&)> fn) {
+        queue.post([self = shared_from_this(), method, fn] {
+            for (FakeAgentCall& call : self->recorded)
+                if (call.method == method && !std::exchange(call.isAnswered, true))
+                    return fn(FakeAgentCall(call));
+        });
+    }
+    void replyToPrompts(const QByteArray& data) {
+        answer("getPrompts", [data](const FakeAgentCall& call) { call.promptsReply(data); });
+    }
+    void failCall(const QString& method, const QString& text) {
+        answer(method,
+               [text](const FakeAgentCall& call) { call.errorHandler(PlatformError{text}); });
+    }
+    void interrupt() {
+        queue.post([self = shared_from_this()] {
+            if (const Handler handler = self->interruptionHandler)
+                handler();
+        });
+    }
+
+    QList<FakeAgentCall> calls() const { return recorded; }
+    int invalidateCount() const { return invalidations; }
+    bool hasHandlers() const { return invalidationHandler || interruptionHandler; }
+
+    const QString serviceName;
+
+private:
+    // Fails every unanswered call, then reports the end; only once.
+    void end(const QString& errorText) {
+        if (std::exchange(hasEnded, true))
+            return;
+        QList<FakeAgentCall> unanswered;
+        for (FakeAgentCall& call : recorded)
+            if (!std::exchange(call.isAnswered, true))
+                unanswered.append(call);
+        const Handler handler = std::exchange(invalidationHandler, {});
+        interruptionHandler = {};
+        for (const FakeAgentCall& call : unanswered)
+            call.errorHandler(PlatformError{errorText});
+        if (handler)
+            handler();
+    }
+
+    FakeQueue& queue;
+    const bool isAgentAbsent;
+    Handler invalidationHandler;
+    Handler interruptionHandler;
+    QList<FakeAgentCall> recorded;
+    bool hasEnded = false;
+    int invalidations = 0;
+};
 
 class FakeAgentConnector final : public AgentConnector {
 public:
