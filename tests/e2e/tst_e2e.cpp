@@ -4,9 +4,7 @@
 
 #include "FakeNotificationServer.h"
 
-#include <QDeadlineTimer>
 #include <QProcess>
-#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -96,125 +94,122 @@ struct Session {
 class EndToEndTest : public QObject {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void deleteAndAKeyboardDecisionReachTheAgent();
-    void aPromptWhileMinimisedIsNotifiedAndCounted();
-
-private:
     // Minimises windows and tells which is active, as a desktop's does.
     std::unique_ptr<Child> windowManager;
-};
 
-void EndToEndTest::initTestCase() {
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        QSKIP("needs an X display: ctest runs this under xvfb-run");
-    for (const char* tool : {"xdotool", "xprop", "openbox"})
-        QVERIFY2(
-            !QStandardPaths::findExecutable(tool).isEmpty(),
-            qPrintable(tool + QStringLiteral(" is missing; scripts/install-deps.sh installs it")));
-    // openbox now and then fails to open a display that every other client
-    // reaches; started again, it takes the screen.
-    const auto isManaging = [] {
-        return run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
-    };
-    for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
-        if (attempt > 0)
-            QTest::qWait(300);
-        windowManager = std::make_unique<Child>("openbox", QStringList{"--sm-disable"},
-                                                QProcessEnvironment::systemEnvironment());
-        const auto hasEnded = [&] {
-            return windowManager->process.state() == QProcess::NotRunning;
+private slots:
+    void initTestCase() {
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            QSKIP("needs an X display: ctest runs this under xvfb-run");
+        for (const char* tool : {"xdotool", "xprop", "openbox"})
+            QVERIFY2(!QStandardPaths::findExecutable(tool).isEmpty(),
+                     qPrintable(tool + QStringLiteral(
+                                           " is missing; scripts/install-deps.sh installs it")));
+        // openbox now and then fails to open a display that every other client
+        // reaches; started again, it takes the screen.
+        const auto isManaging = [] {
+            return run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
         };
-        if (!QTest::qWaitFor([&] { return isManaging() || hasEnded(); }, 20000))
-            break;
-    }
-    QVERIFY2(isManaging(), qPrintable(windowManager ? windowManager->out : QString()));
-}
-
-void EndToEndTest::deleteAndAKeyboardDecisionReachTheAgent() {
-    Session session;
-    QVERIFY(session.start());
-    const Child& agent = *session.agent;
-    const Child& app = *session.app;
-    QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
-
-    // The link shows the prompt highlighted in the focused list, as a
-    // notification's click would.
-    {
-        Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, session.environment);
-        QVERIFY(link.process.waitForFinished(10000));
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + kFirstId), 20000);
-    run("xdotool", {"windowfocus", "--sync", session.window});
-
-    run("xdotool", {"key", "Delete"});
-    QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("dismiss " + kFirstId), 20000);
-
-    // The highlight moved on to the next prompt; deny it for good.
-    run("xdotool", {"key", "ctrl+shift+d"});
-    QTRY_VERIFY_WITH_TIMEOUT(
-        agent.out.contains(
-            QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy)),
-        20000);
-    QTRY_VERIFY_WITH_TIMEOUT(
-        app.out.contains("Removed prompt: network api.example.org") &&
-            app.out.contains("Removed prompt: file /Users/alice/Documents/taxes.pdf"),
-        20000);
-    QVERIFY(app.out.contains("Override handled for file: /Users/alice/Documents/taxes.pdf"));
-}
-
-void EndToEndTest::aPromptWhileMinimisedIsNotifiedAndCounted() {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");
-    FakeNotificationServer server(bus, {"actions", "body"});
-    QVERIFY(server.isRegistered());
-    LauncherEntryListener dock(bus);
-    QSignalSpy counts(&dock, &LauncherEntryListener::Update);
-    const auto lastCount = [&counts] {
-        return counts.isEmpty() ? -1 : counts.last().at(1).toMap().value("count").toLongLong();
-    };
-
-    Session session;
-    QVERIFY(session.start());
-    const Child& app = *session.app;
-    // The sync's news, whichever way it went, and its count.
-    QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20") && lastCount() == 20, 20000);
-
-    const QString window = session.window;
-    run("xdotool", {"windowminimize", "--sync", window});
-    QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic")), 20000);
-    QVERIFY(run("xdotool", {"getactivewindow"}) != window);
-
-    const qsizetype before = server.notices.size();
-    const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
-    session.agent->process.write(
-        QStringLiteral(
-            "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
-            "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
-            "\"/home/alice/notes.txt\", \"operation\": \"write\", \"processName\": \"vim\"}, "
-            "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
-            .arg(id)
-            .toUtf8());
-    QTRY_VERIFY_WITH_TIMEOUT(server.notices.size() > before && lastCount() == 21, 20000);
-    const FakeNotificationServer::Notice notice = server.notices.last();
-    QCOMPARE(notice.summary, "Write File");
-    QCOMPARE(notice.body, "/home/alice/notes.txt");
-    // The dock hears of the app by its desktop entry, and is told to hide a count of none.
-    QCOMPARE(counts.first().at(1).toMap().value("count"), QVariant(qint64(0)));
-    for (const QList<QVariant>& update : std::as_const(counts)) {
-        QCOMPARE(update.at(0).toString(), "application://com.zorlabs.zor.desktop");
-        const QVariantMap properties = update.at(1).toMap();
-        QCOMPARE(properties.value("count-visible"), properties.value("count").toLongLong() > 0);
+        for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
+            if (attempt > 0)
+                QTest::qWait(300);
+            windowManager = std::make_unique<Child>("openbox", QStringList{"--sm-disable"},
+                                                    QProcessEnvironment::systemEnvironment());
+            const auto hasEnded = [&] {
+                return windowManager->process.state() == QProcess::NotRunning;
+            };
+            if (!QTest::qWaitFor([&] { return isManaging() || hasEnded(); }, 20000))
+                break;
+        }
+        QVERIFY2(isManaging(), qPrintable(windowManager ? windowManager->out : QString()));
     }
 
-    // Its click lands on the prompt, in the window brought back.
-    server.invoke(notice.id);
-    QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + id), 20000);
-    QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Normal")), 20000);
-    // One prompt, one notice.
-    QCOMPARE(server.notices.size(), before + 1);
-}
+    void deleteAndAKeyboardDecisionReachTheAgent() {
+        Session session;
+        QVERIFY(session.start());
+        const Child& agent = *session.agent;
+        const Child& app = *session.app;
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
+
+        // The link shows the prompt highlighted in the focused list, as a
+        // notification's click would.
+        {
+            Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, session.environment);
+            QVERIFY(link.process.waitForFinished(10000));
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + kFirstId), 20000);
+        run("xdotool", {"windowfocus", "--sync", session.window});
+
+        run("xdotool", {"key", "Delete"});
+        QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("dismiss " + kFirstId), 20000);
+
+        // The highlight moved on to the next prompt; deny it for good.
+        run("xdotool", {"key", "ctrl+shift+d"});
+        QTRY_VERIFY_WITH_TIMEOUT(
+            agent.out.contains(
+                QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy)),
+            20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            app.out.contains("Removed prompt: network api.example.org") &&
+                app.out.contains("Removed prompt: file /Users/alice/Documents/taxes.pdf"),
+            20000);
+        QVERIFY(app.out.contains("Override handled for file: /Users/alice/Documents/taxes.pdf"));
+    }
+
+    void aPromptWhileMinimisedIsNotifiedAndCounted() {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");
+        FakeNotificationServer server(bus, {"actions", "body"});
+        QVERIFY(server.isRegistered());
+        LauncherEntryListener dock(bus);
+        QSignalSpy counts(&dock, &LauncherEntryListener::Update);
+        const auto lastCount = [&counts] {
+            return counts.isEmpty() ? -1 : counts.last().at(1).toMap().value("count").toLongLong();
+        };
+
+        Session session;
+        QVERIFY(session.start());
+        const Child& app = *session.app;
+        // The sync's news, whichever way it went, and its count.
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20") && lastCount() == 20, 20000);
+
+        const QString window = session.window;
+        run("xdotool", {"windowminimize", "--sync", window});
+        QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic")),
+                                 20000);
+        QVERIFY(run("xdotool", {"getactivewindow"}) != window);
+
+        const qsizetype before = server.notices.size();
+        const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
+        session.agent->process.write(
+            QStringLiteral(
+                "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
+                "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
+                "\"/home/alice/notes.txt\", \"operation\": \"write\", \"processName\": \"vim\"}, "
+                "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
+                .arg(id)
+                .toUtf8());
+        QTRY_VERIFY_WITH_TIMEOUT(server.notices.size() > before && lastCount() == 21, 20000);
+        const FakeNotificationServer::Notice notice = server.notices.last();
+        QCOMPARE(notice.summary, "Write File");
+        QCOMPARE(notice.body, "/home/alice/notes.txt");
+        // The dock hears of the app by its desktop entry, and is told to hide a count of none.
+        QCOMPARE(counts.first().at(1).toMap().value("count"), QVariant(qint64(0)));
+        for (const QList<QVariant>& update : std::as_const(counts)) {
+            QCOMPARE(update.at(0).toString(), "application://com.zorlabs.zor.desktop");
+            const QVariantMap properties = update.at(1).toMap();
+            QCOMPARE(properties.value("count-visible"), properties.value("count").toLongLong() > 0);
+        }
+
+        // Its click lands on the prompt, in the window brought back.
+        server.invoke(notice.id);
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + id), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Normal")),
+                                 20000);
+        // One prompt, one notice.
+        QCOMPARE(server.notices.size(), before + 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(EndToEndTest)
 #include "tst_e2e.moc"
