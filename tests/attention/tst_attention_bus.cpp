@@ -46,7 +46,7 @@ private slots:
         QFETCH(QStringList, capabilities);
         QFETCH(QString, body);
         FakeNotificationServer server(otherConnection(), capabilities);
-        QVERIFY(server.isRegistered());
+        QVERIFY(server.isRegistered);
         FreedesktopNotifications notifications(QDBusConnection::sessionBus());
         QStringList clicked;
         notifications.setClickHandler([&clicked](const QString& link) { clicked.append(link); });

@@ -160,7 +160,7 @@ private slots:
         QDBusConnection bus = QDBusConnection::sessionBus();
         QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");
         FakeNotificationServer server(bus, {"actions", "body"});
-        QVERIFY(server.isRegistered());
+        QVERIFY(server.isRegistered);
         LauncherEntryListener dock(bus);
         QSignalSpy counts(&dock, &LauncherEntryListener::Update);
         const auto lastCount = [&counts] {

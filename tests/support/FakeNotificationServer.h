@@ -30,7 +30,6 @@ public:
     FakeNotificationServer(QDBusConnection bus, QStringList capabilities);
     ~FakeNotificationServer() override;
 
-    bool isRegistered() const { return registered; }
     // Emits the action as the server does when the user picks it.
     void invoke(uint id, const QString& actionKey = QStringLiteral("default"));
 
@@ -38,17 +37,25 @@ public:
     int capabilityQueries = 0;
     // Answers the capability query with an error.
     bool isFailing = false;
+    bool isRegistered = false;
 
 public slots:
-    QStringList GetCapabilities();
-    uint Notify(const QString& appName, uint replacesId, const QString& appIcon,
+    QStringList GetCapabilities() {
+        ++capabilityQueries;
+        if (isFailing)
+            sendErrorReply(QDBusError::Failed, QStringLiteral("failing on purpose"));
+        return capabilities;
+    }
+    uint Notify(const QString& appName, uint /*replacesId*/, const QString& /*appIcon*/,
                 const QString& summary, const QString& body, const QStringList& actions,
-                const QVariantMap& hints, int expireTimeout);
+                const QVariantMap& hints, int /*expireTimeout*/) {
+        notices.append({uint(notices.size()) + 1, appName, summary, body, actions, hints});
+        return notices.last().id;
+    }
 
 private:
     QDBusConnection bus;
     QStringList capabilities;
-    bool registered = false;
 };
 
 // The launcher-entry signals on the bus, whoever sends them.
