@@ -247,8 +247,6 @@ private slots:
         QCOMPARE(target.prompts().size(), 1);
         feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdB)); });
         feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
-        QVERIFY(feed.isSyncing());
-        QCOMPARE(target.prompts().size(), 1);
         QTRY_VERIFY(!feed.isSyncing());
 
         QCOMPARE(log->messages(),
@@ -334,7 +332,6 @@ private slots:
         settle();
 
         QVERIFY(log->messages(LogCategory::promptStore).isEmpty());
-        QVERIFY(!log->contains("Synced 1 prompts from ZorAgent"));
         if (heldStore) {
             QCOMPARE(heldStore->prompts().size(), 1);
             QVERIFY(!heldStore->prompts().at(0).sessionEnded);
