@@ -173,11 +173,10 @@ private slots:
         // The sync's news, whichever way it went, and its count.
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20") && lastCount() == 20, 20000);
 
-        const QString window = session.window;
-        run("xdotool", {"windowminimize", "--sync", window});
-        QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Iconic")),
-                                 20000);
-        QVERIFY(run("xdotool", {"getactivewindow"}) != window);
+        const auto windowState = [&] { return run("xprop", {"-id", session.window, "WM_STATE"}); };
+        run("xdotool", {"windowminimize", "--sync", session.window});
+        QTRY_VERIFY_WITH_TIMEOUT(windowState().contains("Iconic"), 20000);
+        QVERIFY(run("xdotool", {"getactivewindow"}) != session.window);
 
         const qsizetype before = server.notices.size();
         const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
@@ -204,8 +203,7 @@ private slots:
         // Its click lands on the prompt, in the window brought back.
         server.invoke(notice.id);
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + id), 20000);
-        QTRY_VERIFY_WITH_TIMEOUT((run("xprop", {"-id", window, "WM_STATE"}).contains("Normal")),
-                                 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(windowState().contains("Normal"), 20000);
         // One prompt, one notice.
         QCOMPARE(server.notices.size(), before + 1);
     }
