@@ -100,13 +100,10 @@ private slots:
         handler->setAppState(appState.get());
     }
 
+    // The next init replaces the rest; a log capture must end before the next begins.
     void cleanup() {
         handler.reset();
         settle();
-        appState.reset();
-        connector.reset();
-        queue.reset();
-        clock.reset();
         log.reset();
     }
 
