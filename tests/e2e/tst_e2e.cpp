@@ -61,12 +61,9 @@ struct Session {
         environment.insert("QT_QUICK_BACKEND", "software");
     }
     ~Session() {
-        if (!QTest::currentTestFailed())
-            return;
-        for (const QString& line : (agent ? agent->out : QString()).split(u'\n'))
-            qInfo("agent: %s", qPrintable(line));
-        for (const QString& line : (app ? app->out : QString()).split(u'\n').mid(-40))
-            qInfo("app: %s", qPrintable(line));
+        if (QTest::currentTestFailed())
+            qInfo("agent:\n%s\nthe app's last lines:\n%s", qPrintable(agent ? agent->out : ""),
+                  qPrintable(app ? app->out.right(4000) : ""));
     }
 
     // Starts both; the app's window, once it shows.
