@@ -25,7 +25,10 @@ struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
 
     void setCount(qint64 count) override { counts.append(count); }
     void setClickHandler(ClickHandler handler) override { clickHandler = std::move(handler); }
-    void post(const UserNotice& notice) override { posted.append(notice); }
+    void post(const UserNotice& notice) override {
+        posted.append(notice);
+        texts.append(notice.title + QStringLiteral(" | ") + notice.body);
+    }
     void announce(const QString& text) override { spoken.append(text); }
     bool isInFront() const override { return inFront; }
 
@@ -34,18 +37,12 @@ struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
                         FileDenial{path, QStringLiteral("write"), QStringLiteral("vim")}, false);
         return id;
     }
-    // "title | body" of each notice.
-    QStringList texts() const {
-        QStringList out;
-        for (const UserNotice& notice : posted)
-            out.append(notice.title + QStringLiteral(" | ") + notice.body);
-        return out;
-    }
 
     VirtualClock clock;
     PromptStore store;
     QList<qint64> counts;
     QList<UserNotice> posted;
+    QStringList texts; // "title | body" of each notice
     ClickHandler clickHandler;
     QStringList spoken;
     bool inFront = false;
@@ -88,7 +85,7 @@ private slots:
         rig.clock.advance(PromptAttention::kGatherWindow - 50ms * prompts - 1ms);
         QVERIFY(rig.posted.isEmpty() && rig.spoken.isEmpty());
         rig.clock.advance(1ms);
-        QTEST(rig.texts(), "notices");
+        QTEST(rig.texts, "notices");
         QTEST(rig.spoken, "spoken");
         if (!rig.posted.isEmpty())
             QCOMPARE(rig.posted.first().link, promptUrl(newest));
@@ -101,7 +98,7 @@ private slots:
         const QUuid a = rig.add("/a");
         const QUuid b = rig.add("/b");
         rig.clock.advance(5s);
-        QCOMPARE(rig.texts(), QStringList{"2 new prompts | Write File: /b"});
+        QCOMPARE(rig.texts, QStringList{"2 new prompts | Write File: /b"});
 
         // A resync adds what the app holds, and what it had removed, again.
         rig.store.removePrompt(a);
@@ -112,7 +109,7 @@ private slots:
         rig.add("/c");
         rig.store.removePrompt(rig.add("/d"));
         rig.clock.advance(5s);
-        QCOMPARE(rig.texts(), (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
+        QCOMPARE(rig.texts, (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
     }
 
     void aTrickleCannotPutTheNoticeOff() {
@@ -123,9 +120,9 @@ private slots:
         }
         rig.clock.advance(5s);
         // Windows from 0, 1200 and 2400 ms.
-        QCOMPARE(rig.texts(), (QStringList{"4 new prompts | Write File: /t/3",
-                                           "4 new prompts | Write File: /t/7",
-                                           "3 new prompts | Write File: /t/10"}));
+        QCOMPARE(rig.texts, (QStringList{"4 new prompts | Write File: /t/3",
+                                         "4 new prompts | Write File: /t/7",
+                                         "3 new prompts | Write File: /t/10"}));
     }
 
     void hostileTextsBecomeOneShortLine_data() {
