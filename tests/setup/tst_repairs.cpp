@@ -15,39 +15,30 @@ class RepairTest : public QObject {
     Q_OBJECT
 
 private slots:
-    // Outdated, the daemon's and the agent's buttons restart all services;
-    // without Full Disk Access, the daemon's opens the settings.
-    void buttonsThatDoNotRegister_data() {
-        QTest::addColumn<bool>("isDaemon");
-        QTest::addColumn<qint32>("esResult");
-        QTest::addColumn<bool>("isOutdated");
+    // Outdated, the daemon's button restarts all services; without Full Disk
+    // Access, it opens the settings.
+    void daemonButtonsThatDoNotRegister_data() {
+        QTest::addColumn<DaemonStatusRecord>("answer");
         QTest::addColumn<QStringList>("operations");
         QTest::addColumn<QList<QUrl>>("opened");
-
-        const QStringList both{"daemon.unregisterAsync", "agent.unregisterAsync"};
-        QTest::newRow("daemon without disk access")
-            << true << 4 << false << QStringList()
+        QTest::newRow("without disk access")
+            << DaemonStatusRecord{4, "1.0", zorBuildNumber()} << QStringList()
             << QList{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))};
-        QTest::newRow("daemon outdated") << true << 0 << true << both << QList<QUrl>();
-        QTest::newRow("agent outdated") << false << 0 << true << both << QList<QUrl>();
+        QTest::newRow("outdated") << DaemonStatusRecord{0, "1.0", "1"}
+                                  << QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}
+                                  << QList<QUrl>();
     }
 
-    void buttonsThatDoNotRegister() {
-        QFETCH(bool, isDaemon);
-        QFETCH(qint32, esResult);
-        QFETCH(bool, isOutdated);
+    void daemonButtonsThatDoNotRegister() {
         SetupScene scene;
-        scene.daemonConnection.status->esClientResult = esResult;
-        if (isOutdated && isDaemon)
-            scene.daemonConnection.status->buildNumber = "1";
-        if (isOutdated && !isDaemon)
-            scene.setAgentBuildNumber(QStringLiteral("1"));
+        QFETCH(DaemonStatusRecord, answer);
+        scene.daemonConnection.status = answer;
         QVERIFY(scene.appearAndSettle());
 
-        isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
+        scene.repairs->fixDaemon();
         QTEST(scene.services.operations(), "operations");
         QTEST(scene.workspace.opened, "opened");
-        QCOMPARE(scene.repairs->isRestarting(), isOutdated);
+        QCOMPARE(scene.repairs->isRestarting(), scene.workspace.opened.isEmpty());
     }
 
     void registrationTimes_data() {
