@@ -18,9 +18,7 @@ SetupScene::SetupScene() {
     linkPaths.linkTarget = directory.filePath(QStringLiteral("Zor.app/Contents/MacOS/zor-cli"));
     QDir().mkpath(linkPaths.linkDirectory);
     QDir().mkpath(QFileInfo(linkPaths.linkTarget).path());
-    QFile tool(linkPaths.linkTarget);
-    if (tool.open(QIODevice::WriteOnly))
-        tool.close();
+    QFile(linkPaths.linkTarget).open(QIODevice::WriteOnly); // the tool the link should lead to
     makeAllHealthy();
 
     monitor = std::make_unique<ServiceMonitor>(
@@ -163,16 +161,6 @@ QImage SetupScene::grab() {
 QQuickItem* SetupScene::item(const QString& objectName) const {
     QQuickItem* root = view->rootObject();
     return root->objectName() == objectName ? root : root->findChild<QQuickItem*>(objectName);
-}
-
-QString SetupScene::text(const QString& objectName) const {
-    const QQuickItem* found = item(objectName);
-    return found ? found->property("text").toString() : QString();
-}
-
-bool SetupScene::isShown(const QString& objectName) const {
-    const QQuickItem* found = item(objectName);
-    return found && found->isVisible();
 }
 
 QQuickItem* SetupScene::inBox(const QString& box, const QString& objectName) const {

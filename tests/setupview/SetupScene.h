@@ -47,8 +47,6 @@ public:
     QImage grab();
 
     QQuickItem* item(const QString& objectName) const;
-    QString text(const QString& objectName) const;
-    bool isShown(const QString& objectName) const;
     QQuickItem* inBox(const QString& box, const QString& objectName) const;
     void click(QQuickItem* item) const;
 

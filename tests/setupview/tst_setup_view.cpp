@@ -92,7 +92,7 @@ private slots:
             QCOMPARE(scene.inBox(boxes[i], "instruction")->isVisible(), !isHealthy);
             QCOMPARE(markOf(scene, boxes[i]), isHealthy ? "\u2713" : "!");
         }
-        QCOMPARE(scene.isShown("outdatedBanner"), isAgentOutdated);
+        QCOMPARE(scene.item("outdatedBanner")->isVisible(), isAgentOutdated);
     }
 
     // On a screen where three steps need a repair, every button logs its click first.
@@ -137,54 +137,50 @@ private slots:
     }
 
     void flowShowsProgressThenAnyErrorInRedBelowTheButtons_data() {
-        QTest::addColumn<QString>("flow"); // names its button and its error label
-        QTest::addColumn<QString>("busyLabel");
-        QTest::addColumn<QString>("idleLabel");
+        QTest::addColumn<QString>("flow");       // names its button and its error label
+        QTest::addColumn<QStringList>("labels"); // the button's, busy then idle
         QTest::addColumn<Millis>("duration");
-        QTest::newRow("restart") << "restart"
-                                 << "Restarting..."
-                                 << "Restart Services" << Millis(3s);
-        QTest::newRow("stop") << "stop"
-                              << "Stopping..."
-                              << "Stop All Services" << Millis(1s);
+        QTest::newRow("restart") << "restart" << QStringList{"Restarting...", "Restart Services"}
+                                 << Millis(3s);
+        QTest::newRow("stop") << "stop" << QStringList{"Stopping...", "Stop All Services"}
+                              << Millis(1s);
     }
 
     void flowShowsProgressThenAnyErrorInRedBelowTheButtons() {
         QFETCH(QString, flow);
+        QFETCH(QStringList, labels);
         QFETCH(Millis, duration);
-        const QString button = flow + "Button";
-        const QString errorLabel = flow + "Error";
         SetupScene scene;
         scene.extensions.onSubmit = [](auto delegate) {
             delegate.lock()->requestDidFinish(RequestResult::completed);
         };
         QVERIFY(scene.show(640));
         QVERIFY(scene.settle());
+        QQuickItem* button = scene.item(flow + "Button");
+        QQuickItem* error = scene.item(flow + "Error");
 
-        scene.click(scene.item(button));
-        QVERIFY(scene.item(button)->isEnabled());
+        scene.click(button);
+        QVERIFY(button->isEnabled());
         scene.clock.advance(duration - 1ms);
-        QTEST(scene.text(button), "busyLabel");
+        QCOMPARE(button->property("text").toString(), labels[0]);
         scene.clock.advance(1ms);
-        QTEST(scene.text(button), "idleLabel");
+        QCOMPARE(button->property("text").toString(), labels[1]);
         QVERIFY(scene.settle());
 
         // Both flows begin by taking the daemon out.
         scene.services.daemonUnregisterResult = PlatformError{"The daemon refused to stop"};
-        scene.click(scene.item(button));
-        QCOMPARE(scene.text(errorLabel), "The daemon refused to stop");
-        QVERIFY(!scene.isShown(errorLabel == "stopError" ? "restartError" : "stopError"));
-        QCOMPARE(scene.item(errorLabel)->property("color").value<QColor>(), QColor("#e5352b"));
+        scene.click(button);
+        QCOMPARE(error->property("text").toString(), "The daemon refused to stop");
+        QVERIFY(!scene.item(flow == "stop" ? "restartError" : "stopError")->isVisible());
+        QCOMPARE(error->property("color").value<QColor>(), QColor("#e5352b"));
         scene.grab(); // lays the label out
-        const QQuickItem* below = scene.item(button);
-        QVERIFY(scene.item(errorLabel)->mapToScene({0, 0}).y() >=
-                below->mapToScene({0, below->height()}).y());
+        QVERIFY(error->mapToScene({0, 0}).y() >= button->mapToScene({0, button->height()}).y());
 
         // Starting the flow again clears its error.
         QVERIFY(scene.settle());
         scene.services.daemonUnregisterResult.reset();
-        scene.click(scene.item(button));
-        QVERIFY(!scene.isShown(errorLabel));
+        scene.click(button);
+        QVERIFY(!error->isVisible());
     }
 };
 
