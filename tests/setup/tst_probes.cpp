@@ -74,6 +74,7 @@ private slots:
         using S = ServiceStatus;
         const QString prefix = "unexpected ES client result: ";
         const auto code = [](qint32 value) { return std::optional(value); };
+        const std::optional<qint32> none;
         QTest::newRow("1") << code(1) << S::enabled << D::esInvalidArgument
                            << prefix + "ES_NEW_CLIENT_RESULT_ERR_INVALID_ARGUMENT";
         QTest::newRow("4") << code(4) << S::enabled << D::needAuthForFullDiskAccess
@@ -81,10 +82,8 @@ private slots:
                               "(ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)";
         QTest::newRow("-1") << code(-1) << S::enabled << D::cannotConnect << prefix + "-1";
         QTest::newRow("no answer, awaiting approval")
-            << std::optional<qint32>() << S::requiresApproval << D::needAuthForDaemonService
-            << QString();
-        QTest::newRow("no answer, enabled")
-            << std::optional<qint32>() << S::enabled << D::cannotConnect << QString();
+            << none << S::requiresApproval << D::needAuthForDaemonService << QString();
+        QTest::newRow("no answer, enabled") << none << S::enabled << D::cannotConnect << QString();
     }
 
     void daemonProbe() {

@@ -159,13 +159,11 @@ QImage SetupScene::grab() {
 }
 
 QQuickItem* SetupScene::item(const QString& objectName) const {
-    QQuickItem* root = view->rootObject();
-    return root->objectName() == objectName ? root : root->findChild<QQuickItem*>(objectName);
+    return view->rootObject()->findChild<QQuickItem*>(objectName);
 }
 
 QQuickItem* SetupScene::inBox(const QString& box, const QString& objectName) const {
-    const QQuickItem* found = item(box);
-    return found ? found->findChild<QQuickItem*>(objectName) : nullptr;
+    return item(box)->findChild<QQuickItem*>(objectName);
 }
 
 void SetupScene::click(QQuickItem* target) const {
