@@ -45,15 +45,13 @@ struct OwnedCoroutine {
     std::unique_ptr<void, Destroy> frame;
 };
 
-struct Received {
-    QList<int> values;
-    bool wasOnMainThread = false;
-};
+// Keeps each value reported, with whether it arrived on the main thread.
+using Received = QList<std::pair<int, bool>>;
 
 OwnedCoroutine awaitInto(QObject* context, std::function<void(std::function<void(int)>)> start,
                          Received& received) {
-    received.values.append(co_await awaitCompletion<int>(context, std::move(start)));
-    received.wasOnMainThread = isMainThread();
+    const int value = co_await awaitCompletion<int>(context, std::move(start));
+    received.append({value, isMainThread()});
 }
 
 } // namespace
@@ -145,8 +143,7 @@ private slots:
             },
             received);
         reporter.join();
-        QTRY_COMPARE(received.values, QList<int>{1});
-        QVERIFY(received.wasOnMainThread);
+        QTRY_COMPARE(received, (Received{{1, true}}));
 
         std::function<void(int)> report;
         const OwnedCoroutine orphan = awaitInto(
@@ -154,7 +151,7 @@ private slots:
         context.reset();
         report(3);
         QCoreApplication::sendPostedEvents();
-        QCOMPARE(received.values, QList<int>{1});
+        QCOMPARE(received.size(), 1);
     }
 
     void enableFilter_data() {
@@ -194,9 +191,7 @@ private slots:
         LogCapture log;
         QObject context;
 
-        bool isDone = false;
-        enableFilterConfiguration(&context, filter).then([&] { isDone = true; });
-        QTRY_VERIFY(isDone);
+        QCoro::waitFor(enableFilterConfiguration(&context, filter));
         QTEST(filter.savedEnabledStates, "saved");
         QTEST(log.messages().last(), "lastLine");
         // An existing configuration is kept as it is; a new one filters sockets only.

@@ -30,12 +30,13 @@ QString shown(const SetupScene& scene, const QString& box) {
 }
 
 // A point of `text` that lies on a link, searched line by line.
-std::optional<QPointF> linkPoint(QQuickItem* text, QString* link) {
+std::optional<QPointF> linkPoint(QQuickItem* text) {
+    QString link;
     for (qreal y = 1; y < text->height(); y += 2) {
         for (qreal x = 1; x < text->width(); x += 2) {
-            QMetaObject::invokeMethod(text, "linkAt", Q_RETURN_ARG(QString, *link), Q_ARG(qreal, x),
+            QMetaObject::invokeMethod(text, "linkAt", Q_RETURN_ARG(QString, link), Q_ARG(qreal, x),
                                       Q_ARG(qreal, y));
-            if (!link->isEmpty())
+            if (!link.isEmpty())
                 return QPointF(x, y);
         }
     }
@@ -119,8 +120,7 @@ private slots:
         scene.grab(); // lays the new texts out
 
         QQuickItem* instruction = scene.inBox("daemonStepBox", "instruction");
-        QString link;
-        const std::optional<QPointF> point = linkPoint(instruction, &link);
+        const std::optional<QPointF> point = linkPoint(instruction);
         QVERIFY(point);
         QTest::mouseClick(scene.view.get(), Qt::LeftButton, {},
                           instruction->mapToScene(*point).toPoint());
