@@ -81,7 +81,6 @@ private slots:
         QTest::newRow("-1") << code(-1) << S::enabled << D::cannotConnect << prefix + "-1";
         QTest::newRow("no answer, awaiting approval")
             << none << S::requiresApproval << D::needAuthForDaemonService << QString();
-        QTest::newRow("no answer, enabled") << none << S::enabled << D::cannotConnect << QString();
     }
 
     void daemonProbe() {
