@@ -63,24 +63,21 @@ private slots:
     void cleanup() { QThreadPool::globalInstance()->waitForDone(); }
 
     void daemonProbe_data() {
-        QTest::addColumn<std::optional<qint32>>("code"); // none: the daemon does not answer
-        QTest::addColumn<ServiceStatus>("registration");
+        QTest::addColumn<std::optional<qint32>>("code"); // none: no answer, approval awaited
         QTest::addColumn<DaemonStatus>("status");
         QTest::addColumn<QString>("line"); // empty: nothing logged
 
         using D = DaemonStatus;
-        using S = ServiceStatus;
         const QString prefix = "unexpected ES client result: ";
         const auto code = [](qint32 value) { return std::optional(value); };
         const std::optional<qint32> none;
-        QTest::newRow("1") << code(1) << S::enabled << D::esInvalidArgument
+        QTest::newRow("1") << code(1) << D::esInvalidArgument
                            << prefix + "ES_NEW_CLIENT_RESULT_ERR_INVALID_ARGUMENT";
-        QTest::newRow("4") << code(4) << S::enabled << D::needAuthForFullDiskAccess
+        QTest::newRow("4") << code(4) << D::needAuthForFullDiskAccess
                            << "Zor does not yet have full disk access "
                               "(ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)";
-        QTest::newRow("-1") << code(-1) << S::enabled << D::cannotConnect << prefix + "-1";
-        QTest::newRow("no answer, awaiting approval")
-            << none << S::requiresApproval << D::needAuthForDaemonService << QString();
+        QTest::newRow("-1") << code(-1) << D::cannotConnect << prefix + "-1";
+        QTest::newRow("no answer") << none << D::needAuthForDaemonService << QString();
     }
 
     void daemonProbe() {
@@ -90,8 +87,7 @@ private slots:
         if (code)
             connection.status = DaemonStatusRecord{*code, QStringLiteral("1.0"), zorBuildNumber()};
         FakeServiceManagement services;
-        QFETCH(ServiceStatus, registration);
-        services.daemonStatus = registration;
+        services.daemonStatus = ServiceStatus::requiresApproval;
         LogCapture log;
 
         QTEST(checkDaemon(connection, services), "status");

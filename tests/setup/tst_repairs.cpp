@@ -23,7 +23,7 @@ private slots:
         QTest::addColumn<QList<QUrl>>("opened");
         QTest::newRow("without disk access")
             << DaemonStatusRecord{4, "1.0", zorBuildNumber()} << QStringList()
-            << QList{QUrl(QString::fromLatin1(kFullDiskAccessSettingsLink))};
+            << QList{QUrl(kFullDiskAccessSettingsLink)};
         QTest::newRow("outdated") << DaemonStatusRecord{0, "1.0", "1"}
                                   << QStringList{"daemon.unregisterAsync", "agent.unregisterAsync"}
                                   << QList<QUrl>();
@@ -67,9 +67,8 @@ private slots:
         SetupScene scene; // healthy, so no poll gets in the way
         (isDaemon ? scene.services.daemonStatus : scene.services.agentStatus) = registration;
         QVERIFY(scene.appearAndSettle());
-        auto& results =
-            isDaemon ? scene.services.daemonRegisterResults : scene.services.agentRegisterResults;
-        results.assign(failures, PlatformError{"not yet"});
+        (isDaemon ? scene.services.daemonRegisterResults : scene.services.agentRegisterResults)
+            .assign(failures, PlatformError{"not yet"});
 
         const Millis start = scene.clock.now();
         isDaemon ? scene.repairs->fixDaemon() : scene.repairs->fixAgent();
@@ -102,8 +101,7 @@ private slots:
         QVERIFY(scene.appearAndSettle());
 
         scene.repairs->fixNetworkExtension();
-        QCOMPARE(scene.extensions.bundleIdentifiers,
-                 QStringList{QString::fromLatin1(kNetworkExtensionBundleId)});
+        QCOMPARE(scene.extensions.bundleIdentifiers, QStringList{kNetworkExtensionBundleId});
         const auto delegate = scene.extensions.lastDelegate();
         if (answer == "approval")
             delegate->requestNeedsUserApproval();

@@ -11,8 +11,7 @@ using namespace zor;
 
 namespace {
 
-const QStringList settingsLinks = {QString::fromLatin1(kLoginItemsSettingsLink),
-                                   QString::fromLatin1(kFullDiskAccessSettingsLink)};
+const QStringList settingsLinks = {kLoginItemsSettingsLink, kFullDiskAccessSettingsLink};
 
 // The screen shows an instruction as Markdown: it must read as written, its
 // links leading only into System Settings.
