@@ -59,6 +59,8 @@ void NotificationHandler::setAppState(AppState* appState) {
 
 void NotificationHandler::connect() {
     requireMainThread("NotificationHandler::connect");
+    if (state && !hasSynced)
+        state->setAwaitingSync(true);
     if (connection) {
         // Its end must not schedule anything.
         connection->setInvalidationHandler({});
@@ -68,6 +70,7 @@ void NotificationHandler::connect() {
     }
     if (attempt > kMaxReconnectAttempts - 1) {
         log().error("Giving up on ZorAgent connection after %ld attempts", {kMaxReconnectAttempts});
+        endSyncWait();
         return;
     }
     if (attempt >= 1)
@@ -107,10 +110,18 @@ void NotificationHandler::disconnect() {
     connection->setInterruptionHandler({});
     connection->invalidate();
     connection.reset();
+    endSyncWait();
+}
+
+void NotificationHandler::endSyncWait() {
+    if (state)
+        state->setAwaitingSync(false);
 }
 
 void NotificationHandler::scheduleReconnect() {
     requireMainThread("NotificationHandler::scheduleReconnect");
+    // The connection failed: a link held for the sync goes on without it.
+    endSyncWait();
     ++attempt;
     if (attempt > kMaxReconnectAttempts) {
         log().error("Giving up on ZorAgent connection after %ld attempts", {kMaxReconnectAttempts});
@@ -135,22 +146,36 @@ std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy() {
 
 void NotificationHandler::syncPrompts() {
     const auto proxy = remoteProxy();
-    if (!proxy)
+    if (!proxy) {
+        endSyncWait();
         return;
+    }
     const QPointer<NotificationHandler> self(this);
     proxy->getPromptsWithReply([self](const QByteArray& data) {
         // One bad record costs that record only.
         auto decoded = SerializablePromptItem::partialListFromJson(data);
         if (!decoded) {
             log().error("Failed to decode prompts from ZorAgent");
+            onMainThread([self] {
+                if (self)
+                    self->endSyncWait();
+            });
             return;
         }
         for (const auto& failure : decoded.value().failures)
             log().error("Skipped prompt record %ld from ZorAgent: %s",
                         {qint64(failure.index), failure.error});
         onMainThread([self, records = std::move(decoded).value().records]() mutable {
-            if (self && self->state)
-                self->feed.sync(std::move(records));
+            if (!self || !self->state)
+                return;
+            const qsizetype count = records.size();
+            self->feed.sync(std::move(records), [self, count] {
+                if (!self)
+                    return;
+                self->hasSynced = true;
+                self->endSyncWait();
+                emit self->promptsSynced(count);
+            });
         });
     });
 }

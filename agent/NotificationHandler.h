@@ -1,9 +1,10 @@
 #pragma once
 
 #include "agent/PromptFeed.h"
-#include "app/AppState.h"
 #include "platform/AgentConnection.h"
 #include "platform/Clock.h"
+#include "prompts/AgentRequests.h"
+#include "prompts/AppState.h"
 #include "shared/ZorAppCallbackProtocol.h"
 
 #include <QObject>
@@ -20,12 +21,12 @@ namespace zor {
 // dismissals and the build-number question. Its state lives on the main
 // thread; the connection's handlers and callbacks only log and parse on the
 // connection's thread, then hop to the main thread holding it weakly.
-class NotificationHandler final : public QObject, public ZorAppCallbackProtocol {
+class NotificationHandler final : public QObject,
+                                  public ZorAppCallbackProtocol,
+                                  public AgentRequests {
     Q_OBJECT
 
 public:
-    using DecisionCompletion = std::function<void(bool success, std::optional<QString> error)>;
-
     static constexpr qint64 kMaxReconnectAttempts = 10;
     static constexpr double kReconnectBaseDelaySeconds = 2.0;
     static constexpr double kMaxReconnectDelaySeconds = 60.0;
@@ -54,8 +55,8 @@ public:
     // The completion runs on the main thread; at once on the calling thread
     // when there is no connection. On a proxy error it never runs.
     void handlePrompt(const QUuid& id, const QString& action, const QString& lifetime,
-                      const QString& policyPath, DecisionCompletion completion);
-    void dismissPrompt(const QUuid& id, DecisionCompletion completion);
+                      const QString& policyPath, DecisionCompletion completion) override;
+    void dismissPrompt(const QUuid& id, DecisionCompletion completion) override;
 
     // Blocks for up to five seconds: never call it on the main thread.
     std::optional<QString> getBuildNumber();
@@ -65,9 +66,15 @@ public:
     void promptRemovedWithPromptId(const QString& promptId) override;
     void promptsClearedWithSessionId(const QString& sessionId) override;
 
+signals:
+    // A sync has put its records in the store, and the views have them.
+    void promptsSynced(qsizetype count);
+
 private:
     std::shared_ptr<ZorAgentProtocol> remoteProxy();
     void syncPrompts();
+    // Until the first sync has ended, well or not, navigation waits for it.
+    void endSyncWait();
     // Hands `change` to the store on the main thread later, after the syncs
     // before it, if this handler and its app state still exist then.
     void onMainThreadWithStore(PromptFeed::Change change);
@@ -78,6 +85,7 @@ private:
     std::shared_ptr<AgentConnection> connection;
     QPointer<AppState> state;
     qint64 attempt = 0;
+    bool hasSynced = false;
     PromptFeed feed;
 };
 

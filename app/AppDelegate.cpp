@@ -1,11 +1,11 @@
 #include "app/AppDelegate.h"
 
 #include "agent/NotificationHandler.h"
-#include "app/AppState.h"
-#include "app/PromptUrl.h"
 #include "platform/AppActivation.h"
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+#include "prompts/AppState.h"
+#include "prompts/PromptUrl.h"
 #include "window/MainWindow.h"
 #include "window/WindowManager.h"
 

@@ -2,11 +2,11 @@
 
 #include "agent/NotificationHandler.h"
 #include "app/AppDelegate.h"
-#include "app/AppState.h"
 #include "app/UrlReceiver.h"
 #include "platform/AppReopen.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
+#include "prompts/AppState.h"
 #include "prompts/PromptAttention.h"
 #include "setup/DaemonClient.h"
 #include "setup/ServiceMonitor.h"

@@ -1,5 +1,5 @@
 #include "FuzzCheck.h"
-#include "app/PromptUrl.h"
+#include "prompts/PromptUrl.h"
 
 #include <QString>
 #include <cstddef>

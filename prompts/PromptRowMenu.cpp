@@ -1,7 +1,7 @@
 #include "prompts/PromptRowMenu.h"
 
-#include "app/AppState.h"
 #include "platform/Clipboard.h"
+#include "prompts/AppState.h"
 
 namespace zor {
 

@@ -2,8 +2,8 @@
 #include "LogCapture.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
-#include "app/AppState.h"
 #include "platform/MainThread.h"
+#include "prompts/AppState.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QTest>

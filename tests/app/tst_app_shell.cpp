@@ -4,18 +4,20 @@
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
 #include "app/AppDelegate.h"
-#include "app/AppState.h"
-#include "app/PromptUrl.h"
 #include "app/UrlDeliveryFilter.h"
 #include "app/UrlReceiver.h"
 #include "platform/AppActivation.h"
 #include "platform/local/LocalSingleInstance.h"
+#include "prompts/AppState.h"
+#include "prompts/PromptUrl.h"
+#include "shared/SerializablePromptItem.h"
 #include "window/MainWindow.h"
 #include "window/WindowManager.h"
 
 #include <QDesktopServices>
 #include <QFileOpenEvent>
 #include <QQuickWindow>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace zor;
@@ -224,6 +226,46 @@ private slots:
         QCoreApplication::sendPostedEvents();
         QCOMPARE(connection->invalidateCount(), 1);
         QCOMPARE(shell.clock.pendingTimerCount(), 0);
+    }
+
+    // A link that starts the app waits for the launch sync, or for the
+    // connection to fail, then lands on its prompt. Followed, it is the
+    // initial choice of tab: an unhealthy first report does not move away.
+    void aLinkAtLaunchWaitsForTheSync_data() {
+        QTest::addColumn<bool>("isAgentAbsent");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("synced") << false << "Navigating to prompt " + kIdA.toUpper();
+        QTest::newRow("no agent") << true
+                                  << "No prompt found for " + kIdA.toUpper() +
+                                         ", switching to Prompts tab";
+    }
+    void aLinkAtLaunchWaitsForTheSync() {
+        QFETCH(bool, isAgentAbsent);
+        QFETCH(QString, line);
+        LogCapture capture;
+        Shell shell;
+        shell.connector.isAgentAbsent = isAgentAbsent;
+        shell.delegate.applicationDidFinishLaunching();
+        shell.delegate.openUrls({promptLink(kIdA)});
+        QCOMPARE(shell.store().highlightedPromptId(), std::nullopt);
+        QVERIFY(!capture.messages(LogCategory::app).contains(line));
+
+        QSignalSpy synced(&shell.handler, &NotificationHandler::promptsSynced);
+        shell.connector.connections.last()->replyToPrompts(
+            "[" +
+            SerializablePromptItem{kIdA, "s1", "/p/.zor/policy.yml", FileDenial{"/a", "read", {}}}
+                .toJson() +
+            "]");
+        shell.queue.drain();
+        QTRY_VERIFY(capture.messages(LogCategory::app).contains(line));
+        QCOMPARE(synced.size(), isAgentAbsent ? 0 : 1);
+        QCOMPARE(shell.store().highlightedPromptId(),
+                 isAgentAbsent ? std::nullopt : std::optional(QUuid::fromString(kIdA)));
+        shell.state().pickInitialTab(false);
+        QCOMPARE(shell.state().selectedTab(), AppTab::policies);
+        // Later links go at once.
+        shell.delegate.openUrls({promptLink(kIdC)});
+        QVERIFY(capture.messages(LogCategory::app).last().contains(kIdC.toUpper()));
     }
 
     // An unhealthy first report picks setup: see the window's test.

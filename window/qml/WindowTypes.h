@@ -2,7 +2,7 @@
 
 // The window's core types as QML sees them.
 
-#include "app/AppState.h"
+#include "prompts/AppState.h"
 #include "window/MainSplitViewController.h"
 
 #include <QtQml/qqml.h>

@@ -3,6 +3,8 @@
 #include "prompts/PromptStore.h"
 
 #include <QObject>
+#include <QUuid>
+#include <optional>
 
 namespace zor {
 
@@ -33,16 +35,28 @@ public:
     // and only towards setup when not all services are healthy.
     void pickInitialTab(bool isAllHealthy);
     // Shows the prompt: no sidebar filter may hide it; highlighted and scrolled
-    // to when it is pending; the policies tab in any case.
+    // to when it is pending; the policies tab in any case. A link the user
+    // followed also counts as the choice of the initial tab. While the launch
+    // sync is awaited the navigation waits for it, so that a link that started
+    // the app finds its prompt.
     void navigateToPrompt(const QUuid& id);
+
+    // Set by the agent link while its first sync is under way; navigation
+    // held meanwhile happens when it ends, synced or failed.
+    bool isAwaitingSync() const { return isAwaiting; }
+    void setAwaitingSync(bool isAwaitingSync);
 
 signals:
     void selectedTabChanged();
     void hasPickedInitialTabChanged();
 
 private:
+    void navigateNow(const QUuid& id);
+
     AppTab tab = AppTab::policies;
     bool pickedInitialTab = false;
+    bool isAwaiting = false;
+    std::optional<QUuid> heldNavigation;
     PromptStore* const store;
 };
 

@@ -1,4 +1,4 @@
-#include "app/PromptUrl.h"
+#include "prompts/PromptUrl.h"
 
 #include "prompts/PromptItem.h"
 

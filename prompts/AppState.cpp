@@ -1,7 +1,9 @@
-#include "app/AppState.h"
+#include "prompts/AppState.h"
 
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+
+#include <utility>
 
 namespace zor {
 
@@ -34,6 +36,21 @@ void AppState::pickInitialTab(bool isAllHealthy) {
 
 void AppState::navigateToPrompt(const QUuid& id) {
     requireMainThread("AppState::navigateToPrompt");
+    setHasPickedInitialTab(true);
+    if (isAwaiting)
+        heldNavigation = id; // the last link wins, as when they come together
+    else
+        navigateNow(id);
+}
+
+void AppState::setAwaitingSync(bool isAwaitingSync) {
+    requireMainThread("AppState::setAwaitingSync");
+    isAwaiting = isAwaitingSync;
+    if (!isAwaiting && heldNavigation)
+        navigateNow(*std::exchange(heldNavigation, std::nullopt));
+}
+
+void AppState::navigateNow(const QUuid& id) {
     store->setFilter(PromptFilter::all());
     // Upper case, as the agent writes prompt ids.
     const QString idText = id.toString(QUuid::WithoutBraces).toUpper();
