@@ -6,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <utility>
+#include <vector>
 
 namespace zor {
 
@@ -21,27 +22,30 @@ void PromptFeed::apply(Change change) {
             change(*target);
         return;
     }
-    steps.push_back(Step{std::move(change), {}, 0, false});
+    steps.push_back(Step{std::move(change), {}, {}, 0, false});
 }
 
-void PromptFeed::sync(QList<SerializablePromptItem> records) {
+void PromptFeed::sync(QList<SerializablePromptItem> records, std::function<void()> onSynced) {
     requireMainThread("PromptFeed::sync");
     const bool isIdle = steps.empty();
-    steps.push_back(Step{{}, std::move(records), 0, true});
+    steps.push_back(Step{{}, std::move(records), std::move(onSynced), 0, true});
     if (isIdle)
         runSteps();
 }
 
 void PromptFeed::runSteps() {
     isTurnPending = false;
+    PromptStore* target = store();
+    if (!target) {
+        steps.clear();
+        return;
+    }
     QElapsedTimer turn;
     turn.start();
+    // The views take the whole turn's changes at once.
+    target->beginChanges();
+    std::vector<std::function<void()>> synced;
     while (!steps.empty()) {
-        PromptStore* target = store();
-        if (!target) {
-            steps.clear();
-            return;
-        }
         Step& step = steps.front();
         if (step.isSync) {
             if (!continueSync(step, *target, turn)) {
@@ -49,13 +53,18 @@ void PromptFeed::runSteps() {
                     isTurnPending = true;
                     QMetaObject::invokeMethod(this, &PromptFeed::runSteps, Qt::QueuedConnection);
                 }
-                return;
+                break;
             }
+            if (step.onSynced)
+                synced.push_back(std::move(step.onSynced));
         } else {
             step.change(*target);
         }
         steps.pop_front();
     }
+    target->endChanges();
+    for (const std::function<void()>& onSynced : synced)
+        onSynced();
 }
 
 bool PromptFeed::continueSync(Step& step, PromptStore& target, const QElapsedTimer& turn) {

@@ -17,12 +17,12 @@ class PromptStore;
 // loop, each a few milliseconds long, so that a large one never stalls the
 // window for a frame. Changes that come in meanwhile wait for it: the store
 // ends as if each sync had run in one go, and a removal that came after a sync
-// still wins over the sync's record.
+// still wins over the sync's record. Each turn's changes reach the views as one.
 class PromptFeed final : public QObject {
     Q_OBJECT
 public:
     using Change = std::function<void(PromptStore& store)>;
-    // The store to feed, looked up at each step; none once it is gone, and the
+    // The store to feed, looked up at each turn; none once it is gone, and the
     // changes that meet no store are dropped.
     using StoreLookup = std::function<PromptStore*()>;
 
@@ -35,8 +35,9 @@ public:
 
     // Main thread only. Runs at once unless a sync is under way.
     void apply(Change change);
-    // Adds the records in their order, then logs the synced line.
-    void sync(QList<SerializablePromptItem> records);
+    // Adds the records in their order, then logs the synced line; `onSynced`
+    // runs once the views have taken the last of them.
+    void sync(QList<SerializablePromptItem> records, std::function<void()> onSynced = {});
 
     bool isSyncing() const { return !steps.empty(); }
 
@@ -44,6 +45,7 @@ private:
     struct Step {
         Change change;                         // a single change, or
         QList<SerializablePromptItem> records; // a sync's records
+        std::function<void()> onSynced;
         qsizetype added = 0;
         bool isSync = false;
     };

@@ -1,6 +1,5 @@
 #include "prompts/PromptAttention.h"
 
-#include "app/PromptUrl.h"
 #include "platform/Announcer.h"
 #include "platform/IconBadge.h"
 #include "platform/Log.h"
@@ -8,6 +7,7 @@
 #include "platform/UserNotifications.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptTitle.h"
+#include "prompts/PromptUrl.h"
 #include "prompts/WindowPresence.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "prompts/PromptDecider.h"
 
-#include "agent/NotificationHandler.h"
 #include "platform/Log.h"
+#include "prompts/AgentRequests.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRule.h"
 #include "prompts/PromptStore.h"
@@ -43,12 +43,12 @@ QString actionText(PolicyAction action) {
     return {};
 }
 
-PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel,
-                             NotificationHandler& handler, QObject* parent)
+PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
+                             QObject* parent)
     : QObject(parent)
     , store(store)
     , listModel(listModel)
-    , handler(handler) {}
+    , agent(agent) {}
 
 bool PromptDecider::decide(const QString& promptId, Decision decision) {
     const std::optional<QUuid> id = parsePromptId(promptId);
@@ -67,7 +67,7 @@ bool PromptDecider::decide(const QUuid& id, Decision decision) {
         return true;
     }
     // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
-    handler.handlePrompt(
+    agent.handlePrompt(
         id, actionText(button.action), description(button.lifetime), item->policyPath,
         [store = QPointer(&store), item = *item](bool success, std::optional<QString> error) {
             if (success)

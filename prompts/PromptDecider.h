@@ -9,7 +9,7 @@
 
 namespace zor {
 
-class NotificationHandler;
+class AgentRequests;
 class PromptListModel;
 class PromptStore;
 
@@ -24,7 +24,7 @@ public:
     enum class Decision { allowOnce, allowSession, allowAlways, denySession, denyAlways };
     Q_ENUM(Decision)
 
-    PromptDecider(PromptStore& store, PromptListModel& listModel, NotificationHandler& handler,
+    PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
                   QObject* parent = nullptr);
 
     // Nothing is sent, and false returned, when the prompt is not pending or
@@ -47,7 +47,7 @@ public:
 private:
     PromptStore& store;
     PromptListModel& listModel;
-    NotificationHandler& handler;
+    AgentRequests& agent;
 };
 
 // One decision button: what it sends and how it is reached.

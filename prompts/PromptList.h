@@ -105,6 +105,7 @@ public:
             return list->chunkSlots[slot].chunk->entries[entry].box->item;
         }
         pointer operator->() const { return &**this; }
+        quint64 seq() const { return list->chunkSlots[slot].chunk->entries[entry].seq; }
         const_iterator& operator++();
         const_iterator operator++(int) {
             const_iterator old = *this;

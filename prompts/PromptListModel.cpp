@@ -10,36 +10,22 @@ namespace zor {
 PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
     : QAbstractListModel(parent)
     , store(store) {
-    connect(&store, &PromptStore::promptAdded, this, [this](const PromptItem& item) {
+    connect(&store, &PromptStore::promptAdded, this, [this](const PromptItem& item, quint64 seq) {
         if (passesFilter(item))
-            insertFirst(item);
+            addedSeqs.push_back(seq);
     });
-    connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item) {
+    connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
         processingIds.remove(item.id);
-        const std::optional<quint64> seq = seqOf(item);
-        if (!seq)
-            return;
-        const int row = rowOfSeq(*seq);
-        beginRemoveRows({}, row, row);
-        const auto taken = rows.end() - 1 - row;
-        release(*taken);
-        rows.erase(taken);
-        forgetSeq(item.id, *seq);
-        endRemoveRows();
-        emit countChanged();
+        removedSeqs.push_back(seq);
     });
-    connect(&store, &PromptStore::promptChanged, this, [this](const PromptItem& item) {
-        const std::optional<quint64> seq = seqOf(item);
-        if (!seq)
-            return;
-        const int row = rowOfSeq(*seq);
-        Row& changedRow = rows[rows.size() - 1 - std::size_t(row)];
-        release(changedRow);
-        changedRow = ownRow(*seq, item);
-        const QModelIndex changed = index(row);
-        emit dataChanged(changed, changed, {sessionEndedRole});
-    });
+    connect(&store, &PromptStore::promptChanged, this,
+            [this](const PromptItem&, quint64 seq) { changedSeqs.push_back(seq); });
+    connect(&store, &PromptStore::promptsChanged, this, &PromptListModel::takeChanges);
     connect(&store, &PromptStore::filterChanged, this, &PromptListModel::rebuild);
+    connect(&store, &PromptStore::highlightedPromptIdChanged, this, [this] {
+        followHighlight();
+        emit updated();
+    });
     rebuild();
 }
 
@@ -47,34 +33,43 @@ int PromptListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : count();
 }
 
-const PromptItem& PromptListModel::promptAt(int row) const {
+quint64 PromptListModel::seqAt(int row) const {
+    return rows.markedAt(rows.markedCount() - 1 - row);
+}
+
+const PromptItem* PromptListModel::promptAt(int row) const {
     Q_ASSERT(row >= 0 && row < count());
-    return *rows[rows.size() - 1 - std::size_t(row)].item;
+    return store.promptWithSeq(seqAt(row));
 }
 
 QVariant PromptListModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
-    const PromptItem& item = promptAt(index.row());
+    const quint64 seq = seqAt(index.row());
+    const PromptItem* item = store.promptWithSeq(seq);
+    if (!item)
+        return {};
     switch (Role(role)) {
     case promptIdRole:
-        return item.id.toString(QUuid::WithoutBraces);
+        return item->id.toString(QUuid::WithoutBraces);
     case kindRole:
-        return int(item.denial.kind());
+        return int(item->denial.kind());
     case titleRole:
-        return promptTitle(item.denial);
+        return promptTitle(item->denial);
     case processNameRole:
-        return item.denial.processName().value_or(QString());
+        return item->denial.processName().value_or(QString());
     case targetRole:
-        return item.denial.target();
+        return item->denial.target();
     case sessionIdRole:
-        return item.sessionId;
+        return item->sessionId;
     case policyPathRole:
-        return item.policyPath;
+        return item->policyPath;
     case sessionEndedRole:
-        return item.sessionEnded;
+        return item->sessionEnded;
     case isProcessingRole:
-        return processingIds.contains(item.id);
+        return processingIds.contains(item->id);
+    case isHighlightedRole:
+        return highlightedSeq == seq;
     }
     return {};
 }
@@ -90,108 +85,120 @@ QHash<int, QByteArray> PromptListModel::roleNames() const {
         {policyPathRole, "policyPath"},
         {sessionEndedRole, "sessionEnded"},
         {isProcessingRole, "isProcessing"},
+        {isHighlightedRole, "isHighlighted"},
     };
 }
 
+int PromptListModel::rowOfSeq(quint64 seq) const {
+    const qsizetype rank = rows.rankOf(seq);
+    return rank < 0 ? -1 : int(rows.markedCount() - 1 - rank);
+}
+
 int PromptListModel::rowOf(const QUuid& id) const {
-    const auto seqs = seqsById.constFind(id);
-    return seqs == seqsById.cend() ? -1 : rowOfSeq(seqs->last());
+    const std::optional<quint64> seq = store.seqOf(id);
+    return seq ? rowOfSeq(*seq) : -1;
+}
+
+int PromptListModel::rowBelow(quint64 seq) const {
+    return int(rows.markedCount() - rows.markedBelow(seq));
 }
 
 std::optional<QUuid> PromptListModel::firstId() const {
-    if (rows.empty())
+    if (count() == 0)
         return std::nullopt;
-    return rows.back().item->id;
+    const PromptItem* first = promptAt(0);
+    return first ? std::optional(first->id) : std::nullopt;
 }
 
 void PromptListModel::setProcessing(const QUuid& id) {
     if (processingIds.contains(id) || !store.containsPrompt(id))
         return;
     processingIds.insert(id);
-    if (const auto shown = seqsById.constFind(id); shown != seqsById.cend())
-        for (const quint64 seq : *shown) {
-            const QModelIndex changed = index(rowOfSeq(seq));
-            emit dataChanged(changed, changed, {isProcessingRole});
-        }
+    if (const int row = rowOf(id); row >= 0)
+        rowChanged(row, isProcessingRole);
+    emit updated();
 }
 
 void PromptListModel::rebuild() {
     beginResetModel();
-    rows.clear();
-    ownItems.clear();
-    freeItems.clear();
-    seqsById.clear();
-    snapshot = store.filteredPrompts();
-    std::vector<const PromptItem*> newestFirst;
-    newestFirst.reserve(std::size_t(snapshot.size()));
-    for (const PromptItem& item : snapshot)
-        newestFirst.push_back(&item);
-    rows.reserve(newestFirst.size());
-    seqsById.reserve(qsizetype(newestFirst.size()));
-    // Oldest first, numbered upwards as if added one by one.
-    for (auto it = newestFirst.crbegin(); it != newestFirst.crend(); ++it) {
-        const quint64 seq = ++lastSeq;
-        rows.push_back({seq, *it, false});
-        seqsById[(*it)->id].append(seq);
-    }
+    rows.assignMarked(store.filteredSeqs());
+    addedSeqs.clear();
+    removedSeqs.clear();
+    changedSeqs.clear();
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
+    const std::optional<quint64> seq = highlighted ? store.seqOf(*highlighted) : std::nullopt;
+    highlightedSeq = seq && rows.isMarked(*seq) ? seq : std::nullopt;
     endResetModel();
     emit countChanged();
+    emit updated();
 }
 
-void PromptListModel::insertFirst(const PromptItem& item) {
-    const quint64 seq = ++lastSeq;
-    beginInsertRows({}, 0, 0);
-    rows.push_back(ownRow(seq, item));
-    seqsById[item.id].append(seq);
-    endInsertRows();
-    emit countChanged();
-}
+void PromptListModel::takeChanges() {
+    const int before = count();
 
-PromptListModel::Row PromptListModel::ownRow(quint64 seq, const PromptItem& item) {
-    if (freeItems.empty())
-        return {seq, &ownItems.emplace_back(item), true};
-    PromptItem* kept = freeItems.back();
-    freeItems.pop_back();
-    *kept = item;
-    return {seq, kept, true};
-}
-
-void PromptListModel::release(const Row& row) {
-    // Items of the snapshot stay as they are until the next rebuild.
-    if (!row.isOwn)
-        return;
-    auto* own = const_cast<PromptItem*>(row.item);
-    *own = PromptItem();
-    freeItems.push_back(own);
-}
-
-std::optional<quint64> PromptListModel::seqOf(const PromptItem& item) const {
-    const auto candidates = seqsById.constFind(item.id);
-    if (candidates == seqsById.cend())
-        return std::nullopt;
-    for (auto it = candidates->crbegin(); it != candidates->crend(); ++it) {
-        const PromptItem& shown = promptAt(rowOfSeq(*it));
-        if (shown.policyPath == item.policyPath && shown.denial == item.denial)
-            return *it;
+    // Removed rows go from the bottom up, in runs of adjacent rows, so that
+    // the rows still to go keep the numbers they were found at.
+    std::vector<std::pair<int, quint64>> removed; // row, seq
+    for (const quint64 seq : std::exchange(removedSeqs, {}))
+        if (const int row = rowOfSeq(seq); row >= 0)
+            removed.emplace_back(row, seq);
+    std::sort(removed.begin(), removed.end(), std::greater<>());
+    for (auto run = removed.cbegin(); run != removed.cend();) {
+        auto end = run + 1;
+        while (end != removed.cend() && end->first == (end - 1)->first - 1)
+            ++end;
+        beginRemoveRows({}, (end - 1)->first, run->first);
+        for (auto it = run; it != end; ++it)
+            rows.remove(it->second);
+        endRemoveRows();
+        run = end;
     }
-    return std::nullopt;
+
+    // What came and stayed, newest on top.
+    std::vector<quint64> added;
+    for (const quint64 seq : std::exchange(addedSeqs, {}))
+        if (store.promptWithSeq(seq))
+            added.push_back(seq);
+    if (!added.empty()) {
+        beginInsertRows({}, 0, int(added.size()) - 1);
+        for (const quint64 seq : added)
+            rows.append(seq, true);
+        endInsertRows();
+    }
+
+    int firstChanged = count();
+    int lastChanged = -1;
+    for (const quint64 seq : std::exchange(changedSeqs, {}))
+        if (const int row = rowOfSeq(seq); row >= 0) {
+            firstChanged = std::min(firstChanged, row);
+            lastChanged = std::max(lastChanged, row);
+        }
+    if (lastChanged >= 0)
+        emit dataChanged(index(firstChanged), index(lastChanged), {sessionEndedRole});
+
+    followHighlight();
+    if (count() != before)
+        emit countChanged();
+    emit updated();
 }
 
-void PromptListModel::forgetSeq(const QUuid& id, quint64 seq) {
-    const auto seqs = seqsById.find(id);
-    if (seqs == seqsById.end())
+void PromptListModel::followHighlight() {
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
+    std::optional<quint64> seq = highlighted ? store.seqOf(*highlighted) : std::nullopt;
+    if (seq && !rows.isMarked(*seq))
+        seq.reset();
+    const std::optional<quint64> previous = std::exchange(highlightedSeq, seq);
+    if (previous == seq)
         return;
-    seqs->erase(std::find(seqs->begin(), seqs->end(), seq));
-    if (seqs->isEmpty())
-        seqsById.erase(seqs);
+    for (const std::optional<quint64>& changed : {previous, seq})
+        if (changed)
+            if (const int row = rowOfSeq(*changed); row >= 0)
+                rowChanged(row, isHighlightedRole);
 }
 
-int PromptListModel::rowOfSeq(quint64 seq) const {
-    const auto found =
-        std::lower_bound(rows.cbegin(), rows.cend(), seq,
-                         [](const Row& row, quint64 value) { return row.seq < value; });
-    Q_ASSERT(found != rows.cend() && found->seq == seq);
-    return int(rows.cend() - 1 - found);
+void PromptListModel::rowChanged(int row, int role) {
+    const QModelIndex changed = index(row);
+    emit dataChanged(changed, changed, {role});
 }
 
 bool PromptListModel::passesFilter(const PromptItem& item) const {

@@ -1,14 +1,11 @@
 #pragma once
 
+#include "prompts/MarkedSeqs.h"
 #include "prompts/PromptItem.h"
-#include "prompts/PromptList.h"
 
 #include <QAbstractListModel>
-#include <QHash>
 #include <QSet>
 #include <QUuid>
-#include <QVarLengthArray>
-#include <deque>
 #include <optional>
 #include <vector>
 
@@ -18,12 +15,19 @@ class PromptStore;
 
 // The prompts that pass the store's filter, newest first, one row each.
 //
-// It follows the store row by row: an added prompt that passes the filter is
-// one row inserted at the top, a removed prompt one row removed, a prompt of
-// an ended session one row changed. Only a filter change resets it.
+// Its rows are the store's sequence numbers; what a row shows is read from
+// the store. It gathers the store's changes and takes them at the store's
+// promptsChanged(): the removed rows go, in as few removals as they allow,
+// then the new prompts come in as one insertion at the top. Only a filter
+// change resets it.
+//
+// updated() follows every change of its rows or marks, once every view
+// attached to the model has taken the change: whoever moves the views in
+// response (a highlight, a scroll) must wait for it rather than follow the
+// row signals, or a view would act on rows it has not yet been told of.
 //
 // It also holds which prompts are being decided, so that the mark outlives
-// the rows and resets that show them; the mark goes with the prompt.
+// resets; the mark goes with the prompt.
 class PromptListModel final : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(int count READ count NOTIFY countChanged)
@@ -39,6 +43,7 @@ public:
         policyPathRole,
         sessionEndedRole,
         isProcessingRole,
+        isHighlightedRole, // the store's highlighted prompt
     };
     Q_ENUM(Role)
 
@@ -48,10 +53,16 @@ public:
     QVariant data(const QModelIndex& index, int role) const override;
     QHash<int, QByteArray> roleNames() const override;
 
-    int count() const { return int(rows.size()); }
-    const PromptItem& promptAt(int row) const;
-    // The row of the newest shown prompt with that id; -1 when none is shown.
+    int count() const { return int(rows.markedCount()); }
+    // What row `row` shows; null only while the store's batch is open.
+    const PromptItem* promptAt(int row) const;
+    // The row of the newest prompt with that id; -1 when it is not shown.
     int rowOf(const QUuid& id) const;
+    // The row of the prompt with that sequence number; -1 when not shown.
+    int rowOfSeq(quint64 seq) const;
+    // The row that a prompt with that sequence number would have, shown or
+    // not: the first row of an older prompt.
+    int rowBelow(quint64 seq) const;
     std::optional<QUuid> firstId() const;
 
     bool isProcessing(const QUuid& id) const { return processingIds.contains(id); }
@@ -60,39 +71,24 @@ public:
 
 signals:
     void countChanged();
+    void updated();
 
 private:
-    struct Row {
-        quint64 seq;
-        const PromptItem* item; // in `snapshot` or in `ownItems`
-        bool isOwn;
-    };
-
     void rebuild();
-    void insertFirst(const PromptItem& item);
-    // The model's sequence number of the shown prompt, matched by id and
-    // de-duplication identity, of which the store holds one at most.
-    std::optional<quint64> seqOf(const PromptItem& item) const;
-    // A row's item among those of `ownItems`.
-    Row ownRow(quint64 seq, const PromptItem& item);
-    void release(const Row& row);
-    int rowOfSeq(quint64 seq) const;
-    void forgetSeq(const QUuid& id, quint64 seq);
+    void takeChanges();
+    void followHighlight();
     bool passesFilter(const PromptItem& item) const;
+    quint64 seqAt(int row) const;
+    void rowChanged(int row, int role);
 
     PromptStore& store;
-    // Oldest first, so that adding is an append; row 0 is the last entry.
-    std::vector<Row> rows;
-    // The filtered list at the last rebuild, never changed, so that its rows
-    // point into it and a rebuild copies no item. Items that came or changed
-    // later live in `ownItems`, whose addresses stay put; freed ones are reused.
-    PromptList snapshot;
-    std::deque<PromptItem> ownItems;
-    std::vector<PromptItem*> freeItems;
-    // The rows' sequence numbers by prompt id, oldest first: more than one only
-    // for an agent that reuses an id. Kept here to size it before a rebuild.
-    QHash<QUuid, QVarLengthArray<quint64, 1>> seqsById;
-    quint64 lastSeq = 0;
+    // Shown prompts, each marked.
+    MarkedSeqs rows;
+    // The store's changes since the last promptsChanged(), in order.
+    std::vector<quint64> addedSeqs;
+    std::vector<quint64> removedSeqs;
+    std::vector<quint64> changedSeqs;
+    std::optional<quint64> highlightedSeq;
     QSet<QUuid> processingIds;
 };
 

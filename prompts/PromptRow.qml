@@ -1,9 +1,11 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
 import Zor
 
 // One pending prompt: what was denied to which process, and the decisions.
+//
+// Placed with anchors rather than layouts: its height is known the moment the
+// list makes it, so that a scroll to a row lands where the row really is.
 Rectangle {
     id: row
 
@@ -17,9 +19,9 @@ Rectangle {
     required property string policyPath
     required property bool sessionEnded
     required property bool isProcessing
+    required property bool isHighlighted
 
     required property PromptDecider decider
-    required property bool isHighlighted
     required property bool isListFocused
     // The native text of each decision's shortcut, by decision.
     required property var shortcutTexts
@@ -27,25 +29,34 @@ Rectangle {
     signal highlightRequested
     signal contextMenuRequested(real x, real y)
 
-    implicitHeight: content.implicitHeight + 16
-    color: !isHighlighted ? "transparent"
-           : isListFocused ? Qt.rgba(SetupTheme.accent.r, SetupTheme.accent.g, SetupTheme.accent.b, 0.22)
-           : SetupTheme.selectedTabBackground
-    // Dimmed and closed to clicks while its decision is underway.
-    opacity: isProcessing ? 0.5 : 1
+    readonly property real margin: 16
+    readonly property real textStart: 48
+    // Texts read on whatever the row's background is. While a decision is
+    // underway the row is dimmed: its texts turn secondary and its buttons close.
+    readonly property color secondaryOnRow: Contrast.toReach(SetupTheme.secondaryText, color, Contrast.textRatio)
+    readonly property color primaryOnRow: isProcessing ? secondaryOnRow : SetupTheme.primaryText
+
+    implicitHeight: decisions.y + decisions.height + 8
+    color: !isHighlighted ? SetupTheme.system.base
+           : isListFocused ? Contrast.flatten(Qt.rgba(SetupTheme.accent.r, SetupTheme.accent.g, SetupTheme.accent.b, 0.22),
+                                              SetupTheme.system.base)
+           : Contrast.flatten(SetupTheme.selectedTabBackground, SetupTheme.system.base)
+    // Closed to clicks while its decision is underway.
     enabled: !isProcessing
 
     Accessible.role: Accessible.ListItem
     Accessible.name: title + ": " + target
+    Accessible.selected: isHighlighted
 
     // Between rows, starting under the text as in the platform's plain lists.
     Rectangle {
+        objectName: "rowSeparator"
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.bottom: parent.bottom
-        anchors.leftMargin: 48
+        anchors.leftMargin: row.textStart
         height: 1
-        color: SetupTheme.separator
+        color: Contrast.toReach(SetupTheme.separator, row.color, Contrast.markRatio)
     }
 
     TapHandler {
@@ -61,10 +72,9 @@ Rectangle {
         id: button
 
         required property int decision
-        required property color tint
+        required property color fill
 
         enabled: row.decider.isEnabled(decision, row.sessionEnded, row.isProcessing)
-        opacity: row.decider.hasOwnDisabledState(decision) && !enabled ? 0.5 : 1
         text: row.decider.label(decision)
         font.pixelSize: 10
         leftPadding: 6
@@ -78,151 +88,165 @@ Rectangle {
         ToolTip.text: row.decider.toolTip(decision, row.shortcutTexts[decision])
         onClicked: row.decider.decide(row.promptId, decision)
 
+        // Open: filled. Closed: only an outline, and the text the row's secondary.
         contentItem: Text {
             text: button.text
             font: button.font
-            color: "white"
+            color: button.enabled ? Contrast.textOn(button.fill) : row.secondaryOnRow
         }
         background: Rectangle {
-            color: Qt.rgba(button.tint.r, button.tint.g, button.tint.b, button.down ? 0.9 : 0.8)
+            color: !button.enabled ? row.color : button.down ? Qt.darker(button.fill, 1.1) : button.fill
+            border.width: button.enabled ? 0 : 1
+            border.color: Contrast.toReach(button.fill, row.color, Contrast.markRatio)
         }
     }
 
-    component DecisionGroup: Rectangle {
+    component DecisionGroup: Item {
         id: group
 
         required property string label
-        required property color tint
+        required property color chip
+        required property color chipText
         default property alias buttons: buttonRow.data
 
-        implicitWidth: groupRow.implicitWidth
-        implicitHeight: groupRow.implicitHeight
-        radius: 4
-        color: "transparent"
-        // Clipping to a rounded shape needs effects the software renderer
-        // lacks; an outline in the row's colour rounds the corners instead.
-        Row {
-            id: groupRow
+        implicitWidth: chipLabel.implicitWidth + buttonRow.implicitWidth
+        implicitHeight: chipLabel.implicitHeight
 
-            Label {
-                text: group.label
-                color: "white"
-                font.pixelSize: 10
-                leftPadding: 6
-                rightPadding: 6
-                topPadding: 4
-                bottomPadding: 4
-                background: Rectangle {
-                    color: Qt.rgba(group.tint.r, group.tint.g, group.tint.b, 0.6)
-                }
-            }
-            Row {
-                id: buttonRow
+        Label {
+            id: chipLabel
+
+            text: group.label
+            color: group.chipText
+            font.pixelSize: 10
+            leftPadding: 6
+            rightPadding: 6
+            topPadding: 4
+            bottomPadding: 4
+            background: Rectangle {
+                color: group.chip
             }
         }
+        Row {
+            id: buttonRow
+
+            anchors.left: chipLabel.right
+        }
+        // Clipping to a rounded shape needs effects the software renderer
+        // lacks; an outline in the row's colour rounds the corners instead.
         Rectangle {
             anchors.fill: parent
             anchors.margins: -3
             radius: 7
             color: "transparent"
             border.width: 3
-            border.color: Qt.tint(SetupTheme.system.base, row.color)
+            border.color: row.color
         }
     }
 
-    RowLayout {
-        id: content
+    PromptGlyph {
+        x: row.margin
+        y: 10
+        width: 20
+        height: 20
+        name: ["file", "network", "exec", "signal", "device"][row.kind]
+        color: row.sessionEnded || row.isProcessing ? row.secondaryOnRow
+                                                    : Contrast.toReach(SetupTheme.orange, row.color, Contrast.markRatio)
+    }
 
-        anchors.fill: parent
-        anchors.leftMargin: 16
-        anchors.rightMargin: 16
-        anchors.topMargin: 8
-        anchors.bottomMargin: 8
-        spacing: 8
+    Label {
+        id: titleLabel
 
-        PromptGlyph {
-            Layout.alignment: Qt.AlignTop
-            Layout.topMargin: 2
-            Layout.preferredWidth: 20
-            Layout.preferredHeight: 20
-            Layout.rightMargin: 4
-            name: ["file", "network", "exec", "signal", "device"][row.kind]
-            color: row.sessionEnded ? SetupTheme.secondaryText : SetupTheme.orange
+        objectName: "promptTitle"
+        x: row.textStart
+        y: 8
+        width: Math.min(implicitWidth, row.width - x - row.margin)
+        text: row.title
+        elide: Text.ElideRight
+        font.pixelSize: 13
+        font.weight: Font.Medium
+        color: row.primaryOnRow
+    }
+    Label {
+        id: processLabel
+
+        anchors.left: titleLabel.right
+        anchors.leftMargin: 8
+        anchors.baseline: titleLabel.baseline
+        visible: row.processName !== ""
+        width: Math.max(0, Math.min(implicitWidth, row.width - x - row.margin))
+        elide: Text.ElideRight
+        text: row.processName
+        font.pixelSize: 11
+        color: row.secondaryOnRow
+    }
+    Label {
+        anchors.left: processLabel.visible ? processLabel.right : titleLabel.right
+        anchors.leftMargin: 8
+        anchors.verticalCenter: titleLabel.verticalCenter
+        visible: row.sessionEnded
+        text: "session ended"
+        font.pixelSize: 10
+        color: row.secondaryOnRow
+        leftPadding: 4
+        rightPadding: 4
+        topPadding: 1
+        bottomPadding: 1
+        background: Rectangle {
+            radius: 3
+            border.width: 1
+            border.color: row.secondaryOnRow
+            color: "transparent"
         }
+    }
 
-        ColumnLayout {
-            Layout.fillWidth: true
-            Layout.alignment: Qt.AlignTop
-            spacing: 4
+    TextEdit {
+        id: targetText
 
-            RowLayout {
-                spacing: 8
+        objectName: "promptTarget"
+        x: row.textStart
+        y: titleLabel.y + titleLabel.height + 4
+        width: row.width - x - row.margin
+        height: contentHeight
+        text: row.target
+        readOnly: true
+        selectByMouse: true
+        // Selecting text leaves the keyboard with the list.
+        activeFocusOnPress: false
+        wrapMode: TextEdit.WrapAnywhere
+        font.family: FixedFont.family
+        font.pixelSize: 12
+        color: row.primaryOnRow
+        selectionColor: SetupTheme.accent
+        selectedTextColor: Contrast.textOn(SetupTheme.accent)
+    }
 
-                Label {
-                    text: row.title
-                    font.pixelSize: 13
-                    font.weight: Font.Medium
-                    color: SetupTheme.primaryText
-                }
-                Label {
-                    visible: row.processName !== ""
-                    text: row.processName
-                    font.pixelSize: 11
-                    color: SetupTheme.secondaryText
-                }
-                Label {
-                    visible: row.sessionEnded
-                    text: "session ended"
-                    font.pixelSize: 10
-                    color: SetupTheme.secondaryText
-                    leftPadding: 4
-                    rightPadding: 4
-                    topPadding: 1
-                    bottomPadding: 1
-                    background: Rectangle {
-                        radius: 3
-                        color: Qt.rgba(SetupTheme.secondaryText.r, SetupTheme.secondaryText.g,
-                                       SetupTheme.secondaryText.b, 0.2)
-                    }
-                }
-            }
+    // Both groups fit beside each other at the detail pane's least width.
+    Row {
+        id: decisions
 
-            TextEdit {
-                Layout.fillWidth: true
-                text: row.target
-                readOnly: true
-                selectByMouse: true
-                // Selecting text leaves the keyboard with the list.
-                activeFocusOnPress: false
-                wrapMode: TextEdit.WrapAnywhere
-                font.family: FixedFont.family
-                font.pixelSize: 12
-                color: SetupTheme.primaryText
-                selectionColor: SetupTheme.accent
-                selectedTextColor: "white"
-            }
+        x: row.textStart + 3
+        y: targetText.y + targetText.height + 4 + 3
+        height: allowGroup.implicitHeight + 3
+        spacing: 14
 
-            // The deny group moves under the allow group when the pane is narrow.
-            Flow {
-                Layout.fillWidth: true
-                spacing: 8
+        DecisionGroup {
+            id: allowGroup
 
-                DecisionGroup {
-                    label: "Allow"
-                    tint: SetupTheme.green
+            label: "Allow"
+            chip: SetupTheme.allowChip
+            chipText: SetupTheme.allowChipText
 
-                    DecisionButton { decision: PromptDecider.Decision.allowOnce; tint: SetupTheme.green }
-                    DecisionButton { decision: PromptDecider.Decision.allowSession; tint: SetupTheme.green }
-                    DecisionButton { decision: PromptDecider.Decision.allowAlways; tint: SetupTheme.green }
-                }
-                DecisionGroup {
-                    label: "Deny"
-                    tint: SetupTheme.red
+            DecisionButton { decision: PromptDecider.Decision.allowOnce; fill: SetupTheme.allowFill }
+            DecisionButton { decision: PromptDecider.Decision.allowSession; fill: SetupTheme.allowFill }
+            DecisionButton { decision: PromptDecider.Decision.allowAlways; fill: SetupTheme.allowFill }
+        }
+        DecisionGroup {
+            label: "Deny"
+            chip: SetupTheme.denyChip
+            chipText: SetupTheme.denyChipText
 
-                    DecisionButton { decision: PromptDecider.Decision.denySession; tint: SetupTheme.red }
-                    DecisionButton { decision: PromptDecider.Decision.denyAlways; tint: SetupTheme.red }
-                }
-            }
+            DecisionButton { decision: PromptDecider.Decision.denySession; fill: SetupTheme.denyFill }
+            DecisionButton { decision: PromptDecider.Decision.denyAlways; fill: SetupTheme.denyFill }
         }
     }
 }

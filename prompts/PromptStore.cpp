@@ -4,6 +4,7 @@
 #include "platform/MainThread.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zor {
 
@@ -63,15 +64,17 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     const quint64 seq = ++lastSeq;
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
-    std::optional<PromptItem> replaced;
+    std::optional<std::pair<PromptItem, quint64>> replaced;
     const QString key = item.dedupeKey();
     const size_t keyHash = qHash(key);
     if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(keyHash)) {
         const auto held = std::find_if(seqs->cbegin(), seqs->cend(), [&](quint64 heldSeq) {
             return promptList.find(heldSeq)->dedupeKey() == key;
         });
-        if (held != seqs->cend())
-            replaced = take(*held);
+        if (held != seqs->cend()) {
+            const quint64 heldSeq = *held;
+            replaced.emplace(take(heldSeq), heldSeq);
+        }
     }
 
     // Only `item` from here on: the arguments may have referred to the replaced
@@ -86,9 +89,9 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
               {item.denial.typeString(), item.denial.target(), item.sessionId});
     if (replaced)
-        emit promptRemoved(*replaced);
-    emit promptAdded(item);
-    emit promptsChanged();
+        emit promptRemoved(replaced->first, replaced->second);
+    emit promptAdded(item, seq);
+    promptsDidChange();
 }
 
 void PromptStore::addPrompt(const QString& sessionId, const QString& policyPath,
@@ -114,10 +117,10 @@ void PromptStore::removePrompt(const QUuid& id) {
     logger(LogCategory::promptStore)
         .info("Removed prompt: %{public}s %{public}s",
               {item.denial.typeString(), item.denial.target()});
-    emit promptRemoved(item);
+    emit promptRemoved(item, *seq);
     if (isFilterEmptied)
         emit filterChanged();
-    emit promptsChanged();
+    promptsDidChange();
 }
 
 void PromptStore::markSessionEnded(const QString& sessionId) {
@@ -127,17 +130,37 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
         return;
     // Prompts already marked count again but do not change.
     const long count = long(seqs->size());
-    QList<PromptItem> changed;
+    QList<std::pair<PromptItem, quint64>> changed;
     changed.reserve(seqs->size());
     for (auto it = seqs->crbegin(); it != seqs->crend(); ++it)
         if (const PromptItem* item = promptList.setSessionEnded(*it))
-            changed.append(*item);
+            changed.append({*item, *it});
 
     logger(LogCategory::promptStore)
         .info("Marked %ld prompts as ended for session %{public}s", {count, sessionId});
-    for (const PromptItem& item : std::as_const(changed))
-        emit promptChanged(item);
+    for (const auto& [item, seq] : std::as_const(changed))
+        emit promptChanged(item, seq);
     if (!changed.isEmpty())
+        promptsDidChange();
+}
+
+void PromptStore::beginChanges() {
+    requireMainThread("PromptStore::beginChanges");
+    ++batchDepth;
+}
+
+void PromptStore::endChanges() {
+    requireMainThread("PromptStore::endChanges");
+    Q_ASSERT(batchDepth > 0);
+    if (--batchDepth > 0 || !std::exchange(hasBatchChanged, false))
+        return;
+    emit promptsChanged();
+}
+
+void PromptStore::promptsDidChange() {
+    if (batchDepth > 0)
+        hasBatchChanged = true;
+    else
         emit promptsChanged();
 }
 
@@ -167,6 +190,27 @@ PromptList PromptStore::filteredPrompts() const {
         break;
     }
     return promptList;
+}
+
+std::vector<quint64> PromptStore::filteredSeqs() const {
+    requireMainThread("PromptStore::filteredSeqs");
+    const SequenceIndex<QString>::Seqs* seqs = nullptr;
+    switch (currentFilter.kind()) {
+    case PromptFilter::Kind::policy:
+        seqs = seqsByPolicy.find(*currentFilter.policyPath());
+        break;
+    case PromptFilter::Kind::session:
+        seqs = seqsBySession.find(*currentFilter.sessionId());
+        break;
+    case PromptFilter::Kind::all:
+        std::vector<quint64> all;
+        all.reserve(std::size_t(promptList.size()));
+        for (auto it = promptList.begin(); it != promptList.end(); ++it)
+            all.push_back(it.seq());
+        std::reverse(all.begin(), all.end());
+        return all;
+    }
+    return seqs ? std::vector<quint64>(seqs->cbegin(), seqs->cend()) : std::vector<quint64>();
 }
 
 QStringList PromptStore::uniquePolicyPaths() const {

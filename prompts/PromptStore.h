@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QUuid>
 #include <optional>
+#include <vector>
 
 namespace zor {
 
@@ -19,11 +20,15 @@ namespace zor {
 // share. Main thread only.
 //
 // Observation: `prompts` is a PromptList, a snapshot that costs next to
-// nothing to copy or keep (see PromptList.h); promptsChanged() follows every
-// operation that changed it, once. Views that update row by row can follow
-// promptAdded (the item is now first), promptRemoved and promptChanged (its
-// ended flag was set), each emitted after the operation completed. The other
-// properties notify only when their value really changed.
+// nothing to copy or keep (see PromptList.h). Each prompt held has a sequence
+// number, which grows with every addition and orders the list: views keep
+// their rows by it. promptAdded (the item is now first), promptRemoved and
+// promptChanged (its ended flag was set) follow each change as it happens;
+// promptsChanged() follows every operation that changed the prompts, once, or
+// every batch of operations between beginChanges() and endChanges(). Views
+// gather the single changes and show them at promptsChanged(), so that a sync
+// reaches the screen as a few changes rather than thousands. The other
+// properties notify at once, and only when their value really changed.
 //
 // Every query below answers from indexes kept up to date by the operations,
 // so nothing scans the whole list.
@@ -63,9 +68,27 @@ public:
     // Sets the ended flag of every prompt of the session; they stay listed.
     void markSessionEnded(const QString& sessionId);
 
+    // Operations between these report their changes to promptsChanged() as
+    // one. They nest; the outermost end reports.
+    void beginChanges();
+    void endChanges();
+
     bool containsPrompt(const QUuid& id) const { return seqsById.newest(id).has_value(); }
     // The newest prompt with that id.
     std::optional<PromptItem> prompt(const QUuid& id) const;
+    // The sequence number of the newest prompt with that id.
+    std::optional<quint64> seqOf(const QUuid& id) const { return seqsById.newest(id); }
+    // The prompt with that sequence number, or null; valid until the next change.
+    const PromptItem* promptWithSeq(quint64 seq) const { return promptList.find(seq); }
+    // The sequence numbers of the prompts that pass the filter, oldest first.
+    std::vector<quint64> filteredSeqs() const;
+    // Of the newest prompt of the policy or session.
+    std::optional<quint64> newestSeqForPolicy(const QString& policyPath) const {
+        return seqsByPolicy.newest(policyPath);
+    }
+    std::optional<quint64> newestSeqForSession(const QString& sessionId) const {
+        return seqsBySession.newest(sessionId);
+    }
 
     // The prompts that pass the filter, in list order.
     PromptList filteredPrompts() const;
@@ -84,9 +107,9 @@ public:
 
 signals:
     void promptsChanged();
-    void promptAdded(const zor::PromptItem& item);
-    void promptRemoved(const zor::PromptItem& item);
-    void promptChanged(const zor::PromptItem& item);
+    void promptAdded(const zor::PromptItem& item, quint64 seq);
+    void promptRemoved(const zor::PromptItem& item, quint64 seq);
+    void promptChanged(const zor::PromptItem& item, quint64 seq);
     void highlightedPromptIdChanged();
     void scrollToPromptIdChanged();
     void filterChanged();
@@ -96,6 +119,8 @@ private:
     // Takes the prompt out of the list and every index.
     PromptItem take(quint64 seq);
     PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
+    // Reports the prompts' change now, or at the end of the batch.
+    void promptsDidChange();
 
     PromptList promptList;
     quint64 lastSeq = 0;
@@ -111,6 +136,8 @@ private:
     std::optional<QUuid> scrollTarget;
     PromptFilter currentFilter;
     SidebarGrouping grouping = SidebarGrouping::policy;
+    int batchDepth = 0;
+    bool hasBatchChanged = false;
 };
 
 } // namespace zor

@@ -11,7 +11,7 @@ ScrollView {
     required property PromptsSidebarModel model
     required property SidebarEntryActions actions
 
-    ScrollBar.vertical.policy: ScrollBar.AlwaysOn
+    ScrollBar.vertical.policy: ScrollBar.AsNeeded
     ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
 
     ListView {

@@ -2,7 +2,8 @@
 
 #include "prompts/PromptStore.h"
 
-#include <algorithm>
+#include <QSet>
+#include <utility>
 
 namespace zor {
 
@@ -16,8 +17,17 @@ void PromptsSidebarModel::setStore(PromptStore* store) {
         disconnect(promptStore, nullptr, this, nullptr);
     promptStore = store;
     if (store) {
-        connect(store, &PromptStore::promptAdded, this, &PromptsSidebarModel::add);
-        connect(store, &PromptStore::promptRemoved, this, &PromptsSidebarModel::remove);
+        connect(store, &PromptStore::promptAdded, this,
+                [this](const PromptItem& item, quint64 seq) {
+                    addedSeqs.push_back(seq);
+                    changedKeys.push_back(groupKey(item));
+                });
+        connect(store, &PromptStore::promptRemoved, this,
+                [this](const PromptItem& item, quint64 seq) {
+                    removedSeqs.push_back(seq);
+                    changedKeys.push_back(groupKey(item));
+                });
+        connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
         connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
     }
     rebuild();
@@ -35,7 +45,7 @@ void PromptsSidebarModel::setGrouping(SidebarGrouping grouping) {
 int PromptsSidebarModel::rowCount(const QModelIndex& parent) const {
     if (parent.isValid() || !promptStore)
         return 0;
-    return int(groups.size()) + 1;
+    return int(seqs.markedCount()) + 1;
 }
 
 QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
@@ -88,10 +98,10 @@ QHash<int, QByteArray> PromptsSidebarModel::roleNames() const {
 }
 
 SidebarEntry PromptsSidebarModel::entry(int row) const {
-    Q_ASSERT(promptStore && row >= 0 && row <= int(groups.size()));
+    Q_ASSERT(promptStore && row >= 0 && row < rowCount());
     if (row == 0)
         return SidebarEntry::all(*promptStore);
-    const QString& key = groups[std::size_t(row - 1)].key;
+    const QString key = keyByNewest.value(seqs.markedAt(seqs.markedCount() - row));
     return currentGrouping == SidebarGrouping::policy ? SidebarEntry::forPolicy(*promptStore, key)
                                                       : SidebarEntry::forSession(*promptStore, key);
 }
@@ -105,91 +115,106 @@ QString PromptsSidebarModel::groupKey(const PromptItem& item) const {
     return currentGrouping == SidebarGrouping::policy ? item.policyPath : item.sessionId;
 }
 
+std::optional<quint64> PromptsSidebarModel::newestInStore(const QString& key) const {
+    return currentGrouping == SidebarGrouping::policy ? promptStore->newestSeqForPolicy(key)
+                                                      : promptStore->newestSeqForSession(key);
+}
+
 void PromptsSidebarModel::rebuild() {
     beginResetModel();
-    groups.clear();
-    seqsByGroup = {};
-    seqsByKeyHash = {};
+    seqs.clear();
+    newestByKey.clear();
+    keyByNewest.clear();
+    addedSeqs.clear();
+    removedSeqs.clear();
+    changedKeys.clear();
     shownFilter = PromptFilter::all();
     if (promptStore) {
-        // Numbered oldest first, as the store numbered them.
-        const QList<PromptItem> items = promptStore->prompts().toList();
-        for (auto it = items.crbegin(); it != items.crend(); ++it) {
-            const quint64 seq = ++lastSeq;
-            seqsByKeyHash.insert(qHash(it->dedupeKey()), seq);
-            seqsByGroup.insert(groupKey(*it), seq);
+        std::vector<std::pair<quint64, bool>> held; // newest first
+        held.reserve(std::size_t(promptStore->prompts().size()));
+        const PromptList prompts = promptStore->prompts();
+        for (auto it = prompts.begin(); it != prompts.end(); ++it) {
+            const QString key = groupKey(*it);
+            const bool isNewest = !newestByKey.contains(key);
+            if (isNewest) {
+                newestByKey.insert(key, it.seq());
+                keyByNewest.insert(it.seq(), key);
+            }
+            held.emplace_back(it.seq(), isNewest);
         }
-        const QList<QString> keys = seqsByGroup.keysNewestFirst();
-        groups.reserve(std::size_t(keys.size()));
-        for (const QString& key : keys)
-            groups.push_back(Group{key, *seqsByGroup.newest(key)});
+        for (auto it = held.crbegin(); it != held.crend(); ++it)
+            seqs.append(it->first, it->second);
         shownFilter = promptStore->filter();
     }
     endResetModel();
 }
 
-void PromptsSidebarModel::add(const PromptItem& item) {
-    const quint64 seq = ++lastSeq;
-    seqsByKeyHash.insert(qHash(item.dedupeKey()), seq);
-    const QString key = groupKey(item);
-    const std::optional<quint64> previous = seqsByGroup.newest(key);
-    seqsByGroup.insert(key, seq);
-    if (previous) {
-        // The group now holds the newest prompt, so it moves to the top.
-        const int row = rowOfNewest(*previous);
-        if (row > 1) {
-            beginMoveRows({}, row, row, {}, 1);
-            std::rotate(groups.begin(), groups.begin() + (row - 1), groups.begin() + row);
-            endMoveRows();
+void PromptsSidebarModel::takeChanges() {
+    for (const quint64 seq : std::exchange(addedSeqs, {}))
+        if (promptStore->promptWithSeq(seq))
+            seqs.append(seq, false);
+    const std::vector<QString> keys = std::exchange(changedKeys, {});
+    QSet<QString> followed;
+    for (const QString& key : keys)
+        if (!followed.contains(key)) {
+            followed.insert(key);
+            followGroup(key);
         }
-        groups.front().newestSeq = seq;
-        rowChanged(1);
-    } else {
-        beginInsertRows({}, 1, 1);
-        groups.insert(groups.begin(), Group{key, seq});
-        endInsertRows();
-    }
-    rowChanged(0);
+    if (!keys.empty())
+        rowChanged(0);
+    // None of them is a group's newest any longer.
+    for (const quint64 seq : std::exchange(removedSeqs, {}))
+        seqs.remove(seq);
 }
 
-void PromptsSidebarModel::remove(const PromptItem& item) {
-    const size_t keyHash = qHash(item.dedupeKey());
-    const SequenceIndex<size_t>::Seqs* held = seqsByKeyHash.find(keyHash);
-    if (!held)
-        return;
-    const QString key = groupKey(item);
-    // Of colliding keys, the prompt in the item's group.
-    const SequenceIndex<QString>::Seqs* inGroup = seqsByGroup.find(key);
-    const auto found = std::find_if(held->begin(), held->end(), [inGroup](quint64 s) {
-        return inGroup && std::binary_search(inGroup->begin(), inGroup->end(), s);
-    });
-    if (found == held->end())
-        return;
-    const quint64 seq = *found;
-    seqsByKeyHash.remove(keyHash, seq);
-    const int row = rowOfNewest(*seqsByGroup.newest(key));
-    seqsByGroup.remove(key, seq);
-    const std::optional<quint64> newest = seqsByGroup.newest(key);
-    if (!newest) {
-        beginRemoveRows({}, row, row);
-        groups.erase(groups.begin() + (row - 1));
-        endRemoveRows();
-    } else {
-        // With an older newest prompt the group may fall behind others.
-        const auto from = groups.begin() + (row - 1);
-        const auto to = std::lower_bound(from + 1, groups.end(), *newest,
-                                         [](const Group& g, quint64 s) { return g.newestSeq > s; });
-        const int destination = int(to - groups.begin()) + 1; // the model row it goes before
-        if (destination > row + 1) {
-            beginMoveRows({}, row, row, {}, destination);
-            std::rotate(from, from + 1, to);
-            endMoveRows();
+void PromptsSidebarModel::followGroup(const QString& key) {
+    const auto shown = newestByKey.constFind(key);
+    const std::optional<quint64> old =
+        shown == newestByKey.cend() ? std::nullopt : std::optional(*shown);
+    const std::optional<quint64> newest = newestInStore(key);
+    const auto remark = [&] {
+        if (old) {
+            seqs.setMarked(*old, false);
+            keyByNewest.remove(*old);
+            newestByKey.remove(key);
         }
-        const int newRow = std::max(row, destination - 1);
-        groups[std::size_t(newRow - 1)].newestSeq = *newest;
-        rowChanged(newRow);
+        if (newest) {
+            seqs.setMarked(*newest, true);
+            keyByNewest.insert(*newest, key);
+            newestByKey.insert(key, *newest);
+        }
+    };
+    if (old == newest) {
+        if (newest)
+            rowChanged(rowOfNewest(*newest)); // its count
+        return;
     }
-    rowChanged(0);
+    if (!old) {
+        // Below the groups with newer prompts.
+        const int row = 1 + int(seqs.markedCount() - seqs.markedBelow(*newest));
+        beginInsertRows({}, row, row);
+        remark();
+        endInsertRows();
+        return;
+    }
+    const int from = rowOfNewest(*old);
+    if (!newest) {
+        beginRemoveRows({}, from, from);
+        remark();
+        endRemoveRows();
+        return;
+    }
+    // Its row once moved: below the other groups with newer prompts.
+    const int to =
+        1 + int(seqs.markedCount() - seqs.markedBelow(*newest)) - (*old > *newest ? 1 : 0);
+    if (to == from) {
+        remark();
+    } else {
+        beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
+        remark();
+        endMoveRows();
+    }
+    rowChanged(to);
 }
 
 void PromptsSidebarModel::followFilter() {
@@ -204,15 +229,14 @@ void PromptsSidebarModel::followFilter() {
 }
 
 int PromptsSidebarModel::rowOfNewest(quint64 seq) const {
-    const auto found = std::lower_bound(groups.begin(), groups.end(), seq,
-                                        [](const Group& g, quint64 s) { return g.newestSeq > s; });
-    Q_ASSERT(found != groups.end() && found->newestSeq == seq);
-    return int(found - groups.begin()) + 1;
+    const qsizetype rank = seqs.rankOf(seq);
+    Q_ASSERT(rank >= 0);
+    return int(seqs.markedCount() - rank);
 }
 
 int PromptsSidebarModel::rowOfKey(const QString& key) const {
-    const std::optional<quint64> newest = seqsByGroup.newest(key);
-    return newest ? rowOfNewest(*newest) : -1;
+    const auto newest = newestByKey.constFind(key);
+    return newest == newestByKey.cend() ? -1 : rowOfNewest(*newest);
 }
 
 int PromptsSidebarModel::rowSelectedBy(const PromptFilter& filter) const {

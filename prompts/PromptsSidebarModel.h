@@ -1,11 +1,12 @@
 #pragma once
 
+#include "prompts/MarkedSeqs.h"
 #include "prompts/PromptFilter.h"
-#include "prompts/SequenceIndex.h"
 #include "prompts/SidebarEntry.h"
 #include "prompts/SidebarGrouping.h"
 
 #include <QAbstractListModel>
+#include <QHash>
 #include <QPointer>
 #include <vector>
 
@@ -17,11 +18,12 @@ struct PromptItem;
 // The sidebar's entries: "All" at row 0, then one per policy file or per
 // session, in the store's order (the newest prompt's group first).
 //
-// It follows the store prompt by prompt: an add or removal changes the rows
-// of its own group and "All", moving, inserting or removing at most one row,
-// so a large store costs no more per change than a small one. The order needs
-// each group's newest prompt, which the store keeps to itself; the model
-// numbers the prompts it sees in the same way, newer ones higher.
+// It gathers the store's changes and takes them at the store's
+// promptsChanged(): each group that changed is updated in place, or moved,
+// inserted or removed as one row, so that a large store costs no more per
+// change than a small one and a sync reaches the view as a few changes per
+// batch. Groups are ordered by their newest prompt's sequence number; the
+// model marks each group's newest among all the prompts it has taken in.
 class PromptsSidebarModel : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(zor::PromptStore* store READ store WRITE setStore NOTIFY storeChanged)
@@ -62,17 +64,13 @@ signals:
     void groupingChanged();
 
 private:
-    struct Group {
-        QString key;
-        quint64 newestSeq;
-    };
-
     QString groupKey(const PromptItem& item) const;
+    std::optional<quint64> newestInStore(const QString& key) const;
     void rebuild();
-    void add(const PromptItem& item);
-    void remove(const PromptItem& item);
+    void takeChanges();
+    // Brings the group's row to its newest prompt in the store.
+    void followGroup(const QString& key);
     void followFilter();
-    // The model row of the group whose newest prompt has that number.
     int rowOfNewest(quint64 seq) const;
     int rowOfKey(const QString& key) const;
     int rowSelectedBy(const PromptFilter& filter) const;
@@ -80,12 +78,14 @@ private:
 
     QPointer<PromptStore> promptStore;
     SidebarGrouping currentGrouping = SidebarGrouping::policy;
-    std::vector<Group> groups; // newest first
-    SequenceIndex<QString> seqsByGroup;
-    // By the hash of the de-duplication key, of which the store holds one prompt
-    // each: the keys themselves are long. Colliding keys share a hash.
-    SequenceIndex<size_t> seqsByKeyHash;
-    quint64 lastSeq = 0;
+    // Every prompt taken in; marked: the newest of its group, as shown.
+    MarkedSeqs seqs;
+    QHash<QString, quint64> newestByKey;
+    QHash<quint64, QString> keyByNewest;
+    // The store's changes since the last promptsChanged().
+    std::vector<quint64> addedSeqs;
+    std::vector<quint64> removedSeqs;
+    std::vector<QString> changedKeys;
     PromptFilter shownFilter;
 };
 

@@ -81,7 +81,10 @@ Rectangle {
         model: view.listModel
         clip: true
         keyNavigationEnabled: false
-        currentIndex: view.viewModel.highlightedRow
+        activeFocusOnTab: true
+        // The highlight is the model's; a current item would be one more row
+        // kept alive, out of sight, for assistive tools to trip over.
+        currentIndex: -1
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: ScrollBar {}
         Accessible.role: Accessible.List
@@ -89,17 +92,14 @@ Rectangle {
 
         Keys.onPressed: (event) => { event.accepted = view.viewModel.handleListKey(event.key, event.modifiers); }
         onActiveFocusChanged: view.viewModel.isListFocused = activeFocus
-        // The highlight stays in sight as the arrow keys move it.
-        onCurrentIndexChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
 
         delegate: PromptRow {
             width: ListView.view.width
             decider: view.decider
-            isHighlighted: index === view.viewModel.highlightedRow
             isListFocused: view.viewModel.isListFocused
             shortcutTexts: view.shortcutTexts
             onHighlightRequested: {
-                view.viewModel.highlight(index);
+                view.viewModel.highlightPrompt(promptId);
                 list.forceActiveFocus();
             }
             onContextMenuRequested: (x, y) => {
@@ -115,11 +115,31 @@ Rectangle {
                 if (view.viewModel.isListFocused)
                     list.forceActiveFocus();
             }
+            // The highlight stays in sight as the arrow keys move it.
+            function onKeepRowInView(row) {
+                list.positionViewAtIndex(row, ListView.Contain);
+            }
             function onScrollRequestChanged() {
-                if (view.viewModel.scrollRequestRow >= 0)
-                    list.positionViewAtIndex(view.viewModel.scrollRequestRow, ListView.Beginning);
+                if (view.viewModel.scrollRequestRow < 0)
+                    return;
+                // Rows differ in height, and the list knows only those it has
+                // made: near the end the first call may fall short of the
+                // row, the second, among made rows, brings all of it in.
+                list.positionViewAtIndex(view.viewModel.scrollRequestRow, ListView.Beginning);
+                list.forceLayout();
+                list.positionViewAtIndex(view.viewModel.scrollRequestRow, ListView.Contain);
             }
         }
+    }
+
+    // Where the keyboard is: drawn over the list, not scrolled with it.
+    Rectangle {
+        objectName: "promptListFocusRing"
+        anchors.fill: list
+        visible: list.visible && list.activeFocus
+        color: "transparent"
+        border.width: 2
+        border.color: SetupTheme.focusRing
     }
 
     Menu {

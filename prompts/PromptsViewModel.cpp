@@ -1,7 +1,7 @@
 #include "prompts/PromptsViewModel.h"
 
-#include "agent/NotificationHandler.h"
 #include "platform/Log.h"
+#include "prompts/AgentRequests.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 
@@ -22,20 +22,13 @@ EmptyStateText emptyStateText(PromptsViewModel::ContentState state) {
 }
 
 PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listModel,
-                                   PromptDecider& decider, NotificationHandler& handler,
-                                   QObject* parent)
+                                   PromptDecider& decider, AgentRequests& agent, QObject* parent)
     : QObject(parent)
     , store(store)
     , listModel(listModel)
     , decider(decider)
-    , handler(handler) {
-    // After the list model has taken the change, which it connected for first.
-    connect(&listModel, &PromptListModel::rowsInserted, this, &PromptsViewModel::update);
-    connect(&listModel, &PromptListModel::rowsRemoved, this, &PromptsViewModel::update);
-    connect(&listModel, &PromptListModel::modelReset, this, &PromptsViewModel::update);
-    // Rows may stay while the store empties elsewhere, under another filter.
-    connect(&store, &PromptStore::promptsChanged, this, &PromptsViewModel::update);
-    connect(&store, &PromptStore::highlightedPromptIdChanged, this, &PromptsViewModel::update);
+    , agent(agent) {
+    connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
     connect(&store, &PromptStore::scrollToPromptIdChanged, this, [this] {
         const std::optional<QUuid> target = this->store.scrollToPromptId();
         if (!target)
@@ -63,6 +56,11 @@ void PromptsViewModel::setListFocused(bool newIsFocused) {
     emit isListFocusedChanged();
 }
 
+int PromptsViewModel::highlightedRow() const {
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
+    return highlighted ? listModel.rowOf(*highlighted) : -1;
+}
+
 void PromptsViewModel::update() {
     const ContentState newState = store.prompts().isEmpty() ? ContentState::noPendingPrompts
                                   : listModel.count() == 0  ? ContentState::noPromptsMatchingFilter
@@ -72,36 +70,63 @@ void PromptsViewModel::update() {
         emit contentStateChanged();
     }
 
-    const std::optional<QUuid> highlighted = store.highlightedPromptId();
-    const int newRow = highlighted ? listModel.rowOf(*highlighted) : -1;
-    if (newRow != highlightRow) {
-        highlightRow = newRow;
-        emit highlightedRowChanged();
-    }
-
     // New arrivals at the head come into view, unless the user is at work on one.
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
     const std::optional<QUuid> newFirstId = listModel.firstId();
     if (newFirstId != firstId) {
         firstId = newFirstId;
         if (firstId && !highlighted)
             requestScroll(*firstId, kTopAnchor);
     }
+
+    if (!highlighted) {
+        shownHighlight.reset();
+        return;
+    }
+    const std::optional<quint64> seq = store.seqOf(*highlighted);
+    if (shownHighlight && shownHighlight->id == *highlighted && shownHighlight->seq != seq) {
+        // The highlighted prompt has gone. After the user's own decision or
+        // dismissal the next one takes its place, so that the keys go on
+        // working; otherwise, and when its going changed the filter, nothing
+        // is highlighted, so that no key acts on a prompt the user has not seen.
+        const ShownHighlight gone = *std::exchange(shownHighlight, std::nullopt);
+        const int count = listModel.count();
+        if (gone.isDeciding && gone.filter == store.filter() && count > 0)
+            highlightRow(std::min(listModel.rowBelow(gone.seq), count - 1));
+        else
+            store.setHighlightedPromptId(std::nullopt);
+        return;
+    }
+    if (seq && listModel.rowOfSeq(*seq) >= 0)
+        shownHighlight = ShownHighlight{*highlighted, *seq, listModel.isProcessing(*highlighted),
+                                        store.filter()};
+    else if (!seq)
+        store.setHighlightedPromptId(std::nullopt);
+    else
+        shownHighlight.reset();
 }
 
-void PromptsViewModel::highlight(int row) {
-    if (row < 0 || row >= listModel.count())
-        return;
-    store.setHighlightedPromptId(listModel.promptAt(row).id);
+void PromptsViewModel::highlightPrompt(const QString& promptId) {
+    const std::optional<QUuid> id = parsePromptId(promptId);
+    if (id && listModel.rowOf(*id) >= 0)
+        store.setHighlightedPromptId(*id);
+}
+
+void PromptsViewModel::highlightRow(int row) {
+    if (const PromptItem* item = listModel.promptAt(row))
+        store.setHighlightedPromptId(item->id);
 }
 
 void PromptsViewModel::moveHighlight(int delta) {
     const int count = listModel.count();
     if (count == 0)
         return;
-    if (highlightRow < 0)
-        highlight(delta > 0 ? 0 : count - 1);
-    else
-        highlight(std::clamp(highlightRow + delta, 0, count - 1));
+    const int row = highlightedRow();
+    // With nothing highlighted, Down starts at the top and Up at the bottom.
+    const int target =
+        row < 0 ? (delta > 0 ? 0 : count - 1) : std::clamp(row + delta, 0, count - 1);
+    highlightRow(target);
+    emit keepRowInView(target);
 }
 
 bool PromptsViewModel::handleListKey(int key, int modifiers) {
@@ -133,23 +158,17 @@ bool PromptsViewModel::decideHighlighted(PromptDecider::Decision decision) {
 
 void PromptsViewModel::dismissHighlighted() {
     const std::optional<QUuid> id = store.highlightedPromptId();
-    if (!id)
-        return;
-    const int row = listModel.rowOf(*id);
     // A prompt whose decision is underway is closed to the keyboard as to clicks.
-    if (row < 0 || listModel.isProcessing(*id))
+    if (!id || listModel.rowOf(*id) < 0 || listModel.isProcessing(*id))
         return;
-    handler.dismissPrompt(*id, [](bool success, std::optional<QString> error) {
+    agent.dismissPrompt(*id, [](bool success, std::optional<QString> error) {
         if (!success)
             logger(LogCategory::promptsView)
                 .error("Failed to dismiss prompt: %s", {error.value_or(QStringLiteral("unknown"))});
     });
+    // Marked as the user's own act, which passes the highlight on once it is gone.
+    listModel.setProcessing(*id);
     store.removePrompt(*id);
-    const int count = listModel.count();
-    if (count == 0)
-        store.setHighlightedPromptId(std::nullopt);
-    else
-        store.setHighlightedPromptId(listModel.promptAt(std::min(row, count - 1)).id);
 }
 
 void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {

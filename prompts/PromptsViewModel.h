@@ -1,6 +1,7 @@
 #pragma once
 
 #include "prompts/PromptDecider.h"
+#include "prompts/PromptFilter.h"
 #include "prompts/ScrollRequest.h"
 
 #include <QObject>
@@ -10,20 +11,23 @@
 
 namespace zor {
 
-class NotificationHandler;
+class AgentRequests;
 class PromptListModel;
 class PromptStore;
 
 // The behaviour of the prompt list: what it shows when empty, the highlight
 // (the store's highlightedPromptId), keyboard commands on the highlighted
 // prompt, delete-to-dismiss and scrolling. Main thread only.
+//
+// It acts on the list only after the list model's updated(), when every view
+// of the model holds the same rows, and it names prompts by id: a row number
+// is good only for the moment it was read.
 class PromptsViewModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(zor::PromptsViewModel::ContentState contentState READ contentState NOTIFY
                    contentStateChanged)
     Q_PROPERTY(QString emptyTitle READ emptyTitle NOTIFY contentStateChanged)
     Q_PROPERTY(QString emptyMessage READ emptyMessage NOTIFY contentStateChanged)
-    Q_PROPERTY(int highlightedRow READ highlightedRow NOTIFY highlightedRowChanged)
     Q_PROPERTY(
         bool isListFocused READ isListFocused WRITE setListFocused NOTIFY isListFocusedChanged)
     Q_PROPERTY(
@@ -38,12 +42,11 @@ public:
     static constexpr QPointF kTopAnchor{0.5, 0.0};
 
     PromptsViewModel(PromptStore& store, PromptListModel& listModel, PromptDecider& decider,
-                     NotificationHandler& handler, QObject* parent = nullptr);
+                     AgentRequests& agent, QObject* parent = nullptr);
 
     ContentState contentState() const { return state; }
     QString emptyTitle() const;
     QString emptyMessage() const;
-    int highlightedRow() const { return highlightRow; }
     bool isListFocused() const { return isFocused; }
     void setListFocused(bool isFocused);
     std::optional<ScrollRequest> scrollRequest() const { return lastScrollRequest; }
@@ -51,35 +54,47 @@ public:
         return lastScrollRequest.value_or(ScrollRequest{});
     }
     int scrollRequestRow() const { return scrollRow; }
+    // The row the user sees highlighted; -1 when none.
+    int highlightedRow() const;
 
-    Q_INVOKABLE void highlight(int row);
+    // A click on the row showing that prompt.
+    Q_INVOKABLE void highlightPrompt(const QString& promptId);
     // Keys pressed while the list has focus: the arrows move the highlight,
     // Delete and Backspace dismiss. True when the key was one of them.
     Q_INVOKABLE bool handleListKey(int key, int modifiers);
     Q_INVOKABLE bool decideHighlighted(zor::PromptDecider::Decision decision);
-    // Asks the agent to drop the highlighted prompt, removes it at once and
-    // highlights the one that followed it, else the new last one. Nothing
-    // while a decision on it is underway.
+    // Asks the agent to drop the highlighted prompt and removes it at once.
+    // Nothing while a decision on it is underway.
     void dismissHighlighted();
     void requestScroll(const QUuid& id, QPointF anchor);
 
 signals:
     void contentStateChanged();
-    void highlightedRowChanged();
     void isListFocusedChanged();
     void scrollRequestChanged();
+    // The arrow keys moved the highlight to this row: it must be in view.
+    void keepRowInView(int row);
 
 private:
+    // What the user saw highlighted at the last update.
+    struct ShownHighlight {
+        QUuid id;
+        quint64 seq;
+        bool isDeciding;
+        PromptFilter filter;
+    };
+
     void update();
     void moveHighlight(int delta);
+    void highlightRow(int row);
 
     PromptStore& store;
     PromptListModel& listModel;
     PromptDecider& decider;
-    NotificationHandler& handler;
+    AgentRequests& agent;
     ContentState state = ContentState::noPendingPrompts;
-    int highlightRow = -1;
     bool isFocused = false;
+    std::optional<ShownHighlight> shownHighlight;
     std::optional<QUuid> firstId;
     std::optional<ScrollRequest> lastScrollRequest;
     qint64 scrollGeneration = 0;

@@ -1,10 +1,10 @@
 #include "VirtualClock.h"
-#include "app/PromptUrl.h"
 #include "platform/Announcer.h"
 #include "platform/IconBadge.h"
 #include "platform/UserNotifications.h"
 #include "prompts/PromptAttention.h"
 #include "prompts/PromptStore.h"
+#include "prompts/PromptUrl.h"
 #include "prompts/WindowPresence.h"
 
 #include <QTest>

@@ -4,7 +4,7 @@
 #include "FakePlatform.h"
 #include "VirtualClock.h"
 #include "agent/NotificationHandler.h"
-#include "app/AppState.h"
+#include "prompts/AppState.h"
 
 namespace zor::testing {
 

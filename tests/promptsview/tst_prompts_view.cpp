@@ -1,12 +1,12 @@
-#include "LogCapture.h"
-#include "PromptsScene.h"
-#include "prompts/PromptDecider.h"
+#include "PromptScreen.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
 #include "prompts/PromptsViewModel.h"
+#include "window/qml/QuickViews.h"
 
 #include <QAbstractItemModelTester>
-#include <QKeySequence>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -16,47 +16,43 @@ using Decision = PromptDecider::Decision;
 
 namespace {
 
-QUuid uuid(int n) {
-    return QUuid(uint(n), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
-}
-
-QString policy(const QString& name) {
-    return QStringLiteral("/work/%1/.zor/policy.yml").arg(name);
+SerializablePromptItem record(int n, const QString& session, const Denial& denial,
+                              bool isSessionEnded = false) {
+    SerializablePromptItem made;
+    made.id = idText(QUuid(uint(n), 0, 0, 0x40, 0x80, 0, 0, 0, 0, 0, 1));
+    made.sessionId = session;
+    made.policyPath = QStringLiteral("/work/%1/.zor/policy.yml").arg(session);
+    made.denial = denial;
+    made.isSessionEnded = isSessionEnded;
+    return made;
 }
 
 Denial fileDenial(int n) {
     return FileDenial{QStringLiteral("/tmp/file-%1").arg(n), "write", "vim"};
 }
 
-// The view's models on the agent link, to a fake agent that is not connected
-// unless asked.
-struct Fixture : PromptsScene {
-    LogCapture log;
-    PromptStore& store = *appState.promptStore();
-    PromptListModel listModel{store};
-    QAbstractItemModelTester tester{&listModel,
-                                    QAbstractItemModelTester::FailureReportingMode::QtTest};
-    PromptDecider decider{store, listModel, handler};
-    PromptsViewModel viewModel{store, listModel, decider, handler};
+// Prompts 1 to `count`, of session "s" unless given; prompt `count` on top.
+QList<SerializablePromptItem> records(int count, const QString& session = "s") {
+    QList<SerializablePromptItem> made;
+    for (int n = 1; n <= count; ++n)
+        made.append(record(n, session, fileDenial(n)));
+    return made;
+}
 
-    Fixture()
-        : PromptsScene(false) {}
+QUuid idOf(const SerializablePromptItem& made) {
+    return QUuid(made.id);
+}
 
-    // Prompt n of session "s<n % sessions>" under the policy of its session.
-    void addPrompts(int count, int sessions = 1) {
-        for (int n = 1; n <= count; ++n) {
-            const QString session = QStringLiteral("s%1").arg(n % sessions);
-            store.addPrompt(uuid(n), session, policy(session), fileDenial(n), false);
-        }
+// The screen after a sync of `prompts`, the list holding the keyboard.
+struct Rig : PromptScreen {
+    explicit Rig(const QList<SerializablePromptItem>& prompts = records(4)) {
+        sync(prompts);
+        list()->forceActiveFocus();
+        settle();
     }
-
-    QList<QUuid> rows() const {
-        QList<QUuid> ids;
-        for (int row = 0; row < listModel.rowCount(); ++row)
-            ids.append(listModel.promptAt(row).id);
-        return ids;
-    }
-    QStringList viewLog() const { return log.messages(LogCategory::promptsView); }
+    QQuickItem* rowOf(const SerializablePromptItem& made) const { return rowFor(idOf(made)); }
+    void highlight(const SerializablePromptItem& made) { clickRow(rowOf(made)); }
+    std::optional<QUuid> highlighted() const { return store.highlightedPromptId(); }
 };
 
 } // namespace
@@ -65,218 +61,465 @@ class PromptsViewTest : public QObject {
     Q_OBJECT
 
 private slots:
-    // Every change of the store reaches the list as the smallest change of
-    // rows; only a new filter resets it.
-    void listFollowsStoreRowByRow() {
-        Fixture f;
-        QSignalSpy inserted(&f.listModel, &QAbstractItemModel::rowsInserted);
-        QSignalSpy removed(&f.listModel, &QAbstractItemModel::rowsRemoved);
-        QSignalSpy changed(&f.listModel, &QAbstractItemModel::dataChanged);
-        QSignalSpy resets(&f.listModel, &QAbstractItemModel::modelReset);
-        const auto counts = [&] {
-            return QList<qsizetype>{inserted.size(), removed.size(), changed.size(), resets.size()};
-        };
+    void initTestCase() { useDesktopControlsStyle(); }
 
-        f.addPrompts(6, 2); // sessions s1, s0, s1, s0, s1, s0
-        QCOMPARE(f.rows(), (QList<QUuid>{uuid(6), uuid(5), uuid(4), uuid(3), uuid(2), uuid(1)}));
-        QCOMPARE(counts(), (QList<qsizetype>{6, 0, 0, 0}));
-
-        f.store.setFilter(PromptFilter::session("s1"));
-        QCOMPARE(f.rows(), (QList<QUuid>{uuid(5), uuid(3), uuid(1)}));
-        QCOMPARE(resets.size(), 1);
-
-        f.store.addPrompt(uuid(7), "s0", policy("s0"), fileDenial(7), false); // filtered out
-        f.store.addPrompt(uuid(8), "s1", policy("s1"), fileDenial(1), false); // replaces 1
-        f.store.addPrompt(uuid(9), "s0", policy("s1"), fileDenial(3), false); // replaces 3, hidden
-        QCOMPARE(f.rows(), (QList<QUuid>{uuid(8), uuid(5)}));
-        QCOMPARE(counts(), (QList<qsizetype>{7, 2, 0, 1}));
-
-        f.store.markSessionEnded("s1");
-        QVERIFY(f.listModel.data(f.listModel.index(1), PromptListModel::sessionEndedRole).toBool());
-
-        f.store.removePrompt(uuid(7)); // not shown
-        QCOMPARE(removed.size(), 2);
-        f.store.removePrompt(uuid(8));
-        f.store.removePrompt(uuid(5)); // the last of s1: the filter falls back to all
-        QCOMPARE(f.store.filter(), PromptFilter::all());
-        QCOMPARE(f.rows(), (QList<QUuid>{uuid(9), uuid(6), uuid(4), uuid(2)}));
-        QCOMPARE(counts(), (QList<qsizetype>{7, 4, 2, 2}));
+    // Seeded random runs of what the agent and the user do. After each step
+    // the rows on screen are the store's filtered prompts, and every decision
+    // reaches the agent for the prompt the user saw highlighted or clicked.
+    void screenFollowsTheStore() {
+        const bool isOneSeed = qEnvironmentVariableIsSet("ZOR_SCREEN_SEED");
+        const quint32 firstSeed =
+            isOneSeed ? quint32(qEnvironmentVariableIntValue("ZOR_SCREEN_SEED")) : 1;
+        PromptScreen screen;
+        for (int run = 0; run < (isOneSeed ? 1 : 200); ++run) {
+            const quint32 seed = firstSeed + quint32(run);
+            const QString failure = runSequence(screen, seed);
+            QVERIFY2(failure.isEmpty(),
+                     qPrintable(QStringLiteral("seed %1 (ZOR_SCREEN_SEED=%1 reruns it): %2")
+                                    .arg(seed)
+                                    .arg(failure)));
+        }
     }
 
-    // What is sent, what is logged, and that the prompt goes in every case.
-    void decisions_data() {
-        QTest::addColumn<Denial>("denial");
+    // A launch sync of 10,000 reaches the list in a few changes, and a link to
+    // the oldest prompt brings all of it into view.
+    void largeSyncAndALinkToTheOldest() {
+        PromptScreen screen;
+        auto* listModel = screen.list()->property("model").value<PromptListModel*>();
+        QAbstractItemModelTester tester(listModel,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
+        QSignalSpy insertions(listModel, &QAbstractItemModel::rowsInserted);
+        QList<SerializablePromptItem> many;
+        for (int n = 1; n <= 10000; ++n)
+            many.append(record(n, QStringLiteral("s%1").arg(n % 7), fileDenial(n)));
+        screen.sync(many);
+        QCOMPARE(screen.mismatch(), QString());
+        QCOMPARE(listModel->count(), 10000);
+        QVERIFY2(insertions.size() < 100, qPrintable(QString::number(insertions.size())));
+
+        screen.scene.appState.navigateToPrompt(idOf(many.first()));
+        screen.settle();
+        QQuickItem* oldest = screen.rowFor(idOf(many.first()));
+        QVERIFY(oldest);
+        QVERIFY(screen.isFullyInView(oldest));
+        QVERIFY(oldest->property("isHighlighted").toBool());
+        QCOMPARE(screen.mismatch(), QString());
+    }
+
+    // Each decision, by its button and by its keys, reaches the agent with
+    // its action and lifetime; the prompt goes when the agent answers.
+    void decisionsReachTheAgent_data() {
         QTest::addColumn<Decision>("decision");
-        QTest::addColumn<QString>("agent"); // "absent", "ok", "fail"
-        QTest::addColumn<QStringList>("request");
-        QTest::addColumn<QStringList>("lines");
-        const QString id = uuid(1).toString(QUuid::WithoutBraces);
-        QTest::newRow("exec, deny session")
-            << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"}) << Decision::denySession << "ok"
-            << QStringList{id, "deny", "session", policy("p")}
-            << QStringList{"Override handled for exec: /bin/ls -la"};
-        QTest::newRow("file, allow once, refused")
-            << fileDenial(1) << Decision::allowOnce << "fail"
-            << QStringList{id, "allow", "once", policy("p")}
-            << QStringList{"Failed to handle prompt: unknown prompt"};
-        QTest::newRow("network, allow session, not connected")
-            << Denial(NetworkDenial{"example.org", 443, "curl"}) << Decision::allowSession
-            << "absent" << QStringList()
-            << QStringList{"Failed to handle prompt: Not connected to ZorAgent"};
-        QTest::newRow("signal: removed here")
-            << Denial(SignalDenial{9, 42, {}, "kill"}) << Decision::allowAlways << "ok"
-            << QStringList() << QStringList();
+        QTest::addColumn<bool>("isByKeys");
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QString>("lifetime");
+        const struct {
+            Decision decision;
+            const char* name;
+            const char* action;
+            const char* lifetime;
+        } decisions[] = {
+            {Decision::allowOnce, "allow once", "allow", "once"},
+            {Decision::allowSession, "allow for the session", "allow", "session"},
+            {Decision::allowAlways, "allow always", "allow", "always"},
+            {Decision::denySession, "deny for the session", "deny", "session"},
+            {Decision::denyAlways, "deny always", "deny", "always"},
+        };
+        for (const auto& d : decisions)
+            for (const bool isByKeys : {false, true})
+                QTest::addRow("%s, %s", d.name, isByKeys ? "keys" : "button")
+                    << d.decision << isByKeys << d.action << d.lifetime;
     }
-    void decisions() {
-        Fixture f;
-        QFETCH(Denial, denial);
+    void decisionsReachTheAgent() {
         QFETCH(Decision, decision);
+        QFETCH(bool, isByKeys);
+        QFETCH(QString, action);
+        QFETCH(QString, lifetime);
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        const SerializablePromptItem& decided = prompts[1];
+        if (isByKeys) {
+            rig.highlight(decided);
+            rig.keys(QKeySequence(PromptDecider::shortcut(decision)));
+        } else {
+            rig.click(rig.button(rig.rowOf(decided), decision));
+        }
+        const QList<FakeAgentCall> calls = rig.newCalls();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].method, "handlePrompt");
+        QCOMPARE(calls[0].arguments,
+                 (QStringList{decided.id.toUpper(), action, lifetime, decided.policyPath}));
+        QVERIFY(rig.store.containsPrompt(idOf(decided)));
+        rig.answerAll(true);
+        QVERIFY(!rig.store.containsPrompt(idOf(decided)));
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
+    // What is logged, and that the prompt goes in every case.
+    void decisionOutcomes_data() {
+        QTest::addColumn<Denial>("denial");
+        QTest::addColumn<QString>("agent"); // "absent", "ok", "fail"
+        QTest::addColumn<QStringList>("lines");
+        QTest::newRow("exec, handled") << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"}) << "ok"
+                                       << QStringList{"Override handled for exec: /bin/ls -la"};
+        QTest::newRow("refused") << fileDenial(1) << "fail"
+                                 << QStringList{"Failed to handle prompt: refused"};
+        QTest::newRow("not connected") << fileDenial(1) << "absent"
+                                       << QStringList{"Failed to handle prompt: Not connected "
+                                                      "to ZorAgent"};
+        QTest::newRow("signal: removed here, nothing sent")
+            << Denial(SignalDenial{9, 42, {}, "kill"}) << "ok" << QStringList();
+    }
+    void decisionOutcomes() {
+        QFETCH(Denial, denial);
         QFETCH(QString, agent);
-        QFETCH(QStringList, request);
-        const auto connection = agent == "absent" ? nullptr : f.connectToAgent();
-        f.store.addPrompt(uuid(1), "s", policy("p"), denial, false);
-
-        QVERIFY(f.decider.decide(uuid(1).toString(QUuid::WithoutBraces), decision));
-        if (connection) {
-            const QList<FakeAgentCall> calls = connection->calls();
-            QCOMPARE(calls.size(), request.isEmpty() ? 1 : 2); // the sync, then the decision
-            if (!request.isEmpty()) {
-                QCOMPARE(calls.last().method, "handlePrompt");
-                QCOMPARE(calls.last().arguments, request);
-                // Waiting for the agent: shown, dimmed, and closed to a second decision.
-                QCOMPARE(f.rows(), QList<QUuid>{uuid(1)});
-                QVERIFY(f.listModel.data(f.listModel.index(0), PromptListModel::isProcessingRole)
-                            .toBool());
-                QVERIFY(!f.decider.decide(uuid(1), Decision::allowAlways));
-                connection->answer("handlePrompt", [agent](const FakeAgentCall& call) {
-                    if (agent == "ok")
-                        call.decisionReply(true, std::nullopt);
-                    else
-                        call.decisionReply(false, "unknown prompt");
-                });
-                f.settle();
-            }
-        }
-        QTEST(f.viewLog(), "lines");
-        QVERIFY(f.store.prompts().isEmpty());
-        QVERIFY(!f.listModel.isProcessing(uuid(1)));
+        const SerializablePromptItem prompt = record(1, "s", denial);
+        Rig rig({prompt});
+        if (agent == "absent")
+            rig.scene.handler.disconnect();
+        rig.log.clear();
+        rig.click(rig.button(rig.rowOf(prompt), Decision::denyAlways));
+        if (agent != "absent")
+            rig.answerAll(agent == "ok");
+        QTEST(rig.log.messages(LogCategory::promptsView), "lines");
+        QVERIFY(rig.store.prompts().isEmpty());
+        QVERIFY(rig.newCalls().size() <= 1);
     }
 
-    // Only Always stays open for an ended session. Each shortcut is its own and
-    // needs a modifier.
-    void buttonsAndShortcuts() {
-        Fixture f;
-        const QList<Decision> all{Decision::allowOnce, Decision::allowSession,
-                                  Decision::allowAlways, Decision::denySession,
-                                  Decision::denyAlways};
-        QSet<int> shortcuts;
-        for (Decision decision : all) {
-            QCOMPARE(PromptDecider::isEnabled(decision, true, false),
-                     PromptDecider::label(decision) == "Always");
-            const QKeySequence keys = QKeySequence::fromString(PromptDecider::shortcut(decision),
-                                                               QKeySequence::PortableText);
-            QCOMPARE(keys.count(), 1);
-            QVERIFY(keys[0].keyboardModifiers() &
-                    (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
-            shortcuts.insert(keys[0].toCombined());
-        }
-        QCOMPARE(shortcuts.size(), all.size());
+    // While the agent has not answered, the row is dimmed and closed: no
+    // button, key or Delete reaches it again.
+    void aRowBeingDecidedIsClosed() {
+        const QList<SerializablePromptItem> prompts = records(2);
+        Rig rig(prompts);
+        rig.highlight(prompts[0]);
+        QQuickItem* row = rig.rowOf(prompts[0]);
+        auto* title = row->findChild<QQuickItem*>("promptTitle");
+        const QColor openColour = title->property("color").value<QColor>();
+        rig.keys(QKeySequence(PromptDecider::shortcut(Decision::denyAlways)));
+        QCOMPARE(rig.newCalls().size(), 1);
 
-        f.store.addPrompt(uuid(1), "s", policy("p"), fileDenial(1), true);
-        QVERIFY(!f.viewModel.decideHighlighted(Decision::denyAlways)); // nothing highlighted
-        f.store.setHighlightedPromptId(uuid(1));
-        QVERIFY(!f.viewModel.decideHighlighted(Decision::denySession));
-        QVERIFY(f.viewModel.decideHighlighted(Decision::denyAlways)); // not connected: goes at once
-        QVERIFY(f.store.prompts().isEmpty());
+        QVERIFY(row->property("isProcessing").toBool());
+        QVERIFY(title->property("color").value<QColor>() != openColour);
+        for (const Decision decision : {Decision::allowOnce, Decision::allowAlways})
+            QVERIFY(!rig.button(row, decision)->isEnabled());
+        rig.keys(QKeySequence(Qt::Key_Delete));
+        rig.keys(QKeySequence(PromptDecider::shortcut(Decision::allowAlways)));
+        rig.click(rig.button(row, Decision::allowAlways));
+        QCOMPARE(rig.newCalls().size(), 0);
+        QVERIFY(rig.store.containsPrompt(idOf(prompts[0])));
     }
 
-    void deleteMovesHighlight_data() {
-        QTest::addColumn<int>("prompts");
-        QTest::addColumn<int>("highlighted"); // prompt number, 0 for none
+    // Where the highlight goes when the highlighted prompt does.
+    void highlightAfterRemoval_data() {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<int>("highlighted"); // prompt number; prompts 4, 3, 2, 1 top down
         QTest::addColumn<int>("expected");    // prompt number, 0 for none
-        // Rows are newest first: 3, 2, 1.
-        QTest::newRow("middle: the one that followed") << 3 << 2 << 1;
-        QTest::newRow("last: the new last") << 3 << 1 << 2;
-        QTest::newRow("only: none") << 1 << 1 << 0;
-        QTest::newRow("nothing highlighted: nothing") << 3 << 0 << 0;
+        QTest::newRow("delete: the one that followed") << "delete" << 3 << 2;
+        QTest::newRow("delete the last: the new last") << "delete" << 1 << 2;
+        QTest::newRow("decision: the one that followed") << "decision" << 2 << 1;
+        QTest::newRow("decision, the agent removes it first") << "decision, agent" << 2 << 1;
+        QTest::newRow("the agent alone: none") << "agent" << 3 << 0;
+        QTest::newRow("replaced: none") << "replaced" << 3 << 0;
     }
-    void deleteMovesHighlight() {
-        Fixture f;
-        QFETCH(int, prompts);
+    void highlightAfterRemoval() {
+        QFETCH(QString, how);
         QFETCH(int, highlighted);
         QFETCH(int, expected);
-        f.addPrompts(prompts);
-        if (highlighted)
-            f.store.setHighlightedPromptId(uuid(highlighted));
-
-        QVERIFY(f.viewModel.handleListKey(Qt::Key_Backspace, Qt::NoModifier));
-        QCOMPARE(f.store.prompts().size(), highlighted ? prompts - 1 : prompts);
-        QCOMPARE(f.store.highlightedPromptId(),
-                 expected ? std::optional(uuid(expected)) : std::nullopt);
-        QCOMPARE(f.viewModel.highlightedRow(), expected ? f.rows().indexOf(uuid(expected)) : -1);
-        // Not connected: the request fails at once, after the prompt went.
-        QCOMPARE(f.viewLog(),
-                 highlighted ? QStringList{"Failed to dismiss prompt: Not connected to ZorAgent"}
-                             : QStringList());
-        if (f.store.prompts().isEmpty())
-            QCOMPARE(f.viewModel.contentState(), PromptsViewModel::ContentState::noPendingPrompts);
-        QVERIFY(!f.viewModel.handleListKey(Qt::Key_Delete, Qt::ControlModifier));
+        const QList<SerializablePromptItem> prompts = records(4);
+        Rig rig(prompts);
+        const SerializablePromptItem& target = prompts[highlighted - 1];
+        rig.highlight(target);
+        if (how == "delete") {
+            rig.keys(QKeySequence(Qt::Key_Delete));
+        } else if (how.startsWith("decision")) {
+            rig.keys(QKeySequence(PromptDecider::shortcut(Decision::denySession)));
+            if (how.endsWith("agent"))
+                rig.removeByAgent(idOf(target));
+            rig.answerAll(true);
+        } else if (how == "agent") {
+            rig.removeByAgent(idOf(target));
+        } else {
+            SerializablePromptItem replacement = target;
+            replacement.id = idText(QUuid::createUuid());
+            rig.add(replacement);
+        }
+        QVERIFY(!rig.store.containsPrompt(idOf(target)));
+        QCOMPARE(rig.highlighted(),
+                 expected ? std::optional(idOf(prompts[expected - 1])) : std::nullopt);
+        QCOMPARE(rig.mismatch(), QString());
     }
 
-    void scrolling() {
-        Fixture f;
-        QSignalSpy requests(&f.viewModel, &PromptsViewModel::scrollRequestChanged);
-        f.addPrompts(2); // each new head is brought into view
-        QCOMPARE(requests.size(), 2);
-        QCOMPARE(f.viewModel.scrollRequest()->id, uuid(2));
+    // When the highlighted prompt was the last of the sidebar's group, the list
+    // falls back to all prompts and nothing the user has not seen is highlighted.
+    void removingTheGroupsLastClearsTheHighlight() {
+        QList<SerializablePromptItem> prompts = records(2, "a");
+        prompts.append(record(3, "b", fileDenial(3)));
+        Rig rig(prompts);
+        rig.store.setFilter(PromptFilter::session("b"));
+        rig.settle();
+        rig.highlight(prompts[2]);
+        rig.keys(QKeySequence(Qt::Key_Delete));
+        QCOMPARE(rig.store.filter(), PromptFilter::all());
+        QCOMPARE(rig.highlighted(), std::nullopt);
+        rig.keys(QKeySequence(Qt::Key_Delete));
+        QCOMPARE(rig.store.prompts().size(), 2);
+        QCOMPARE(rig.mismatch(), QString());
+    }
 
-        f.store.setHighlightedPromptId(uuid(1));
-        f.addPrompts(3); // adds 3 (replacing 1 and 2): the view stays where the user is
-        QCOMPARE(requests.size(), 2);
+    // With nothing highlighted, Down starts at the top and Up at the bottom.
+    void arrowsFromNothing_data() {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("expected"); // prompt number; prompts 3, 2, 1 top down
+        QTest::newRow("down") << int(Qt::Key_Down) << 3;
+        QTest::newRow("up") << int(Qt::Key_Up) << 1;
+    }
+    void arrowsFromNothing() {
+        QFETCH(int, key);
+        QFETCH(int, expected);
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        rig.keys(QKeySequence(key));
+        QCOMPARE(rig.highlighted(), idOf(prompts[expected - 1]));
+        QVERIFY(rig.highlightedRow()->property("isHighlighted").toBool());
+    }
+
+    // Tab and Shift+Tab always lead back to the list, and show where they are.
+    void focusComesBackToTheList() {
+        Rig rig;
+        for (const Qt::KeyboardModifiers modifiers : {Qt::NoModifier, Qt::ShiftModifier}) {
+            rig.list()->forceActiveFocus();
+            QQuickItem* ring = rig.item("promptListFocusRing");
+            QVERIFY(ring->isVisible());
+            int presses = 0;
+            do {
+                QTest::keyClick(rig.window, Qt::Key_Tab, modifiers);
+                QVERIFY2(++presses < 20, "Tab never came back to the list");
+                QQuickItem* focused = rig.window->activeFocusItem();
+                QVERIFY(focused);
+                QVERIFY(focused == rig.list() || !ring->isVisible());
+            } while (!rig.list()->hasActiveFocus());
+            QVERIFY(presses > 1);
+        }
+    }
+
+    void scrollRequests() {
+        Rig rig(records(2));
+        auto* viewModel = rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
+        QSignalSpy requests(viewModel, &PromptsViewModel::scrollRequestChanged);
+        rig.add(record(3, "s", fileDenial(3))); // a new head is brought into view
+        QCOMPARE(requests.size(), 1);
+        rig.highlight(record(1, "s", fileDenial(1)));
+        rig.add(record(4, "s", fileDenial(4))); // the view stays where the user is
+        QCOMPARE(requests.size(), 1);
 
         // Asked twice for the same prompt: two requests, told apart by generation.
-        f.store.setScrollToPromptId(uuid(2));
-        f.store.setScrollToPromptId(uuid(2));
-        QCOMPARE(requests.size(), 4);
-        QCOMPARE(f.viewModel.scrollRequest(),
-                 (ScrollRequest{uuid(2), PromptsViewModel::kTopAnchor, 4}));
-        QCOMPARE(f.viewModel.scrollRequestRow(), 1);
-        QCOMPARE(f.store.scrollToPromptId(), std::nullopt);
-        QVERIFY(f.viewModel.isListFocused());
+        const QUuid second = idOf(record(2, "s", fileDenial(2)));
+        rig.store.setScrollToPromptId(second);
+        const ScrollRequest once = *viewModel->scrollRequest();
+        rig.store.setScrollToPromptId(second);
+        QCOMPARE(requests.size(), 3);
+        QCOMPARE(viewModel->scrollRequest(),
+                 (ScrollRequest{second, PromptsViewModel::kTopAnchor, once.generation + 1}));
+        QCOMPARE(viewModel->scrollRequestRow(), 2);
+        QCOMPARE(rig.store.scrollToPromptId(), std::nullopt);
     }
 
     void rowMenu_data() {
         QTest::addColumn<PromptFilter>("filter");
         QTest::addColumn<bool>("hasViewPolicy");
         QTest::addColumn<bool>("hasViewSession");
+        const QString policy = record(1, "s", fileDenial(1)).policyPath;
         QTest::newRow("all") << PromptFilter::all() << true << true;
-        QTest::newRow("its policy") << PromptFilter::policy(policy("p")) << false << true;
-        QTest::newRow("another policy") << PromptFilter::policy(policy("q")) << true << true;
+        QTest::newRow("its policy") << PromptFilter::policy(policy) << false << true;
         QTest::newRow("its session") << PromptFilter::session("s") << true << false;
     }
     void rowMenu() {
-        Fixture f;
         QFETCH(PromptFilter, filter);
-        f.store.addPrompt(uuid(1), "s", policy("p"), fileDenial(1), false);
-        f.store.addPrompt(uuid(2), "t", policy("q"), fileDenial(2), false);
-        f.store.setFilter(filter);
-        PromptRowMenu menu(f.appState, f.clipboard);
-        menu.openFor(policy("p"), "s");
+        const SerializablePromptItem prompt = record(1, "s", fileDenial(1));
+        Rig rig({prompt, record(2, "t", fileDenial(2))});
+        rig.store.setFilter(filter);
+        PromptRowMenu menu(rig.scene.appState, rig.scene.clipboard);
+        menu.openFor(prompt.policyPath, "s");
         QTEST(menu.hasViewPolicyItem(), "hasViewPolicy");
         QTEST(menu.hasViewSessionItem(), "hasViewSession");
 
         menu.viewSessionNotifications();
-        QCOMPARE(f.appState.selectedTab(), AppTab::sessions);
-        QCOMPARE(f.store.filter(), PromptFilter::session("s"));
-        QVERIFY(!menu.hasViewSessionItem());
+        QCOMPARE(rig.scene.appState.selectedTab(), AppTab::sessions);
+        QCOMPARE(rig.store.filter(), PromptFilter::session("s"));
         menu.viewPolicyNotifications();
-        QCOMPARE(f.appState.selectedTab(), AppTab::policies);
-        QCOMPARE(f.store.filter(), PromptFilter::policy(policy("p")));
+        QCOMPARE(rig.scene.appState.selectedTab(), AppTab::policies);
+        QCOMPARE(rig.store.filter(), PromptFilter::policy(prompt.policyPath));
         menu.copyPolicyPath();
         menu.copySessionId();
-        QCOMPARE(f.clipboard.texts, (QStringList{policy("p"), "s"}));
+        QCOMPARE(rig.scene.clipboard.texts, (QStringList{prompt.policyPath, "s"}));
     }
+
+private:
+    static QString runSequence(PromptScreen& screen, quint32 seed);
 };
+
+QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
+    PromptMaker maker(seed);
+    QRandomGenerator& random = maker.random;
+    QStringList steps;
+    const auto fail = [&steps](const QString& what) {
+        return steps.join(QStringLiteral(", ")) + QStringLiteral(": ") + what;
+    };
+    const auto anyPrompt = [&]() -> std::optional<PromptItem> {
+        const PromptList all = screen.store.prompts();
+        if (all.isEmpty())
+            return std::nullopt;
+        return all.at(qsizetype(random.bounded(int(all.size()))));
+    };
+    const auto pick = [&random](const QList<QQuickItem*>& items) -> QQuickItem* {
+        return items.isEmpty() ? nullptr : items.at(int(random.bounded(int(items.size()))));
+    };
+    // Every call since the last look is for `id`.
+    const auto callsAreFor = [&screen](const QString& id) {
+        const QList<FakeAgentCall> calls = screen.newCalls();
+        return std::all_of(calls.cbegin(), calls.cend(), [&id](const FakeAgentCall& call) {
+            return call.arguments.value(0).compare(id, Qt::CaseInsensitive) == 0;
+        });
+    };
+
+    // Each run starts from a fresh sync on an empty, unfiltered list.
+    screen.answerAll(true);
+    for (const PromptItem& held : screen.store.prompts().toList())
+        screen.store.removePrompt(held.id);
+    screen.store.setHighlightedPromptId(std::nullopt);
+    screen.store.setFilter(PromptFilter::all());
+    screen.scene.appState.setSelectedTab(AppTab::policies);
+    QList<SerializablePromptItem> first;
+    for (int n = int(random.bounded(25)); n > 0; --n)
+        first.append(maker.make());
+    screen.sync(first);
+    steps << QStringLiteral("sync %1").arg(first.size());
+
+    for (int step = int(random.bounded(50)); step > 0; --step) {
+        if (const QString mismatch = screen.mismatch(); !mismatch.isEmpty())
+            return fail(mismatch);
+        switch (random.bounded(14)) {
+        case 0: {
+            QList<SerializablePromptItem> records;
+            for (int n = int(random.bounded(30)); n > 0; --n)
+                records.append(maker.make());
+            screen.sync(records);
+            steps << QStringLiteral("sync %1").arg(records.size());
+            break;
+        }
+        case 1: {
+            // A burst, on the queue at once.
+            const int burst = 1 + int(random.bounded(3));
+            for (int n = 0; n < burst; ++n)
+                screen.scene.queue.post([&screen, json = maker.make().toJson()] {
+                    screen.scene.handler.promptAddedWithPromptData(json);
+                });
+            screen.settle();
+            steps << QStringLiteral("add %1").arg(burst);
+            break;
+        }
+        case 2:
+            if (const auto held = anyPrompt()) {
+                screen.add(maker.replacing(*held));
+                steps << QStringLiteral("replace %1").arg(held->denial.target());
+            }
+            break;
+        case 3:
+            if (const auto held = anyPrompt()) {
+                screen.removeByAgent(held->id);
+                steps << QStringLiteral("agent removes %1").arg(held->denial.target());
+            }
+            break;
+        case 4: {
+            const QString session =
+                PromptMaker::sessions.at(int(random.bounded(PromptMaker::sessions.size())));
+            screen.endSession(session);
+            steps << QStringLiteral("end %1").arg(session);
+            break;
+        }
+        case 5:
+            if (QQuickItem* entry = pick(screen.sidebarEntries())) {
+                steps << QStringLiteral("filter %1").arg(entry->property("label").toString());
+                screen.click(entry);
+            }
+            break;
+        case 6: {
+            const AppTab tab = random.bounded(2) ? AppTab::sessions : AppTab::policies;
+            screen.scene.appState.setSelectedTab(tab);
+            screen.settle();
+            steps << QStringLiteral("tab %1").arg(int(tab));
+            break;
+        }
+        case 7:
+            if (const auto held = anyPrompt()) {
+                screen.scene.appState.navigateToPrompt(held->id);
+                screen.settle();
+                steps << QStringLiteral("link to %1").arg(held->denial.target());
+                QQuickItem* row = screen.rowFor(held->id);
+                if (!row || !screen.isFullyInView(row))
+                    return fail(QStringLiteral("the linked prompt is not in view"));
+            }
+            break;
+        case 8:
+            if (QQuickItem* row = pick(screen.rowsInView())) {
+                steps << QStringLiteral("click %1").arg(row->property("target").toString());
+                const bool isOpen = !row->property("isProcessing").toBool();
+                const QUuid id(row->property("promptId").toString());
+                screen.clickRow(row);
+                if (isOpen && screen.store.highlightedPromptId() != id)
+                    return fail(QStringLiteral("a click did not highlight its row"));
+            }
+            break;
+        case 9:
+            screen.keys(QKeySequence(random.bounded(2) ? Qt::Key_Down : Qt::Key_Up));
+            steps << QStringLiteral("arrow");
+            break;
+        case 10:
+        case 11: {
+            // Keys act on the row drawn highlighted; when arrivals pushed it
+            // out of sight, on the prompt last seen highlighted, still listed.
+            QQuickItem* row = screen.highlightedRow();
+            const std::optional<QUuid> highlighted = screen.store.highlightedPromptId();
+            const bool isListed = highlighted && screen.store.filteredPrompts().toList().contains(
+                                                     *screen.store.prompt(*highlighted));
+            const QString shownId = row        ? row->property("promptId").toString()
+                                    : isListed ? idText(*highlighted)
+                                               : QString();
+            const bool isDelete = random.bounded(2);
+            const auto decision = Decision(random.bounded(5));
+            screen.keys(isDelete ? QKeySequence(Qt::Key_Delete)
+                                 : QKeySequence(PromptDecider::shortcut(decision)));
+            steps << (isDelete ? QStringLiteral("delete")
+                               : QStringLiteral("keys %1").arg(int(decision)));
+            if (!callsAreFor(shownId))
+                return fail(
+                    QStringLiteral("a decision reached another prompt than %1").arg(shownId));
+            break;
+        }
+        case 12:
+            if (QQuickItem* row = pick(screen.rowsInView())) {
+                const auto decision = Decision(random.bounded(5));
+                QQuickItem* button = screen.button(row, decision);
+                const QString shownId = row->property("promptId").toString();
+                steps << QStringLiteral("button %1 on %2")
+                             .arg(int(decision))
+                             .arg(row->property("target").toString());
+                if (button->isVisible() && screen.isFullyInView(button)) {
+                    screen.click(button);
+                    if (!callsAreFor(shownId))
+                        return fail(
+                            QStringLiteral("a button decided another prompt than %1").arg(shownId));
+                }
+            }
+            break;
+        default:
+            screen.answerAll(random.bounded(2));
+            steps << QStringLiteral("answer");
+        }
+    }
+    const QString mismatch = screen.mismatch();
+    return mismatch.isEmpty() ? QString() : fail(mismatch);
+}
 
 QTEST_MAIN(PromptsViewTest)
 #include "tst_prompts_view.moc"

@@ -3,7 +3,7 @@
 // the same process, taking turns.
 
 #include "SetupScene.h"
-#include "app/AppState.h"
+#include "prompts/AppState.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
 

@@ -1,0 +1,296 @@
+#include "PromptScreen.h"
+
+#include "prompts/PromptTitle.h"
+
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace zor::testing {
+namespace {
+
+const QStringList kPolicies{"/work/alpha/.zor/policy.yml", "/work/beta/.zor/policy.yml",
+                            "/etc/gamma/policy.yml"};
+
+// Items of `root`'s tree that carry `property`, in tree order.
+QList<QQuickItem*> itemsWith(QQuickItem* root, const char* property) {
+    QList<QQuickItem*> found;
+    for (QQuickItem* child : root->childItems()) {
+        if (child->property(property).isValid())
+            found.append(child);
+        else
+            found.append(itemsWith(child, property));
+    }
+    return found;
+}
+
+// The delegates of a list view that show, top to bottom.
+QList<QQuickItem*> delegatesOf(QQuickItem* view, const char* property) {
+    QList<QQuickItem*> shown;
+    if (!view->isVisible())
+        return shown;
+    for (QQuickItem* row : itemsWith(view->property("contentItem").value<QQuickItem*>(), property))
+        if (row->isVisible())
+            shown.append(row);
+    std::sort(shown.begin(), shown.end(),
+              [](QQuickItem* a, QQuickItem* b) { return a->y() < b->y(); });
+    return shown;
+}
+
+} // namespace
+
+const QStringList PromptMaker::sessions{"s1", "s2", "s3", "s4", "s5"};
+
+QString idText(const QUuid& id) {
+    return id.toString(QUuid::WithoutBraces);
+}
+
+PromptScreen::PromptScreen()
+    : mainWindow(scene.appState, {.serviceMonitor = *setup.monitor,
+                                  .serviceRepairs = *setup.repairs,
+                                  .notificationHandler = scene.handler,
+                                  .clipboard = scene.clipboard,
+                                  .workspace = setup.workspace,
+                                  .commandLineToolPath = QString(),
+                                  .liveRegion = nullptr})
+    , window(mainWindow.window()) {
+    mainWindow.show();
+    if (!QTest::qWaitForWindowExposed(window))
+        qFatal("PromptScreen: the window did not show");
+    sync({});
+}
+
+QQuickItem* PromptScreen::item(const char* objectName) const {
+    return window->findChild<QQuickItem*>(QString::fromLatin1(objectName));
+}
+
+void PromptScreen::settle() {
+    scene.settle();
+    for (QQuickItem* view : {list(), sidebarList()})
+        QMetaObject::invokeMethod(view, "forceLayout");
+    QCoreApplication::processEvents();
+}
+
+void PromptScreen::sync(const QList<SerializablePromptItem>& records) {
+    scene.handler.disconnect();
+    scene.queue.drain();
+    QSignalSpy synced(&scene.handler, &NotificationHandler::promptsSynced);
+    scene.handler.connect();
+    agent = scene.connector.connections.last();
+    seenCalls = 1; // the sync
+    agent->replyToPrompts(SerializablePromptItem::listToJson(records));
+    while (synced.isEmpty()) {
+        scene.settle();
+        QCoreApplication::processEvents();
+    }
+    settle();
+}
+
+void PromptScreen::add(const SerializablePromptItem& record) {
+    scene.queue.post(
+        [this, json = record.toJson()] { scene.handler.promptAddedWithPromptData(json); });
+    settle();
+}
+
+void PromptScreen::removeByAgent(const QUuid& id) {
+    scene.queue.post([this, id] { scene.handler.promptRemovedWithPromptId(idText(id)); });
+    settle();
+}
+
+void PromptScreen::endSession(const QString& session) {
+    scene.queue.post([this, session] { scene.handler.promptsClearedWithSessionId(session); });
+    settle();
+}
+
+void PromptScreen::answerAll(bool isSuccess) {
+    for (const FakeAgentCall& call : agent->calls())
+        if (call.method != "getPrompts")
+            agent->answer(call.method, [isSuccess](const FakeAgentCall& c) {
+                c.decisionReply(isSuccess,
+                                isSuccess ? std::nullopt : std::optional<QString>("refused"));
+            });
+    settle();
+}
+
+QList<FakeAgentCall> PromptScreen::newCalls() {
+    const QList<FakeAgentCall> calls = agent->calls();
+    const QList<FakeAgentCall> fresh = calls.mid(seenCalls);
+    seenCalls = calls.size();
+    return fresh;
+}
+
+QList<QQuickItem*> PromptScreen::rows() const {
+    return delegatesOf(list(), "promptId");
+}
+
+QList<QQuickItem*> PromptScreen::rowsInView() const {
+    QList<QQuickItem*> seen = rows();
+    seen.removeIf([this](QQuickItem* row) {
+        const QRectF inList = row->mapRectToItem(list(), row->boundingRect());
+        return inList.bottom() <= 0 || inList.top() >= list()->height();
+    });
+    return seen;
+}
+
+QQuickItem* PromptScreen::highlightedRow() const {
+    for (QQuickItem* row : rows())
+        if (row->property("isHighlighted").toBool())
+            return row;
+    return nullptr;
+}
+
+QQuickItem* PromptScreen::rowFor(const QUuid& id) const {
+    for (QQuickItem* row : rows())
+        if (QUuid(row->property("promptId").toString()) == id)
+            return row;
+    return nullptr;
+}
+
+bool PromptScreen::isFullyInView(QQuickItem* item) const {
+    const QRectF inList = item->mapRectToItem(list(), item->boundingRect());
+    return inList.top() >= -0.5 && inList.bottom() <= list()->height() + 0.5;
+}
+
+QList<QQuickItem*> PromptScreen::sidebarEntries() const {
+    return delegatesOf(sidebarList(), "isSelected");
+}
+
+QQuickItem* PromptScreen::button(QQuickItem* row, PromptDecider::Decision decision) const {
+    for (QQuickItem* candidate : itemsWith(row, "decision"))
+        if (candidate->property("decision").toInt() == int(decision))
+            return candidate;
+    return nullptr;
+}
+
+void PromptScreen::click(QQuickItem* target, std::optional<QPointF> at) {
+    const QPointF point =
+        target->mapToScene(at.value_or(QPointF(target->width() / 2, target->height() / 2)));
+    QTest::mouseClick(window, Qt::LeftButton, {}, point.toPoint());
+    settle();
+}
+
+void PromptScreen::clickRow(QQuickItem* row) {
+    const QRectF inList = row->mapRectToItem(list(), row->boundingRect());
+    const qreal top = std::max<qreal>(0, -inList.top());
+    const qreal bottom = std::min(row->height(), list()->height() - inList.top());
+    click(row, QPointF(8, (top + bottom) / 2));
+}
+
+void PromptScreen::keys(const QKeySequence& sequence) {
+    const QKeyCombination combination = sequence[0];
+    QTest::keyClick(window, combination.key(), combination.keyboardModifiers());
+    settle();
+}
+
+QString PromptScreen::mismatch() const {
+    const PromptList expected = store.filteredPrompts();
+    const QList<QQuickItem*> shown = rows();
+    if (expected.isEmpty() != shown.isEmpty())
+        return QStringLiteral("%1 rows shown for %2 prompts")
+            .arg(shown.size())
+            .arg(expected.size());
+    int previous = -1;
+    for (QQuickItem* row : shown) {
+        const int index = row->property("index").toInt();
+        if (index < 0 || index >= expected.size())
+            return QStringLiteral("a row at index %1 of %2").arg(index).arg(expected.size());
+        if (previous >= 0 && index != previous + 1)
+            return QStringLiteral("row %1 follows row %2").arg(index).arg(previous);
+        previous = index;
+        const PromptItem& prompt = expected.at(index);
+        const auto shows = [row](const char* name) {
+            return row->findChild<QQuickItem*>(QString::fromLatin1(name))
+                ->property("text")
+                .toString();
+        };
+        if (QUuid(row->property("promptId").toString()) != prompt.id ||
+            shows("promptTitle") != promptTitle(prompt.denial) ||
+            shows("promptTarget") != prompt.denial.target())
+            return QStringLiteral("row %1 shows %2 %3 where the store has %4 %5")
+                .arg(index)
+                .arg(shows("promptTitle"), shows("promptTarget"), promptTitle(prompt.denial),
+                     prompt.denial.target());
+        const bool isHighlighted = store.highlightedPromptId() == prompt.id;
+        if (row->property("isHighlighted").toBool() != isHighlighted)
+            return QStringLiteral("row %1 (%2) is drawn %3highlighted")
+                .arg(index)
+                .arg(prompt.denial.target(), isHighlighted ? "not " : "");
+    }
+    // The rows fill the viewport, or reach the end of the list.
+    if (!shown.isEmpty()) {
+        QQuickItem* last = shown.last();
+        const qreal bottom = last->mapRectToItem(list(), last->boundingRect()).bottom();
+        if (bottom < list()->height() - 0.5 &&
+            last->property("index").toInt() != expected.size() - 1)
+            return QStringLiteral("the rows end at %1 before the list's end").arg(bottom);
+    }
+    return sidebarMismatch();
+}
+
+QString PromptScreen::sidebarMismatch() const {
+    const bool isSessions = scene.appState.selectedTab() == AppTab::sessions;
+    const QStringList keys = isSessions ? store.uniqueSessionIds() : store.uniquePolicyPaths();
+    const QList<QQuickItem*> entries = sidebarEntries();
+    if (entries.size() != keys.size() + 1)
+        return QStringLiteral("%1 sidebar entries for %2 groups")
+            .arg(entries.size())
+            .arg(keys.size());
+    for (QQuickItem* entry : entries) {
+        const int index = entry->property("index").toInt();
+        const QString key = index == 0 ? QString() : keys.at(index - 1);
+        const PromptFilter filter = index == 0   ? PromptFilter::all()
+                                    : isSessions ? PromptFilter::session(key)
+                                                 : PromptFilter::policy(key);
+        const qsizetype count = index == 0   ? store.prompts().size()
+                                : isSessions ? store.promptCountForSession(key)
+                                             : store.promptCountForPolicy(key);
+        if (entry->property("count").toLongLong() != count ||
+            entry->property("isSelected").toBool() != (store.filter() == filter))
+            return QStringLiteral("sidebar entry %1 (%2) shows count %3, selected %4")
+                .arg(index)
+                .arg(entry->property("label").toString())
+                .arg(entry->property("count").toLongLong())
+                .arg(entry->property("isSelected").toBool());
+    }
+    return {};
+}
+
+SerializablePromptItem PromptMaker::make() {
+    const int session = int(random.bounded(sessions.size()));
+    SerializablePromptItem record;
+    record.id =
+        idText(QUuid(random.generate(), ushort(random.generate()), ushort(random.generate()), 0x40,
+                     0x80, 1, 2, 3, 4, 5, uchar(random.generate())));
+    record.sessionId = sessions.at(session);
+    record.policyPath = kPolicies.at(session % kPolicies.size());
+    const int target = int(random.bounded(8));
+    switch (random.bounded(5)) {
+    case 0:
+        record.denial = NetworkDenial{QStringLiteral("host%1.example.org").arg(target),
+                                      quint16(443 + target), QStringLiteral("curl")};
+        break;
+    case 1:
+        record.denial = ExecDenial{QStringLiteral("/bin/tool%1").arg(target),
+                                   {QStringLiteral("-x")},
+                                   QStringLiteral("sh")};
+        break;
+    case 2:
+        record.denial = SignalDenial{15, 100 + target, {}, QStringLiteral("kill")};
+        break;
+    default:
+        record.denial = FileDenial{QStringLiteral("/tmp/file-%1").arg(target),
+                                   QStringLiteral("write"), QStringLiteral("vim")};
+    }
+    return record;
+}
+
+SerializablePromptItem PromptMaker::replacing(const PromptItem& held) {
+    SerializablePromptItem record = make();
+    record.sessionId = held.sessionId;
+    record.policyPath = held.policyPath;
+    record.denial = held.denial;
+    return record;
+}
+
+} // namespace zor::testing
