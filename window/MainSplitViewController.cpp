@@ -1,7 +1,9 @@
 #include "window/MainSplitViewController.h"
 
-#include "app/AppState.h"
 #include "platform/MainThread.h"
+#include "prompts/AppState.h"
+
+#include <algorithm>
 
 namespace zor {
 
@@ -19,11 +21,21 @@ void MainSplitViewController::setDividerThickness(qreal thickness) {
         return;
     divider = thickness;
     emit dividerThicknessChanged();
+    emit windowMinimumWidthChanged();
+}
+
+qreal MainSplitViewController::windowMinimumWidth() const {
+    if (canCollapse)
+        return sidebarWidth;
+    return std::max(sidebarMeasured, sidebarWidth) + divider + detailWidth;
 }
 
 void MainSplitViewController::reportPaneWidths(qreal sidebar, qreal detail) {
+    const bool isSidebarResized = sidebarMeasured != sidebar;
     sidebarMeasured = sidebar;
     detailMeasured = detail;
+    if (isSidebarResized)
+        emit windowMinimumWidthChanged();
 }
 
 void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
@@ -73,6 +85,7 @@ void MainSplitViewController::setCanCollapse(bool isAllowed) {
         return;
     canCollapse = isAllowed;
     emit canDetailCollapseChanged();
+    emit windowMinimumWidthChanged();
 }
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {

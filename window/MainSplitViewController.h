@@ -21,6 +21,10 @@ class MainSplitViewController final : public QObject {
     Q_PROPERTY(qreal sidebarMinimumWidth READ sidebarMinimumWidth CONSTANT)
     Q_PROPERTY(qreal detailMinimumWidth READ detailMinimumWidth CONSTANT)
     Q_PROPERTY(int animationDuration READ animationDuration CONSTANT)
+    // With the detail pane shown, the sidebar as wide as it is and the detail
+    // pane at its minimum beside it; the sidebar alone while the pane folds
+    // away, is folded, or comes back.
+    Q_PROPERTY(qreal windowMinimumWidth READ windowMinimumWidth NOTIFY windowMinimumWidthChanged)
 
 public:
     // The sidebar's minimum, and the window's width without the detail pane
@@ -40,6 +44,7 @@ public:
     qreal sidebarMinimumWidth() const { return sidebarWidth; }
     qreal detailMinimumWidth() const { return detailWidth; }
     int animationDuration() const { return animationMilliseconds; }
+    qreal windowMinimumWidth() const;
 
     // What the view measures, whenever it changes.
     Q_INVOKABLE void reportPaneWidths(qreal sidebar, qreal detail);
@@ -52,6 +57,7 @@ signals:
     void canDetailCollapseChanged();
     void savedDetailWidthChanged();
     void dividerThicknessChanged();
+    void windowMinimumWidthChanged();
     // Move the window to `targetFrame` and fold or unfold the detail pane,
     // together, over `durationMilliseconds` with ease-in-out timing.
     void animationRequested(const QRectF& targetFrame, bool isCollapsing, int durationMilliseconds);

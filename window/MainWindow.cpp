@@ -1,10 +1,10 @@
 #include "window/MainWindow.h"
 
 #include "agent/NotificationHandler.h"
-#include "app/AppState.h"
 #include "platform/MainThread.h"
 #include "platform/WindowChrome.h"
 #include "platform/portable/LiveRegion.h"
+#include "prompts/AppState.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
@@ -26,7 +26,10 @@ namespace zor {
 
 namespace {
 
-constexpr QSize launchSize(700, 500);
+// Wide enough for both panes at their least.
+constexpr QSize launchSize(int(MainSplitViewController::sidebarWidth) + 1 +
+                               int(MainSplitViewController::detailWidth),
+                           500);
 
 } // namespace
 

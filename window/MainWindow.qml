@@ -29,9 +29,8 @@ ApplicationWindow {
 
     objectName: "mainWindow"
     title: "Zor"
-    width: 700
-    height: 500
-    minimumWidth: splitController.sidebarMinimumWidth
+    // The size it opens at is MainWindow's.
+    minimumWidth: splitController.windowMinimumWidth
     minimumHeight: 300
     // The controls follow the system's palette as it changes, light or dark.
     palette.window: SetupTheme.system.window
@@ -126,8 +125,9 @@ ApplicationWindow {
 
             objectName: "detailPane"
             SplitView.fillWidth: true
-            // Never wider than what the window leaves it: at the 700-point launch
-            // width the pane takes the rest rather than running off the edge.
+            // Never wider than what the window leaves it: while the window
+            // grows back from the sidebar alone, the pane takes the rest
+            // rather than running off the edge.
             SplitView.minimumWidth: window.splitController.canDetailCollapse
                                     ? 0 : Math.min(window.splitController.detailMinimumWidth,
                                                    window.width - sidebar.width
