@@ -5,7 +5,7 @@ import Zor
 
 // One sidebar entry: its label and policy path, and the count of its prompts
 // on a capsule. Selected, it takes the accent colour: faint in light
-// appearance, full in dark.
+// appearance, full in dark, darkened as far as white text needs.
 Rectangle {
     id: row
 
@@ -19,17 +19,20 @@ Rectangle {
     signal clicked
     signal contextMenuRequested(real x, real y)
 
-    readonly property color accent: SetupTheme.accent
-    readonly property color labelColor: isSelected && SetupTheme.isDark ? "white"
-                                                                          : SetupTheme.primaryText
-    readonly property color subtitleColor: isSelected && SetupTheme.isDark
-                                           ? Qt.rgba(1, 1, 1, 0.75) : SetupTheme.secondaryText
+    readonly property color accent: SetupTheme.accentFill
+    readonly property color background: !isSelected ? SetupTheme.windowBackground
+                                        : SetupTheme.isDark ? accent
+                                        : Contrast.flatten(Qt.rgba(SetupTheme.accent.r, SetupTheme.accent.g, SetupTheme.accent.b, 0.15),
+                                                           SetupTheme.windowBackground)
+    readonly property color labelColor: isSelected && SetupTheme.isDark ? "white" : SetupTheme.primaryText
+    readonly property color subtitleColor: Contrast.toReach(isSelected && SetupTheme.isDark ? Qt.rgba(1, 1, 1, 0.8) : SetupTheme.secondaryText,
+                                                            background, Contrast.textRatio)
+    readonly property color capsuleColor: !isSelected ? SetupTheme.secondaryText
+                                          : SetupTheme.isDark ? "white" : accent
 
     implicitHeight: content.implicitHeight + 2 * 8
     radius: 8
-    color: !isSelected ? "transparent"
-                       : SetupTheme.isDark ? accent
-                                           : Qt.rgba(accent.r, accent.g, accent.b, 0.15)
+    color: isSelected ? background : "transparent"
 
     Accessible.role: Accessible.ListItem
     Accessible.name: label + ", " + count
@@ -77,15 +80,14 @@ Rectangle {
             implicitWidth: Math.max(countText.implicitWidth + 2 * 6, implicitHeight)
             implicitHeight: countText.implicitHeight + 2 * 2
             radius: height / 2
-            color: !row.isSelected ? SetupTheme.secondaryText
-                                   : SetupTheme.isDark ? "white" : row.accent
+            color: row.capsuleColor
 
             Label {
                 id: countText
 
                 anchors.centerIn: parent
                 text: row.count
-                color: row.isSelected && SetupTheme.isDark ? row.accent : "white"
+                color: !row.isSelected ? Contrast.textOn(row.capsuleColor) : SetupTheme.isDark ? row.accent : "white"
                 font.pixelSize: SetupTheme.captionSize
             }
         }

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Zor
 
 // Tells the user that background services run an older build, and offers the restart.
 Rectangle {
@@ -28,7 +29,7 @@ Rectangle {
             text: "\u26a0\ufe0e"
             Accessible.role: Accessible.Graphic
             Accessible.name: "Warning"
-            color: SetupTheme.orange
+            color: Contrast.toReach(SetupTheme.orange, SetupTheme.bannerBackground, Contrast.markRatio)
             font.pixelSize: 18
         }
 

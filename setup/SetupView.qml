@@ -52,7 +52,7 @@ ScrollView {
         Layout.fillWidth: true
         Layout.topMargin: -8
         visible: text !== ""
-        color: SetupTheme.red
+        color: SetupTheme.readable(SetupTheme.red, SetupTheme.windowBackground)
         font.pixelSize: SetupTheme.captionSize
         wrapMode: Text.Wrap
     }
@@ -145,7 +145,7 @@ ScrollView {
                 objectName: "stopButton"
                 text: view.repairs.isStopping ? "Stopping..." : "Stop All Services"
                 // The destructive role, as the platform draws it.
-                palette.buttonText: SetupTheme.red
+                palette.buttonText: SetupTheme.readable(SetupTheme.red, SetupTheme.system.button)
                 onClicked: view.repairs.stopAllServices()
             }
 

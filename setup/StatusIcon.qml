@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import Zor
 
 // A step's status at a glance: progress, a check mark, or an exclamation mark.
 Item {
@@ -25,13 +26,13 @@ Item {
         objectName: "okMark"
         anchors.fill: parent
         radius: width / 2
-        color: SetupTheme.green
+        color: SetupTheme.statusColor(SetupStatus.StatusColor.green)
         visible: !icon.isChecking && icon.isOK
 
         Text {
             anchors.centerIn: parent
             text: "\u2713"
-            color: "white"
+            color: Contrast.textOn(parent.color)
             font.pixelSize: 12
             font.bold: true
         }

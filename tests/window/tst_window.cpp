@@ -1,8 +1,13 @@
+#include "DarkPalette.h"
+#include "PromptsScene.h"
 #include "SetupScene.h"
-#include "app/AppState.h"
 #include "platform/portable/LiveRegion.h"
+#include "prompts/AppState.h"
+#include "prompts/PromptDecider.h"
+#include "prompts/PromptListModel.h"
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
+#include "window/qml/ColorContrast.h"
 #include "window/qml/QuickViews.h"
 
 #include <QQuickItem>
@@ -53,6 +58,103 @@ QQuickItem* findItem(QQuickWindow* window, const char* objectName) {
     return window->findChild<QQuickItem*>(QString::fromLatin1(objectName));
 }
 
+using qml::ColorContrast;
+
+// The colour that covers most of `area` of the picture: a background.
+QColor dominantColour(const QImage& image, const QRect& area) {
+    QHash<QRgb, int> counts;
+    const QRect inside = area.intersected(image.rect());
+    for (int y = inside.top(); y <= inside.bottom(); ++y)
+        for (int x = inside.left(); x <= inside.right(); ++x)
+            ++counts[image.pixel(x, y)];
+    QRgb best = 0;
+    int most = -1;
+    for (auto it = counts.cbegin(); it != counts.cend(); ++it)
+        if (it.value() > most) {
+            most = it.value();
+            best = it.key();
+        }
+    return QColor::fromRgb(best);
+}
+
+// The item's area on screen, cut to every clipping item around it.
+QRectF shownArea(QQuickItem* item) {
+    QRectF area = item->mapRectToScene(item->boundingRect());
+    for (QQuickItem* up = item->parentItem(); up; up = up->parentItem())
+        if (up->clip())
+            area &= up->mapRectToScene(up->boundingRect());
+    return area;
+}
+
+struct Shown {
+    qreal opacity = 1;
+    bool isEnabled = true;
+};
+Shown howShown(QQuickItem* item) {
+    Shown shown;
+    for (QQuickItem* up = item; up; up = up->parentItem()) {
+        shown.opacity *= up->opacity();
+        shown.isEnabled = shown.isEnabled && up->isEnabled();
+    }
+    return shown;
+}
+
+// Every text on screen against what is drawn behind it: 4.5:1, 3:1 for large
+// text and for closed controls; lines and focus rings 3:1 against what they
+// lie on. The colours are those the views use, as drawn.
+QStringList contrastFailures(QQuickWindow* window) {
+    const QImage image = window->grabWindow().convertToFormat(QImage::Format_RGB32);
+    QStringList failures;
+    QList<QQuickItem*> pending{window->contentItem()};
+    while (!pending.isEmpty()) {
+        QQuickItem* item = pending.takeLast();
+        if (!item->isVisible() || item->opacity() == 0)
+            continue;
+        pending.append(item->childItems());
+        const QRect area = shownArea(item).toAlignedRect();
+        if (area.width() < 1 || area.height() < 1)
+            continue;
+        const Shown shown = howShown(item);
+        const QString name = item->objectName();
+        const bool isText = item->inherits("QQuickText") || item->inherits("QQuickTextEdit");
+        if (isText && !item->property("text").toString().trimmed().isEmpty()) {
+            const QFont font = item->property("font").value<QFont>();
+            const bool isLarge = font.pixelSize() >= 24 || (font.bold() && font.pixelSize() >= 19);
+            const double needed =
+                isLarge || !shown.isEnabled ? ColorContrast::kMark : ColorContrast::kText;
+            const QColor background = dominantColour(image, area.adjusted(-1, -1, 1, 1));
+            QColor colour = item->property("color").value<QColor>();
+            colour.setAlphaF(colour.alphaF() * float(shown.opacity));
+            const double ratio = ColorContrast::ratio(colour, background);
+            if (ratio < needed)
+                failures << QStringLiteral("\"%1\" %2 on %3: %4")
+                                .arg(item->property("text").toString().left(40),
+                                     colour.name(QColor::HexArgb), background.name())
+                                .arg(ratio, 0, 'f', 2);
+        } else if (name.endsWith(QLatin1String("Separator")) ||
+                   name.endsWith(QLatin1String("FocusRing"))) {
+            const bool isRing = name.endsWith(QLatin1String("FocusRing"));
+            QColor colour =
+                isRing
+                    ? item->property("border").value<QObject*>()->property("color").value<QColor>()
+                    : item->property("color").value<QColor>();
+            colour.setAlphaF(colour.alphaF() * float(shown.opacity));
+            // Beside the line, or inside the ring.
+            const QRect beside = isRing ? area.adjusted(6, 6, -6, -6)
+                                 : area.height() <= 2
+                                     ? QRect(area.left(), area.top() - 4, area.width(), 3)
+                                     : QRect(area.left() - 4, area.top(), 3, area.height());
+            const QColor background = dominantColour(image, beside);
+            const double ratio = ColorContrast::ratio(colour, background);
+            if (ratio < ColorContrast::kMark)
+                failures << QStringLiteral("%1 %2 on %3: %4")
+                                .arg(name, colour.name(QColor::HexArgb), background.name())
+                                .arg(ratio, 0, 'f', 2);
+        }
+    }
+    return failures;
+}
+
 } // namespace
 
 class WindowTest : public QObject {
@@ -60,6 +162,64 @@ class WindowTest : public QObject {
 
 private slots:
     void initTestCase() { useDesktopControlsStyle(); }
+
+    // Every screen, light and dark: the prompt list with a highlighted row, a
+    // row being decided and rows of ended sessions; the sessions tab; an
+    // empty list; the setup screen with a banner, a link and red statuses.
+    void everyTextReads_data() {
+        QTest::addColumn<bool>("isDark");
+        QTest::addColumn<QString>("screen");
+        for (const bool isDark : {false, true})
+            for (const char* screen : {"policies", "sessions", "empty", "setup"})
+                QTest::addRow("%s, %s", screen, isDark ? "dark" : "light") << isDark << screen;
+    }
+    void everyTextReads() {
+        QFETCH(bool, isDark);
+        QFETCH(QString, screen);
+        const QPalette lightPalette = QGuiApplication::palette();
+        if (isDark)
+            QGuiApplication::setPalette(darkPalette());
+        const auto restore =
+            qScopeGuard([&lightPalette] { QGuiApplication::setPalette(lightPalette); });
+        SetupScene setup;
+        if (screen == "setup")
+            setup.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+        PromptsScene prompts;
+        if (screen != "empty")
+            prompts.addSamplePrompts();
+        MainWindow mainWindow(prompts.appState, {.serviceMonitor = *setup.monitor,
+                                                 .serviceRepairs = *setup.repairs,
+                                                 .notificationHandler = prompts.handler,
+                                                 .clipboard = prompts.clipboard});
+        mainWindow.show();
+        QQuickWindow* window = mainWindow.window();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QVERIFY(setup.settle());
+        QTRY_VERIFY(prompts.appState.hasPickedInitialTab());
+        PromptStore& store = *prompts.appState.promptStore();
+        if (screen == "sessions") {
+            prompts.appState.setSelectedTab(AppTab::sessions);
+            store.setFilter(PromptFilter::session(store.uniqueSessionIds().at(1)));
+        } else if (screen == "policies") {
+            // The policy with the most prompts: all five kinds and an ended session.
+            const QStringList paths = store.uniquePolicyPaths();
+            store.setFilter(PromptFilter::policy(*std::max_element(
+                paths.cbegin(), paths.cend(), [&store](const QString& a, const QString& b) {
+                    return store.promptCountForPolicy(a) < store.promptCountForPolicy(b);
+                })));
+            auto* list = findItem(window, "promptList");
+            auto* listModel = list->property("model").value<PromptListModel*>();
+            auto* decider =
+                findItem(window, "promptsView")->property("decider").value<PromptDecider*>();
+            decider->decide(listModel->promptAt(3)->id, PromptDecider::Decision::allowAlways);
+            store.setHighlightedPromptId(listModel->promptAt(4)->id);
+            list->forceActiveFocus();
+        }
+        QTRY_COMPARE(window->width(), screen == "setup" ? 340 : 761);
+        QTest::qWait(50); // the row icons paint on a later frame
+        const QStringList failures = contrastFailures(window);
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n"))));
+    }
 
     void splitFollowsTheTab_data() {
         // Each list of tabs is selected in one turn of the event loop, then
@@ -127,7 +287,7 @@ private slots:
         QCOMPARE(window->title(), "Zor");
         mainWindow.show();
         QVERIFY(QTest::qWaitForWindowActive(window));
-        QCOMPARE(window->size(), QSize(700, 500));
+        QCOMPARE(window->size(), QSize(761, 500));
 
         // The screen's first report, though nobody sees the screen, picks setup.
         QTRY_COMPARE(appState.selectedTab(), AppTab::setup);

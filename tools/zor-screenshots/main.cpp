@@ -1,9 +1,10 @@
 // Renders the setup screen and the main window offscreen, driven by a real
 // setup monitor and repairs on fakes, into one PNG file per state, for review without a Mac.
 
+#include "DarkPalette.h"
 #include "PromptsScene.h"
 #include "SetupScene.h"
-#include "app/AppState.h"
+#include "prompts/AppState.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptsViewModel.h"
@@ -28,34 +29,6 @@ using namespace zor::testing;
 namespace {
 
 enum class Appearance { light, dark };
-
-// A dark palette as a system in dark appearance hands it to the app.
-QPalette darkPalette() {
-    QPalette palette;
-    const QColor window(0x1e, 0x1e, 0x1e);
-    const QColor base(0x28, 0x28, 0x28);
-    const QColor text(0xf2, 0xf2, 0xf2);
-    palette.setColor(QPalette::Window, window);
-    palette.setColor(QPalette::WindowText, text);
-    palette.setColor(QPalette::Base, base);
-    palette.setColor(QPalette::AlternateBase, window);
-    palette.setColor(QPalette::Text, text);
-    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3c));
-    palette.setColor(QPalette::ButtonText, text);
-    palette.setColor(QPalette::Light, QColor(0x4a, 0x4a, 0x4c));
-    palette.setColor(QPalette::Midlight, QColor(0x3e, 0x3e, 0x40));
-    palette.setColor(QPalette::Mid, QColor(0x32, 0x32, 0x34));
-    palette.setColor(QPalette::Dark, QColor(0x14, 0x14, 0x14));
-    palette.setColor(QPalette::Shadow, Qt::black);
-    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x84, 0xff));
-    palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Link, QColor(0x41, 0x9c, 0xff));
-    palette.setColor(QPalette::PlaceholderText, QColor(0x8e, 0x8e, 0x93));
-    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
-    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
-    palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6e, 0x6e, 0x73));
-    return palette;
-}
 
 struct SetupShot {
     const char* fileName;
@@ -230,8 +203,8 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
     auto* listModel = view->property("listModel").value<PromptListModel*>();
     if (listModel->rowCount() >= 5) {
         view->property("decider").value<PromptDecider*>()->decide(
-            listModel->promptAt(3).id, PromptDecider::Decision::allowAlways);
-        prompts.appState.promptStore()->setHighlightedPromptId(listModel->promptAt(4).id);
+            listModel->promptAt(3)->id, PromptDecider::Decision::allowAlways);
+        prompts.appState.promptStore()->setHighlightedPromptId(listModel->promptAt(4)->id);
         view->property("viewModel").value<PromptsViewModel*>()->setListFocused(true);
     }
     QTest::qWait(100); // the row icons paint on a later frame

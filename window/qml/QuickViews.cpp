@@ -1,7 +1,6 @@
 #include "window/qml/QuickViews.h"
 
 #include <QGuiApplication>
-#include <QPalette>
 #include <QQmlEngine>
 #include <QQuickStyle>
 
@@ -14,10 +13,6 @@ void useDesktopControlsStyle() {
 #ifndef Q_OS_MACOS
     // Elsewhere the default style is meant for touch screens; Fusion reads as a desktop app.
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
-    // Markdown text colours its links from the application palette, pure blue by default.
-    QPalette palette = QGuiApplication::palette();
-    palette.setColor(QPalette::Link, QColor(0x00, 0x64, 0xd2));
-    QGuiApplication::setPalette(palette);
 #endif
 }
 
