@@ -37,14 +37,17 @@ private:
                                                               options:NSXPCConnectionPrivileged];
         connection.remoteObjectInterface =
             [NSXPCInterface interfaceWithProtocol:@protocol(ZorDaemonProtocol)];
+        // The connection owns its handler, so the handler holds the connection
+        // weakly, and this link too: a link that is gone forgets nothing.
         __weak NSXPCConnection* made = connection;
         const std::weak_ptr<Link> weak = weak_from_this();
         connection.invalidationHandler = ^{
+          NSXPCConnection* const invalidated = made;
           const auto self = weak.lock();
-          if (!self)
+          if (!self || !invalidated)
               return;
           QMutexLocker lock(&self->mutex);
-          if (self->connection == made)
+          if (self->connection == invalidated)
               self->connection = nil;
         };
         [connection resume];
