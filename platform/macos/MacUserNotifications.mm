@@ -78,7 +78,7 @@ MacUserNotifications::MacUserNotifications() {
         }];
     center->center.delegate = center->delegate;
     [center->center
-        requestAuthorizationWithOptions:UNAuthorizationOptionAlert
+        requestAuthorizationWithOptions:UNAuthorizationOptionAlert | UNAuthorizationOptionBadge
                       completionHandler:^(BOOL granted, NSError* _Nullable error) {
                         const Logger& log = logger(LogCategory::app);
                         if (error)
