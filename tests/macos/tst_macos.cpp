@@ -1,5 +1,4 @@
 #include "VirtualClock.h"
-#include "platform/macos/DockReopen.h"
 #include "platform/macos/ExportedObjectGate.h"
 #include "platform/macos/LogFormats.h"
 #include "platform/macos/PendingCalls.h"
@@ -8,10 +7,8 @@
 #include "platform/macos/TitleBarLayout.h"
 
 #include <QDirIterator>
-#include <QGuiApplication>
 #include <QRegularExpression>
 #include <QTest>
-#include <QWindow>
 
 using namespace zor;
 using namespace zor::testing;
@@ -151,20 +148,6 @@ private slots:
             app.promptRemovedWithPromptId(QStringLiteral("b"));
         });
         QCOMPARE(callbacks.removed, QStringList{"a"});
-    }
-
-    void theDockReopenSaysWhetherAWindowIsVisible() {
-        DockReopen reopen;
-        QList<bool> reopened;
-        reopen.setHandler([&](bool hasVisibleWindows) { reopened << hasVisibleWindows; });
-        QWindow window;
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        window.show();
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationInactive);
-        window.showMinimized();
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        QCOMPARE(reopened, (QList<bool>{false, true, false}));
     }
 
     void theTitleBarGrowsDownwardsToItsHeight() {
