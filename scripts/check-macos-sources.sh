@@ -103,7 +103,7 @@ echo "parsed ${#plists[@]} property lists"
 
 # What the system and the code rely on in them.
 python3 - <<'PY' || status=1
-import plistlib, sys
+import plistlib, re, sys
 
 def load(name):
     with open("platform/macos/bundle/" + name, "rb") as f:
@@ -126,6 +126,30 @@ for name, service in [("com.zorlabs.zor-daemon.plist", "com.zorlabs.zor-daemon.x
     expect(service in job.get("MachServices", {}), name + ": Mach service " + service)
     expect("com.zorlabs.zor" in job.get("AssociatedBundleIdentifiers", []),
            name + ": associated with the app")
+# The daemon runs from its own bundle, which carries its provisioning profile,
+# and is signed with the identifier the app requires of it.
+def source_identifier(name):
+    with open("shared/Identifiers.h") as f:
+        vendor = re.search(r'#define ZOR_VENDOR "([^"]+)"', f.read())
+    with open("platform/macos/PeerRequirement.h") as f:
+        suffix = re.search(name + r'\[\] = ZOR_VENDOR "([^"]+)"', f.read())
+    return vendor.group(1) + suffix.group(1) if vendor and suffix else None
+
+with open("platform/macos/bundle/CMakeLists.txt") as f:
+    location = re.search(r"MACOSX_PACKAGE_LOCATION (Helpers/\S+\.app/Contents)", f.read())
+daemon_info = load("ZorDaemon-Info.plist.in")
+daemon_program = load("com.zorlabs.zor-daemon.plist").get("BundleProgram", "")
+expect(location is not None and daemon_program == "Contents/%s/MacOS/%s" % (
+           location.group(1), daemon_info.get("CFBundleExecutable")),
+       "the daemon's BundleProgram names the executable of the bundle CMake makes")
+expect(daemon_info.get("CFBundleIdentifier") == source_identifier("kDaemonSigningIdentifier"),
+       "ZorDaemon Info.plist: the identifier the app requires of the daemon")
+expect(daemon_info.get("CFBundlePackageType") == "APPL", "ZorDaemon Info.plist: an app-like bundle")
+expect(daemon_info.get("LSMinimumSystemVersion") == "13.0",
+       "ZorDaemon Info.plist: LSMinimumSystemVersion 13.0")
+expect(load("ZorDaemon.entitlements").get("com.apple.developer.endpoint-security.client") is True,
+       "daemon entitlements: Endpoint Security client")
+
 entitlements = load("Zor.entitlements")
 expect(entitlements.get("com.apple.developer.system-extension.install") is True,
        "entitlements: system-extension install")
