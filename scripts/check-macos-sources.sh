@@ -8,7 +8,7 @@
 #  - every property list and entitlements file of the bundle is parsed, and the
 #    keys the system and the code rely on are checked.
 # With --self-test it also shows the check rejecting samples that each carry one
-# such mistake, on both architectures, and one that only arm64 can see.
+# such mistake, on both architectures, and BOOL mistakes only arm64 can see.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,7 +31,7 @@ library_includes() {
         echo "FAILED: no C++ headers for $1 in $root (scripts/install-deps.sh installs them)" >&2
         return 1
     fi
-    version=$(find "$root/c++" -mindepth 1 -maxdepth 1 -printf '%f\n' | sort -V | tail -n 1)
+    version=$(find "$root/c++" -mindepth 1 -maxdepth 1 -name '[0-9]*' -printf '%f\n' | sort -V | tail -n 1)
     if [ "$1" = x86_64 ]; then
         printf '%s\n' "$root/c++/$version" "$root/$triple/c++/$version" "$root" "$root/$triple"
     else
