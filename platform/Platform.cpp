@@ -10,10 +10,10 @@
 #include "platform/portable/PortableWindowChrome.h"
 
 #ifdef Q_OS_MACOS
-#include "platform/macos/DockReopen.h"
 #include "platform/macos/MacAdministratorScriptRunner.h"
 #include "platform/macos/MacAnnouncer.h"
 #include "platform/macos/MacAppActivation.h"
+#include "platform/macos/MacAppReopen.h"
 #include "platform/macos/MacClipboard.h"
 #include "platform/macos/MacDockBadge.h"
 #include "platform/macos/MacFileManager.h"
@@ -157,7 +157,7 @@ SingleInstance& platformSingleInstance() {
 
 AppReopen& platformAppReopen() {
 #ifdef Q_OS_MACOS
-    static DockReopen instance;
+    static MacAppReopen instance;
 #else
     static NoAppReopen instance;
 #endif

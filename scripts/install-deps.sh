@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build clang-format
-    clang libclang-rt-dev python3
+    clang libclang-rt-dev python3 python3-yaml shellcheck
+    libc6-dev-arm64-cross libstdc++-12-dev-arm64-cross
     qt6-base-dev qt6-declarative-dev qcoro-qt6-dev libgl-dev libsimdjson-dev
     qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtquick
     qml6-module-qtquick-controls qml6-module-qtquick-layouts

@@ -42,12 +42,14 @@
     X0("Network extension will complete after reboot") \
     X0("Network filter enabled successfully") \
     X0("Network filter re-enabled successfully") \
+    X0("No application delegate: the Dock icon does not bring the window back") \
     X2("No audit-log script for session %s: %{public}s", STR, STR) \
     X0("No connection to ZorAgent") \
     X0("No connection to ZorAgent for build number check") \
     X1("No prompt found for %s, switching to Prompts tab", STR) \
     X0("No session bus: prompts are not notified") \
     X0("No session bus: the icon shows no prompt count") \
+    X0("No team identifier in the app's signature: ZorAgent and the daemon are refused") \
     X1("Notification authorization failed: %{public}s", STR) \
     X1("Notification server unavailable: %{public}s", STR) \
     X0("Notifications not allowed by the user") \
@@ -74,6 +76,7 @@
     X0("Stop all: deregistering daemon") \
     X0("Submitted network extension activation request") \
     X1("Synced %ld prompts from ZorAgent", LONG) \
+    X0("The daemon failed the code-signing check: connection dropped") \
     X1("Unknown result: %s", STR) \
     X0("Unregistering existing agent before re-registration") \
     X0("Unregistering existing daemon before re-registration") \
@@ -89,6 +92,7 @@
     X0("Zor.app launched, connecting to ZorAgent") \
     X0("ZorAgent connection interrupted, invalidating for clean reconnect") \
     X0("ZorAgent connection invalidated") \
+    X0("ZorAgent failed the code-signing check: connection dropped") \
     X0("ZorAgent getBuildNumber timed out") \
     X1("ZorAgent proxy error (getBuildNumber): %s", STR) \
     X1("ZorAgent proxy error: %{public}s", STR) \

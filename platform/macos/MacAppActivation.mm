@@ -5,7 +5,12 @@
 namespace zor {
 
 bool MacAppActivation::activateIgnoringOtherApps() {
-    [NSApp activateIgnoringOtherApps:YES];
+    // From macOS 14 the app asks to be in front and the system may keep the
+    // user in the app they are typing in; the forcing call is deprecated there.
+    if (@available(macOS 14, *))
+        [NSApp activate];
+    else
+        [NSApp activateIgnoringOtherApps:YES];
     return true;
 }
 

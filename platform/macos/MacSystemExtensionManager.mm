@@ -16,7 +16,9 @@ zor::ExtensionProperties propertiesFrom(OSSystemExtensionProperties* properties)
 
 // Forwards one request's callbacks, on the main queue, to the app's delegate
 // while it lives. The request holds its delegate weakly, so this object keeps
-// itself until the request has finished or failed.
+// itself (a deliberate cycle through _keepAlive) until the request has finished
+// or failed; letting go of itself is the last thing either callback does, since
+// it may free the object.
 @interface ZorSystemExtensionRequestDelegate : NSObject <OSSystemExtensionRequestDelegate>
 - (instancetype)initWithDelegate:(std::weak_ptr<zor::SystemExtensionRequestDelegate>)delegate;
 @end
@@ -52,16 +54,16 @@ zor::ExtensionProperties propertiesFrom(OSSystemExtensionProperties* properties)
 
 - (void)request:(OSSystemExtensionRequest*)request
     didFinishWithResult:(OSSystemExtensionRequestResult)result {
-    _keepAlive = nil;
     if (const auto delegate = _delegate.lock())
         delegate->requestDidFinish(zor::requestResultFromSystem(long(result)));
+    _keepAlive = nil;
 }
 
 - (void)request:(OSSystemExtensionRequest*)request didFailWithError:(NSError*)error {
-    _keepAlive = nil;
     if (const auto delegate = _delegate.lock())
         delegate->requestDidFail(zor::errorFromSystem(
             QString::fromNSString(error.localizedDescription), long(error.code)));
+    _keepAlive = nil;
 }
 
 @end

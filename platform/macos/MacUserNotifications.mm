@@ -45,6 +45,7 @@ NSString* const kLinkKey = @"link";
         [link isKindOfClass:NSString.class]) {
         const QString text = QString::fromNSString(link);
         const std::function<void(const QString&)> click = _click;
+        // Copies of plain values: the block holds nothing of this delegate.
         dispatch_async(dispatch_get_main_queue(), ^{
           click(text);
         });
@@ -68,6 +69,8 @@ MacUserNotifications::MacUserNotifications() {
         return;
     center = std::make_unique<Center>();
     center->center = UNUserNotificationCenter.currentNotificationCenter;
+    // This object is the process's one instance (Platform.cpp), so the
+    // delegate may call back into it for as long as the process runs.
     center->delegate =
         [[ZorNotificationCenterDelegate alloc] initWithClick:[this](const QString& link) {
             if (clickHandler)
@@ -75,7 +78,7 @@ MacUserNotifications::MacUserNotifications() {
         }];
     center->center.delegate = center->delegate;
     [center->center
-        requestAuthorizationWithOptions:UNAuthorizationOptionAlert
+        requestAuthorizationWithOptions:UNAuthorizationOptionAlert | UNAuthorizationOptionBadge
                       completionHandler:^(BOOL granted, NSError* _Nullable error) {
                         const Logger& log = logger(LogCategory::app);
                         if (error)

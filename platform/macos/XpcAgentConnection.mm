@@ -1,10 +1,14 @@
+#include "platform/Log.h"
 #include "platform/macos/ExportedObjectGate.h"
+#include "platform/macos/MacCodeSigning.h"
+#include "platform/macos/PeerRequirement.h"
 #include "platform/macos/PendingCalls.h"
 #include "platform/macos/SystemValues.h"
 #include "platform/macos/XpcAgentConnector.h"
 #include "shared/ZorAgentXPC.h"
 
 #include <QMutex>
+#include <atomic>
 
 // The app's side of the agent's callbacks: hands each one, converted, to the
 // exported object for as long as its connection lets it.
@@ -69,6 +73,7 @@ public:
         connection.exportedInterface =
             [NSXPCInterface interfaceWithProtocol:@protocol(ZorAppCallbackProtocol)];
         connection.exportedObject = [[ZorAppCallbackExport alloc] initWithGate:gate];
+        requirePeerSignature(connection, kAgentSigningIdentifier);
     }
 
     ~XpcAgentConnection() override {
@@ -122,10 +127,15 @@ public:
     std::shared_ptr<ZorAgentProtocol>
     remoteObjectProxyWithErrorHandler(ErrorHandler errorHandler) override;
 
-    // A proxy for one call: its error ends that call alone.
+    // A proxy for one call: its error ends that call alone, unless the agent
+    // failed the code-signing check, which ends the connection.
     id<ZorAgentProtocol> proxyForCall(PendingCalls::CallId call) {
         const std::shared_ptr<PendingCalls> pending = calls;
+        const std::weak_ptr<XpcAgentConnection> weak = weak_from_this();
         return [connection remoteObjectProxyWithErrorHandler:^(NSError* error) {
+          if (isPeerSignatureRefusal(error))
+              if (const auto self = weak.lock())
+                  self->dropRefusedPeer();
           pending->fail(call, errorFrom(error));
         }];
     }
@@ -134,6 +144,15 @@ public:
     const std::shared_ptr<PendingCalls> calls;
 
 private:
+    // Every call in flight ends with the same refusal: one line for them all.
+    void dropRefusedPeer() {
+        if (isPeerRefused.exchange(true))
+            return;
+        logger(LogCategory::notifications)
+            .error("ZorAgent failed the code-signing check: connection dropped");
+        invalidate();
+    }
+
     void wasInvalidated() {
         gate->close();
         calls->failAll(invalidatedError());
@@ -164,6 +183,7 @@ private:
     Handler invalidationHandler;
     Handler interruptionHandler;
     bool isResumed = false;
+    std::atomic_bool isPeerRefused = false;
 };
 
 // The agent's side. Each call ends in exactly one of its reply and the error

@@ -1,5 +1,8 @@
 #include "platform/macos/XpcDaemonConnection.h"
 
+#include "platform/Log.h"
+#include "platform/macos/MacCodeSigning.h"
+#include "platform/macos/PeerRequirement.h"
 #include "platform/macos/ReplyWait.h"
 #include "shared/ZorDaemonXPC.h"
 
@@ -23,12 +26,34 @@ struct XpcDaemonConnection::Link : std::enable_shared_from_this<Link> {
 
     id<ZorDaemonProtocol> proxy(std::function<void()> onError) {
         NSXPCConnection* current = this->current();
-        return [current remoteObjectProxyWithErrorHandler:^(NSError*) {
+        // The connection owns the handler, so the handler holds the connection
+        // weakly, and this link too.
+        __weak NSXPCConnection* weakCurrent = current;
+        const std::weak_ptr<Link> weak = weak_from_this();
+        return [current remoteObjectProxyWithErrorHandler:^(NSError* error) {
+          NSXPCConnection* const failed = weakCurrent;
+          if (isPeerSignatureRefusal(error) && failed)
+              if (const auto self = weak.lock())
+                  self->dropRefusedPeer(failed);
           onError();
         }];
     }
 
 private:
+    // Every call in flight ends with the same refusal: one line for them all,
+    // and the next call makes a new connection.
+    void dropRefusedPeer(NSXPCConnection* refused) {
+        {
+            QMutexLocker lock(&mutex);
+            if (connection != refused)
+                return;
+            connection = nil;
+        }
+        logger(LogCategory::setup)
+            .error("The daemon failed the code-signing check: connection dropped");
+        [refused invalidate];
+    }
+
     NSXPCConnection* current() {
         QMutexLocker lock(&mutex);
         if (connection)
@@ -37,14 +62,18 @@ private:
                                                               options:NSXPCConnectionPrivileged];
         connection.remoteObjectInterface =
             [NSXPCInterface interfaceWithProtocol:@protocol(ZorDaemonProtocol)];
+        requirePeerSignature(connection, kDaemonSigningIdentifier);
+        // The connection owns its handler, so the handler holds the connection
+        // weakly, and this link too: a link that is gone forgets nothing.
         __weak NSXPCConnection* made = connection;
         const std::weak_ptr<Link> weak = weak_from_this();
         connection.invalidationHandler = ^{
+          NSXPCConnection* const invalidated = made;
           const auto self = weak.lock();
-          if (!self)
+          if (!self || !invalidated)
               return;
           QMutexLocker lock(&self->mutex);
-          if (self->connection == made)
+          if (self->connection == invalidated)
               self->connection = nil;
         };
         [connection resume];

@@ -1,17 +1,15 @@
 #include "VirtualClock.h"
-#include "platform/macos/DockReopen.h"
 #include "platform/macos/ExportedObjectGate.h"
 #include "platform/macos/LogFormats.h"
+#include "platform/macos/PeerRequirement.h"
 #include "platform/macos/PendingCalls.h"
 #include "platform/macos/ReplyWait.h"
 #include "platform/macos/SystemValues.h"
 #include "platform/macos/TitleBarLayout.h"
 
 #include <QDirIterator>
-#include <QGuiApplication>
 #include <QRegularExpression>
 #include <QTest>
-#include <QWindow>
 
 using namespace zor;
 using namespace zor::testing;
@@ -153,18 +151,38 @@ private slots:
         QCOMPARE(callbacks.removed, QStringList{"a"});
     }
 
-    void theDockReopenSaysWhetherAWindowIsVisible() {
-        DockReopen reopen;
-        QList<bool> reopened;
-        reopen.setHandler([&](bool hasVisibleWindows) { reopened << hasVisibleWindows; });
-        QWindow window;
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        window.show();
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationInactive);
-        window.showMinimized();
-        emit qGuiApp->applicationStateChanged(Qt::ApplicationActive);
-        QCOMPARE(reopened, (QList<bool>{false, true, false}));
+    void aPeerMustBeSignedByTheAppsTeam_data() {
+        QTest::addColumn<std::optional<QString>>("team");
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("requirement");
+        const QString agent = QString::fromLatin1(kAgentSigningIdentifier);
+        QTest::newRow("the app's team")
+            << std::optional<QString>(u"A1B2C3D4E5"_qs) << agent
+            << u"anchor apple generic and certificate leaf[subject.OU] "
+               u"= \"A1B2C3D4E5\" and identifier \"com.zorlabs.zor.agent\""_qs;
+        QTest::newRow("the daemon")
+            << std::optional<QString>(u"A1B2C3D4E5"_qs)
+            << QString::fromLatin1(kDaemonSigningIdentifier)
+            << u"anchor apple generic and certificate leaf[subject.OU] = \"A1B2C3D4E5\" and "
+               u"identifier \"com.zorlabs.zor-daemon\""_qs;
+        // Whatever the signature holds goes between quotes: anything but a
+        // team identifier's form refuses every peer.
+        for (const auto& [name, team] : {std::pair{"unsigned", std::optional<QString>()},
+                                         {"empty", std::optional<QString>(QString())},
+                                         {"short", std::optional<QString>(u"A1B2C3D4E"_qs)},
+                                         {"lower case", std::optional<QString>(u"a1b2c3d4e5"_qs)},
+                                         {"quotes", std::optional<QString>(u"A1B2\"OR\"12"_qs)}})
+            QTest::newRow(name) << team << agent << u"never"_qs;
+        QTest::newRow("identifier with a quote")
+            << std::optional<QString>(u"A1B2C3D4E5"_qs) << u"com.zorlabs\" or identifier \"x"_qs
+            << u"never"_qs;
+    }
+
+    void aPeerMustBeSignedByTheAppsTeam() {
+        QFETCH(std::optional<QString>, team);
+        QFETCH(QString, identifier);
+        QFETCH(QString, requirement);
+        QCOMPARE(peerRequirement(team, identifier), requirement);
     }
 
     void theTitleBarGrowsDownwardsToItsHeight() {

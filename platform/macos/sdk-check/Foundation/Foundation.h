@@ -1,12 +1,15 @@
 // Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSGeometry.h
 // (with CoreGraphics' CGGeometry.h), NSEnumerator.h, NSString.h, NSData.h,
 // NSError.h, NSArray.h, NSDictionary.h, NSValue.h, NSURL.h, NSFileManager.h,
-// NSBundle.h, NSThread.h, NSNotification.h, NSKeyValueObserving.h,
-// NSAppleScript.h, NSXPCConnection.h.
+// NSBundle.h, NSThread.h, NSNotification.h, NSOperation.h,
+// NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h, FoundationErrors.h,
+// with what they take from CoreFoundation.
 #pragma once
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
 #include <objc/objc.h>
+#include <os/availability.h>
 #include <stdint.h>
 
 #define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
@@ -22,6 +25,7 @@
 #define NS_TYPED_ENUM
 #define NS_SWIFT_NAME(name)
 #define FOUNDATION_EXPORT extern "C"
+#define NS_INLINE static inline
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -53,6 +57,11 @@ __attribute__((objc_root_class))
 
 @protocol NSMutableCopying
 @end
+
+// Hands a Core Foundation object's ownership to ARC.
+NS_INLINE id _Nullable CFBridgingRelease(CFTypeRef CF_CONSUMED _Nullable X) {
+    return (__bridge_transfer id)X;
+}
 
 // NSGeometry.h, CGGeometry.h
 typedef double CGFloat;
@@ -111,6 +120,8 @@ typedef unsigned short unichar;
 // NSError.h
 typedef NSString* NSErrorDomain;
 
+FOUNDATION_EXPORT NSErrorDomain const NSCocoaErrorDomain;
+
 @interface NSError : NSObject <NSCopying, NSSecureCoding>
 @property(readonly, copy) NSErrorDomain domain;
 @property(readonly) NSInteger code;
@@ -165,6 +176,7 @@ typedef NSString* NSFileAttributeKey;
 @interface NSFileManager : NSObject
 @property(class, readonly, strong) NSFileManager* defaultManager;
 - (BOOL)fileExistsAtPath:(NSString*)path;
+- (BOOL)fileExistsAtPath:(NSString*)path isDirectory:(nullable BOOL*)isDirectory;
 - (BOOL)removeItemAtPath:(NSString*)path error:(NSError**)error;
 - (BOOL)createDirectoryAtPath:(NSString*)path
     withIntermediateDirectories:(BOOL)createIntermediates
@@ -194,12 +206,19 @@ typedef NSString* NSNotificationName NS_TYPED_EXTENSIBLE_ENUM;
 @property(nullable, readonly, retain) id object;
 @end
 
+// NSOperation.h
+API_AVAILABLE(macos(10.5))
+@interface NSOperationQueue : NSObject
+@property(class, readonly, strong) NSOperationQueue* mainQueue API_AVAILABLE(macos(10.6));
+@end
+
 @interface NSNotificationCenter : NSObject
 @property(class, readonly, strong) NSNotificationCenter* defaultCenter;
 - (id<NSObject>)addObserverForName:(nullable NSNotificationName)name
                             object:(nullable id)obj
-                             queue:(nullable id)queue
-                        usingBlock:(void (^)(NSNotification* notification))block;
+                             queue:(nullable NSOperationQueue*)queue
+                        usingBlock:(void (^)(NSNotification* notification))block
+    API_AVAILABLE(macos(10.6));
 - (void)removeObserver:(id)observer;
 @end
 
@@ -236,6 +255,7 @@ typedef NS_OPTIONS(NSUInteger, NSKeyValueObservingOptions) {
 
 FOUNDATION_EXPORT NSString* const NSAppleScriptErrorMessage;
 
+API_AVAILABLE(macos(10.2))
 @interface NSAppleScript : NSObject <NSCopying>
 - (nullable instancetype)initWithSource:(NSString*)source;
 - (NSAppleEventDescriptor*)executeAndReturnError:
@@ -247,6 +267,7 @@ typedef NS_OPTIONS(NSUInteger, NSXPCConnectionOptions) {
     NSXPCConnectionPrivileged = (1 << 12UL),
 };
 
+API_AVAILABLE(macos(10.8))
 @interface NSXPCInterface : NSObject
 + (NSXPCInterface*)interfaceWithProtocol:(Protocol*)protocol;
 @end
@@ -257,6 +278,7 @@ typedef NS_OPTIONS(NSUInteger, NSXPCConnectionOptions) {
 - (id)synchronousRemoteObjectProxyWithErrorHandler:(void (^)(NSError* error))handler;
 @end
 
+API_AVAILABLE(macos(10.8))
 @interface NSXPCConnection : NSObject <NSXPCProxyCreating>
 - (instancetype)initWithMachServiceName:(NSString*)name options:(NSXPCConnectionOptions)options;
 @property(nullable, retain) NSXPCInterface* exportedInterface;
@@ -267,6 +289,18 @@ typedef NS_OPTIONS(NSUInteger, NSXPCConnectionOptions) {
 @property(nullable, copy) void (^invalidationHandler)(void);
 - (void)resume;
 - (void)invalidate;
+// Every message on the connection must come from code that meets the
+// requirement (code-signing requirement language); the connection is
+// invalidated otherwise. A malformed requirement raises an exception.
+- (void)setCodeSigningRequirement:(NSString*)requirement API_AVAILABLE(macos(13.0));
 @end
+
+// FoundationErrors.h: codes in NSCocoaErrorDomain.
+enum : NSInteger {
+    NSXPCConnectionInterrupted API_AVAILABLE(macos(10.8)) = 4097,
+    NSXPCConnectionInvalid API_AVAILABLE(macos(10.8)) = 4099,
+    NSXPCConnectionReplyInvalid API_AVAILABLE(macos(10.8)) = 4101,
+    NSXPCConnectionCodeSigningRequirementFailure API_AVAILABLE(macos(13.0)) = 4102,
+};
 
 NS_ASSUME_NONNULL_END

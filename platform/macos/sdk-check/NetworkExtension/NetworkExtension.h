@@ -6,11 +6,13 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
+API_AVAILABLE(macos(10.15))
 @interface NEFilterProviderConfiguration : NSObject <NSSecureCoding, NSCopying>
-@property BOOL filterSockets;
-@property BOOL filterPackets;
+@property BOOL filterSockets API_AVAILABLE(macos(10.15));
+@property BOOL filterPackets API_AVAILABLE(macos(10.15));
 @end
 
+API_AVAILABLE(macos(10.15))
 @interface NEFilterManager : NSObject
 + (NEFilterManager*)sharedManager;
 - (void)loadFromPreferencesWithCompletionHandler:

@@ -12,6 +12,7 @@ typedef NS_ENUM(NSInteger, SMAppServiceStatus) {
     SMAppServiceStatusNotFound = 3,
 };
 
+API_AVAILABLE(macos(13.0))
 @interface SMAppService : NSObject
 + (instancetype)daemonServiceWithPlistName:(NSString*)plistName;
 + (instancetype)agentServiceWithPlistName:(NSString*)plistName;

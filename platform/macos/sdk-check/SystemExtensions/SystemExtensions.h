@@ -15,6 +15,7 @@ typedef NS_ENUM(NSInteger, OSSystemExtensionRequestResult) {
     OSSystemExtensionRequestWillCompleteAfterReboot = 1,
 };
 
+API_AVAILABLE(macos(10.15))
 @interface OSSystemExtensionProperties : NSObject
 @property(strong, readonly) NSURL* URL;
 @property(strong, readonly) NSString* bundleIdentifier;
@@ -24,6 +25,7 @@ typedef NS_ENUM(NSInteger, OSSystemExtensionRequestResult) {
 
 @class OSSystemExtensionRequest;
 
+API_AVAILABLE(macos(10.15))
 @protocol OSSystemExtensionRequestDelegate <NSObject>
 - (OSSystemExtensionReplacementAction)request:(OSSystemExtensionRequest*)request
                   actionForReplacingExtension:(OSSystemExtensionProperties*)existing
@@ -34,6 +36,7 @@ typedef NS_ENUM(NSInteger, OSSystemExtensionRequestResult) {
 - (void)request:(OSSystemExtensionRequest*)request didFailWithError:(NSError*)error;
 @end
 
+API_AVAILABLE(macos(10.15))
 @interface OSSystemExtensionRequest : NSObject
 + (instancetype)activationRequestForExtension:(NSString*)identifier queue:(dispatch_queue_t)queue;
 + (instancetype)deactivationRequestForExtension:(NSString*)identifier queue:(dispatch_queue_t)queue;
@@ -41,6 +44,7 @@ typedef NS_ENUM(NSInteger, OSSystemExtensionRequestResult) {
 @property(readonly) NSString* identifier;
 @end
 
+API_AVAILABLE(macos(10.15))
 @interface OSSystemExtensionManager : NSObject
 @property(class, readonly) OSSystemExtensionManager* sharedManager;
 - (void)submitRequest:(OSSystemExtensionRequest*)request;

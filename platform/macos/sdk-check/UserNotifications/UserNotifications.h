@@ -20,17 +20,19 @@ typedef NS_OPTIONS(NSUInteger, UNAuthorizationOptions) {
 typedef NS_OPTIONS(NSUInteger, UNNotificationPresentationOptions) {
     UNNotificationPresentationOptionBadge = (1 << 0),
     UNNotificationPresentationOptionSound = (1 << 1),
-    UNNotificationPresentationOptionList = (1 << 3),
-    UNNotificationPresentationOptionBanner = (1 << 4),
+    UNNotificationPresentationOptionList API_AVAILABLE(macos(11.0)) = (1 << 3),
+    UNNotificationPresentationOptionBanner API_AVAILABLE(macos(11.0)) = (1 << 4),
 };
 
 // UNNotificationContent.h
+API_AVAILABLE(macos(10.14))
 @interface UNNotificationContent : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
 @property(readonly, copy) NSString* title;
 @property(readonly, copy) NSString* body;
 @property(readonly, copy) NSDictionary* userInfo;
 @end
 
+API_AVAILABLE(macos(10.14))
 @interface UNMutableNotificationContent : UNNotificationContent
 @property(copy) NSString* title;
 @property(copy) NSString* body;
@@ -38,10 +40,12 @@ typedef NS_OPTIONS(NSUInteger, UNNotificationPresentationOptions) {
 @end
 
 // UNNotificationTrigger.h
+API_AVAILABLE(macos(10.14))
 @interface UNNotificationTrigger : NSObject <NSCopying, NSSecureCoding>
 @end
 
 // UNNotificationRequest.h
+API_AVAILABLE(macos(10.14))
 @interface UNNotificationRequest : NSObject <NSCopying, NSSecureCoding>
 @property(readonly, copy) NSString* identifier;
 @property(readonly, copy) UNNotificationContent* content;
@@ -51,13 +55,15 @@ typedef NS_OPTIONS(NSUInteger, UNNotificationPresentationOptions) {
 @end
 
 // UNNotification.h
+API_AVAILABLE(macos(10.14))
 @interface UNNotification : NSObject <NSCopying, NSSecureCoding>
 @property(readonly, copy) UNNotificationRequest* request;
 @end
 
 // UNNotificationResponse.h
-UN_EXTERN NSString* const UNNotificationDefaultActionIdentifier;
+UN_EXTERN NSString* const UNNotificationDefaultActionIdentifier API_AVAILABLE(macos(10.14));
 
+API_AVAILABLE(macos(10.14))
 @interface UNNotificationResponse : NSObject <NSCopying, NSSecureCoding>
 @property(readonly, copy) UNNotification* notification;
 @property(readonly, copy) NSString* actionIdentifier;
@@ -66,6 +72,7 @@ UN_EXTERN NSString* const UNNotificationDefaultActionIdentifier;
 // UNUserNotificationCenter.h
 @class UNUserNotificationCenter;
 
+API_AVAILABLE(macos(10.14))
 @protocol UNUserNotificationCenterDelegate <NSObject>
 @optional
 - (void)userNotificationCenter:(UNUserNotificationCenter*)center
@@ -77,6 +84,7 @@ UN_EXTERN NSString* const UNNotificationDefaultActionIdentifier;
              withCompletionHandler:(void (^)(void))completionHandler;
 @end
 
+API_AVAILABLE(macos(10.14))
 @interface UNUserNotificationCenter : NSObject
 @property(nullable, weak) id<UNUserNotificationCenterDelegate> delegate;
 + (UNUserNotificationCenter*)currentNotificationCenter;

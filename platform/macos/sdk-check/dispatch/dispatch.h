@@ -1,5 +1,6 @@
 // Mirrors <dispatch/dispatch.h> (queue.h, object.h).
 #pragma once
+#include <os/availability.h>
 #include <stdint.h>
 
 typedef void (^dispatch_block_t)(void);
@@ -17,7 +18,8 @@ typedef unsigned int qos_class_t;
 extern "C" {
 // dispatch_get_main_queue() is a macro over this object in the SDK; a function
 // with the documented type keeps every use checked.
-dispatch_queue_t dispatch_get_main_queue(void);
-dispatch_queue_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags);
-void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
+dispatch_queue_t dispatch_get_main_queue(void) API_AVAILABLE(macos(10.6));
+dispatch_queue_t dispatch_get_global_queue(intptr_t identifier, uintptr_t flags)
+    API_AVAILABLE(macos(10.6));
+void dispatch_async(dispatch_queue_t queue, dispatch_block_t block) API_AVAILABLE(macos(10.6));
 }

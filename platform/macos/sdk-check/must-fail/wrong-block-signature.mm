@@ -1,4 +1,5 @@
 // Must fail the check: a reply block whose parameters differ from the protocol's.
+// Expected error: with an rvalue of type 'void (^)(BOOL, NSData * _Nullable __strong)'
 #include "shared/ZorAgentXPC.h"
 
 #import <Foundation/Foundation.h>

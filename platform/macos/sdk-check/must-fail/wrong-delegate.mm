@@ -1,4 +1,5 @@
 // Must fail the check: a delegate method whose argument type differs from the protocol's.
+// Expected error: conflicting parameter types in implementation of 'request:didFinishWithResult:'
 #import <SystemExtensions/SystemExtensions.h>
 
 @interface SampleDelegate : NSObject <OSSystemExtensionRequestDelegate>

@@ -1,4 +1,5 @@
 // Must fail the check: a log line whose value does not fit its placeholder.
+// Expected error: format specifies type 'char *' but the argument has type 'int'
 #include <os/log.h>
 
 void logAttempt(os_log_t log, int attempt) {

@@ -1,4 +1,5 @@
 // Must fail the check: a selector the interface does not have.
+// Expected error: no known instance method for selector 'getAllPromptsWithReply:'
 #include "shared/ZorAgentXPC.h"
 
 #import <Foundation/Foundation.h>

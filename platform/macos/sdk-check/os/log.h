@@ -1,5 +1,6 @@
 // Mirrors <os/log.h>.
 #pragma once
+#include <os/availability.h>
 #include <stdint.h>
 
 @protocol OS_os_log
@@ -16,8 +17,8 @@ enum : os_log_type_t {
 };
 
 extern "C" {
-os_log_t os_log_create(const char* subsystem, const char* category);
-bool os_log_type_enabled(os_log_t oslog, os_log_type_t type);
+os_log_t os_log_create(const char* subsystem, const char* category) API_AVAILABLE(macos(10.12));
+bool os_log_type_enabled(os_log_t oslog, os_log_type_t type) API_AVAILABLE(macos(10.12));
 // Stand-in for the SDK's emitting function, which the macro below feeds.
 void sdkcheck_os_log_emit(os_log_t log, os_log_type_t type, const char* format,
                           const uint8_t* buffer, uint32_t size);
