@@ -58,7 +58,9 @@ template <typename Send> DecisionReply decisionReply(Send send) {
 LocalAgentServer::LocalAgentServer(ZorAgentProtocol& agent, QObject* parent)
     : QObject(parent)
     , agent(agent) {
-    server.setSocketOptions(QLocalServer::UserAccessOption);
+    // Bound in place, so that listening never replaces anything at the path
+    // (with access options Qt renames a fresh socket over it).
+    server.setSocketOptions(QLocalServer::NoOptions);
     connect(&server, &QLocalServer::newConnection, this, &LocalAgentServer::acceptApps);
 }
 

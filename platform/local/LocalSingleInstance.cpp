@@ -140,8 +140,10 @@ SingleInstance::Role LocalSingleInstance::handOver(QLocalSocket& running,
                                                    const QStringList& arguments) {
     const QByteArray message = encodeStartMessage(arguments);
     if (parseStartMessage(message).state != StartMessage::State::complete) {
-        tellUser(QStringLiteral("Too much for the running Zor: a start hands over at most %1 "
-                                "arguments of %2 bytes in all.")
+        log().error("Too much to hand over to the running Zor: %ld arguments, %ld bytes",
+                    {qint64(arguments.size()), qint64(message.size())});
+        tellUser(QStringLiteral("Too much to hand over to the running Zor: a start hands over "
+                                "at most %1 arguments of %2 bytes in all.")
                      .arg(kMaxStartArguments)
                      .arg(kMaxStartMessageBytes));
         return Role::notHandedOver;
@@ -159,7 +161,10 @@ SingleInstance::Role LocalSingleInstance::handOver(QLocalSocket& running,
 
 bool LocalSingleInstance::listen(const QString& path) {
     server = new QLocalServer(QCoreApplication::instance());
-    server->setSocketOptions(QLocalServer::UserAccessOption);
+    // Bound in place, without access options: with them Qt renames a fresh
+    // socket over whatever lies at the path. The private directory keeps
+    // others out.
+    server->setSocketOptions(QLocalServer::NoOptions);
     QObject::connect(server, &QLocalServer::newConnection, server, [this] { acceptStarts(); });
     return server->listen(path);
 }
