@@ -180,26 +180,32 @@ void LocalSingleInstance::acceptStarts() {
         }
         // Each start is read on its own and briefly, so that idle or slow
         // connections cannot hold up the next one.
-        auto bytes = std::make_shared<QByteArray>();
+        auto read = std::make_shared<StartRead>();
         QObject::connect(socket, &QLocalSocket::readyRead, socket,
-                         [this, socket, bytes] { readStart(socket, *bytes); });
-        clock.schedule(kReadTimeout, socket, [socket] {
+                         [this, socket, read] { readStart(socket, *read); });
+        clock.schedule(kReadTimeout, socket, [socket, read] {
+            // What came while the app was busy elsewhere still counts.
+            socket->waitForReadyRead(0);
+            if (read->isFinished)
+                return;
             socket->abort();
             socket->deleteLater();
         });
         if (socket->bytesAvailable() > 0)
-            readStart(socket, *bytes);
+            readStart(socket, *read);
     }
 }
 
-void LocalSingleInstance::readStart(QLocalSocket* socket, QByteArray& bytes) {
-    bytes += socket->read(kMaxStartMessageBytes + 1 - bytes.size());
-    const StartMessage message = parseStartMessage(bytes);
+void LocalSingleInstance::readStart(QLocalSocket* socket, StartRead& read) {
+    if (read.isFinished)
+        return;
+    read.bytes += socket->read(kMaxStartMessageBytes + 1 - read.bytes.size());
+    const StartMessage message = parseStartMessage(read.bytes);
     if (message.state == StartMessage::State::incomplete)
         return;
-    QObject::disconnect(socket, &QLocalSocket::readyRead, nullptr, nullptr);
+    read.isFinished = true;
     if (message.state == StartMessage::State::broken) {
-        log().error("Ignored a later start's message of %ld bytes", {qint64(bytes.size())});
+        log().error("Ignored a later start's message of %ld bytes", {qint64(read.bytes.size())});
         socket->abort();
         socket->deleteLater();
         return;

@@ -67,8 +67,14 @@ private:
     Role claim(const QString& path, const QStringList& arguments);
     Role handOver(QLocalSocket& running, const QStringList& arguments);
     bool listen(const QString& path);
+    // What one later start has sent so far.
+    struct StartRead {
+        QByteArray bytes;
+        bool isFinished = false;
+    };
+
     void acceptStarts();
-    void readStart(QLocalSocket* socket, QByteArray& bytes);
+    void readStart(QLocalSocket* socket, StartRead& read);
 
     Clock& clock;
     Receiver receiver;

@@ -22,6 +22,7 @@
 #include <QTest>
 #include <QThread>
 #include <atomic>
+#include <cstring>
 #include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -392,6 +393,29 @@ private slots:
         for (const auto& socket : idle)
             QTRY_COMPARE(socket->state(), QLocalSocket::UnconnectedState);
         QCOMPARE(received.size(), 2);
+    }
+
+    // A message that came while the app was busy past the deadline is
+    // still taken, and answered.
+    void aStartThatCameWhileTheAppWasBusyIsTaken() {
+        const QString path = useNewInstanceSocket();
+        VirtualClock clock;
+        LocalSingleInstance running(clock);
+        QStringList received;
+        running.start({}, [&](const QStringList& arguments) { received += arguments; });
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        const auto closeSocket = qScopeGuard([fd] { close(fd); });
+        const sockaddr_un address = socketAddress(path);
+        QCOMPARE(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        QTRY_COMPARE(clock.pendingTimerCount(), 1);
+
+        const QByteArray message = encodeStartMessage({kLink});
+        QCOMPARE(write(fd, message.constData(), size_t(message.size())), message.size());
+        clock.advance(LocalSingleInstance::kReadTimeout);
+        QCOMPARE(received, QStringList{kLink});
+        char answer[8] = {};
+        QCOMPARE(read(fd, answer, sizeof answer), qsizetype(std::strlen(kStartTaken)));
+        QCOMPARE(answer, kStartTaken);
     }
 
     // A stopped or hung app keeps its socket, whether its backlog is full
