@@ -46,6 +46,12 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 void AppDelegate::openUrls(const QStringList& urls) {
     requireMainThread("AppDelegate::openUrls");
     for (const QString& url : urls) {
+        // Said, since such a link is otherwise ignored without a word; its
+        // text stays out of the log.
+        if (url.size() > kMaxUrlLength)
+            logger(LogCategory::app)
+                .info("Ignored a link of %ld characters, over the limit of %ld",
+                      {qint64(url.size()), qint64(kMaxUrlLength)});
         const std::optional<QUuid> promptId = promptIdFromUrl(url);
         if (!promptId)
             continue;

@@ -57,6 +57,9 @@ int runWindowedApplication(int argc, char** argv) {
     });
     if (role == SingleInstance::Role::handedOver)
         return 0;
+    // The user has been told why the running app did not take the arguments.
+    if (role == SingleInstance::Role::notHandedOver)
+        return 1;
 
     useDesktopControlsStyle();
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});

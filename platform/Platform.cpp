@@ -131,7 +131,7 @@ AgentConnector& platformAgentConnector() {
 #ifdef Q_OS_MACOS
     static XpcAgentConnector instance;
 #else
-    static LocalAgentConnector instance;
+    static LocalAgentConnector instance(systemClock());
 #endif
     return instance;
 }

@@ -10,8 +10,10 @@ namespace zor {
 class SingleInstance {
 public:
     enum class Role {
-        running,    // this process is the app; later starts reach it
-        handedOver, // another process is the app and has the arguments; end quietly
+        running,       // this process is the app; later starts reach it
+        handedOver,    // another process is the app and has the arguments; end quietly
+        notHandedOver, // another process is the app but did not take them; the user
+                       // has been told why; end with a failure status
     };
     using Receiver = std::function<void(const QStringList& arguments)>;
 

@@ -1,7 +1,10 @@
 #include "platform/local/LocalAgentConnection.h"
 
+#include "platform/Log.h"
 #include "platform/local/LocalAgentMessages.h"
+#include "platform/local/PeerCredentials.h"
 
+#include <QCoreApplication>
 #include <QLocalSocket>
 #include <QThread>
 
@@ -32,12 +35,26 @@ PlatformError replyTooLargeError() {
                          4101};
 }
 
+PlatformError noReplyError() {
+    return PlatformError{QStringLiteral("The agent did not answer within %1 seconds.")
+                             .arg(LocalAgentConnection::kReplyTimeout.count() / 1000),
+                         4097};
+}
+
+PlatformError otherUserError() {
+    return PlatformError{QStringLiteral("The agent's socket is served by another user."), 4099};
+}
+
 PlatformError callTooLargeError() {
     return PlatformError{
         QStringLiteral("The call is larger than one message to the agent can carry."), 4101};
 }
 
 using namespace local;
+
+const Logger& log() {
+    return logger(LogCategory::notifications);
+}
 
 // The agent's side of one connection. All calls share the proxy's error handler.
 class LocalAgentProxy final : public ZorAgentProtocol {
@@ -108,19 +125,23 @@ private:
 } // namespace
 
 std::shared_ptr<LocalAgentConnection>
-LocalAgentConnection::create(const QString& socketName, ZorAppCallbackProtocol& exportedObject) {
+LocalAgentConnection::create(const SocketPlace& place, ZorAppCallbackProtocol& exportedObject,
+                             Clock& clock) {
     return std::shared_ptr<LocalAgentConnection>(
-        new LocalAgentConnection(socketName, exportedObject));
+        new LocalAgentConnection(place, exportedObject, clock));
 }
 
-LocalAgentConnection::LocalAgentConnection(const QString& socketName,
-                                           ZorAppCallbackProtocol& exportedObject)
-    : socketName(socketName)
+LocalAgentConnection::LocalAgentConnection(const SocketPlace& place,
+                                           ZorAppCallbackProtocol& exportedObject, Clock& clock)
+    : place(place)
+    , clock(clock)
     , thread(new QThread)
     , context(new QObject)
+    , deadlineContext(new QObject)
     , exportedObject(&exportedObject) {
     thread->setObjectName(QStringLiteral("ZorAgent connection"));
     context->moveToThread(thread);
+    deadlineContext->moveToThread(QCoreApplication::instance()->thread());
     thread->start();
 }
 
@@ -132,6 +153,11 @@ LocalAgentConnection::~LocalAgentConnection() {
         interruptionHandler = {};
     }
     stopCallingExportedObject();
+    // Its timers go with it, and so does a timer still on its way to the clock.
+    if (QThread::currentThread() == deadlineContext->thread())
+        delete deadlineContext;
+    else
+        deadlineContext->deleteLater();
     if (QThread::currentThread() == thread) {
         // The last owner let go inside one of this connection's own handlers:
         // the thread cannot wait for itself, so it is collected once it ends.
@@ -220,6 +246,13 @@ void LocalAgentConnection::connectSocket() {
     if (linkState != LinkState::suspended)
         return;
     linkState = LinkState::connecting;
+    if (!place.hasPath()) {
+        failConnecting(PlatformError{
+            QStringLiteral("No private place for the agent's socket: %1").arg(place.problem),
+            4099});
+        return;
+    }
+    watchDeadlines();
     socket = new QLocalSocket(context);
     const std::weak_ptr<LocalAgentConnection> weak = weak_from_this();
     auto forward = [weak](void (LocalAgentConnection::*step)()) {
@@ -236,12 +269,19 @@ void LocalAgentConnection::connectSocket() {
                      forward(&LocalAgentConnection::socketFailed));
     QObject::connect(socket, &QLocalSocket::readyRead, context,
                      forward(&LocalAgentConnection::readMessages));
-    socket->connectToServer(socketName);
+    socket->connectToServer(place.path);
 }
 
 void LocalAgentConnection::socketConnected() {
     if (linkState != LinkState::connecting)
         return;
+    // Nothing goes to, or comes from, another user's process: it could pose
+    // as the agent, feed prompts and learn the user's decisions.
+    if (const auto stranger = refusedPeerUserId(socket->socketDescriptor())) {
+        log().error("Refused ZorAgent's socket: it is served by user %ld", {*stranger});
+        failConnecting(otherUserError());
+        return;
+    }
     linkState = LinkState::connected;
     for (const QByteArray& frame : std::as_const(unsentFrames))
         socket->write(frame);
@@ -249,18 +289,8 @@ void LocalAgentConnection::socketConnected() {
 }
 
 void LocalAgentConnection::socketDisconnected() {
-    if (linkState != LinkState::connected)
-        return;
-    linkState = LinkState::interrupted;
-    endError = interruptedError();
-    failPendingCalls(*endError);
-    Handler handler;
-    {
-        QMutexLocker lock(&mutex);
-        handler = interruptionHandler;
-    }
-    if (handler)
-        handler();
+    if (linkState == LinkState::connected)
+        interrupt(interruptedError());
 }
 
 void LocalAgentConnection::socketFailed() {
@@ -268,32 +298,39 @@ void LocalAgentConnection::socketFailed() {
     // breaks reports its end through socketDisconnected.
     if (linkState != LinkState::connecting)
         return;
-    const PlatformError error{QStringLiteral("Could not reach the agent at %1: %2")
-                                  .arg(socketName, socket->errorString()),
-                              4099};
-    {
-        QMutexLocker lock(&mutex);
-        isInvalidated = true;
-    }
-    stopCallingExportedObject();
-    finishInvalidation(error);
+    failConnecting(PlatformError{QStringLiteral("Could not reach the agent at %1: %2")
+                                     .arg(place.path, socket->errorString()),
+                                 4099});
 }
 
 void LocalAgentConnection::readMessages() {
+    if (linkState != LinkState::connected)
+        return;
     decoder.append(socket->readAll());
+    bool hasReadFrame = false;
     while (linkState == LinkState::connected) {
         const auto frame = decoder.next();
         if (!frame)
             break;
-        if (*frame) {
-            handleMessage(frame->value());
-            continue;
+        if (!*frame) {
+            // A stream out of step cannot be read any further, and any
+            // pending call may have been the one answered.
+            log().error("ZorAgent sent an unreadable frame, ending the connection: %{public}s",
+                        {frame->error()});
+            interrupt(unreadableMessageError());
+            return;
         }
-        // The stream stays in step, so the link stays up: dropping it would
-        // only fetch the same message again on the next connection. Any
-        // pending call may have been the one answered.
-        failPendingCalls(unreadableMessageError());
+        hasReadFrame = true;
+        handleMessage(frame->value());
     }
+    if (linkState != LinkState::connected)
+        return;
+    // A frame begun and never finished would swallow everything after it.
+    if (decoder.heldSize() == 0)
+        unfinishedFrameSince.reset();
+    else if (hasReadFrame || !unfinishedFrameSince)
+        unfinishedFrameSince = clock.now();
+    watchDeadlines();
 }
 
 void LocalAgentConnection::handleMessage(const Message& message) {
@@ -368,11 +405,89 @@ void LocalAgentConnection::startCall(QJsonObject call, ReplyReader readReply,
         return;
     }
     const QByteArray& frame = encoded.value();
-    pendingCalls.emplace(id, PendingCall{std::move(readReply), std::move(onError), {}});
+    pendingCalls.emplace(id, PendingCall{call.value(key::method).toString(),
+                                         clock.now(),
+                                         std::move(readReply),
+                                         std::move(onError),
+                                         {}});
     if (linkState == LinkState::connected)
         socket->write(frame);
     else
         unsentFrames.append(frame);
+    watchDeadlines();
+}
+
+void LocalAgentConnection::watchDeadlines() {
+    if (isWatchingDeadlines ||
+        (linkState != LinkState::connecting && linkState != LinkState::connected))
+        return;
+    // Calls are numbered in order, so the first is the oldest.
+    std::optional<Millis> due = unfinishedFrameSince;
+    if (!pendingCalls.empty())
+        due = std::min(due.value_or(Millis::max()), pendingCalls.begin()->second.sentAt);
+    if (!due)
+        return;
+    isWatchingDeadlines = true;
+    const Millis delay = std::max(Millis(0), *due + kReplyTimeout - clock.now());
+    // The clock's timers run on the main thread.
+    QMetaObject::invokeMethod(
+        deadlineContext,
+        [&clock = clock, timerContext = deadlineContext, weak = weak_from_this(), delay] {
+            clock.schedule(delay, timerContext, [weak] {
+                if (const auto self = weak.lock())
+                    self->post(
+                        [](LocalAgentConnection& connection) { connection.checkDeadlines(); });
+            });
+        },
+        Qt::QueuedConnection);
+}
+
+void LocalAgentConnection::checkDeadlines() {
+    isWatchingDeadlines = false;
+    if (linkState != LinkState::connecting && linkState != LinkState::connected)
+        return;
+    const Millis now = clock.now();
+    const auto isOverdue = [&](Millis since) { return now - since >= kReplyTimeout; };
+    const auto oldest = pendingCalls.begin();
+    const qint64 seconds = kReplyTimeout.count() / 1000;
+    if (oldest != pendingCalls.end() && isOverdue(oldest->second.sentAt)) {
+        log().error(
+            "ZorAgent did not reply to %{public}s within %ld seconds, ending the connection",
+            {oldest->second.method, seconds});
+    } else if (unfinishedFrameSince && isOverdue(*unfinishedFrameSince)) {
+        log().error("ZorAgent left a frame unfinished for %ld seconds, ending the connection",
+                    {seconds});
+    } else {
+        watchDeadlines();
+        return;
+    }
+    if (linkState == LinkState::connecting)
+        failConnecting(noReplyError());
+    else
+        interrupt(noReplyError());
+}
+
+void LocalAgentConnection::failConnecting(const PlatformError& error) {
+    {
+        QMutexLocker lock(&mutex);
+        isInvalidated = true;
+    }
+    stopCallingExportedObject();
+    finishInvalidation(error);
+}
+
+void LocalAgentConnection::interrupt(const PlatformError& error) {
+    linkState = LinkState::interrupted;
+    endError = error;
+    closeSocket();
+    failPendingCalls(error);
+    Handler handler;
+    {
+        QMutexLocker lock(&mutex);
+        handler = interruptionHandler;
+    }
+    if (handler)
+        handler();
 }
 
 void LocalAgentConnection::finishInvalidation(const PlatformError& error) {

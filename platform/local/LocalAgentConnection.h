@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/AgentConnection.h"
+#include "platform/Clock.h"
 #include "platform/local/LocalFraming.h"
+#include "platform/local/PrivateRuntimeDir.h"
 
 #include <QByteArrayList>
 #include <QJsonObject>
@@ -18,16 +20,26 @@ namespace zor {
 // An agent connection over a local socket, for systems without XPC. The socket
 // lives on the connection's own thread, where handlers, callbacks of the
 // exported object and replies run.
+//
+// Like XPC, it answers every call exactly once, with its reply or an error:
+// a call without a reply after kReplyTimeout fails, and so does every call
+// when the agent turns out not to be trustworthy (another user's process, or
+// a stream that breaks the framing). Either way the connection is ended as an
+// interrupted one, so that its owner connects anew.
 class LocalAgentConnection final : public AgentConnection,
                                    public std::enable_shared_from_this<LocalAgentConnection> {
 public:
+    static constexpr Millis kReplyTimeout{10000};
+
     // Takes apart a reply and hands it on; false when it was malformed. `data`
     // is the reply's raw data, gathered from all its parts, if it has any.
     using ReplyReader =
         std::function<bool(const local::Message& reply, const std::optional<QByteArray>& data)>;
 
-    static std::shared_ptr<LocalAgentConnection> create(const QString& socketName,
-                                                        ZorAppCallbackProtocol& exportedObject);
+    // A connection to the socket at `place`; one without a path fails on
+    // resume with the place's problem. Deadlines are kept on `clock`.
+    static std::shared_ptr<LocalAgentConnection>
+    create(const local::SocketPlace& place, ZorAppCallbackProtocol& exportedObject, Clock& clock);
     ~LocalAgentConnection() override;
 
     LocalAgentConnection(const LocalAgentConnection&) = delete;
@@ -48,12 +60,15 @@ private:
     enum class LinkState { suspended, connecting, connected, interrupted, invalidated };
 
     struct PendingCall {
+        QString method;
+        Millis sentAt;
         ReplyReader readReply;
         ErrorHandler onError;
         std::optional<QByteArray> data; // of the parts so far
     };
 
-    LocalAgentConnection(const QString& socketName, ZorAppCallbackProtocol& exportedObject);
+    LocalAgentConnection(const local::SocketPlace& place, ZorAppCallbackProtocol& exportedObject,
+                         Clock& clock);
 
     template <typename Fn> void post(Fn fn);
     void stopCallingExportedObject();
@@ -68,13 +83,19 @@ private:
     void handleReply(const local::Message& reply);
     void deliverCallback(const local::Message& message);
     void startCall(QJsonObject call, ReplyReader readReply, ErrorHandler onError);
+    void watchDeadlines();
+    void checkDeadlines();
+    void failConnecting(const PlatformError& error);
+    void interrupt(const PlatformError& error);
     void finishInvalidation(const PlatformError& error);
     void closeSocket();
     void failPendingCalls(const PlatformError& error);
 
-    const QString socketName;
+    const local::SocketPlace place;
+    Clock& clock;
     QThread* thread;
-    QObject* context; // lives on `thread`; receiver of everything posted there
+    QObject* context;         // lives on `thread`; receiver of everything posted there
+    QObject* deadlineContext; // lives on the main thread, where the clock's timers run
 
     // Shared between threads.
     QMutex mutex;
@@ -89,9 +110,11 @@ private:
     LinkState linkState = LinkState::suspended;
     QLocalSocket* socket = nullptr;
     local::FrameDecoder decoder;
+    std::optional<Millis> unfinishedFrameSince; // since the last whole frame
     std::map<qint64, PendingCall> pendingCalls;
     QByteArrayList unsentFrames;
     qint64 lastCallId = 0;
+    bool isWatchingDeadlines = false;
     std::optional<PlatformError> endError; // why calls fail once the link is down
 };
 

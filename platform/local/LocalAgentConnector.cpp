@@ -8,7 +8,8 @@ namespace zor {
 std::shared_ptr<AgentConnection>
 LocalAgentConnector::connectToService(const QString& serviceName,
                                       ZorAppCallbackProtocol& exportedObject) {
-    return LocalAgentConnection::create(local::agentSocketName(serviceName), exportedObject);
+    return LocalAgentConnection::create(local::agentSocketPlace(serviceName), exportedObject,
+                                        clock);
 }
 
 } // namespace zor

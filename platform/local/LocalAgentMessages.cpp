@@ -1,7 +1,5 @@
 #include "platform/local/LocalAgentMessages.h"
 
-#include <QStandardPaths>
-
 namespace zor::local {
 
 QJsonObject makeCall(QLatin1String method) {
@@ -66,16 +64,8 @@ std::optional<std::optional<QString>> optionalStringField(const Message& message
     return std::nullopt;
 }
 
-QString agentSocketName(const QString& serviceName) {
-    const QString override = qEnvironmentVariable("ZOR_AGENT_SOCKET");
-    if (!override.isEmpty())
-        return override;
-    // Per user, like the agent's service itself. Looked up once: Qt warns on
-    // every lookup when the runtime folder is not set, and each reconnect
-    // would repeat the warning.
-    static const QString runtime =
-        QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    return runtime.isEmpty() ? serviceName : runtime + u'/' + serviceName;
+SocketPlace agentSocketPlace(const QString& serviceName) {
+    return privateSocketPlace("ZOR_AGENT_SOCKET", serviceName);
 }
 
 } // namespace zor::local

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/local/LocalFraming.h"
+#include "platform/local/PrivateRuntimeDir.h"
 
 #include <QByteArray>
 #include <QJsonObject>
@@ -76,7 +77,7 @@ std::optional<std::optional<QString>> optionalStringField(const Message& message
                                                           QLatin1String name);
 
 // The socket of the agent's service: ZOR_AGENT_SOCKET when set, else a socket
-// named after the service in the user's runtime folder.
-QString agentSocketName(const QString& serviceName);
+// named after the service in the user's private directory.
+SocketPlace agentSocketPlace(const QString& serviceName);
 
 } // namespace zor::local

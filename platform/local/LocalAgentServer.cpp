@@ -1,6 +1,8 @@
 #include "platform/local/LocalAgentServer.h"
 
 #include "platform/local/LocalAgentMessages.h"
+#include "platform/local/PeerCredentials.h"
+#include "platform/local/SocketFile.h"
 
 #include <QLocalSocket>
 #include <QPointer>
@@ -56,7 +58,9 @@ template <typename Send> DecisionReply decisionReply(Send send) {
 LocalAgentServer::LocalAgentServer(ZorAgentProtocol& agent, QObject* parent)
     : QObject(parent)
     , agent(agent) {
-    server.setSocketOptions(QLocalServer::UserAccessOption);
+    // Bound in place, so that listening never replaces anything at the path
+    // (with access options Qt renames a fresh socket over it).
+    server.setSocketOptions(QLocalServer::NoOptions);
     connect(&server, &QLocalServer::newConnection, this, &LocalAgentServer::acceptApps);
 }
 
@@ -68,16 +72,22 @@ LocalAgentServer::~LocalAgentServer() {
 }
 
 bool LocalAgentServer::listen(const QString& name) {
-    // Listening replaces whatever socket file is there, so look for a live agent first.
+    // Only a socket file that refuses connections is left over; one that
+    // does not answer in time may belong to an agent that is stopped.
     QLocalSocket probe;
-    probe.connectToServer(name);
-    const bool isAnswered = probe.waitForConnected(1000);
-    probe.abort();
-    if (isAnswered) {
+    switch (connectToSocket(probe, name, Millis(1000))) {
+    case SocketAnswer::connected:
         lastError = QStringLiteral("another agent is listening on %1").arg(name);
         return false;
+    case SocketAnswer::unanswered:
+        lastError = QStringLiteral("another agent holds %1 but does not answer").arg(name);
+        return false;
+    case SocketAnswer::refused:
+        removeSocketFile(name);
+        break;
+    case SocketAnswer::absent:
+        break;
     }
-    QLocalServer::removeServer(name);
     if (server.listen(name))
         return true;
     lastError = server.errorString();
@@ -102,6 +112,12 @@ ZorAppCallbackProtocol& LocalAgentServer::apps() {
 
 void LocalAgentServer::acceptApps() {
     while (QLocalSocket* app = server.nextPendingConnection()) {
+        if (const auto stranger = refusedPeerUserId(app->socketDescriptor())) {
+            emit appRefused(*stranger);
+            app->abort();
+            app->deleteLater();
+            continue;
+        }
         connectedApps.emplace(app, FrameDecoder{});
         connect(app, &QLocalSocket::readyRead, this, [this, app] { readCalls(app); });
         connect(app, &QLocalSocket::disconnected, this, [this, app] {

@@ -22,7 +22,7 @@ public:
     ~LocalAgentServer() override;
 
     // Takes over a socket left behind by an agent that no longer runs, but
-    // never one that another agent still answers on.
+    // never one that another agent still holds, answering or not.
     bool listen(const QString& name);
     QString errorString() const;
     QString fullServerName() const;
@@ -32,6 +32,9 @@ public:
     ZorAppCallbackProtocol& apps();
 
 signals:
+    // Only the user's own processes are served; another user's is dropped
+    // at once. -1 when the system cannot tell whose it is.
+    void appRefused(qint64 userId);
     void appConnected();
     void appDisconnected();
     // An app sent something that is not a call of the interface; it was dropped.

@@ -59,9 +59,9 @@ Decoded<Message> decodeMessage(QByteArrayView body) {
     JsonValue root;
     simdjson::ondemand::json_type type;
     if (!json.root(root) || root.type().get(type) != simdjson::SUCCESS)
-        return Decoded<Message>::failure(QStringLiteral("frame is not JSON: %1").arg(json.error()));
+        return Decoded<Message>::failure(QStringLiteral("not JSON: %1").arg(json.error()));
     if (type != simdjson::ondemand::json_type::object)
-        return Decoded<Message>::failure(QStringLiteral("frame is not a JSON object"));
+        return Decoded<Message>::failure(QStringLiteral("not a JSON object"));
     Message message;
     const bool isRead = json.forEachMember(root, [&](std::string_view key, JsonValue value) {
         std::optional<Message::Value> member;
@@ -73,7 +73,7 @@ Decoded<Message> decodeMessage(QByteArrayView body) {
         return true;
     });
     if (!isRead || !json.finish())
-        return Decoded<Message>::failure(QStringLiteral("frame is not JSON: %1").arg(json.error()));
+        return Decoded<Message>::failure(QStringLiteral("not JSON: %1").arg(json.error()));
     return message;
 }
 
@@ -91,27 +91,30 @@ Decoded<QByteArray> encodeFrame(const QJsonObject& message) {
 }
 
 void FrameDecoder::append(const QByteArray& bytes) {
-    const qint64 skipped = std::min(bytesToSkip, qint64(bytes.size()));
-    bytesToSkip -= skipped;
-    buffer.append(QByteArrayView(bytes).sliced(skipped));
+    if (!hasFailed)
+        buffer.append(bytes);
 }
 
 std::optional<Decoded<Message>> FrameDecoder::next() {
-    using Frame = Decoded<Message>;
-    if (buffer.size() < kHeaderLength)
+    if (hasFailed || buffer.size() < kHeaderLength)
         return std::nullopt;
     const quint32 length = qFromBigEndian<quint32>(buffer.constData());
-    if (length == 0 || length > kMaxFrameLength) {
-        const qsizetype held = std::min(buffer.size() - kHeaderLength, qsizetype(length));
-        bytesToSkip = qint64(length) - held;
-        buffer.remove(0, kHeaderLength + held);
-        return Frame::failure(QStringLiteral("frame length %1 out of range").arg(length));
-    }
+    if (length == 0 || length > kMaxFrameLength)
+        return fail(QStringLiteral("frame length %1 out of range").arg(length));
     if (buffer.size() - kHeaderLength < qsizetype(length))
         return std::nullopt;
     auto message = decodeMessage(QByteArrayView(buffer).sliced(kHeaderLength, qsizetype(length)));
+    if (!message)
+        return fail(QStringLiteral("frame of %1 bytes is %2").arg(length).arg(message.error()));
     buffer.remove(0, kHeaderLength + qsizetype(length));
     return message;
+}
+
+Decoded<Message> FrameDecoder::fail(const QString& error) {
+    hasFailed = true;
+    buffer.clear();
+    buffer.squeeze();
+    return Decoded<Message>::failure(error);
 }
 
 } // namespace zor::local

@@ -34,17 +34,18 @@ Decoded<Message> decodeMessage(QByteArrayView body);
 // the peer would refuse.
 Decoded<QByteArray> encodeFrame(const QJsonObject& message);
 
-// Cuts a byte stream into messages. The length in front of each frame keeps
-// the stream in step whatever a frame holds, so a frame that cannot be read
-// (out of range, or not one JSON object) is skipped and reported, and the
-// next one is read as usual. A frame over the limit is dropped as its bytes
-// come, never held.
+// Cuts a byte stream into messages. A frame that cannot be read (its length
+// out of range, or not one JSON object) means that the peer does not speak
+// the protocol, so nothing after it can be trusted: it is reported once, by
+// its length and what is wrong with it, never its bytes, and the decoder
+// takes nothing more. A length out of range is reported as soon as it comes,
+// before any of its frame.
 class FrameDecoder {
 public:
     void append(const QByteArray& bytes);
 
-    // The next whole frame: its message, or why it was skipped. Nothing when
-    // more bytes are needed.
+    // The next whole frame: its message, or why the stream ends there.
+    // Nothing when more bytes are needed, and after a failure.
     std::optional<Decoded<Message>> next();
 
     // The bytes held: the stream's tail not yet read. Once next() has
@@ -52,8 +53,10 @@ public:
     qsizetype heldSize() const { return buffer.size(); }
 
 private:
+    Decoded<Message> fail(const QString& error);
+
     QByteArray buffer;
-    qint64 bytesToSkip = 0; // the rest of a frame over the limit
+    bool hasFailed = false;
 };
 
 } // namespace zor::local

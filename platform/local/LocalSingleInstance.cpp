@@ -1,13 +1,17 @@
 #include "platform/local/LocalSingleInstance.h"
 
 #include "platform/Log.h"
+#include "platform/local/PeerCredentials.h"
+#include "platform/local/SocketFile.h"
 #include "shared/Identifiers.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QStandardPaths>
+#include <QLockFile>
 #include <QStringDecoder>
+#include <cstdio>
 #include <memory>
 
 namespace zor {
@@ -15,9 +19,6 @@ namespace zor {
 namespace local {
 
 namespace {
-
-constexpr int kConnectTimeoutMs = 1000;
-constexpr int kWriteTimeoutMs = 2000;
 
 bool hasControlCharacter(QStringView text) {
     for (const QChar c : text)
@@ -58,75 +59,162 @@ StartMessage parseStartMessage(const QByteArray& bytes) {
     return {State::complete, arguments};
 }
 
-QString instanceSocketName() {
-    const QString override = qEnvironmentVariable("ZOR_INSTANCE_SOCKET");
-    if (!override.isEmpty())
-        return override;
-    const QString name = QString::fromLatin1(kAppSubsystem) + QStringLiteral(".instance");
-    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    return runtime.isEmpty() ? name : runtime + u'/' + name;
+SocketPlace instanceSocketPlace() {
+    return privateSocketPlace("ZOR_INSTANCE_SOCKET",
+                              QString::fromLatin1(kAppSubsystem) + QStringLiteral(".instance"));
 }
 
 } // namespace local
 
 using namespace local;
 
+namespace {
+
+const Logger& log() {
+    return logger(LogCategory::app);
+}
+
+// What a later start has to say goes to the person who started it, as well
+// as to the log.
+void tellUser(const QString& line) {
+    std::fputs(qPrintable(line + u'\n'), stderr);
+    std::fflush(stderr);
+}
+
+SingleInstance::Role notResponding() {
+    log().error("Zor is already running but not responding");
+    tellUser(QStringLiteral("Zor is already running but not responding"));
+    return SingleInstance::Role::notHandedOver;
+}
+
+} // namespace
+
+LocalSingleInstance::~LocalSingleInstance() {
+    delete server;
+}
+
 SingleInstance::Role LocalSingleInstance::start(const QStringList& arguments, Receiver onStart) {
-    const QString name = instanceSocketName();
-    QLocalSocket running;
-    running.connectToServer(name);
-    if (running.waitForConnected(kConnectTimeoutMs)) {
-        running.write(encodeStartMessage(arguments));
-        running.waitForBytesWritten(kWriteTimeoutMs);
-        running.disconnectFromServer();
-        if (running.state() != QLocalSocket::UnconnectedState)
-            running.waitForDisconnected(kWriteTimeoutMs);
-        return Role::handedOver;
+    const SocketPlace place = instanceSocketPlace();
+    if (!place.hasPath()) {
+        // Never a shared path: another user could listen there first.
+        log().error("No private place for Zor's sockets, later starts cannot reach this one: %s",
+                    {place.problem});
+        tellUser(QStringLiteral("No private place for Zor's sockets (%1): later starts "
+                                "cannot reach this one.")
+                     .arg(place.problem));
+        return Role::running;
     }
-    receiver = std::move(onStart);
-    if (!listen(name))
-        logger(LogCategory::app)
-            .error("Cannot listen for later starts: %{public}s", {server->errorString()});
+    // Later starts take turns, so that none takes a socket file for stale
+    // while another is listening on it anew.
+    QLockFile turn(place.path + QStringLiteral(".lock"));
+    turn.setStaleLockTime(0);
+    if (!turn.tryLock(int((kConnectTimeout + kAnswerTimeout).count())))
+        return notResponding();
+    const Role role = claim(place.path, arguments);
+    if (role == Role::running)
+        receiver = std::move(onStart);
+    return role;
+}
+
+SingleInstance::Role LocalSingleInstance::claim(const QString& path, const QStringList& arguments) {
+    QLocalSocket running;
+    switch (connectToSocket(running, path, kConnectTimeout)) {
+    case SocketAnswer::connected:
+        return handOver(running, arguments);
+    case SocketAnswer::unanswered:
+        // A stopped or hung app still holds its socket: never take it away.
+        return notResponding();
+    case SocketAnswer::refused:
+        // Left behind by an app that ended.
+        removeSocketFile(path);
+        break;
+    case SocketAnswer::absent:
+        break;
+    }
+    if (!listen(path))
+        log().error("Cannot listen for later starts: %{public}s", {server->errorString()});
     return Role::running;
 }
 
-bool LocalSingleInstance::listen(const QString& name) {
+SingleInstance::Role LocalSingleInstance::handOver(QLocalSocket& running,
+                                                   const QStringList& arguments) {
+    const QByteArray message = encodeStartMessage(arguments);
+    if (parseStartMessage(message).state != StartMessage::State::complete) {
+        log().error("Too much to hand over to the running Zor: %ld arguments, %ld bytes",
+                    {qint64(arguments.size()), qint64(message.size())});
+        tellUser(QStringLiteral("Too much to hand over to the running Zor: a start hands over "
+                                "at most %1 arguments of %2 bytes in all.")
+                     .arg(kMaxStartArguments)
+                     .arg(kMaxStartMessageBytes));
+        return Role::notHandedOver;
+    }
+    running.write(message);
+    // Handed over only once the running app says it has the arguments.
+    QByteArray answer;
+    const QDeadlineTimer deadline(kAnswerTimeout);
+    while (!answer.contains('\n') && running.waitForReadyRead(int(deadline.remainingTime())))
+        answer += running.read(sizeof kStartTaken);
+    answer += running.read(sizeof kStartTaken);
+    running.abort();
+    return answer == kStartTaken ? Role::handedOver : notResponding();
+}
+
+bool LocalSingleInstance::listen(const QString& path) {
     server = new QLocalServer(QCoreApplication::instance());
-    server->setSocketOptions(QLocalServer::UserAccessOption);
+    // Bound in place, without access options: with them Qt renames a fresh
+    // socket over whatever lies at the path. The private directory keeps
+    // others out.
+    server->setSocketOptions(QLocalServer::NoOptions);
     QObject::connect(server, &QLocalServer::newConnection, server, [this] { acceptStarts(); });
-    if (server->listen(name))
-        return true;
-    // Nobody answered on the socket, so it was left behind by an app that ended.
-    QLocalServer::removeServer(name);
-    return server->listen(name);
+    return server->listen(path);
 }
 
 void LocalSingleInstance::acceptStarts() {
     while (QLocalSocket* socket = server->nextPendingConnection()) {
-        if (openStarts >= kMaxOpenStarts) {
+        QObject::connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+        if (const auto stranger = refusedPeerUserId(socket->socketDescriptor())) {
+            log().error("Refused a later start from user %ld", {*stranger});
             socket->abort();
             socket->deleteLater();
             continue;
         }
-        ++openStarts;
-        QObject::connect(socket, &QObject::destroyed, server, [this] { --openStarts; });
-        QObject::connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        auto bytes = std::make_shared<QByteArray>();
-        QObject::connect(socket, &QLocalSocket::readyRead, socket, [this, socket, bytes] {
-            *bytes += socket->read(kMaxStartMessageBytes + 1 - bytes->size());
-            const StartMessage message = parseStartMessage(*bytes);
-            if (message.state == StartMessage::State::incomplete)
+        // Each start is read on its own and briefly, so that idle or slow
+        // connections cannot hold up the next one.
+        auto read = std::make_shared<StartRead>();
+        QObject::connect(socket, &QLocalSocket::readyRead, socket,
+                         [this, socket, read] { readStart(socket, *read); });
+        clock.schedule(kReadTimeout, socket, [socket, read] {
+            // What came while the app was busy elsewhere still counts.
+            socket->waitForReadyRead(0);
+            if (read->isFinished)
                 return;
             socket->abort();
             socket->deleteLater();
-            if (message.state == StartMessage::State::complete && receiver)
-                receiver(message.arguments);
         });
-        clock.schedule(kMessageTimeout, socket, [socket] {
-            socket->abort();
-            socket->deleteLater();
-        });
+        if (socket->bytesAvailable() > 0)
+            readStart(socket, *read);
     }
+}
+
+void LocalSingleInstance::readStart(QLocalSocket* socket, StartRead& read) {
+    if (read.isFinished)
+        return;
+    read.bytes += socket->read(kMaxStartMessageBytes + 1 - read.bytes.size());
+    const StartMessage message = parseStartMessage(read.bytes);
+    if (message.state == StartMessage::State::incomplete)
+        return;
+    read.isFinished = true;
+    if (message.state == StartMessage::State::broken) {
+        log().error("Ignored a later start's message of %ld bytes", {qint64(read.bytes.size())});
+        socket->abort();
+        socket->deleteLater();
+        return;
+    }
+    if (receiver)
+        receiver(message.arguments);
+    socket->write(kStartTaken);
+    socket->flush();
+    socket->disconnectFromServer();
 }
 
 } // namespace zor

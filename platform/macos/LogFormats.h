@@ -28,6 +28,8 @@
     X2("Failed to write the audit-log script %s: %s", STR, STR) \
     X0("Filter already enabled, cycling to force startFilter()") \
     X1("Giving up on ZorAgent connection after %ld attempts", LONG) \
+    X1("Ignored a later start's message of %ld bytes", LONG) \
+    X2("Ignored a link of %ld characters, over the limit of %ld", LONG, LONG) \
     X1("Initial agent registration failed, retrying: %{public}s", STR) \
     X2("Marked %ld prompts as ended for session %{public}s", LONG, STR) \
     X0("NE not responding, re-enabling filter configuration") \
@@ -46,6 +48,7 @@
     X2("No audit-log script for session %s: %{public}s", STR, STR) \
     X0("No connection to ZorAgent") \
     X0("No connection to ZorAgent for build number check") \
+    X1("No private place for Zor's sockets, later starts cannot reach this one: %s", STR) \
     X1("No prompt found for %s, switching to Prompts tab", STR) \
     X0("No session bus: prompts are not notified") \
     X0("No session bus: the icon shows no prompt count") \
@@ -57,6 +60,8 @@
     X0("Outside the app bundle: prompts are not notified") \
     X2("Override handled for %{public}s: %{public}s", STR, STR) \
     X2("Reconnecting to ZorAgent (attempt %ld/%ld)", LONG, LONG) \
+    X1("Refused ZorAgent's socket: it is served by user %ld", LONG) \
+    X1("Refused a later start from user %ld", LONG) \
     X2("Removed prompt: %{public}s %{public}s", STR, STR) \
     X2("Replacing existing extension %s with %s", STR, STR) \
     X1("Restart failed: %s", STR) \
@@ -77,6 +82,7 @@
     X0("Submitted network extension activation request") \
     X1("Synced %ld prompts from ZorAgent", LONG) \
     X0("The daemon failed the code-signing check: connection dropped") \
+    X2("Too much to hand over to the running Zor: %ld arguments, %ld bytes", LONG, LONG) \
     X1("Unknown result: %s", STR) \
     X0("Unregistering existing agent before re-registration") \
     X0("Unregistering existing daemon before re-registration") \
@@ -89,14 +95,18 @@
     X0("User clicked Stop All Services button") \
     X3("Will reconnect to ZorAgent in %fs (attempt %ld/%ld)", DOUBLE, LONG, LONG) \
     X0("Zor does not yet have full disk access (ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)") \
+    X0("Zor is already running but not responding") \
     X0("Zor.app launched, connecting to ZorAgent") \
     X0("ZorAgent connection interrupted, invalidating for clean reconnect") \
     X0("ZorAgent connection invalidated") \
     X0("ZorAgent failed the code-signing check: connection dropped") \
+    X2("ZorAgent did not reply to %{public}s within %ld seconds, ending the connection", STR, LONG) \
     X0("ZorAgent getBuildNumber timed out") \
+    X1("ZorAgent left a frame unfinished for %ld seconds, ending the connection", LONG) \
     X1("ZorAgent proxy error (getBuildNumber): %s", STR) \
     X1("ZorAgent proxy error: %{public}s", STR) \
     X0("ZorAgent registered successfully") \
+    X1("ZorAgent sent an unreadable frame, ending the connection: %{public}s", STR) \
     X1("unexpected ES client result: %{public}d", INT) \
     X0("unexpected ES client result: ES_NEW_CLIENT_RESULT_ERR_INTERNAL") \
     X0("unexpected ES client result: ES_NEW_CLIENT_RESULT_ERR_INVALID_ARGUMENT") \

@@ -60,10 +60,14 @@ public:
 class AgentProcessTest : public QObject {
     Q_OBJECT
 
+    QTemporaryDir runtime;
+
 private slots:
     void initTestCase() {
-        qputenv("ZOR_AGENT_SOCKET", QByteArray("zor-process-test-") +
-                                        QByteArray::number(QCoreApplication::applicationPid()));
+        // The agent's socket in a private directory of the test's own.
+        QVERIFY(runtime.isValid());
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
+        qunsetenv("ZOR_AGENT_SOCKET");
     }
 
     void theAppFollowsTheAgentAndReconnectsWhenItComesBack() {
@@ -73,7 +77,7 @@ private slots:
 
         LogCapture log;
         VirtualClock clock;
-        LocalAgentConnector connector;
+        LocalAgentConnector connector(clock);
         AppState appState;
         NotificationHandler handler(connector, clock);
         handler.setAppState(&appState);

@@ -1,5 +1,9 @@
+#include "LogCapture.h"
+#include "VirtualClock.h"
+#include "agent/NotificationHandler.h"
 #include "platform/MainThread.h"
 #include "platform/local/LocalAgentConnection.h"
+#include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalAgentMessages.h"
 #include "platform/local/LocalAgentServer.h"
 #include "platform/local/LocalFraming.h"
@@ -9,19 +13,24 @@
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QMutex>
+#include <QPointer>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
 using namespace zor;
 using namespace zor::local;
+using namespace zor::testing;
+using namespace std::chrono_literals;
 
 namespace {
 
+// In a private directory of the test's own, as the app's are.
 QString uniqueSocketName() {
+    static QTemporaryDir directory;
     static int counter = 0;
-    return QStringLiteral("zor-transport-test-%1-%2")
-        .arg(QCoreApplication::applicationPid())
-        .arg(++counter);
+    return directory.filePath(QStringLiteral("agent-%1").arg(++counter));
 }
 
 QByteArray rawFrame(const QByteArray& body) {
@@ -67,11 +76,12 @@ public:
 struct Client final : ZorAppCallbackProtocol {
     mutable QMutex mutex;
     QStringList lines;
+    VirtualClock clock;
     std::shared_ptr<LocalAgentConnection> connection;
     std::shared_ptr<ZorAgentProtocol> proxy;
 
     explicit Client(const QString& socketName)
-        : connection(LocalAgentConnection::create(socketName, *this)) {
+        : connection(LocalAgentConnection::create({socketName, {}}, *this, clock)) {
         connection->setInvalidationHandler([this] { add("invalidated"); });
         connection->setInterruptionHandler([this] { add("interrupted"); });
         proxy = connection->remoteObjectProxyWithErrorHandler(
@@ -111,7 +121,7 @@ class AgentTransportTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void framesSurviveAnySplitAndUnreadableOnesAreSkipped() {
+    void framesSurviveAnySplitAndAnUnreadableOneEndsTheStream() {
         const QList<QJsonObject> messages = {
             makeCall(method::getPrompts),
             QJsonObject{{"type", "reply"}, {"id", 7}, {"data", encodeData("[{\"a\":\"é\"}]")}},
@@ -136,23 +146,27 @@ private slots:
             QVERIFY(decoded == expected);
         }
 
-        // A frame over the limit is dropped as it comes, one that is not an
-        // object is skipped; the frames after them are read.
+        // A frame over the limit is refused by its length alone, one that is
+        // not an object once it is whole; nothing after either is read or held.
         QByteArray tooLong(4, Qt::Uninitialized);
         qToBigEndian<quint32>(kMaxFrameLength + 1, tooLong.data());
-        FrameDecoder decoder;
-        decoder.append(tooLong + QByteArray(1000, 'x'));
-        const auto skipped = decoder.next();
-        QVERIFY(skipped && !*skipped);
-        QCOMPARE(skipped->error(),
-                 QStringLiteral("frame length %1 out of range").arg(kMaxFrameLength + 1));
-        decoder.append(QByteArray(kMaxFrameLength - 999, 'x') + rawFrame("[1]") + stream);
-        const auto notObject = decoder.next();
-        QVERIFY(notObject && !*notObject);
-        QCOMPARE(notObject->error(), "frame is not a JSON object");
-        for (const Message& message : expected)
-            QVERIFY(decoder.next()->value() == message);
-        QVERIFY(!decoder.next());
+        for (const auto& [bad, error] :
+             {std::pair{tooLong, QStringLiteral("frame length 16777217 out of range")},
+              std::pair{rawFrame("[1]"), QStringLiteral("frame of 3 bytes is not a JSON object")},
+              std::pair{rawFrame("{\"a\":tru}"),
+                        QStringLiteral("frame of 9 bytes is not JSON: The JSON element does not "
+                                       "have the requested type. at byte 5")}}) {
+            FrameDecoder decoder;
+            decoder.append(stream + bad);
+            for (const Message& message : expected)
+                QVERIFY(decoder.next()->value() == message);
+            const auto failed = decoder.next();
+            QVERIFY(failed && !*failed);
+            QCOMPARE(failed->error(), error);
+            decoder.append(stream);
+            QVERIFY(!decoder.next());
+            QCOMPARE(decoder.heldSize(), 0);
+        }
 
         // Nor does a sender make a frame the other side would refuse.
         const QJsonObject huge{{"data", QString(kMaxFrameLength, u'x')}};
@@ -265,9 +279,6 @@ private slots:
             << QByteArray(R"({"type":"reply","id":1})") << malformed;
         QTest::newRow("data not base64")
             << QByteArray(R"({"type":"reply","id":1,"data":"%%"})") << malformed;
-        QTest::newRow("unreadable frame: the call fails, the link stays")
-            << QByteArray("not json at all")
-            << QStringList{"error The agent sent a message that could not be read."};
         QTest::newRow("reply in parts")
             << QByteArray(R"({"type":"reply","id":1,"data":"W3si","more":true}|)"
                           R"({"type":"reply","id":1,"data":"aWQiOiJ5In1d"})")
@@ -299,6 +310,154 @@ private slots:
         // Still connected: a later call is answered or fails on its own.
         QTest::qWait(20);
         QVERIFY(!client.all().contains("interrupted"));
+    }
+
+    // An agent that breaks the framing or keeps a call waiting is spoken to
+    // no further: one line says why (never what it sent), every pending call
+    // fails with that, and the connection ends as an interrupted one.
+    void aRogueAgentIsCutOff_data() {
+        QTest::addColumn<QByteArray>("answer"); // to the first call
+        QTest::addColumn<bool>("isOverdue");
+        QTest::addColumn<QString>("log");
+        QTest::addColumn<QStringList>("lines");
+
+        const QString unreadable = "ZorAgent sent an unreadable frame, ending the connection: ";
+        const QStringList cutOff = {"error The agent sent a message that could not be read.",
+                                    "interrupted"};
+        const QString noReply =
+            "ZorAgent did not reply to getPrompts within 10 seconds, ending the connection";
+        const QStringList timedOut = {"error The agent did not answer within 10 seconds.",
+                                      "interrupted"};
+        QByteArray overLimit(4, Qt::Uninitialized);
+        qToBigEndian<quint32>(kMaxFrameLength + 1, overLimit.data());
+        const QByteArray reply = rawFrame(R"({"type":"reply","id":1,"data":"W10="})");
+
+        QTest::newRow("a length over the limit, then a reply")
+            << overLimit + reply << false << unreadable + "frame length 16777217 out of range"
+            << cutOff;
+        QTest::newRow("0xFFFFFFFF and nothing more")
+            << QByteArray(4, '\xff') << false << unreadable + "frame length 4294967295 out of range"
+            << cutOff;
+        QTest::newRow("a megabyte of text")
+            << QByteArray("garbage ").repeated(128 * 1024) << false
+            << unreadable + "frame length 1734439522 out of range" << cutOff;
+        QTest::newRow("a frame that is not JSON")
+            << rawFrame("not json at all") << false
+            << unreadable +
+                   "frame of 15 bytes is not JSON: expected an object or an array at byte 0"
+            << cutOff;
+        QTest::newRow("a length without its frame")
+            << QByteArray("\0\0\0\x10", 4) << true << noReply << timedOut;
+        QTest::newRow("no answer") << QByteArray() << true << noReply << timedOut;
+        QTest::newRow("the reply, then half a frame")
+            << reply + QByteArray("\0\0\0\x10{", 5) << true
+            << "ZorAgent left a frame unfinished for 10 seconds, ending the connection"
+            << QStringList{"prompts []", "interrupted"};
+    }
+
+    void aRogueAgentIsCutOff() {
+        QFETCH(QByteArray, answer);
+        QFETCH(bool, isOverdue);
+        QFETCH(QStringList, lines);
+        LogCapture log;
+        QLocalServer rogue;
+        const QString name = uniqueSocketName();
+        QVERIFY(rogue.listen(name));
+        QPointer<QLocalSocket> app;
+        bool hasCall = false;
+        QObject::connect(&rogue, &QLocalServer::newConnection, &rogue, [&] {
+            app = rogue.nextPendingConnection();
+            QObject::connect(app, &QLocalSocket::readyRead, app, [&] {
+                app->readAll();
+                if (!std::exchange(hasCall, true))
+                    app->write(answer);
+            });
+        });
+        Client client(name);
+        client.getPrompts();
+        client.connection->resume();
+        if (isOverdue) {
+            QTRY_VERIFY(hasCall);
+            QTRY_COMPARE(client.clock.pendingTimerCount(), 1);
+            QTest::qWait(20);
+            client.clock.advance(LocalAgentConnection::kReplyTimeout - 1ms);
+            QTest::qWait(20);
+            // Not a moment early: what came before the deadline stands.
+            QCOMPARE(client.all(), lines.filter("prompts"));
+            client.clock.advance(1ms);
+        }
+        QTRY_COMPARE(client.all(), lines);
+        QTEST(log.messages().join(u'\n'), "log");
+        // The agent sees the connection end.
+        QTRY_VERIFY(!app || app->state() == QLocalSocket::UnconnectedState);
+    }
+
+    // The whole way back: the app connects again with its back-off, and a
+    // valid agent in the rogue's place syncs.
+    void theLinkComesBackFromARogueAgent_data() {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<QStringList>("lines");
+        QTest::newRow("0xFFFFFFFF")
+            << QByteArray(4, '\xff')
+            << QStringList{
+                   "ZorAgent sent an unreadable frame, ending the connection: frame length "
+                   "4294967295 out of range",
+                   "ZorAgent proxy error: The agent sent a message that could not be read."};
+        QTest::newRow("no answer")
+            << QByteArray()
+            << QStringList{
+                   "ZorAgent did not reply to getPrompts within 10 seconds, ending the connection",
+                   "ZorAgent proxy error: The agent did not answer within 10 seconds."};
+    }
+
+    void theLinkComesBackFromARogueAgent() {
+        QFETCH(QByteArray, answer);
+        QFETCH(QStringList, lines);
+        const QString name = uniqueSocketName();
+        qputenv("ZOR_AGENT_SOCKET", QFile::encodeName(name));
+        const auto restore = qScopeGuard([] { qunsetenv("ZOR_AGENT_SOCKET"); });
+        LogCapture log;
+        VirtualClock clock;
+        LocalAgentConnector connector(clock);
+        AppState appState;
+        NotificationHandler handler(connector, clock);
+        handler.setAppState(&appState);
+
+        auto rogue = std::make_unique<QLocalServer>();
+        QVERIFY(rogue->listen(name));
+        QObject::connect(rogue.get(), &QLocalServer::newConnection, rogue.get(), [&] {
+            QLocalSocket* app = rogue->nextPendingConnection();
+            QObject::connect(app, &QLocalSocket::readyRead, app, [app, answer] {
+                app->readAll();
+                app->write(answer);
+            });
+        });
+        handler.connect();
+        if (answer.isEmpty()) {
+            QTRY_COMPARE(clock.pendingTimerCount(), 1);
+            clock.advance(LocalAgentConnection::kReplyTimeout);
+        }
+        const QStringList dropped =
+            QStringList{"Connected to ZorAgent"} + lines +
+            QStringList{"ZorAgent connection interrupted, invalidating for clean reconnect",
+                        "ZorAgent connection invalidated",
+                        "Will reconnect to ZorAgent in 2.000000s (attempt 1/10)"};
+        QTRY_COMPARE(log.messages(LogCategory::notifications), dropped);
+
+        rogue.reset();
+        ScriptedAgent agent;
+        agent.prompts = R"([{"id":"6513270E-269E-4D37-B2A7-4DE452E6B438","sessionId":"s",)"
+                        R"("policyPath":"/p","denial":{"kind":"device","deviceClass":"USB"},)"
+                        R"("sessionEnded":false,"createdAt":1}])";
+        LocalAgentServer server(agent);
+        QVERIFY(server.listen(name));
+        log.clear();
+        clock.advance(2s);
+        QTRY_COMPARE(log.messages(LogCategory::notifications),
+                     (QStringList{"Reconnecting to ZorAgent (attempt 2/10)",
+                                  "Connected to ZorAgent", "Synced 1 prompts from ZorAgent"}));
+        QCOMPARE(appState.promptStore()->prompts().size(), 1);
+        QVERIFY(clock.now() <= 25s);
     }
 
     // The wire format is fixed by the document the agent is built from.

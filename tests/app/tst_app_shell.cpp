@@ -128,6 +128,12 @@ private slots:
         QTest::newRow("the last link decides")
             << QStringList{promptLink(kIdA), "zor://prompt/", promptLink(kIdC)} << kIdC
             << QStringList{known, "Navigating to prompt " + kIdC.toUpper()} << 2;
+        const QString tooLong = promptLink(kIdA) + "/" + QString(kMaxUrlLength, u'a');
+        QTest::newRow("too long, said without its text")
+            << QStringList{tooLong} << ""
+            << QStringList{QStringLiteral("Ignored a link of %1 characters, over the limit of 2048")
+                               .arg(tooLong.size())}
+            << 0;
         QTest::newRow("none accepted")
             << QStringList{"zor://Prompt/" + kIdA, "ZOR://prompt/" + kIdA, "zor://prompt/x", ""}
             << "" << QStringList{} << 0;

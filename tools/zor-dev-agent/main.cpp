@@ -78,13 +78,20 @@ int main(int argc, char** argv) {
     }
 
     zor::LocalAgentServer server(agent);
-    const QString name =
-        zor::local::agentSocketName(QString::fromLatin1(zor::kAgentMachServiceName));
-    if (!server.listen(name)) {
-        err(QStringLiteral("cannot listen on %1: %2").arg(name, server.errorString()));
+    const zor::local::SocketPlace place =
+        zor::local::agentSocketPlace(QString::fromLatin1(zor::kAgentMachServiceName));
+    if (!place.hasPath()) {
+        err(QStringLiteral("no private place for the socket: %1").arg(place.problem));
+        return 1;
+    }
+    if (!server.listen(place.path)) {
+        err(QStringLiteral("cannot listen on %1: %2").arg(place.path, server.errorString()));
         return 1;
     }
     agent.setApps(&server.apps());
+    QObject::connect(&server, &zor::LocalAgentServer::appRefused, &app, [&](qint64 userId) {
+        err(QStringLiteral("refused a connection from user %1").arg(userId));
+    });
     QObject::connect(&server, &zor::LocalAgentServer::appConnected, &app,
                      [&] { err(QStringLiteral("app connected (%1)").arg(server.appCount())); });
     QObject::connect(&server, &zor::LocalAgentServer::appDisconnected, &app,
