@@ -107,6 +107,7 @@ void NotificationHandler::disconnect() {
     connection->setInterruptionHandler({});
     connection->invalidate();
     connection.reset();
+    log().info("Disconnected from ZorAgent");
 }
 
 void NotificationHandler::scheduleReconnect() {
