@@ -7,6 +7,7 @@
 #include "platform/AppReopen.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
+#include "platform/TerminationSignals.h"
 #include "prompts/PromptAttention.h"
 #include "setup/DaemonClient.h"
 #include "setup/ServiceMonitor.h"
@@ -57,6 +58,10 @@ int runWindowedApplication(int argc, char** argv) {
     });
     if (role == SingleInstance::Role::handedOver)
         return 0;
+    // Every way to end the app quits it: the Quit action and its keys, the
+    // system's own Quit on macOS, and the system's requests. Quitting ends the
+    // agent link (below), and the instance socket goes with the application.
+    platformTerminationSignals().watch(&QCoreApplication::quit);
 
     useDesktopControlsStyle();
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});
