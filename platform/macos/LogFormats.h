@@ -12,8 +12,10 @@
     X1("Announced new prompts: %ld", LONG) \
     X1("CLI symlink created at %s", STR) \
     X1("Cannot listen for later starts: %{public}s", STR) \
+    X1("Cannot watch for termination signals: %{public}s", STR) \
     X0("Connected to ZorAgent") \
     X0("Daemon registered successfully") \
+    X0("Disconnected from ZorAgent") \
     X1("Failed to create CLI symlink: %s", STR) \
     X0("Failed to decode prompt from ZorAgent callback") \
     X0("Failed to decode prompts from ZorAgent") \
@@ -74,6 +76,7 @@
     X0("Stop all: deregistering daemon") \
     X0("Submitted network extension activation request") \
     X1("Synced %ld prompts from ZorAgent", LONG) \
+    X1("Termination requested by %{public}s", STR) \
     X1("Unknown result: %s", STR) \
     X0("Unregistering existing agent before re-registration") \
     X0("Unregistering existing daemon before re-registration") \
