@@ -110,6 +110,7 @@ void NotificationHandler::disconnect() {
     connection->setInterruptionHandler({});
     connection->invalidate();
     connection.reset();
+    log().info("Disconnected from ZorAgent");
     endSyncWait();
 }
 

@@ -47,8 +47,8 @@ public:
     AppState* appState() const { return state; }
 
     void connect();
-    // Ends the connection without a reconnect. A reconnect already scheduled
-    // still runs.
+    // Ends the connection without a reconnect, and logs that it did. A
+    // reconnect already scheduled still runs.
     void disconnect();
     void scheduleReconnect();
 

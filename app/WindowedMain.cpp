@@ -6,6 +6,7 @@
 #include "platform/AppReopen.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
+#include "platform/TerminationSignals.h"
 #include "prompts/AppState.h"
 #include "prompts/PromptAttention.h"
 #include "setup/DaemonClient.h"
@@ -60,6 +61,10 @@ int runWindowedApplication(int argc, char** argv) {
     // The user has been told why the running app did not take the arguments.
     if (role == SingleInstance::Role::notHandedOver)
         return 1;
+    // Every way to end the app quits it: the Quit action and its keys, the
+    // system's own Quit on macOS, and the system's requests. Quitting ends the
+    // agent link (below), and the instance socket goes with the application.
+    platformTerminationSignals().watch(&QCoreApplication::quit);
 
     useDesktopControlsStyle();
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});

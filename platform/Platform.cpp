@@ -8,6 +8,7 @@
 #include "platform/portable/PortableFileManager.h"
 #include "platform/portable/PortableServices.h"
 #include "platform/portable/PortableWindowChrome.h"
+#include "platform/portable/PosixTerminationSignals.h"
 
 #ifdef Q_OS_MACOS
 #include "platform/macos/MacAdministratorScriptRunner.h"
@@ -161,6 +162,12 @@ AppReopen& platformAppReopen() {
 #else
     static NoAppReopen instance;
 #endif
+    return instance;
+}
+
+TerminationSignals& platformTerminationSignals() {
+    // Signals are POSIX's, on macOS as elsewhere.
+    static PosixTerminationSignals instance;
     return instance;
 }
 

@@ -20,6 +20,7 @@ class LogSink;
 class ServiceManagement;
 class SingleInstance;
 class SystemExtensionManager;
+class TerminationSignals;
 class UserNotifications;
 class Workspace;
 class WindowChrome;
@@ -46,6 +47,8 @@ AppActivation& platformAppActivation();
 SingleInstance& platformSingleInstance();
 // The Dock's request to show the app again, where there is one.
 AppReopen& platformAppReopen();
+// The system's requests that the app end.
+TerminationSignals& platformTerminationSignals();
 // Where log lines go on this system; nullptr keeps standard error.
 LogSink* platformLogSink();
 // The pending count on the app's icon, the system's notifications, and

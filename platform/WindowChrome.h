@@ -16,6 +16,9 @@ public:
     virtual void styleMainWindow(QWindow& window) = 0;
     // The room the tab row leaves at its leading end for the window's buttons.
     virtual qreal tabRowLeadingPadding() const = 0;
+    // Whether the system shows the app's menu, with its Quit, in a menu bar of
+    // its own; where it does not, the window carries the menu.
+    virtual bool hasSystemMenuBar() const = 0;
 };
 
 } // namespace zor

@@ -63,6 +63,8 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
                                 services.commandLineToolPath, QDir::tempPath(), this);
 
     prepareZorEngine(*engine);
+    // Qt.quit() in the views. Later, so that no view goes while it handles the click or key.
+    connect(engine.get(), &QQmlEngine::quit, this, std::move(services.quit), Qt::QueuedConnection);
     QQmlComponent component(engine.get(),
                             QUrl(QStringLiteral("qrc:/qt/qml/Zor/window/MainWindow.qml")));
     QObject* root = component.createWithInitialProperties(
@@ -78,7 +80,8 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},
          {QStringLiteral("sessionsSidebarModel"), QVariant::fromValue(sessionsSidebarModel)},
          {QStringLiteral("sidebarEntryActions"), QVariant::fromValue(sidebarEntryActions)},
-         {QStringLiteral("liveRegion"), QVariant::fromValue(services.liveRegion)}});
+         {QStringLiteral("liveRegion"), QVariant::fromValue(services.liveRegion)},
+         {QStringLiteral("hasMainMenu"), !services.windowChrome.hasSystemMenuBar()}});
     quickWindow.reset(qobject_cast<QQuickWindow*>(root));
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)

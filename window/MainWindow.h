@@ -3,8 +3,10 @@
 #include "agent/NotificationHandler.h"
 #include "platform/Platform.h"
 
+#include <QCoreApplication>
 #include <QObject>
 #include <QQuickWindow>
+#include <functional>
 #include <memory>
 
 class QQmlEngine;
@@ -36,6 +38,9 @@ struct MainWindowServices {
     // Announcements go through an alert in the window, where there is no
     // system call for them; none otherwise.
     LiveRegion* liveRegion = platformLiveRegion();
+    // The window's Quit action and its keys end the app through it, later in
+    // the event loop.
+    std::function<void()> quit = &QCoreApplication::quit;
 };
 
 // The app's one window: the tab sidebar beside the detail pane. It lives as

@@ -22,6 +22,8 @@ ApplicationWindow {
     required property SidebarEntryActions sidebarEntryActions
     // Null where the system announces by itself.
     required property QtObject liveRegion
+    // Where the system gives the app no menu bar, the tab row holds its menu.
+    required property bool hasMainMenu
 
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
@@ -54,6 +56,23 @@ ApplicationWindow {
         splitController.dividerThickness = dividerThickness;
         splitController.reportWindowFrame(frame);
         splitController.reportPaneWidths(paneWidths.width, paneWidths.height);
+    }
+
+    // Ctrl+Q and the main menu's Quit. On macOS, where Ctrl stands for
+    // Command, the menu bar's Quit takes the keys first and ends the app the
+    // same way. Not the desktop's Quit keys: some desktops have none.
+    Action {
+        id: quitAction
+
+        text: "Quit Zor"
+        onTriggered: Qt.quit()
+    }
+
+    Shortcut {
+        id: quitShortcut
+
+        sequence: "Ctrl+Q"
+        onActivated: quitAction.trigger()
     }
 
     ParallelAnimation {
@@ -118,6 +137,9 @@ ApplicationWindow {
             policiesSidebarModel: window.policiesSidebarModel
             sessionsSidebarModel: window.sessionsSidebarModel
             sidebarEntryActions: window.sidebarEntryActions
+            hasMainMenu: window.hasMainMenu
+            quitAction: quitAction
+            quitKeys: quitShortcut.nativeText
         }
 
         Item {

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls as Controls
 import QtQuick.Layouts
 import Zor
 
@@ -16,6 +17,10 @@ Rectangle {
     required property SidebarEntryActions sidebarEntryActions
     // The room left at the row's leading end for the window's own buttons.
     required property real leadingPadding
+    // The app's menu at the row's trailing end, and what it offers.
+    required property bool hasMainMenu
+    required property Controls.Action quitAction
+    required property string quitKeys
 
     readonly property bool isSetupSelected: appState.selectedTab === AppState.AppTab.setup
 
@@ -58,6 +63,74 @@ Rectangle {
 
             Item {
                 Layout.fillWidth: true
+            }
+
+            Controls.ToolButton {
+                id: mainMenuButton
+
+                objectName: "mainMenuButton"
+                visible: sidebar.hasMainMenu
+                Layout.preferredWidth: 28
+                Layout.preferredHeight: 28
+                Accessible.name: "Main menu"
+                Controls.ToolTip.text: Accessible.name
+                Controls.ToolTip.visible: hovered
+                Controls.ToolTip.delay: 500
+                onClicked: mainMenu.open()
+
+                // Three bars, drawn rather than taken from a font that may lack them.
+                contentItem: Item {
+                    Column {
+                        anchors.centerIn: parent
+                        spacing: 3
+
+                        Repeater {
+                            model: 3
+
+                            Rectangle {
+                                width: 14
+                                height: 2
+                                radius: 1
+                                color: SetupTheme.secondaryText
+                            }
+                        }
+                    }
+                }
+
+                Controls.Menu {
+                    id: mainMenu
+
+                    objectName: "mainMenu"
+                    x: mainMenuButton.width - width
+                    y: mainMenuButton.height
+
+                    Controls.MenuItem {
+                        id: quitItem
+
+                        objectName: "quitMenuItem"
+                        action: sidebar.quitAction
+                        // Its keys at the trailing end, as desktop menus show them.
+                        contentItem: RowLayout {
+                            spacing: 24
+
+                            Text {
+                                Layout.fillWidth: true
+                                text: quitItem.text
+                                font: quitItem.font
+                                color: quitItem.highlighted ? quitItem.palette.highlightedText
+                                                            : quitItem.palette.text
+                            }
+
+                            Text {
+                                objectName: "quitKeys"
+                                text: sidebar.quitKeys
+                                font: quitItem.font
+                                color: quitItem.highlighted ? quitItem.palette.highlightedText
+                                                            : SetupTheme.secondaryText
+                            }
+                        }
+                    }
+                }
             }
         }
 

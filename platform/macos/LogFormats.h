@@ -12,8 +12,10 @@
     X1("Announced new prompts: %ld", LONG) \
     X1("CLI symlink created at %s", STR) \
     X1("Cannot listen for later starts: %{public}s", STR) \
+    X1("Cannot watch for termination signals: %{public}s", STR) \
     X0("Connected to ZorAgent") \
     X0("Daemon registered successfully") \
+    X0("Disconnected from ZorAgent") \
     X1("Failed to create CLI symlink: %s", STR) \
     X0("Failed to decode prompt from ZorAgent callback") \
     X0("Failed to decode prompts from ZorAgent") \
@@ -81,6 +83,7 @@
     X0("Stop all: deregistering daemon") \
     X0("Submitted network extension activation request") \
     X1("Synced %ld prompts from ZorAgent", LONG) \
+    X1("Termination requested by %{public}s", STR) \
     X0("The daemon failed the code-signing check: connection dropped") \
     X2("Too much to hand over to the running Zor: %ld arguments, %ld bytes", LONG, LONG) \
     X1("Unknown result: %s", STR) \

@@ -10,6 +10,8 @@ class MacWindowChrome final : public WindowChrome {
 public:
     void styleMainWindow(QWindow& window) override;
     qreal tabRowLeadingPadding() const override;
+    // Qt fills the menu bar's app menu, Quit and its Command-Q included.
+    bool hasSystemMenuBar() const override { return true; }
 };
 
 } // namespace zor

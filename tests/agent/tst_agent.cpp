@@ -192,7 +192,12 @@ private slots:
     void disconnectEndsTheLinkButNotAPendingReconnect() {
         connectToAgent()->interrupt();
         settle();
+        log->clear();
+        // Only a link there is gets closed, and says so.
         handler->disconnect();
+        handler->disconnect();
+        QCOMPARE(notificationLines(), QStringList{"Disconnected from ZorAgent"});
+        QCOMPARE(log->records().first().level, LogLevel::info);
         log->clear();
         QStringList answers;
         handler->handlePrompt(QUuid::createUuid(), "allow", "once", "/p", recorder(answers));

@@ -153,6 +153,19 @@ private slots:
         QVERIFY(app.out.contains("Override handled for file: /Users/alice/Documents/taxes.pdf"));
     }
 
+    void ctrlQQuits() {
+        Session session;
+        QVERIFY(session.start());
+        Child& app = *session.app;
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
+        run("xdotool", {"windowfocus", "--sync", session.window});
+        run("xdotool", {"key", "ctrl+q"});
+        QVERIFY(app.process.waitForFinished(20000));
+        QCOMPARE(app.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(app.process.exitCode(), 0);
+        QVERIFY(app.out.contains("Disconnected from ZorAgent"));
+    }
+
     void aPromptWhileMinimisedIsNotifiedAndCounted() {
         QDBusConnection bus = QDBusConnection::sessionBus();
         QVERIFY2(bus.isConnected(), "needs a session bus: ctest runs this under dbus-run-session");

@@ -1,7 +1,10 @@
+#include "ChildRun.h"
 #include "LogCapture.h"
 #include "platform/Clock.h"
+#include "platform/portable/PosixTerminationSignals.h"
 
 #include <QTest>
+#include <csignal>
 
 using namespace zor;
 using namespace zor::testing;
@@ -88,6 +91,30 @@ private slots:
         QTRY_COMPARE(fired, (QStringList{"first", "later"}));
         QVERIFY(!clock.isPending(first));
         clock.cancel(first); // already fired: ignored
+    }
+
+    // The first request reaches the main thread, through the event loop; a
+    // second ends the process at once, in case ending hangs; a hangup the
+    // process was started to ignore stays ignored. In a child process, which
+    // the second request ends.
+    void terminationRequestsReachTheMainThreadOnce() {
+        if (isChildRun()) {
+            std::signal(SIGHUP, SIG_IGN);
+            PosixTerminationSignals requests;
+            int taken = 0;
+            requests.watch([&taken] { ++taken; });
+            std::raise(SIGHUP);
+            std::raise(SIGINT);
+            QCOMPARE(taken, 0);
+            QTRY_COMPARE(taken, 1);
+            std::raise(SIGTERM);
+            QFAIL("the second request left the process running");
+        }
+        const ChildRun child = runInChild();
+        QVERIFY2(child.hasCrashed, child.output.constData());
+        QCOMPARE(QString::fromUtf8(child.output).count("Termination requested by "), 1);
+        QVERIFY2(child.output.contains("Termination requested by SIGINT"),
+                 child.output.constData());
     }
 };
 

@@ -1,6 +1,7 @@
 #include "DarkPalette.h"
 #include "PromptsScene.h"
 #include "SetupScene.h"
+#include "platform/WindowChrome.h"
 #include "platform/portable/LiveRegion.h"
 #include "prompts/AppState.h"
 #include "prompts/PromptDecider.h"
@@ -154,6 +155,31 @@ QStringList contrastFailures(QQuickWindow* window) {
     }
     return failures;
 }
+
+// What the Accessible attached property of `item` holds.
+QObject* accessibleOf(const QQuickItem* item) {
+    for (QObject* child : item->children())
+        if (child->property("role").isValid())
+            return child;
+    return nullptr;
+}
+
+void click(QQuickWindow* window, const QQuickItem* item) {
+    QTest::mouseClick(window, Qt::LeftButton, {},
+                      item->mapToScene({item->width() / 2, item->height() / 2}).toPoint());
+}
+
+class FakeWindowChrome final : public WindowChrome {
+public:
+    explicit FakeWindowChrome(bool hasMenuBar)
+        : hasMenuBar(hasMenuBar) {}
+    void styleMainWindow(QWindow&) override {}
+    qreal tabRowLeadingPadding() const override { return 20; }
+    bool hasSystemMenuBar() const override { return hasMenuBar; }
+
+private:
+    bool hasMenuBar;
+};
 
 } // namespace
 
@@ -331,11 +357,7 @@ private slots:
         QVERIFY(!mainWindow.isInFront());
 
         // An alert whose name is the announcement, and a repeat goes through a change.
-        QQuickItem* region = findItem(window, "liveRegion");
-        QObject* accessible = nullptr;
-        for (QObject* child : region->children())
-            if (child->property("role").isValid())
-                accessible = child;
+        QObject* accessible = accessibleOf(findItem(window, "liveRegion"));
         QVERIFY(accessible);
         QCOMPARE(accessible->property("role").toInt(), int(QAccessible::AlertMessage));
         const QMetaObject* type = accessible->metaObject();
@@ -344,6 +366,53 @@ private slots:
         liveRegion.announce("Write File: /a");
         QCOMPARE(accessible->property("name").toString(), "Write File: /a");
         QCOMPARE(names.size(), 3);
+    }
+
+    void quitByKeysAndTheMainMenu_data() {
+        QTest::addColumn<bool>("hasSystemMenuBar");
+        QTest::newRow("the tab row holds the menu") << false;
+        QTest::newRow("the system's menu bar holds it") << true;
+    }
+
+    // Both ask the app to quit, once.
+    void quitByKeysAndTheMainMenu() {
+        QFETCH(bool, hasSystemMenuBar);
+        SetupScene scene;
+        AppState appState;
+        FakeWindowChrome chrome(hasSystemMenuBar);
+        int quits = 0;
+        MainWindow mainWindow(appState, {.serviceMonitor = *scene.monitor,
+                                         .serviceRepairs = *scene.repairs,
+                                         .windowChrome = chrome,
+                                         .quit = [&quits] { ++quits; }});
+        QQuickWindow* window = mainWindow.window();
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+
+        QTest::keyClick(window, Qt::Key_Q, Qt::ControlModifier);
+        QTRY_COMPARE(quits, 1);
+
+        QQuickItem* button = findItem(window, "mainMenuButton");
+        QCOMPARE(button->isVisible(), !hasSystemMenuBar);
+        if (hasSystemMenuBar)
+            return;
+        const QObject* accessible = accessibleOf(button);
+        QVERIFY(accessible);
+        QCOMPARE(accessible->property("name").toString(), "Main menu");
+        // Beside the tabs, within the sidebar at its narrowest.
+        const QQuickItem* setupTab = findItem(window, "setupTab");
+        const QRectF buttonFrame = button->mapRectToScene(button->boundingRect());
+        QVERIFY(buttonFrame.left() >= setupTab->mapRectToScene(setupTab->boundingRect()).right());
+        QVERIFY(buttonFrame.right() <= 340);
+
+        click(window, button);
+        QTRY_VERIFY(window->findChild<QObject*>("mainMenu")->property("opened").toBool());
+        QQuickItem* quitItem = findItem(window, "quitMenuItem");
+        QCOMPARE(quitItem->property("text").toString(), "Quit Zor");
+        QCOMPARE(findItem(window, "quitKeys")->property("text").toString(),
+                 QKeySequence(Qt::CTRL | Qt::Key_Q).toString(QKeySequence::NativeText));
+        click(window, quitItem);
+        QTRY_COMPARE(quits, 2);
     }
 };
 

@@ -1,0 +1,94 @@
+#include "platform/portable/PosixTerminationSignals.h"
+
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zor {
+
+namespace {
+
+struct Request {
+    int signal;
+    const char* name;
+};
+
+constexpr std::array<Request, 3> kRequests{
+    {{SIGTERM, "SIGTERM"}, {SIGINT, "SIGINT"}, {SIGHUP, "SIGHUP"}}};
+
+// The pipe's write end: all that the handler reads.
+std::atomic<int> writeEnd{-1};
+static_assert(std::atomic<int>::is_always_lock_free, "read inside a signal handler");
+
+extern "C" void forwardRequest(int signal) {
+    const int savedErrno = errno;
+    const char number = char(signal);
+    // A pipe too full to take it holds requests enough.
+    [[maybe_unused]] const ssize_t written = ::write(writeEnd.load(), &number, 1);
+    errno = savedErrno;
+}
+
+void setAction(int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
+}
+
+bool isIgnored(int signal) {
+    struct sigaction current {};
+    return ::sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
+void PosixTerminationSignals::watch(std::function<void()> handler) {
+    requireMainThread("PosixTerminationSignals::watch");
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        logger(LogCategory::app)
+            .error("Cannot watch for termination signals: %{public}s", {qt_error_string(errno)});
+        return;
+    }
+    for (const int end : ends) {
+        // Nothing started later inherits it, and the handler never waits on it.
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+        ::fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+    readEnd = ends[0];
+    writeEnd.store(ends[1]);
+    onRequest = std::move(handler);
+    notifier = new QSocketNotifier(readEnd, QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { takeRequest(); });
+    for (const Request& request : kRequests) {
+        if (isIgnored(request.signal))
+            continue;
+        watched.append(request.signal);
+        setAction(request.signal, &forwardRequest);
+    }
+}
+
+void PosixTerminationSignals::takeRequest() {
+    char number = 0;
+    if (::read(readEnd, &number, 1) != 1)
+        return;
+    // The first request is taken; those behind it find the system's action.
+    notifier->setEnabled(false);
+    for (const int signal : std::as_const(watched))
+        setAction(signal, SIG_DFL);
+    for (const Request& request : kRequests)
+        if (request.signal == number)
+            logger(LogCategory::app).info("Termination requested by %{public}s", {request.name});
+    onRequest();
+}
+
+} // namespace zor
