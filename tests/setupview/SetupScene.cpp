@@ -22,7 +22,7 @@ SetupScene::SetupScene() {
     makeAllHealthy();
 
     monitor = std::make_unique<ServiceMonitor>(
-        clock, services, filter, daemon,
+        clock, services, filter, scripts, daemon,
         [this]() -> std::optional<QString> {
             QMutexLocker lock(&agentMutex);
             ++agentQueries;
@@ -31,7 +31,8 @@ SetupScene::SetupScene() {
         linkPaths);
     repairs = std::make_unique<ServiceRepairs>(*monitor, clock, services, extensions, filter,
                                                scripts, workspace);
-    monitor->setOnStatusChange([this](bool isHealthy) { reports.append(isHealthy); });
+    monitor->setOnStatusChange(
+        [this](bool isNothingToRepair) { reports.append(isNothingToRepair); });
 }
 
 SetupScene::~SetupScene() {
@@ -88,6 +89,20 @@ void SetupScene::makeDaemonUnreachable(ServiceStatus registration) {
     QMutexLocker lock(&daemonConnection.mutex);
     daemonConnection.status.reset();
     services.daemonStatus = registration;
+}
+
+void SetupScene::makeUnsupported(std::optional<QString> agentBuildNumber) {
+    {
+        QMutexLocker lock(&daemonConnection.mutex);
+        daemonConnection.status.reset();
+        daemonConnection.pingAnswer = false;
+        daemonConnection.extensionBuildNumber.reset();
+    }
+    services.isAvailable = false;
+    filter.isAvailable = false;
+    scripts.isAvailable = false;
+    setAgentBuildNumber(std::move(agentBuildNumber));
+    removeLink();
 }
 
 void SetupScene::removeLink() const {

@@ -30,6 +30,10 @@ public:
     // The daemon does not answer; its registration is `registration`. The
     // filter is enabled, so the extension waits on the daemon.
     void makeDaemonUnreachable(ServiceStatus registration);
+    // As on a system without the background services: no service manager,
+    // content filter or administrator scripts, no daemon, no link. An agent
+    // may still run, as a development agent does there.
+    void makeUnsupported(std::optional<QString> agentBuildNumber = std::nullopt);
     void removeLink() const;
     void link(const QString& destination) const;
     void setAgentBuildNumber(std::optional<QString> buildNumber);
@@ -60,7 +64,7 @@ public:
     DaemonClient daemon{daemonConnection};
     FakeAdministratorScriptRunner scripts;
     FakeWorkspace workspace;
-    QList<bool> reports; // isAllHealthy after each pass of checks
+    QList<bool> reports; // isNothingToRepair after each pass of checks
     std::unique_ptr<ServiceMonitor> monitor;
     std::unique_ptr<ServiceRepairs> repairs; // acts on the monitor, so goes first
     std::unique_ptr<QQuickView> view;
