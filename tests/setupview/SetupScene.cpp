@@ -133,7 +133,7 @@ bool SetupScene::waitForReports(qsizetype count) {
     return QTest::qWaitFor([&] { return reports.size() >= count; }, 5000);
 }
 
-bool SetupScene::show(int width) {
+bool SetupScene::show(int width, std::optional<int> height) {
     view = std::make_unique<QQuickView>();
     prepareZorEngine(*view->engine());
     view->setResizeMode(QQuickView::SizeRootObjectToView);
@@ -145,8 +145,10 @@ bool SetupScene::show(int width) {
             qWarning("%s", qPrintable(error.toString()));
         return false;
     }
-    view->resize(width, 400);
-    fitHeight();
+    isFixedHeight = height.has_value();
+    view->resize(width, height.value_or(400));
+    if (!isFixedHeight)
+        fitHeight();
     view->show();
     return QTest::qWaitForWindowExposed(view.get());
 }
@@ -159,16 +161,14 @@ bool SetupScene::settle() {
 }
 
 void SetupScene::fitHeight() {
-    QQuickItem* root = view->rootObject();
-    const qreal height = root->property("contentHeight").toReal() +
-                         root->property("topPadding").toReal() +
-                         root->property("bottomPadding").toReal();
-    view->resize(view->width(), qCeil(height));
+    view->resize(view->width(), qCeil(view->rootObject()->implicitHeight()));
 }
 
 QImage SetupScene::grab() {
     // The first rendering lays the content out; the second shows all of it.
     view->grabWindow();
+    if (isFixedHeight)
+        return view->grabWindow();
     fitHeight();
     return view->grabWindow();
 }

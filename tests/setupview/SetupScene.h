@@ -43,11 +43,12 @@ public:
     [[nodiscard]] bool appearAndSettle();
     [[nodiscard]] bool waitForReports(qsizetype count);
 
-    // Loads the screen `width` wide; its appearance starts the full check.
-    bool show(int width);
+    // Loads the screen `width` wide and as tall as its content, or `height`
+    // tall; its appearance starts the full check.
+    bool show(int width, std::optional<int> height = std::nullopt);
     // Waits, in real time, until no status is being checked. Virtual time does not move.
     bool settle();
-    // Renders the window, as tall as its content.
+    // Renders the window, as tall as its content unless shown at a height.
     QImage grab();
 
     QQuickItem* item(const QString& objectName) const;
@@ -75,6 +76,7 @@ private:
     void finishFlows();
     void fitHeight();
 
+    bool isFixedHeight = false;
     mutable QMutex agentMutex; // the agent is asked on a worker
     std::optional<QString> agentBuild;
     int agentQueries = 0;
