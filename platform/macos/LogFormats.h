@@ -42,6 +42,7 @@
     X0("Network extension will complete after reboot") \
     X0("Network filter enabled successfully") \
     X0("Network filter re-enabled successfully") \
+    X2("No audit-log script for session %s: %s", STR, STR) \
     X2("No audit-log script for session %s: %{public}s", STR, STR) \
     X0("No connection to ZorAgent") \
     X0("No connection to ZorAgent for build number check") \
