@@ -29,7 +29,8 @@ std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     NotificationHandler& agent = NotificationHandler::shared();
     auto* monitor =
         new ServiceMonitor(systemClock(), platformServiceManagement(), platformFilterManager(),
-                           DaemonClient::shared(), [&agent] { return agent.getBuildNumber(); });
+                           platformAdministratorScriptRunner(), DaemonClient::shared(),
+                           [&agent] { return agent.getBuildNumber(); });
     auto* repairs = new ServiceRepairs(*monitor, systemClock(), platformServiceManagement(),
                                        platformSystemExtensionManager(), platformFilterManager(),
                                        platformAdministratorScriptRunner(), platformWorkspace());

@@ -17,6 +17,9 @@ struct ScriptRunResult {
 class AdministratorScriptRunner {
 public:
     virtual ~AdministratorScriptRunner() = default;
+    // False where the system has no such runner: a run then reports "not
+    // supported on this platform".
+    virtual bool isSupported() const = 0;
     virtual ScriptRunResult run(const QString& source) = 0;
 };
 

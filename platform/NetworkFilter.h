@@ -19,6 +19,10 @@ public:
 
     virtual ~FilterManager() = default;
 
+    // False where the system has no content filter: loading and saving then
+    // report "not supported on this platform".
+    virtual bool isSupported() const = 0;
+
     // `completion` may run on any thread.
     virtual void loadFromPreferences(Completion completion) = 0;
     virtual void saveToPreferences(Completion completion) = 0;

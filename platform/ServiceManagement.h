@@ -30,6 +30,9 @@ class ServiceManagement {
 public:
     virtual ~ServiceManagement() = default;
 
+    // False where the system has no service manager: every service then
+    // reports "not supported on this platform".
+    virtual bool isSupported() const = 0;
     virtual std::unique_ptr<AppService> daemonService(const QString& plistName) = 0;
     virtual std::unique_ptr<AppService> agentService(const QString& plistName) = 0;
 };

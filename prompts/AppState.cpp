@@ -25,12 +25,12 @@ void AppState::setHasPickedInitialTab(bool hasPicked) {
     emit hasPickedInitialTabChanged();
 }
 
-void AppState::pickInitialTab(bool isAllHealthy) {
+void AppState::pickInitialTab(bool isNothingToRepair) {
     requireMainThread("AppState::pickInitialTab");
     if (pickedInitialTab)
         return;
     setHasPickedInitialTab(true);
-    if (!isAllHealthy)
+    if (!isNothingToRepair)
         setSelectedTab(AppTab::setup);
 }
 

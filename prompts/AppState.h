@@ -32,8 +32,9 @@ public:
     PromptStore* promptStore() const { return store; }
 
     // The setup screen's status callback: only its first report picks the tab,
-    // and only towards setup when not all services are healthy.
-    void pickInitialTab(bool isAllHealthy);
+    // and only towards setup when a service needs repairing (one that cannot
+    // run on this system needs none).
+    void pickInitialTab(bool isNothingToRepair);
     // Shows the prompt: no sidebar filter may hide it; highlighted and scrolled
     // to when it is pending; the policies tab in any case. A link the user
     // followed also counts as the choice of the initial tab. While the launch

@@ -57,10 +57,24 @@ ScrollView {
                     onTriggered: sidebar.actions.openInDefaultApp(entry.subtitle)
                 }
                 MenuItem {
+                    id: auditLogsItem
+
+                    objectName: "auditLogsItem"
                     text: "Open Audit Logs"
                     visible: entry.hasAuditLogsItem
                     height: visible ? implicitHeight : 0
+                    // Shown where it cannot work, disabled, with the reason.
+                    enabled: sidebar.actions.isAuditLogsAvailable
+                    ToolTip.visible: !enabled && unavailableHover.hovered
+                    ToolTip.text: sidebar.actions.auditLogsUnavailableReason
+                    ToolTip.delay: 600
+                    Accessible.description: sidebar.actions.auditLogsUnavailableReason
                     onTriggered: sidebar.actions.openAuditLogs(entry.sessionId)
+
+                    // A disabled item sees no hover of its own; its handler does.
+                    HoverHandler {
+                        id: unavailableHover
+                    }
                 }
                 MenuSeparator {
                     visible: entry.hasPolicyFileItems

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 namespace zor {
@@ -47,6 +48,14 @@ SessionLogsFileName sessionLogsScriptFileName(const QString& sessionId) {
         return {std::nullopt,
                 QStringLiteral("its file name would exceed %1 bytes").arg(kMaxFileNameBytes)};
     return {fileName, {}};
+}
+
+QString sessionLogsUnavailableReason(const QString& toolPath) {
+    const QFileInfo tool(toolPath);
+    if (tool.isFile() && tool.isExecutable())
+        return {};
+    return QStringLiteral("Not available on this system: there is no zor-cli at %1.")
+        .arg(QDir::toNativeSeparators(toolPath));
 }
 
 void openSessionLogs(Workspace& workspace, const QString& toolPath, const QString& directory,

@@ -28,6 +28,10 @@ struct SessionLogsFileName {
 };
 SessionLogsFileName sessionLogsScriptFileName(const QString& sessionId);
 
+// Why the script could not work on this system: no executable tool at
+// `toolPath`. Empty when it can.
+QString sessionLogsUnavailableReason(const QString& toolPath);
+
 // Writes the script for the session into `directory`, replacing an earlier
 // one, makes it executable and runs it in a terminal. A session id that
 // cannot name a file, or a script that cannot be written, gets a log line and

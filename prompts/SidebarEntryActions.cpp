@@ -1,6 +1,7 @@
 #include "prompts/SidebarEntryActions.h"
 
 #include "platform/Clipboard.h"
+#include "platform/Log.h"
 #include "platform/Workspace.h"
 #include "prompts/SessionLogsScript.h"
 
@@ -12,7 +13,8 @@ SidebarEntryActions::SidebarEntryActions(Workspace& workspace, Clipboard& clipbo
     , workspace(workspace)
     , clipboard(clipboard)
     , toolPath(std::move(toolPath))
-    , scriptDirectory(std::move(scriptDirectory)) {}
+    , scriptDirectory(std::move(scriptDirectory))
+    , auditLogsUnavailable(sessionLogsUnavailableReason(this->toolPath)) {}
 
 QString SidebarEntryActions::revealLabel() const {
     return workspace.revealInFileManagerLabel();
@@ -27,6 +29,12 @@ void SidebarEntryActions::openInDefaultApp(const QString& policyPath) {
 }
 
 void SidebarEntryActions::openAuditLogs(const QString& sessionId) {
+    // A script without its tool would only fail in the terminal.
+    if (!isAuditLogsAvailable()) {
+        logger(LogCategory::promptsView)
+            .error("No audit-log script for session %s: %s", {sessionId, auditLogsUnavailable});
+        return;
+    }
     openSessionLogs(workspace, toolPath, scriptDirectory, sessionId);
 }
 

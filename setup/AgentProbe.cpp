@@ -1,13 +1,14 @@
 #include "setup/AgentProbe.h"
 
+#include "platform/ServiceManagement.h"
 #include "setup/BuildNumberMatch.h"
 
 namespace zor {
 
-AgentStatus checkAgent(const BuildNumberQuery& buildNumber) {
+AgentStatus checkAgent(const BuildNumberQuery& buildNumber, const ServiceManagement& services) {
     const std::optional<QString> reported = buildNumber();
     if (!reported)
-        return AgentStatus::cannotConnect;
+        return services.isSupported() ? AgentStatus::cannotConnect : AgentStatus::unsupported;
     return isCurrentBuildNumber(*reported) ? AgentStatus::ok : AgentStatus::staleVersion;
 }
 

@@ -12,7 +12,10 @@ namespace zor {
 // reached. Blocks for up to its own time-out.
 using BuildNumberQuery = std::function<std::optional<QString>()>;
 
-// Blocks: run it on a worker.
-AgentStatus checkAgent(const BuildNumberQuery& buildNumber);
+class ServiceManagement;
+
+// An agent that does not answer is unsupported where no service manager could
+// register it. Blocks: run it on a worker.
+AgentStatus checkAgent(const BuildNumberQuery& buildNumber, const ServiceManagement& services);
 
 } // namespace zor

@@ -1,5 +1,7 @@
 #include "setup/CliLinkProbe.h"
 
+#include "platform/AdministratorScript.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <filesystem>
@@ -7,7 +9,9 @@
 
 namespace zor {
 
-CLISymlinkStatus checkCLISymlink(const CliLinkPaths& paths) {
+namespace {
+
+CLISymlinkStatus linkStatus(const CliLinkPaths& paths) {
     // exists() follows the link, so a dangling link counts as missing.
     if (!QFileInfo::exists(paths.linkPath))
         return CLISymlinkStatus::missing;
@@ -19,6 +23,16 @@ CLISymlinkStatus checkCLISymlink(const CliLinkPaths& paths) {
     return QFile::decodeName(QByteArray::fromStdString(destination.string())) == paths.linkTarget
                ? CLISymlinkStatus::ok
                : CLISymlinkStatus::wrongTarget;
+}
+
+} // namespace
+
+CLISymlinkStatus checkCLISymlink(const CliLinkPaths& paths,
+                                 const AdministratorScriptRunner& scripts) {
+    const CLISymlinkStatus status = linkStatus(paths);
+    if (status != CLISymlinkStatus::ok && !scripts.isSupported())
+        return CLISymlinkStatus::unsupported;
+    return status;
 }
 
 } // namespace zor

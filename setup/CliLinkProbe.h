@@ -14,7 +14,11 @@ struct CliLinkPaths {
     QString linkTarget = QString::fromLatin1(kCliLinkTarget);
 };
 
+class AdministratorScriptRunner;
+
 // Reads the link synchronously; the target is compared as stored, unresolved.
-CLISymlinkStatus checkCLISymlink(const CliLinkPaths& paths);
+// A link that is not right is unsupported where `scripts` could not put it right.
+CLISymlinkStatus checkCLISymlink(const CliLinkPaths& paths,
+                                 const AdministratorScriptRunner& scripts);
 
 } // namespace zor

@@ -61,6 +61,8 @@ DaemonStatus daemonStatusFor(const DaemonStatusRecord& record) {
 DaemonStatus checkDaemon(DaemonConnection& connection, ServiceManagement& services) {
     if (const auto record = connection.getStatus())
         return daemonStatusFor(*record);
+    if (!services.isSupported())
+        return DaemonStatus::unsupported;
     const auto service = services.daemonService(QString::fromLatin1(kDaemonPlistName));
     return service->status() == ServiceStatus::requiresApproval
                ? DaemonStatus::needAuthForDaemonService

@@ -12,7 +12,8 @@ struct DaemonStatusRecord;
 // Security results that are not success.
 DaemonStatus daemonStatusFor(const DaemonStatusRecord& record);
 
-// Asks the daemon, and the service manager when the daemon does not answer.
+// Asks the daemon, and the service manager when the daemon does not answer;
+// without a service manager nothing could start it, so it is unsupported.
 // Blocks: run it on a worker.
 DaemonStatus checkDaemon(DaemonConnection& connection, ServiceManagement& services);
 

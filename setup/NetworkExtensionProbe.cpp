@@ -23,10 +23,15 @@ bool isDaemonUnreachable(DaemonStatus status) {
 QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, FilterManager& filter,
                                             DaemonConnection& connection,
                                             std::function<DaemonStatus()> daemonStatus) {
+    if (!filter.isSupported())
+        co_return NEStatus::unsupported;
     if (co_await loadFilterPreferences(context, filter))
         co_return NEStatus::cannotLoadPreferences;
     if (!filter.isEnabled())
         co_return NEStatus::needAuthForNetworkFilter;
+    // Asked through the daemon, the extension is out of reach where there is none.
+    if (daemonStatus() == DaemonStatus::unsupported)
+        co_return NEStatus::unsupported;
     if (isDaemonUnreachable(daemonStatus()))
         co_return NEStatus::cannotConnectToDaemon;
 

@@ -13,7 +13,8 @@ class Clock;
 class DaemonConnection;
 class FilterManager;
 
-// Checks the filter configuration, then asks the extension through the daemon.
+// Checks the filter configuration, then asks the extension through the daemon;
+// unsupported where the system has no content filter or no daemon.
 // The extension can only be asked while the daemon is reachable, so
 // `daemonStatus` is read once the preferences are loaded. An extension that
 // does not answer gets its filter re-enabled and one more ping 4 s later.

@@ -12,12 +12,14 @@ namespace zor {
 using namespace std::chrono_literals;
 
 ServiceMonitor::ServiceMonitor(Clock& clock, ServiceManagement& services, FilterManager& filter,
-                               DaemonClient& daemon, BuildNumberQuery agentBuildNumber,
-                               CliLinkPaths linkPaths, QObject* parent)
+                               AdministratorScriptRunner& scripts, DaemonClient& daemon,
+                               BuildNumberQuery agentBuildNumber, CliLinkPaths linkPaths,
+                               QObject* parent)
     : QObject(parent)
     , clock(clock)
     , services(services)
     , filter(filter)
+    , scripts(scripts)
     , daemon(daemon)
     , agentBuildNumber(std::move(agentBuildNumber))
     , paths(std::move(linkPaths)) {
@@ -28,8 +30,8 @@ bool ServiceMonitor::isAnyOutdated() const {
     return zor::isAnyOutdated(daemonState, agentState, neState);
 }
 
-bool ServiceMonitor::isAllHealthy() const {
-    return zor::isAllHealthy(daemonState, agentState, neState, cliState);
+bool ServiceMonitor::isNothingToRepair() const {
+    return zor::isNothingToRepair(daemonState, agentState, neState, cliState);
 }
 
 void ServiceMonitor::setOnStatusChange(std::function<void(bool)> callback) {
@@ -38,7 +40,7 @@ void ServiceMonitor::setOnStatusChange(std::function<void(bool)> callback) {
 
 void ServiceMonitor::reportStatus() {
     if (onStatusChange)
-        onStatusChange(isAllHealthy());
+        onStatusChange(isNothingToRepair());
 }
 
 void ServiceMonitor::appear() {
@@ -96,8 +98,10 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
     updatePolling();
 }
 
+// What this system does not have will not come: polling for it would only
+// repeat the same answers.
 void ServiceMonitor::updatePolling() {
-    if (isAllHealthy()) {
+    if (isNothingToRepair()) {
         cancelPoll();
         return;
     }
@@ -114,7 +118,7 @@ void ServiceMonitor::cancelPoll() {
 }
 
 void ServiceMonitor::recheckLink() {
-    store(cliState, checkCLISymlink(paths));
+    store(cliState, checkCLISymlink(paths, scripts));
 }
 
 QCoro::Task<> ServiceMonitor::recheckDaemon() {
@@ -139,7 +143,9 @@ QCoro::Task<DaemonStatus> ServiceMonitor::probeDaemon() {
 }
 
 QCoro::Task<AgentStatus> ServiceMonitor::probeAgent() {
-    co_return co_await runOnWorker(this, [query = agentBuildNumber] { return checkAgent(query); });
+    co_return co_await runOnWorker(this, [query = agentBuildNumber, &services = services] {
+        return checkAgent(query, services);
+    });
 }
 
 QCoro::Task<NEStatus> ServiceMonitor::probeNetworkExtension() {

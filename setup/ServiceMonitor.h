@@ -12,13 +12,15 @@
 
 namespace zor {
 
+class AdministratorScriptRunner;
 class DaemonClient;
 class FilterManager;
 class ServiceManagement;
 
 // The four statuses of the setup screen, kept current while it is shown: a
 // full check when it appears or on Refresh, then a poll that re-probes
-// whatever is unhealthy, once a second, until all four are ok.
+// whatever is unhealthy, once a second, until nothing is left to repair: all
+// four ok, or unsupported on this system.
 class ServiceMonitor : public QObject {
     Q_OBJECT
     Q_PROPERTY(zor::SetupStatus::DaemonStatus daemonStatus READ daemonStatus NOTIFY statusChanged)
@@ -32,10 +34,12 @@ class ServiceMonitor : public QObject {
     Q_PROPERTY(bool isAnyOutdated READ isAnyOutdated NOTIFY statusChanged)
 
 public:
-    // Lives on the main thread; the probes block on workers.
+    // Lives on the main thread; the probes block on workers. `scripts` would
+    // make the link: where there is none, a missing link is unsupported.
     ServiceMonitor(Clock& clock, ServiceManagement& services, FilterManager& filter,
-                   DaemonClient& daemon, BuildNumberQuery agentBuildNumber,
-                   CliLinkPaths linkPaths = {}, QObject* parent = nullptr);
+                   AdministratorScriptRunner& scripts, DaemonClient& daemon,
+                   BuildNumberQuery agentBuildNumber, CliLinkPaths linkPaths = {},
+                   QObject* parent = nullptr);
 
     DaemonStatus daemonStatus() const { return daemonState; }
     AgentStatus agentStatus() const { return agentState; }
@@ -46,11 +50,11 @@ public:
     StepDisplay agentStep() const { return display(agentState); }
     StepDisplay neStep() const { return display(neState); }
     bool isAnyOutdated() const;
-    bool isAllHealthy() const;
+    bool isNothingToRepair() const;
     bool isPollPending() const { return pollTimer.has_value(); }
     const CliLinkPaths& linkPaths() const { return paths; }
 
-    // Called with true when all four statuses are ok, after every pass of checks.
+    // Called after every pass of checks with whether nothing is left to repair.
     void setOnStatusChange(std::function<void(bool)> callback);
 
     // The screen appeared: full check, then polling while anything is unhealthy.
@@ -94,6 +98,7 @@ private:
     Clock& clock;
     ServiceManagement& services;
     FilterManager& filter;
+    const AdministratorScriptRunner& scripts;
     DaemonClient& daemon;
     BuildNumberQuery agentBuildNumber;
     CliLinkPaths paths;

@@ -28,6 +28,10 @@ ServiceRepairs::ServiceRepairs(ServiceMonitor& monitor, Clock& clock, ServiceMan
     , scripts(scripts)
     , workspace(workspace) {}
 
+bool ServiceRepairs::hasServiceManager() const {
+    return services.isSupported();
+}
+
 void ServiceRepairs::fixDaemon() {
     const DaemonStatus status = monitor.daemonStatus();
     setupLog().info("User clicked Fix Sandbox Daemon button (status: %{public}s)",

@@ -27,6 +27,7 @@ class ServiceRepairs : public QObject {
     Q_PROPERTY(QString restartError READ restartError NOTIFY flowsChanged)
     Q_PROPERTY(bool isStopping READ isStopping NOTIFY flowsChanged)
     Q_PROPERTY(QString stopError READ stopError NOTIFY flowsChanged)
+    Q_PROPERTY(bool hasServiceManager READ hasServiceManager CONSTANT)
 
 public:
     ServiceRepairs(ServiceMonitor& monitor, Clock& clock, ServiceManagement& services,
@@ -38,6 +39,9 @@ public:
     QString restartError() const { return restart.error; } // empty when absent
     bool isStopping() const { return stop.isRunning; }
     QString stopError() const { return stop.error; }
+    // Restart Services and Stop All Services work through the system's service
+    // manager; where there is none they could only fail.
+    bool hasServiceManager() const;
 
     Q_INVOKABLE void fixCLISymlink(); // the four step buttons
     Q_INVOKABLE void fixDaemon();

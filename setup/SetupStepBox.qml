@@ -35,6 +35,7 @@ Item {
             Layout.topMargin: 1
             isChecking: box.step.isChecking
             isOK: box.step.isOK
+            isUnsupported: box.step.isUnsupported
             tint: SetupTheme.statusColor(box.step.color)
         }
 

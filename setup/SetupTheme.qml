@@ -84,6 +84,8 @@ QtObject {
             return yellow;
         case SetupStatus.StatusColor.red:
             return red;
+        case SetupStatus.StatusColor.secondary:
+            return secondaryText;
         default:
             return gray;
         }

@@ -3,17 +3,21 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Zor
 
-// The setup tab: the four background pieces with their repairs, and the
-// screen-wide restart, stop and refresh.
-ScrollView {
+// The setup tab: the four background pieces with their repairs, which scroll
+// where the window is short, and below them, always in view, the screen-wide
+// restart, stop and refresh.
+Control {
     id: view
 
     required property ServiceMonitor monitor
     required property ServiceRepairs repairs
 
     objectName: "setupView"
-    padding: 20
-    contentWidth: availableWidth
+    implicitWidth: implicitContentWidth + leftPadding + rightPadding
+    // As tall as everything on it: how tall it wants to be where nothing scrolls.
+    implicitHeight: implicitContentHeight + topPadding + bottomPadding
+    padding: 0
+    topPadding: 20
     font.pixelSize: SetupTheme.bodySize
     // The controls follow the system's palette as it changes, light or dark.
     palette.window: SetupTheme.system.window
@@ -47,123 +51,174 @@ ScrollView {
         color: SetupTheme.separator
     }
 
+    // A screen-wide flow, offered only where the system can manage the services.
+    component FlowButton: Button {
+        property color textColor: SetupTheme.system.buttonText
+
+        enabled: view.repairs.hasServiceManager
+        // Closed, it reads as closed.
+        palette.buttonText: enabled ? textColor : SetupTheme.secondaryText
+        ToolTip.visible: !enabled && unavailableHover.hovered
+        ToolTip.text: "Not available on this system: it has no service manager."
+        ToolTip.delay: 600
+
+        // A disabled button sees no hover of its own; its handler does.
+        HoverHandler {
+            id: unavailableHover
+        }
+    }
+
     // The error that ended a flow, below the buttons.
     component FlowError: Label {
         Layout.fillWidth: true
-        Layout.topMargin: -8
         visible: text !== ""
         color: SetupTheme.readable(SetupTheme.red, SetupTheme.windowBackground)
         font.pixelSize: SetupTheme.captionSize
         wrapMode: Text.Wrap
     }
 
-    ColumnLayout {
-        width: view.availableWidth
-        spacing: 16
+    contentItem: ColumnLayout {
+        spacing: 0
 
-        OutdatedBanner {
-            objectName: "outdatedBanner"
-            Layout.fillWidth: true
-            visible: view.monitor.isAnyOutdated
-            onRestart: view.repairs.restartServices()
-        }
+        ScrollView {
+            id: scroller
 
-        Rectangle {
+            objectName: "setupScroller"
             Layout.fillWidth: true
-            implicitHeight: steps.implicitHeight
-            radius: SetupTheme.groupRadius
-            color: SetupTheme.groupBackground
-            border.color: SetupTheme.groupBorder
+            Layout.fillHeight: true
+            leftPadding: 20
+            rightPadding: 20
+            bottomPadding: 16
+            contentWidth: availableWidth
+            // A bar that stays while there is more to see, and none while all of it shows.
+            ScrollBar.vertical.policy: contentHeight > availableHeight ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
+            ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
 
             ColumnLayout {
-                id: steps
+                width: scroller.availableWidth
+                spacing: 16
 
-                anchors.left: parent.left
-                anchors.right: parent.right
-                spacing: 0
-
-                SetupStepBox {
-                    objectName: "cliStepBox"
+                OutdatedBanner {
+                    objectName: "outdatedBanner"
                     Layout.fillWidth: true
-                    label: "CLI Symlink"
-                    description: "Makes the zor command available in your terminal"
-                    step: view.monitor.cliStep
-                    onAction: view.repairs.fixCLISymlink()
-                    onLinkActivated: link => view.repairs.openLink(link)
+                    visible: view.monitor.isAnyOutdated
+                    onRestart: view.repairs.restartServices()
                 }
 
-                Separator {}
-
-                SetupStepBox {
-                    objectName: "daemonStepBox"
+                Rectangle {
                     Layout.fillWidth: true
-                    label: "Sandbox Daemon"
-                    description: "Enforces file and process sandboxing"
-                    step: view.monitor.daemonStep
-                    onAction: view.repairs.fixDaemon()
-                    onLinkActivated: link => view.repairs.openLink(link)
-                }
+                    implicitHeight: steps.implicitHeight
+                    radius: SetupTheme.groupRadius
+                    color: SetupTheme.groupBackground
+                    border.color: SetupTheme.groupBorder
 
-                Separator {}
+                    ColumnLayout {
+                        id: steps
 
-                SetupStepBox {
-                    objectName: "agentStepBox"
-                    Layout.fillWidth: true
-                    label: "Notification Agent"
-                    description: "Delivers notifications"
-                    step: view.monitor.agentStep
-                    onAction: view.repairs.fixAgent()
-                    onLinkActivated: link => view.repairs.openLink(link)
-                }
+                        anchors.left: parent.left
+                        anchors.right: parent.right
+                        spacing: 0
 
-                Separator {}
+                        SetupStepBox {
+                            objectName: "cliStepBox"
+                            Layout.fillWidth: true
+                            label: "CLI Symlink"
+                            description: "Makes the zor command available in your terminal"
+                            step: view.monitor.cliStep
+                            onAction: view.repairs.fixCLISymlink()
+                            onLinkActivated: link => view.repairs.openLink(link)
+                        }
 
-                SetupStepBox {
-                    objectName: "neStepBox"
-                    Layout.fillWidth: true
-                    label: "Network Extension"
-                    description: "Enforces network sandboxing"
-                    step: view.monitor.neStep
-                    onAction: view.repairs.fixNetworkExtension()
-                    onLinkActivated: link => view.repairs.openLink(link)
+                        Separator {}
+
+                        SetupStepBox {
+                            objectName: "daemonStepBox"
+                            Layout.fillWidth: true
+                            label: "Sandbox Daemon"
+                            description: "Enforces file and process sandboxing"
+                            step: view.monitor.daemonStep
+                            onAction: view.repairs.fixDaemon()
+                            onLinkActivated: link => view.repairs.openLink(link)
+                        }
+
+                        Separator {}
+
+                        SetupStepBox {
+                            objectName: "agentStepBox"
+                            Layout.fillWidth: true
+                            label: "Notification Agent"
+                            description: "Delivers notifications"
+                            step: view.monitor.agentStep
+                            onAction: view.repairs.fixAgent()
+                            onLinkActivated: link => view.repairs.openLink(link)
+                        }
+
+                        Separator {}
+
+                        SetupStepBox {
+                            objectName: "neStepBox"
+                            Layout.fillWidth: true
+                            label: "Network Extension"
+                            description: "Enforces network sandboxing"
+                            step: view.monitor.neStep
+                            onAction: view.repairs.fixNetworkExtension()
+                            onLinkActivated: link => view.repairs.openLink(link)
+                        }
+                    }
                 }
             }
         }
 
-        // Wraps to a second line where the sidebar is too narrow for all three.
-        Flow {
+        // Marks where the steps scroll under the buttons.
+        Rectangle {
             Layout.fillWidth: true
+            implicitHeight: 1
+            color: SetupTheme.separator
+            visible: scroller.ScrollBar.vertical.policy === ScrollBar.AlwaysOn
+        }
+
+        ColumnLayout {
+            objectName: "setupActions"
+            Layout.fillWidth: true
+            Layout.margins: 20
+            Layout.topMargin: 12
             spacing: 8
 
-            Button {
-                objectName: "restartButton"
-                text: view.repairs.isRestarting ? "Restarting..." : "Restart Services"
-                onClicked: view.repairs.restartServices()
+            // Wraps to a second line where the sidebar is too narrow for all three.
+            Flow {
+                Layout.fillWidth: true
+                spacing: 8
+
+                FlowButton {
+                    objectName: "restartButton"
+                    text: view.repairs.isRestarting ? "Restarting..." : "Restart Services"
+                    onClicked: view.repairs.restartServices()
+                }
+
+                FlowButton {
+                    objectName: "stopButton"
+                    text: view.repairs.isStopping ? "Stopping..." : "Stop All Services"
+                    // The destructive role, as the platform draws it.
+                    textColor: SetupTheme.readable(SetupTheme.red, SetupTheme.system.button)
+                    onClicked: view.repairs.stopAllServices()
+                }
+
+                Button {
+                    objectName: "refreshButton"
+                    text: "Refresh"
+                    onClicked: view.monitor.refresh()
+                }
             }
 
-            Button {
-                objectName: "stopButton"
-                text: view.repairs.isStopping ? "Stopping..." : "Stop All Services"
-                // The destructive role, as the platform draws it.
-                palette.buttonText: SetupTheme.readable(SetupTheme.red, SetupTheme.system.button)
-                onClicked: view.repairs.stopAllServices()
+            FlowError {
+                objectName: "restartError"
+                text: view.repairs.restartError
             }
 
-            Button {
-                objectName: "refreshButton"
-                text: "Refresh"
-                onClicked: view.monitor.refresh()
+            FlowError {
+                objectName: "stopError"
+                text: view.repairs.stopError
             }
-        }
-
-        FlowError {
-            objectName: "restartError"
-            text: view.repairs.restartError
-        }
-
-        FlowError {
-            objectName: "stopError"
-            text: view.repairs.stopError
         }
     }
 }

@@ -2,12 +2,14 @@ import QtQuick
 import QtQuick.Controls
 import Zor
 
-// A step's status at a glance: progress, a check mark, or an exclamation mark.
+// A step's status at a glance: progress, a check mark, a dash for a piece
+// this system does not have, or an exclamation mark.
 Item {
     id: icon
 
     property bool isChecking: false
     property bool isOK: false
+    property bool isUnsupported: false
     property color tint: SetupTheme.gray
 
     Accessible.role: Accessible.Graphic
@@ -45,7 +47,7 @@ Item {
         color: "transparent"
         border.color: icon.tint
         border.width: 1.5
-        visible: !icon.isChecking && !icon.isOK
+        visible: !icon.isChecking && !icon.isOK && !icon.isUnsupported
 
         Text {
             anchors.centerIn: parent
@@ -53,6 +55,23 @@ Item {
             color: icon.tint
             font.pixelSize: 12
             font.bold: true
+        }
+    }
+
+    Rectangle {
+        objectName: "unsupportedMark"
+        anchors.fill: parent
+        radius: width / 2
+        color: "transparent"
+        border.color: icon.tint
+        border.width: 1.5
+        visible: !icon.isChecking && icon.isUnsupported
+
+        Rectangle {
+            anchors.centerIn: parent
+            width: 8
+            height: 1.5
+            color: icon.tint
         }
     }
 }

@@ -19,6 +19,16 @@ StepDisplay problem(const QString& label, Color color, const QString& instructio
     return {label, color, false, false, instruction, button};
 }
 
+StepDisplay unavailable(const QString& instruction) {
+    return {QStringLiteral("Not Available"),
+            Color::secondary,
+            false,
+            false,
+            instruction,
+            ButtonState::none(),
+            true};
+}
+
 QString markdownLink(const QString& label, const char* url) {
     return u'[' + label + QStringLiteral("](") + QString::fromLatin1(url) + u')';
 }
@@ -84,6 +94,8 @@ StepDisplay display(DaemonStatus status) {
     case DaemonStatus::esTooManyClients:
         return problem(QStringLiteral("ES Too Many Clients (Zor Bug)"), Color::red,
                        brokenBuildInstruction(), ButtonState::cta(QStringLiteral("Try Again")));
+    case DaemonStatus::unsupported:
+        return unavailable(QStringLiteral("The sandbox daemon is not available on this system."));
     }
     Q_UNREACHABLE();
 }
@@ -104,6 +116,9 @@ StepDisplay display(AgentStatus status) {
             QStringLiteral("Not Running"), Color::red,
             QStringLiteral("Cannot connect to agent. Please register the notification agent."),
             ButtonState::cta(QStringLiteral("Register")));
+    case AgentStatus::unsupported:
+        return unavailable(QStringLiteral("This system cannot register the agent. Zor connects "
+                                          "to one that is already running."));
     }
     Q_UNREACHABLE();
 }
@@ -150,6 +165,9 @@ StepDisplay display(NEStatus status) {
                        QStringLiteral("Failed to load network filter preferences. Click 'Enable' "
                                       "to reinstall the extension."),
                        ButtonState::cta(QStringLiteral("Enable")));
+    case NEStatus::unsupported:
+        return unavailable(
+            QStringLiteral("The network extension is not available on this system."));
     }
     Q_UNREACHABLE();
 }
@@ -175,13 +193,17 @@ StepDisplay display(CLISymlinkStatus status) {
                        QStringLiteral("A non-symlink file exists at /usr/local/bin/zor. Click "
                                       "'Relink' to replace it."),
                        ButtonState::cta(QStringLiteral("Relink")));
+    case CLISymlinkStatus::unsupported:
+        return unavailable(QStringLiteral("The command link is not set up on this system."));
     }
     Q_UNREACHABLE();
 }
 
-bool isAllHealthy(DaemonStatus daemon, AgentStatus agent, NEStatus ne, CLISymlinkStatus cli) {
-    return daemon == DaemonStatus::ok && agent == AgentStatus::ok && ne == NEStatus::ok &&
-           cli == CLISymlinkStatus::ok;
+bool isNothingToRepair(DaemonStatus daemon, AgentStatus agent, NEStatus ne, CLISymlinkStatus cli) {
+    return (daemon == DaemonStatus::ok || daemon == DaemonStatus::unsupported) &&
+           (agent == AgentStatus::ok || agent == AgentStatus::unsupported) &&
+           (ne == NEStatus::ok || ne == NEStatus::unsupported) &&
+           (cli == CLISymlinkStatus::ok || cli == CLISymlinkStatus::unsupported);
 }
 
 bool isAnyOutdated(DaemonStatus daemon, AgentStatus agent, NEStatus ne) {

@@ -12,7 +12,7 @@ inline constexpr char kFullDiskAccessSettingsLink[] =
     "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles";
 
 // What a step's button offers: a call to action, a disabled notice, nothing
-// (healthy), or progress.
+// (healthy), progress, or nothing because nothing can be done here.
 class ButtonState {
     Q_GADGET
     Q_PROPERTY(zor::SetupStatus::ButtonKind kind MEMBER kind CONSTANT)
@@ -23,6 +23,7 @@ public:
     static ButtonState notice(const QString& label) { return {ButtonKind::notice, label}; }
     static ButtonState ok() { return {ButtonKind::ok, {}}; }
     static ButtonState inProgress() { return {ButtonKind::inProgress, {}}; }
+    static ButtonState none() { return {ButtonKind::none, {}}; }
 
     bool operator==(const ButtonState&) const = default;
 
@@ -40,6 +41,7 @@ class StepDisplay {
     Q_PROPERTY(bool hasInstruction READ hasInstruction CONSTANT)
     Q_PROPERTY(QString instructionText READ instructionText CONSTANT)
     Q_PROPERTY(zor::ButtonState button MEMBER button CONSTANT)
+    Q_PROPERTY(bool isUnsupported MEMBER isUnsupported CONSTANT)
 
 public:
     bool operator==(const StepDisplay&) const = default;
@@ -54,6 +56,8 @@ public:
     // Inline Markdown, as the screen shows it; it may hold one link.
     std::optional<QString> instruction;
     ButtonState button;
+    // This system does not have the piece: shown as such, not as a failure.
+    bool isUnsupported = false;
 };
 
 StepDisplay display(DaemonStatus status);
@@ -61,7 +65,10 @@ StepDisplay display(AgentStatus status);
 StepDisplay display(NEStatus status);
 StepDisplay display(CLISymlinkStatus status);
 
-bool isAllHealthy(DaemonStatus daemon, AgentStatus agent, NEStatus ne, CLISymlinkStatus cli);
+// Every piece is healthy or unsupported: the screen could repair nothing, so
+// the app need not open on it. One repairable failure beside unsupported
+// pieces still counts, as the user can act on it.
+bool isNothingToRepair(DaemonStatus daemon, AgentStatus agent, NEStatus ne, CLISymlinkStatus cli);
 bool isAnyOutdated(DaemonStatus daemon, AgentStatus agent, NEStatus ne);
 
 } // namespace zor

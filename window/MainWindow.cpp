@@ -38,11 +38,12 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     , engine(std::make_unique<QQmlEngine>())
     , splitController(new MainSplitViewController(appState, this)) {
     requireMainThread("MainWindow");
-    // The setup screen's first report picks the tab the window opens on.
+    // The setup screen's first report picks the tab the window opens on: setup
+    // only when there is something to repair there.
     services.serviceMonitor.setOnStatusChange(
-        [state = QPointer<AppState>(&appState)](bool isHealthy) {
+        [state = QPointer<AppState>(&appState)](bool isNothingToRepair) {
             if (state)
-                state->pickInitialTab(isHealthy);
+                state->pickInitialTab(isNothingToRepair);
         });
 
     PromptStore& store = *appState.promptStore();

@@ -13,6 +13,7 @@
     X1("CLI symlink created at %s", STR) \
     X1("Cannot listen for later starts: %{public}s", STR) \
     X1("Cannot watch for termination signals: %{public}s", STR) \
+    X1("Could not open the folder of %s either", STR) \
     X0("Connected to ZorAgent") \
     X0("Daemon registered successfully") \
     X0("Disconnected from ZorAgent") \
@@ -47,14 +48,17 @@
     X0("Network filter enabled successfully") \
     X0("Network filter re-enabled successfully") \
     X0("No application delegate: the Dock icon does not bring the window back") \
+    X2("No audit-log script for session %s: %s", STR, STR) \
     X2("No audit-log script for session %s: %{public}s", STR, STR) \
     X0("No connection to ZorAgent") \
     X0("No connection to ZorAgent for build number check") \
+    X2("No file manager answered (%{public}s): opening the folder of %s instead", STR, STR) \
     X1("No private place for Zor's sockets, later starts cannot reach this one: %s", STR) \
     X1("No prompt found for %s, switching to Prompts tab", STR) \
     X0("No session bus: prompts are not notified") \
     X0("No session bus: the icon shows no prompt count") \
     X0("No team identifier in the app's signature: ZorAgent and the daemon are refused") \
+    X1("No terminal and no desktop handler could open the script %s", STR) \
     X1("Notification authorization failed: %{public}s", STR) \
     X1("Notification server unavailable: %{public}s", STR) \
     X0("Notifications not allowed by the user") \

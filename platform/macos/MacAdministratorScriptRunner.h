@@ -8,6 +8,7 @@ namespace zor {
 // in the source makes the system ask for a password.
 class MacAdministratorScriptRunner final : public AdministratorScriptRunner {
 public:
+    bool isSupported() const override { return true; }
     ScriptRunResult run(const QString& source) override;
 };
 

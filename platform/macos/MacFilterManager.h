@@ -7,6 +7,7 @@ namespace zor {
 // The system's shared content-filter configuration, NEFilterManager's.
 class MacFilterManager final : public FilterManager {
 public:
+    bool isSupported() const override { return true; }
     void loadFromPreferences(Completion completion) override;
     void saveToPreferences(Completion completion) override;
     std::optional<FilterProviderConfiguration> providerConfiguration() const override;

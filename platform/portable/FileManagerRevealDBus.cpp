@@ -1,3 +1,4 @@
+#include "platform/Log.h"
 #include "platform/portable/FileManagerReveal.h"
 
 #include <QDBusConnection>
@@ -14,15 +15,24 @@ namespace {
 // folder opens instead.
 constexpr int kShowItemsTimeoutMs = 5000;
 
+// Where no file manager selects the file, its folder opens in the desktop's
+// default way; each step that fails leaves a line, as nothing else shows it.
+void openFolderInstead(const QString& filePath, const QString& reason) {
+    const Logger& log = logger(LogCategory::promptsView);
+    log.error("No file manager answered (%{public}s): opening the folder of %s instead",
+              {reason, filePath});
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath())))
+        log.error("Could not open the folder of %s either", {filePath});
+}
+
 } // namespace
 
 // The freedesktop.org file-manager interface, which the common desktops' file
-// managers serve; where none does, the folder opens in the default way.
+// managers serve.
 void showInFileManager(const QString& filePath) {
-    const QUrl folder = QUrl::fromLocalFile(QFileInfo(filePath).absolutePath());
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        QDesktopServices::openUrl(folder);
+        openFolderInstead(filePath, QStringLiteral("no session bus"));
         return;
     }
     QDBusMessage call = QDBusMessage::createMethodCall(
@@ -32,9 +42,9 @@ void showInFileManager(const QString& filePath) {
     call << QStringList{QUrl::fromLocalFile(filePath).toString(QUrl::FullyEncoded)} << QString();
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, kShowItemsTimeoutMs));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
-                     [folder](QDBusPendingCallWatcher* finished) {
+                     [filePath](QDBusPendingCallWatcher* finished) {
                          if (finished->isError())
-                             QDesktopServices::openUrl(folder);
+                             openFolderInstead(filePath, finished->error().name());
                          finished->deleteLater();
                      });
 }

@@ -1,5 +1,6 @@
 #include "platform/portable/PortableServices.h"
 
+#include "platform/Log.h"
 #include "platform/portable/FileManagerReveal.h"
 
 #include <QClipboard>
@@ -119,7 +120,9 @@ void DesktopWorkspace::runScriptInTerminal(const QString& scriptPath) {
     if (!terminal.isEmpty() && plainPath.match(scriptPath).hasMatch() &&
         QProcess::startDetached(terminal, {QStringLiteral("-e"), scriptPath}))
         return;
-    QDesktopServices::openUrl(QUrl::fromLocalFile(scriptPath));
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(scriptPath)))
+        logger(LogCategory::promptsView)
+            .error("No terminal and no desktop handler could open the script %s", {scriptPath});
 }
 
 QString commandLineToolBesideExecutable() {

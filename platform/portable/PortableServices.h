@@ -16,6 +16,7 @@ namespace zor {
 
 class PortableServiceManagement final : public ServiceManagement {
 public:
+    bool isSupported() const override { return false; }
     std::unique_ptr<AppService> daemonService(const QString& plistName) override;
     std::unique_ptr<AppService> agentService(const QString& plistName) override;
 };
@@ -28,6 +29,7 @@ public:
 
 class PortableFilterManager final : public FilterManager {
 public:
+    bool isSupported() const override { return false; }
     void loadFromPreferences(Completion completion) override;
     void saveToPreferences(Completion completion) override;
     std::optional<FilterProviderConfiguration> providerConfiguration() const override;
@@ -53,6 +55,7 @@ public:
 
 class PortableAdministratorScriptRunner final : public AdministratorScriptRunner {
 public:
+    bool isSupported() const override { return false; }
     ScriptRunResult run(const QString& source) override;
 };
 

@@ -288,8 +288,27 @@ private slots:
         shell.scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
         shell.scene.monitor->refresh();
         QVERIFY(shell.scene.settle());
-        QVERIFY(!shell.scene.monitor->isAllHealthy());
+        QVERIFY(!shell.scene.monitor->isNothingToRepair());
         QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
+    }
+
+    // Where no service is supported the screen has nothing to repair, so the
+    // app opens on its prompts; one piece that could be repaired picks setup.
+    void initialTabWithoutTheServices_data() {
+        QTest::addColumn<bool>("hasScripts"); // the link can be made
+        QTest::addColumn<AppTab>("tab");
+        QTest::newRow("nothing supported") << false << AppTab::policies;
+        QTest::newRow("a link to make") << true << AppTab::setup;
+    }
+
+    void initialTabWithoutTheServices() {
+        QFETCH(bool, hasScripts);
+        Shell shell;
+        shell.scene.makeUnsupported();
+        shell.scene.scripts.isAvailable = hasScripts;
+        shell.delegate.applicationDidFinishLaunching();
+        QTRY_VERIFY(shell.state().hasPickedInitialTab());
+        QTEST(shell.state().selectedTab(), "tab");
     }
 
     void laterStartMessagesAreChecked_data() {

@@ -4,6 +4,7 @@
 #include "SetupTests.h"
 #include "VirtualClock.h"
 #include "platform/MainThread.h"
+#include "setup/AgentProbe.h"
 #include "setup/CliLinkProbe.h"
 #include "setup/CompletionAwaiter.h"
 #include "setup/DaemonProbe.h"
@@ -63,7 +64,8 @@ private slots:
     void cleanup() { QThreadPool::globalInstance()->waitForDone(); }
 
     void daemonProbe_data() {
-        QTest::addColumn<std::optional<qint32>>("code"); // none: no answer, approval awaited
+        QTest::addColumn<std::optional<qint32>>("code"); // none: no answer
+        QTest::addColumn<bool>("hasServiceManager");     // which awaits approval of the daemon
         QTest::addColumn<DaemonStatus>("status");
         QTest::addColumn<QString>("line"); // empty: nothing logged
 
@@ -71,13 +73,17 @@ private slots:
         const QString prefix = "unexpected ES client result: ";
         const auto code = [](qint32 value) { return std::optional(value); };
         const std::optional<qint32> none;
-        QTest::newRow("1") << code(1) << D::esInvalidArgument
+        QTest::newRow("1") << code(1) << true << D::esInvalidArgument
                            << prefix + "ES_NEW_CLIENT_RESULT_ERR_INVALID_ARGUMENT";
-        QTest::newRow("4") << code(4) << D::needAuthForFullDiskAccess
+        QTest::newRow("4") << code(4) << true << D::needAuthForFullDiskAccess
                            << "Zor does not yet have full disk access "
                               "(ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)";
-        QTest::newRow("-1") << code(-1) << D::cannotConnect << prefix + "-1";
-        QTest::newRow("no answer") << none << D::needAuthForDaemonService << QString();
+        QTest::newRow("-1") << code(-1) << true << D::cannotConnect << prefix + "-1";
+        QTest::newRow("no answer") << none << true << D::needAuthForDaemonService << QString();
+        QTest::newRow("no answer, no service manager")
+            << none << false << D::unsupported << QString();
+        // Where it answers, a daemon is what it says, service manager or not.
+        QTest::newRow("0 without a service manager") << code(0) << false << D::ok << QString();
     }
 
     void daemonProbe() {
@@ -88,6 +94,8 @@ private slots:
             connection.status = DaemonStatusRecord{*code, QStringLiteral("1.0"), zorBuildNumber()};
         FakeServiceManagement services;
         services.daemonStatus = ServiceStatus::requiresApproval;
+        QFETCH(bool, hasServiceManager);
+        services.isAvailable = hasServiceManager;
         LogCapture log;
 
         QTEST(checkDaemon(connection, services), "status");
@@ -96,32 +104,62 @@ private slots:
             QCOMPARE(log.records()[0].level, LogLevel::error);
             QCOMPARE(log.records()[0].redactedMessage(), line); // the code is public
         }
-        // Only a daemon that does not answer is looked up.
-        QCOMPARE(services.operations(), code ? QStringList() : QStringList{"daemon.status"});
-        if (!code)
+        // Only a daemon that does not answer is looked up, where it can be.
+        const bool isLookedUp = !code && hasServiceManager;
+        QCOMPARE(services.operations(), isLookedUp ? QStringList{"daemon.status"} : QStringList());
+        if (isLookedUp)
             QCOMPARE(services.calls().first().plistName, QString::fromLatin1(kDaemonPlistName));
+    }
+
+    // An agent is what it answers; one that does not is unsupported only where
+    // no service manager could register it.
+    void agentProbe_data() {
+        QTest::addColumn<std::optional<QString>>("build");
+        QTest::addColumn<bool>("hasServiceManager");
+        QTest::addColumn<AgentStatus>("status");
+        const std::optional<QString> none;
+        QTest::newRow("no answer") << none << true << AgentStatus::cannotConnect;
+        QTest::newRow("no answer, no service manager") << none << false << AgentStatus::unsupported;
+        QTest::newRow("running without a service manager")
+            << std::optional(zorBuildNumber()) << false << AgentStatus::ok;
+        QTest::newRow("newer") << std::optional(zorBuildNumber() + "1") << false
+                               << AgentStatus::staleVersion;
+    }
+
+    void agentProbe() {
+        QFETCH(std::optional<QString>, build);
+        QFETCH(bool, hasServiceManager);
+        FakeServiceManagement services;
+        services.isAvailable = hasServiceManager;
+        QTEST(checkAgent([&] { return build; }, services), "status");
     }
 
     void linkProbe_data() {
         QTest::addColumn<QString>("destination"); // of the link; none: a regular file instead
+        QTest::addColumn<bool>("hasScripts");     // that could put the link right
         QTest::addColumn<CLISymlinkStatus>("status");
-        QTest::newRow("regular file") << QString() << CLISymlinkStatus::notASymlink;
-        QTest::newRow("dangling link") << "gone" << CLISymlinkStatus::missing;
+        QTest::newRow("regular file") << QString() << true << CLISymlinkStatus::notASymlink;
+        QTest::newRow("dangling link") << "gone" << true << CLISymlinkStatus::missing;
         // From the link's directory, this does lead to the tool.
         QTest::newRow("relative link to the tool")
-            << "../Zor.app/Contents/MacOS/zor-cli" << CLISymlinkStatus::wrongTarget;
+            << "../Zor.app/Contents/MacOS/zor-cli" << true << CLISymlinkStatus::wrongTarget;
+        QTest::newRow("dangling link, no scripts")
+            << "gone" << false << CLISymlinkStatus::unsupported;
+        QTest::newRow("right link, no scripts") << "target" << false << CLISymlinkStatus::ok;
     }
 
     void linkProbe() {
         QFETCH(QString, destination);
+        QFETCH(bool, hasScripts);
         SetupScene scene;
         const CliLinkPaths& paths = scene.linkPaths;
         scene.removeLink();
         if (destination.isEmpty())
             QVERIFY(QFile::copy(paths.linkTarget, paths.linkPath));
         else
-            scene.link(destination);
-        QTEST(checkCLISymlink(paths), "status");
+            scene.link(destination == "target" ? paths.linkTarget : destination);
+        scene.scripts.isAvailable = hasScripts;
+        QTEST(checkCLISymlink(paths, scene.scripts), "status");
     }
 
     void completionResumesOnTheMainThreadOnceAndOnlyWhileItsContextLives() {
@@ -196,7 +234,7 @@ private slots:
     }
 
     void extensionProbe_data() {
-        QTest::addColumn<QString>("filterState");
+        QTest::addColumn<QString>("filterState"); // "on", "off", "unreadable", "absent"
         QTest::addColumn<DaemonStatus>("daemon");
         QTest::addColumn<QList<bool>>("pings");
         QTest::addColumn<std::optional<QString>>("build");
@@ -226,6 +264,11 @@ private slots:
             << "on" << D::ok << QList{false, true} << current << N::ok << 2;
         QTest::newRow("no answer twice")
             << "on" << D::ok << QList{false, false} << current << N::cannotConnect << 2;
+        QTest::newRow("no content filter on the system")
+            << "absent" << D::unsupported << yes << current << N::unsupported << 0;
+        // Asked through the daemon, the extension is out of reach where there is none.
+        QTest::newRow("no daemon on the system")
+            << "on" << D::unsupported << yes << current << N::unsupported << 0;
     }
 
     void extensionProbe() {
@@ -236,6 +279,7 @@ private slots:
         VirtualClock clock;
         FakeFilterManager filter;
         filter.enabled = filterState != "off";
+        filter.isAvailable = filterState != "absent";
         if (filterState == "unreadable")
             filter.loadError = PlatformError{"gone"};
         FakeDaemonConnection connection;
@@ -258,6 +302,7 @@ private slots:
         }
         QTEST(*result, "status");
         QTEST(connection.pingCalls, "pingCount");
+        QCOMPARE(filter.loadCount == 0, filterState == "absent");
         QCOMPARE(filter.savedEnabledStates.size(), pings.first() ? 0 : 2);
     }
 

@@ -168,7 +168,7 @@ private slots:
             if (record.level == LogLevel::error)
                 errors.append(record.message());
         QCOMPARE(errors, error.isEmpty() ? QStringList() : QStringList{error});
-        QCOMPARE(scene.monitor->cliStatus(), checkCLISymlink(paths));
+        QCOMPARE(scene.monitor->cliStatus(), checkCLISymlink(paths, scene.scripts));
     }
 
     void restartGoesOnOnceTheExtensionAnswers_data() {

@@ -43,6 +43,40 @@ private slots:
         QCOMPARE(scene.clock.pendingTimerCount(), 0);
     }
 
+    // On a system without the services the screen has nothing to repair: the
+    // report says so, which keeps the app on its prompts, and no poll repeats
+    // answers that cannot change. One piece that the user can repair beside
+    // them is reported, and polled for, as always.
+    void unsupportedPiecesLeaveNothingToRepair_data() {
+        QTest::addColumn<bool>("hasAgent");
+        QTest::addColumn<bool>("hasScripts");
+        QTest::addColumn<QString>("shown"); // link, daemon, agent, extension
+        QTest::addColumn<bool>("isNothingToRepair");
+        QTest::newRow("nothing supported")
+            << false << false << "unsupported unsupported unsupported unsupported" << true;
+        QTest::newRow("a running agent")
+            << true << false << "unsupported unsupported ok unsupported" << true;
+        QTest::newRow("a link to make")
+            << false << true << "missing unsupported unsupported unsupported" << false;
+    }
+
+    void unsupportedPiecesLeaveNothingToRepair() {
+        QFETCH(bool, hasAgent);
+        QFETCH(bool, hasScripts);
+        QFETCH(bool, isNothingToRepair);
+        SetupScene scene;
+        scene.makeUnsupported(hasAgent ? std::optional(zorBuildNumber()) : std::nullopt);
+        scene.scripts.isAvailable = hasScripts;
+        QVERIFY(scene.appearAndSettle());
+
+        const QStringList shown{
+            description(scene.monitor->cliStatus()), description(scene.monitor->daemonStatus()),
+            description(scene.monitor->agentStatus()), description(scene.monitor->neStatus())};
+        QTEST(shown.join(u' '), "shown");
+        QCOMPARE(scene.reports, QList{isNothingToRepair});
+        QCOMPARE(scene.monitor->isPollPending(), !isNothingToRepair);
+    }
+
     // A semaphore stands for a daemon slow to answer: the main thread goes on meanwhile.
     void hidingStopsThePollButLetsAProbeFinish() {
         SetupScene scene;

@@ -39,8 +39,13 @@ template <typename Status> void checkRules() {
         } else if (status == Status::ok) {
             QCOMPARE(d, (StepDisplay{d.label, StatusColor::green, true, false, std::nullopt,
                                      ButtonState::ok()}));
+        } else if (status == Status::unsupported) {
+            // Neutral, with nothing to click: not a failure the user could repair.
+            QCOMPARE(d, (StepDisplay{"Not Available", StatusColor::secondary, false, false,
+                                     d.instruction, ButtonState::none(), true}));
+            QVERIFY2(d.instructionText().contains("this system", Qt::CaseInsensitive), name);
         } else {
-            QVERIFY2(!d.label.isEmpty() && !d.isOK && !d.isChecking, name);
+            QVERIFY2(!d.label.isEmpty() && !d.isOK && !d.isChecking && !d.isUnsupported, name);
             QVERIFY2(d.color != StatusColor::gray && d.color != StatusColor::green, name);
             QVERIFY2(!d.button.label.isEmpty(), name);
             // Only these two leave nothing to click.
@@ -104,12 +109,46 @@ private slots:
                  qPrintable(actual.instructionText()));
     }
 
-    // What the monitor reports and the banner shows turn on every status they take.
-    void predicates() {
+    // What the monitor reports, and so whether the app opens on setup: only
+    // when there is something that the screen could repair.
+    void nothingToRepair_data() {
+        QTest::addColumn<DaemonStatus>("daemon");
+        QTest::addColumn<AgentStatus>("agent");
+        QTest::addColumn<NEStatus>("extension");
+        QTest::addColumn<CLISymlinkStatus>("link");
+        QTest::addColumn<bool>("isNothingToRepair");
+
+        using D = DaemonStatus;
+        using A = AgentStatus;
+        using N = NEStatus;
+        using L = CLISymlinkStatus;
+        QTest::newRow("all healthy") << D::ok << A::ok << N::ok << L::ok << true;
+        QTest::newRow("one still checking") << D::checking << A::ok << N::ok << L::ok << false;
+        QTest::newRow("one failing") << D::ok << A::ok << N::cannotConnect << L::ok << false;
+        QTest::newRow("all unsupported")
+            << D::unsupported << A::unsupported << N::unsupported << L::unsupported << true;
+        // An agent that runs where nothing could register it, beside the rest unsupported.
+        QTest::newRow("unsupported and healthy")
+            << D::unsupported << A::ok << N::unsupported << L::unsupported << true;
+        // The user can act on the one that fails, so the app opens on setup; the
+        // unsupported ones are shown as such beside it.
+        QTest::newRow("unsupported and failing")
+            << D::unsupported << A::unsupported << N::unsupported << L::missing << false;
+        QTest::newRow("unsupported and outdated")
+            << D::unsupported << A::staleVersion << N::unsupported << L::unsupported << false;
+    }
+
+    void nothingToRepair() {
+        QFETCH(DaemonStatus, daemon);
+        QFETCH(AgentStatus, agent);
+        QFETCH(NEStatus, extension);
+        QFETCH(CLISymlinkStatus, link);
+        QTEST(isNothingToRepair(daemon, agent, extension, link), "isNothingToRepair");
+    }
+
+    void anyOutdated() {
         using D = DaemonStatus;
         using N = NEStatus;
-        QVERIFY(!isAllHealthy(D::checking, AgentStatus::ok, N::ok, CLISymlinkStatus::ok));
-        QVERIFY(!isAllHealthy(D::ok, AgentStatus::ok, N::cannotConnect, CLISymlinkStatus::ok));
         QVERIFY(isAnyOutdated(D::staleVersion, AgentStatus::ok, N::ok));
         QVERIFY(isAnyOutdated(D::ok, AgentStatus::ok, N::staleVersion));
     }

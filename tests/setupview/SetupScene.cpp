@@ -22,7 +22,7 @@ SetupScene::SetupScene() {
     makeAllHealthy();
 
     monitor = std::make_unique<ServiceMonitor>(
-        clock, services, filter, daemon,
+        clock, services, filter, scripts, daemon,
         [this]() -> std::optional<QString> {
             QMutexLocker lock(&agentMutex);
             ++agentQueries;
@@ -31,7 +31,8 @@ SetupScene::SetupScene() {
         linkPaths);
     repairs = std::make_unique<ServiceRepairs>(*monitor, clock, services, extensions, filter,
                                                scripts, workspace);
-    monitor->setOnStatusChange([this](bool isHealthy) { reports.append(isHealthy); });
+    monitor->setOnStatusChange(
+        [this](bool isNothingToRepair) { reports.append(isNothingToRepair); });
 }
 
 SetupScene::~SetupScene() {
@@ -90,6 +91,20 @@ void SetupScene::makeDaemonUnreachable(ServiceStatus registration) {
     services.daemonStatus = registration;
 }
 
+void SetupScene::makeUnsupported(std::optional<QString> agentBuildNumber) {
+    {
+        QMutexLocker lock(&daemonConnection.mutex);
+        daemonConnection.status.reset();
+        daemonConnection.pingAnswer = false;
+        daemonConnection.extensionBuildNumber.reset();
+    }
+    services.isAvailable = false;
+    filter.isAvailable = false;
+    scripts.isAvailable = false;
+    setAgentBuildNumber(std::move(agentBuildNumber));
+    removeLink();
+}
+
 void SetupScene::removeLink() const {
     QFile::remove(linkPaths.linkPath);
 }
@@ -118,7 +133,7 @@ bool SetupScene::waitForReports(qsizetype count) {
     return QTest::qWaitFor([&] { return reports.size() >= count; }, 5000);
 }
 
-bool SetupScene::show(int width) {
+bool SetupScene::show(int width, std::optional<int> height) {
     view = std::make_unique<QQuickView>();
     prepareZorEngine(*view->engine());
     view->setResizeMode(QQuickView::SizeRootObjectToView);
@@ -130,8 +145,10 @@ bool SetupScene::show(int width) {
             qWarning("%s", qPrintable(error.toString()));
         return false;
     }
-    view->resize(width, 400);
-    fitHeight();
+    isFixedHeight = height.has_value();
+    view->resize(width, height.value_or(400));
+    if (!isFixedHeight)
+        fitHeight();
     view->show();
     return QTest::qWaitForWindowExposed(view.get());
 }
@@ -144,16 +161,14 @@ bool SetupScene::settle() {
 }
 
 void SetupScene::fitHeight() {
-    QQuickItem* root = view->rootObject();
-    const qreal height = root->property("contentHeight").toReal() +
-                         root->property("topPadding").toReal() +
-                         root->property("bottomPadding").toReal();
-    view->resize(view->width(), qCeil(height));
+    view->resize(view->width(), qCeil(view->rootObject()->implicitHeight()));
 }
 
 QImage SetupScene::grab() {
     // The first rendering lays the content out; the second shows all of it.
     view->grabWindow();
+    if (isFixedHeight)
+        return view->grabWindow();
     fitHeight();
     return view->grabWindow();
 }

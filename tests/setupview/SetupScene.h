@@ -30,6 +30,10 @@ public:
     // The daemon does not answer; its registration is `registration`. The
     // filter is enabled, so the extension waits on the daemon.
     void makeDaemonUnreachable(ServiceStatus registration);
+    // As on a system without the background services: no service manager,
+    // content filter or administrator scripts, no daemon, no link. An agent
+    // may still run, as a development agent does there.
+    void makeUnsupported(std::optional<QString> agentBuildNumber = std::nullopt);
     void removeLink() const;
     void link(const QString& destination) const;
     void setAgentBuildNumber(std::optional<QString> buildNumber);
@@ -39,11 +43,12 @@ public:
     [[nodiscard]] bool appearAndSettle();
     [[nodiscard]] bool waitForReports(qsizetype count);
 
-    // Loads the screen `width` wide; its appearance starts the full check.
-    bool show(int width);
+    // Loads the screen `width` wide and as tall as its content, or `height`
+    // tall; its appearance starts the full check.
+    bool show(int width, std::optional<int> height = std::nullopt);
     // Waits, in real time, until no status is being checked. Virtual time does not move.
     bool settle();
-    // Renders the window, as tall as its content.
+    // Renders the window, as tall as its content unless shown at a height.
     QImage grab();
 
     QQuickItem* item(const QString& objectName) const;
@@ -60,7 +65,7 @@ public:
     DaemonClient daemon{daemonConnection};
     FakeAdministratorScriptRunner scripts;
     FakeWorkspace workspace;
-    QList<bool> reports; // isAllHealthy after each pass of checks
+    QList<bool> reports; // isNothingToRepair after each pass of checks
     std::unique_ptr<ServiceMonitor> monitor;
     std::unique_ptr<ServiceRepairs> repairs; // acts on the monitor, so goes first
     std::unique_ptr<QQuickView> view;
@@ -71,6 +76,7 @@ private:
     void finishFlows();
     void fitHeight();
 
+    bool isFixedHeight = false;
     mutable QMutex agentMutex; // the agent is asked on a worker
     std::optional<QString> agentBuild;
     int agentQueries = 0;

@@ -1,11 +1,16 @@
 #include "LogCapture.h"
 #include "SetupScene.h"
+#include "shared/BuildNumber.h"
 #include "window/qml/QuickViews.h"
 
 #include <QColor>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextLayout>
+#include <QTextOption>
 
 using namespace zor;
 using namespace zor::testing;
@@ -19,14 +24,105 @@ const QStringList boxes = {"cliStepBox", "daemonStepBox", "agentStepBox", "neSte
 // the text of its child, then what its action area holds.
 QString shown(const SetupScene& scene, const QString& box) {
     QStringList parts;
-    for (const QString name :
-         {"okMark", "problemMark", "actionButton", "noticeLabel", "progressIndicator"}) {
+    for (const QString name : {"okMark", "problemMark", "unsupportedMark", "actionButton",
+                               "noticeLabel", "progressIndicator"}) {
         const QQuickItem* item = scene.inBox(box, name);
         const QQuickItem* text = name.endsWith("Mark") ? item->childItems().value(0) : item;
         if (item->isVisible())
             parts << name + u':' + text->property("text").toString();
     }
     return parts.join(u',');
+}
+
+// Whether an item of the window shows `text`, as a tool tip's popup does.
+bool isTextShown(const QQuickItem* item, const QString& text) {
+    if (!item->isVisible())
+        return false;
+    if (item->property("text").toString() == text)
+        return true;
+    const QList<QQuickItem*> children = item->childItems();
+    return std::any_of(children.begin(), children.end(),
+                       [&](const QQuickItem* child) { return isTextShown(child, text); });
+}
+
+// `item` and every item below it that is shown.
+QList<QQuickItem*> shownItems(QQuickItem* item) {
+    QList<QQuickItem*> items;
+    if (!item->isVisible() || item->opacity() == 0)
+        return items;
+    items.append(item);
+    for (QQuickItem* child : item->childItems())
+        items.append(shownItems(child));
+    return items;
+}
+
+// The widest line of `text` when it wraps only between words: wider than the text
+// where a word does not fit on a line, which other wrapping would have to cut.
+qreal widestWordWrappedLine(QQuickItem* text) {
+    if (text->property("textFormat").toInt() != Qt::MarkdownText) {
+        const QVariant wrapMode = text->property("wrapMode");
+        text->setProperty("wrapMode", int(QTextOption::WordWrap));
+        const qreal widest = text->property("contentWidth").toReal();
+        text->setProperty("wrapMode", wrapMode);
+        return widest;
+    }
+    // The item reports no lines of its own for Markdown: lay it out in a document
+    // as the item does.
+    QTextDocument document;
+    document.setDocumentMargin(0);
+    document.setDefaultFont(text->property("font").value<QFont>());
+    QTextOption option = document.defaultTextOption();
+    option.setWrapMode(QTextOption::WordWrap);
+    document.setDefaultTextOption(option);
+    document.setMarkdown(text->property("text").toString());
+    document.setTextWidth(text->width());
+    document.size(); // lays it out
+    qreal widest = 0;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next())
+        for (int i = 0; i < block.layout()->lineCount(); ++i)
+            widest = qMax(widest, block.layout()->lineAt(i).naturalTextWidth());
+    return widest;
+}
+
+// Every text shows whole and wraps only between words.
+void checkTextsKeepTheirWords(QQuickItem* screen) {
+    for (QQuickItem* text : shownItems(screen)) {
+        if (!text->inherits("QQuickText"))
+            continue;
+        const QByteArray name = text->objectName().toUtf8() + ": " +
+                                text->property("text").toString().left(40).toUtf8();
+        QVERIFY2(!text->property("truncated").toBool(), name);
+        QVERIFY2(widestWordWrappedLine(text) <= text->width() + 0.5, name);
+    }
+}
+
+// Every button of the screen can be brought fully into view: the screen-wide ones
+// are in view, a step's can be scrolled to, and none is cut at a side.
+void checkButtonsReachable(QQuickItem* screen, QQuickItem* scroller) {
+    auto* flickable = scroller->property("contentItem").value<QQuickItem*>();
+    auto* content = flickable->property("contentItem").value<QQuickItem*>();
+    const qreal contentHeight = flickable->property("contentHeight").toReal();
+    const qreal lastY = qMax(0.0, contentHeight - flickable->height());
+    for (QQuickItem* button : shownItems(screen)) {
+        if (!button->inherits("QQuickAbstractButton"))
+            continue;
+        const QByteArray name = button->objectName().toUtf8();
+        const QRectF bounds(0, 0, button->width(), button->height());
+        if (flickable->isAncestorOf(button)) {
+            const QRectF inContent = button->mapRectToItem(content, bounds);
+            QVERIFY2(inContent.top() >= 0 && inContent.bottom() <= contentHeight, name);
+            flickable->setProperty("contentY",
+                                   qBound(0.0, inContent.bottom() - flickable->height(), lastY));
+            QVERIFY2(QRectF(0, 0, flickable->width(), flickable->height())
+                         .contains(button->mapRectToItem(flickable, bounds)),
+                     name);
+        } else {
+            QVERIFY2(QRectF(0, 0, screen->width(), screen->height())
+                         .contains(button->mapRectToItem(screen, bounds)),
+                     name);
+        }
+    }
+    flickable->setProperty("contentY", 0);
 }
 
 // A point of `text` that lies on a link, searched line by line, in the scene.
@@ -51,31 +147,40 @@ class SetupViewTest : public QObject {
 private slots:
     void initTestCase() { useDesktopControlsStyle(); }
 
-    // Between them, the rows show every kind of box: healthy, with a button, with a notice.
+    // Between them, the rows show every kind of box: healthy, with a button, with a
+    // notice, and not available on this system.
     void screenShowsEachStep_data() {
-        QTest::addColumn<bool>("isAgentOutdated");     // else the daemon is unreachable
+        QTest::addColumn<QString>("system");
         QTest::addColumn<QStringList>("statusLabels"); // link, daemon, agent, extension
         QTest::addColumn<QStringList>("shownParts");
 
         const QString ok = "okMark:\u2713";
+        const QString unsupported = "unsupportedMark:";
         QTest::newRow("agent outdated")
-            << true << QStringList{"Linked", "Running", "Outdated", "Running"}
+            << "agent outdated" << QStringList{"Linked", "Running", "Outdated", "Running"}
             << QStringList{ok, ok, "problemMark:!,actionButton:Restart", ok};
         QTest::newRow("daemon unreachable")
-            << false << QStringList{"Linked", "Not Running", "Running", "Waiting on Daemon"}
+            << "daemon unreachable"
+            << QStringList{"Linked", "Not Running", "Running", "Waiting on Daemon"}
             << QStringList{ok, "problemMark:!,actionButton:Approve", ok,
                            "problemMark:!,noticeLabel:Waiting"};
+        QTest::newRow("unsupported")
+            << "unsupported"
+            << QStringList{"Not Available", "Not Available", "Running", "Not Available"}
+            << QStringList{unsupported, unsupported, ok, unsupported};
     }
 
     void screenShowsEachStep() {
-        QFETCH(bool, isAgentOutdated);
+        QFETCH(QString, system);
         QFETCH(QStringList, statusLabels);
         QFETCH(QStringList, shownParts);
         SetupScene scene;
-        if (isAgentOutdated)
+        if (system == "agent outdated")
             scene.makeAgentOutdated();
-        else
+        if (system == "daemon unreachable")
             scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        if (system == "unsupported")
+            scene.makeUnsupported(zorBuildNumber());
         QVERIFY(scene.show(640));
         QVERIFY(scene.settle());
 
@@ -84,9 +189,41 @@ private slots:
                      statusLabels[i]);
             QCOMPARE(shown(scene, boxes[i]), shownParts[i]);
             QCOMPARE(scene.inBox(boxes[i], "instruction")->isVisible(),
-                     shownParts[i].contains('!'));
+                     !shownParts[i].startsWith("okMark"));
         }
-        QCOMPARE(scene.item("outdatedBanner")->isVisible(), isAgentOutdated);
+        QCOMPARE(scene.item("outdatedBanner")->isVisible(), system == "agent outdated");
+    }
+
+    // Where the system has no service manager, the screen-wide flows could only
+    // fail: they are closed, and say why where the pointer rests. Nothing on the
+    // screen is in the colour of a failure.
+    void unsupportedScreenOffersNothingThatCannotWork() {
+        SetupScene scene;
+        scene.makeUnsupported();
+        QVERIFY(scene.show(340, 500));
+        QVERIFY(scene.settle());
+        LogCapture log;
+
+        QQuickItem* restart = scene.item("restartButton");
+        QVERIFY(!restart->isEnabled());
+        QVERIFY(!scene.item("stopButton")->isEnabled());
+        QVERIFY(scene.item("refreshButton")->isEnabled());
+        scene.click(restart);
+        QVERIFY(log.messages().filter("User clicked").isEmpty());
+        QVERIFY(!scene.repairs->isRestarting());
+
+        const QString reason = "Not available on this system: it has no service manager.";
+        QVERIFY(!isTextShown(scene.view->contentItem(), reason));
+        const QPointF centre = restart->mapToScene({restart->width() / 2, restart->height() / 2});
+        QTest::mouseMove(scene.view.get(), centre.toPoint() + QPoint(1, 0));
+        QTest::mouseMove(scene.view.get(), centre.toPoint());
+        QTRY_VERIFY(isTextShown(scene.view->contentItem(), reason));
+
+        const QColor red = QColor("#e5352b");
+        for (const QString& box : boxes) {
+            QVERIFY(!scene.inBox(box, "actionButton")->isVisible());
+            QVERIFY(scene.inBox(box, "statusLabel")->property("color").value<QColor>() != red);
+        }
     }
 
     // On a screen where three steps need a repair, every button logs its click first.
@@ -110,6 +247,54 @@ private slots:
                               "User clicked Restart Services button", // from the outdated agent's
                               "User clicked Restart Services button", // from the banner's
                               "User clicked Refresh button"}));
+    }
+
+    // At the screen's smallest, 340 x 500, and taller: every action reachable, no
+    // word broken, and a scroll bar exactly while there is more than fits.
+    void everythingReachableAtTheSmallestSize_data() {
+        QTest::addColumn<QString>("system");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<bool>("isOverflowing");
+        QTest::newRow("all healthy") << "all healthy" << 500 << false;
+        QTest::newRow("unsupported") << "unsupported" << 500 << true;
+        QTest::newRow("everything to repair") << "everything to repair" << 500 << true;
+        QTest::newRow("everything to repair, tall") << "everything to repair" << 1200 << false;
+    }
+
+    void everythingReachableAtTheSmallestSize() {
+        QFETCH(QString, system);
+        QFETCH(int, height);
+        SetupScene scene;
+        if (system == "unsupported")
+            scene.makeUnsupported();
+        if (system == "everything to repair") {
+            // The banner, three instructions, both buttons' rows and an error below them.
+            scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+            scene.setAgentBuildNumber("1");
+            scene.removeLink();
+            scene.services.daemonUnregisterResult =
+                PlatformError{"The operation couldn't be completed because the daemon refused"};
+        }
+        QVERIFY(scene.show(340, height));
+        QVERIFY(scene.settle());
+        if (system == "everything to repair") {
+            scene.click(scene.item("stopButton"));
+            QVERIFY(scene.settle());
+            QVERIFY(scene.item("stopError")->isVisible());
+        }
+        scene.grab(); // lays the texts out
+
+        QQuickItem* screen = scene.view->rootObject();
+        QQuickItem* scroller = scene.item("setupScroller");
+        checkTextsKeepTheirWords(screen);
+        checkButtonsReachable(screen, scroller);
+        QQuickItem* bar = nullptr;
+        for (QQuickItem* child : scroller->childItems())
+            if (child->inherits("QQuickScrollBar") &&
+                child->property("orientation").toInt() == Qt::Vertical)
+                bar = child;
+        QVERIFY(bar);
+        QTEST(bar->isVisible(), "isOverflowing");
     }
 
     void instructionLinkOpensItsTarget() {

@@ -4,9 +4,12 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
 #include "prompts/SidebarEntryActions.h"
+#include "window/qml/QuickViews.h"
 
 #include <QAbstractItemModelTester>
 #include <QProcess>
+#include <QQuickItem>
+#include <QQuickView>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -37,6 +40,28 @@ QStringList modelRows(const PromptsSidebarModel& model) {
     return rows;
 }
 
+// An executable at `path` that stands for the command-line tool.
+bool makeTool(const QString& path) {
+    QFile tool(path);
+    return tool.open(QIODevice::WriteOnly) && tool.write("#!/bin/sh\n") > 0 &&
+           tool.setPermissions(tool.permissions() | QFileDevice::ExeOwner);
+}
+
+// Whether an item of the window shows `text`, as a tool tip's popup does.
+bool isTextShown(const QQuickItem* item, const QString& text) {
+    if (!item->isVisible())
+        return false;
+    if (item->property("text").toString() == text)
+        return true;
+    const QList<QQuickItem*> children = item->childItems();
+    return std::any_of(children.begin(), children.end(),
+                       [&](const QQuickItem* child) { return isTextShown(child, text); });
+}
+
+QPoint centreOf(const QQuickItem* item) {
+    return item->mapToScene({item->width() / 2, item->height() / 2}).toPoint();
+}
+
 // The same, computed afresh from the store's queries.
 QStringList rebuiltRows(const PromptStore& store, SidebarGrouping grouping) {
     QList<SidebarEntry> entries{SidebarEntry::all(store)};
@@ -58,6 +83,8 @@ class SidebarTest : public QObject {
     Q_OBJECT
 
 private slots:
+    void initTestCase() { useDesktopControlsStyle(); }
+
     // Row by row: a change never resets the model.
     void randomChangesMatchAFullRebuild() {
         QRandomGenerator random(7);
@@ -127,9 +154,11 @@ private slots:
 
     void menuActionsReachTheServices() {
         QTemporaryDir dir;
+        const QString tool = dir.filePath("zor-cli");
+        QVERIFY(makeTool(tool));
         FakeWorkspace workspace;
         FakeClipboard clipboard;
-        SidebarEntryActions actions(workspace, clipboard, "/opt/zor/zor-cli", dir.path());
+        SidebarEntryActions actions(workspace, clipboard, tool, dir.path());
         actions.revealInFileManager("/p/policy.yml");
         actions.openInDefaultApp("/p/policy.yml");
         actions.copyPolicyPath("/p/policy.yml");
@@ -145,8 +174,79 @@ private slots:
         QCOMPARE(workspace.scriptsRun, (QStringList{script, script}));
         QFile file(script);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), sessionLogsScriptText("/opt/zor/zor-cli", "s/1").toUtf8());
+        QCOMPARE(file.readAll(), sessionLogsScriptText(tool, "s/1").toUtf8());
         QCOMPARE(file.permissions() & 0x0fff, QFileDevice::Permissions(0x0755));
+    }
+
+    // "Open Audit Logs" runs the command-line tool: where it is not installed the
+    // menu shows the item closed, with the reason where the pointer rests, and
+    // no script is written that could only fail in the terminal.
+    void auditLogsNeedTheTool_data() {
+        QTest::addColumn<bool>("hasTool");
+        QTest::newRow("installed") << true;
+        QTest::newRow("not installed") << false;
+    }
+
+    void auditLogsNeedTheTool() {
+        QFETCH(bool, hasTool);
+        QTemporaryDir dir;
+        const QString tool = dir.filePath("bin/zor-cli");
+        if (hasTool)
+            QVERIFY(QDir(dir.path()).mkdir("bin") && makeTool(tool));
+        PromptStore store;
+        store.addPrompt("s1", "/p/policy.yml", fileDenial("/a"));
+        PromptsSidebarModel model;
+        model.setStore(&store);
+        model.setGrouping(SidebarGrouping::session);
+        FakeWorkspace workspace;
+        FakeClipboard clipboard;
+        SidebarEntryActions actions(workspace, clipboard, tool, dir.path());
+        const QString reason = "Not available on this system: there is no zor-cli at " + tool + ".";
+        QCOMPARE(actions.auditLogsUnavailableReason(), hasTool ? QString() : reason);
+
+        QQuickView view;
+        view.setResizeMode(QQuickView::SizeRootObjectToView);
+        prepareZorEngine(*view.engine());
+        view.setInitialProperties(
+            {{"model", QVariant::fromValue(&model)}, {"actions", QVariant::fromValue(&actions)}});
+        view.setSource(QUrl("qrc:/qt/qml/Zor/prompts/PromptsSidebar.qml"));
+        QCOMPARE(view.status(), QQuickView::Ready);
+        view.resize(340, 300);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+        // The session's entry follows "All".
+        QQuickItem* session = nullptr;
+        QTRY_VERIFY(session = [&]() -> QQuickItem* {
+            const auto* entries = view.rootObject()->findChild<QQuickItem*>("sidebarEntries");
+            for (QQuickItem* row :
+                 entries->property("contentItem").value<QQuickItem*>()->childItems())
+                if (row->property("sessionId").toString() == "s1")
+                    return row;
+            return nullptr;
+        }());
+        QTest::mouseClick(&view, Qt::RightButton, {}, centreOf(session));
+        auto* item = session->findChild<QQuickItem*>("auditLogsItem");
+        QTRY_VERIFY(item->isVisible());
+        view.grabWindow(); // lays the menu out
+        QCOMPARE(item->isEnabled(), hasTool);
+
+        LogCapture log;
+        if (!hasTool) {
+            QTest::mouseMove(&view, centreOf(item) + QPoint(1, 0));
+            QTest::mouseMove(&view, centreOf(item));
+            QTRY_VERIFY(isTextShown(view.contentItem(), reason));
+            QTest::mouseClick(&view, Qt::LeftButton, {}, centreOf(item));
+            // Called all the same, the action writes nothing and says why.
+            actions.openAuditLogs("s1");
+            QCOMPARE(log.messages(LogCategory::promptsView),
+                     QStringList{"No audit-log script for session s1: " + reason});
+        } else {
+            QVERIFY(!isTextShown(view.contentItem(), reason));
+            QTest::mouseClick(&view, Qt::LeftButton, {}, centreOf(item));
+        }
+        QCOMPARE(workspace.scriptsRun,
+                 hasTool ? QStringList{dir.filePath("zor-logs-s1.command")} : QStringList());
     }
 
     void scriptFileNames_data() {
@@ -231,5 +331,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(SidebarTest)
+QTEST_MAIN(SidebarTest)
 #include "tst_sidebar.moc"

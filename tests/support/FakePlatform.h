@@ -32,8 +32,12 @@ public:
     explicit FakeServiceManagement(const zor::Clock* clock = nullptr)
         : clock(clock) {}
 
+    bool isSupported() const override { return isAvailable; }
     std::unique_ptr<AppService> daemonService(const QString& plistName) override;
     std::unique_ptr<AppService> agentService(const QString& plistName) override;
+
+    // False plays a system without a service manager.
+    bool isAvailable = true;
 
     // Scripted outcomes per service ("daemon"/"agent"). Register results are
     // consumed in order; once used up, registration succeeds.
@@ -81,6 +85,7 @@ public:
 // An in-memory filter configuration; completions run at once on the calling thread.
 class FakeFilterManager final : public FilterManager {
 public:
+    bool isSupported() const override { return isAvailable; }
     void loadFromPreferences(Completion completion) override {
         ++loadCount;
         completion(loadError);
@@ -105,6 +110,7 @@ public:
     bool isEnabled() const override { return enabled; }
     void setEnabled(bool value) override { enabled = value; }
 
+    bool isAvailable = true; // false: a system without a content filter
     std::optional<PlatformError> loadError;
     std::deque<std::optional<PlatformError>> saveErrors; // consumed in order; then saves succeed
     std::optional<FilterProviderConfiguration> configuration;
@@ -154,10 +160,12 @@ public:
 
 class FakeAdministratorScriptRunner final : public AdministratorScriptRunner {
 public:
+    bool isSupported() const override { return isAvailable; }
     ScriptRunResult run(const QString& source) override {
         sources.append(source);
         return result;
     }
+    bool isAvailable = true; // false: a system without one
     ScriptRunResult result;
     QStringList sources;
 };

@@ -8,6 +8,7 @@
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptsViewModel.h"
+#include "shared/BuildNumber.h"
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
@@ -30,9 +31,13 @@ namespace {
 
 enum class Appearance { light, dark };
 
+// The setup tab's smallest window.
+constexpr int kSetupMinimumHeight = 500;
+
 struct SetupShot {
     const char* fileName;
     Appearance appearance;
+    std::optional<int> height;                // none: as tall as the content
     std::function<void(SetupScene&)> arrange; // before the screen appears
     std::function<void(SetupScene&)> act;     // once the checks have settled
 };
@@ -41,48 +46,105 @@ const QList<SetupShot>& setupShots() {
     static const QList<SetupShot> all = {
         {"setup-01-all-healthy.png",
          Appearance::light,
+         {},
          [](SetupScene& s) { s.makeAllHealthy(); },
          {}},
         {"setup-02-agent-outdated.png",
          Appearance::light,
+         {},
          [](SetupScene& s) { s.makeAgentOutdated(); },
          {}},
         {"setup-03-daemon-unreachable.png",
          Appearance::light,
+         {},
          [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::notRegistered); },
          {}},
         {"setup-04-daemon-awaiting-approval.png",
          Appearance::light,
+         {},
          [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::requiresApproval); },
          {}},
         // The restart waits on the extension's replacement, which the fake never answers.
-        {"setup-05-restarting.png", Appearance::light, [](SetupScene& s) { s.makeAllHealthy(); },
+        {"setup-05-restarting.png",
+         Appearance::light,
+         {},
+         [](SetupScene& s) { s.makeAllHealthy(); },
          [](SetupScene& s) { s.click(s.item(QStringLiteral("restartButton"))); }},
         {"setup-06-agent-outdated-dark.png",
          Appearance::dark,
+         {},
          [](SetupScene& s) { s.makeAgentOutdated(); },
          {}},
         {"setup-07-daemon-awaiting-approval-dark.png",
          Appearance::dark,
+         {},
          [](SetupScene& s) { s.makeDaemonUnreachable(ServiceStatus::requiresApproval); },
+         {}},
+        // As on Linux beside the development agent.
+        {"setup-08-unsupported.png",
+         Appearance::light,
+         {},
+         [](SetupScene& s) { s.makeUnsupported(zorBuildNumber()); },
+         {}},
+        {"setup-09-unsupported-340x500.png",
+         Appearance::light,
+         kSetupMinimumHeight,
+         [](SetupScene& s) { s.makeUnsupported(zorBuildNumber()); },
+         {}},
+        {"setup-10-unsupported-dark.png",
+         Appearance::dark,
+         {},
+         [](SetupScene& s) { s.makeUnsupported(); },
+         {}},
+        {"setup-11-unsupported-340x500-dark.png",
+         Appearance::dark,
+         kSetupMinimumHeight,
+         [](SetupScene& s) { s.makeUnsupported(); },
+         {}},
+        // The longest screen: the banner and three instructions.
+        {"setup-12-outdated-unreachable-340x500.png",
+         Appearance::light,
+         kSetupMinimumHeight,
+         [](SetupScene& s) {
+             s.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+             s.setAgentBuildNumber(QStringLiteral("1"));
+             s.removeLink();
+         },
+         {}},
+        {"setup-13-outdated-unreachable-340x500-dark.png",
+         Appearance::dark,
+         kSetupMinimumHeight,
+         [](SetupScene& s) {
+             s.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+             s.setAgentBuildNumber(QStringLiteral("1"));
+             s.removeLink();
+         },
          {}},
     };
     return all;
 }
 
+enum class Services { healthy, unhealthy, unsupported };
+
 struct WindowShot {
     const char* fileName;
     Appearance appearance;
-    bool isHealthy;
+    Services services;
     std::optional<AppTab> tab; // selected once the window is up
 };
 
 const QList<WindowShot>& windowShots() {
     static const QList<WindowShot> all = {
-        {"window-01-launch.png", Appearance::light, true, {}},
-        {"window-02-setup-unhealthy.png", Appearance::light, false, {}},
-        {"window-03-setup-unhealthy-dark.png", Appearance::dark, false, {}},
-        {"window-04-sessions.png", Appearance::light, true, AppTab::sessions},
+        {"window-01-launch.png", Appearance::light, Services::healthy, {}},
+        {"window-02-setup-unhealthy.png", Appearance::light, Services::unhealthy, {}},
+        {"window-03-setup-unhealthy-dark.png", Appearance::dark, Services::unhealthy, {}},
+        {"window-04-sessions.png", Appearance::light, Services::healthy, AppTab::sessions},
+        // Opens on the prompts; the setup tab, chosen, at the window's smallest.
+        {"window-05-unsupported.png", Appearance::light, Services::unsupported, {}},
+        {"window-06-unsupported-setup.png", Appearance::light, Services::unsupported,
+         AppTab::setup},
+        {"window-07-unsupported-setup-dark.png", Appearance::dark, Services::unsupported,
+         AppTab::setup},
     };
     return all;
 }
@@ -106,7 +168,7 @@ bool fail(const char* fileName, const char* what) {
 bool render(const SetupShot& shot, const QDir& outDir) {
     SetupScene scene;
     shot.arrange(scene);
-    if (!scene.show(int(MainSplitViewController::sidebarWidth)))
+    if (!scene.show(int(MainSplitViewController::sidebarWidth), shot.height))
         return fail(shot.fileName, "the screen did not load");
     if (!scene.settle())
         return fail(shot.fileName, "the checks did not finish");
@@ -119,8 +181,10 @@ bool render(const SetupShot& shot, const QDir& outDir) {
 // resizing they cause are over.
 bool render(const WindowShot& shot, const QDir& outDir) {
     SetupScene scene;
-    if (!shot.isHealthy)
+    if (shot.services == Services::unhealthy)
         scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+    if (shot.services == Services::unsupported)
+        scene.makeUnsupported(zorBuildNumber());
     AppState appState;
     MainWindow mainWindow(appState, {*scene.monitor, *scene.repairs});
     mainWindow.show();
