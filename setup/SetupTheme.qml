@@ -69,6 +69,12 @@ QtObject {
         return Contrast.toReach(color, background, Contrast.textRatio);
     }
 
+    // `color` as text on a button, whose face the style shades on either side
+    // of the palette's button colour.
+    function readableOnButton(color) {
+        return readable(readable(color, Qt.lighter(system.button, 1.4)), Qt.darker(system.button, 1.2));
+    }
+
     // A status's colour as its texts and marks show it in a step's box.
     function statusColor(color) {
         return readable(statusTint(color), groupBackground);

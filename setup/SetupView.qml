@@ -57,7 +57,7 @@ Control {
 
         enabled: view.repairs.hasServiceManager
         // Closed, it reads as closed.
-        palette.buttonText: enabled ? textColor : SetupTheme.secondaryText
+        palette.buttonText: enabled ? textColor : SetupTheme.readableOnButton(SetupTheme.secondaryText)
         ToolTip.visible: !enabled && unavailableHover.hovered
         ToolTip.text: "Not available on this system: it has no service manager."
         ToolTip.delay: 600
@@ -199,7 +199,7 @@ Control {
                     objectName: "stopButton"
                     text: view.repairs.isStopping ? "Stopping..." : "Stop All Services"
                     // The destructive role, as the platform draws it.
-                    textColor: SetupTheme.readable(SetupTheme.red, SetupTheme.system.button)
+                    textColor: SetupTheme.readableOnButton(SetupTheme.red)
                     onClicked: view.repairs.stopAllServices()
                 }
 

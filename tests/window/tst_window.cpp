@@ -191,12 +191,13 @@ private slots:
 
     // Every screen, light and dark: the prompt list with a highlighted row, a
     // row being decided and rows of ended sessions; the sessions tab; an
-    // empty list; the setup screen with a banner, a link and red statuses.
+    // empty list; the setup screen with a banner, a link and red statuses, and
+    // with services this system does not have.
     void everyTextReads_data() {
         QTest::addColumn<bool>("isDark");
         QTest::addColumn<QString>("screen");
         for (const bool isDark : {false, true})
-            for (const char* screen : {"policies", "sessions", "empty", "setup"})
+            for (const char* screen : {"policies", "sessions", "empty", "setup", "unsupported"})
                 QTest::addRow("%s, %s", screen, isDark ? "dark" : "light") << isDark << screen;
     }
     void everyTextReads() {
@@ -210,6 +211,8 @@ private slots:
         SetupScene setup;
         if (screen == "setup")
             setup.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+        else if (screen == "unsupported")
+            setup.makeUnsupported();
         PromptsScene prompts;
         if (screen != "empty")
             prompts.addSamplePrompts();
@@ -241,7 +244,9 @@ private slots:
             store.setHighlightedPromptId(listModel->promptAt(4)->id);
             list->forceActiveFocus();
         }
-        QTRY_COMPARE(window->width(), screen == "setup" ? 340 : 761);
+        if (screen == "unsupported")
+            prompts.appState.setSelectedTab(AppTab::setup);
+        QTRY_COMPARE(window->width(), screen == "setup" || screen == "unsupported" ? 340 : 761);
         QTest::qWait(50); // the row icons paint on a later frame
         const QStringList failures = contrastFailures(window);
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n"))));
