@@ -28,71 +28,69 @@ ScrollView {
             id: entry
 
             required property int index
-            required property string sessionId
-            required property bool hasPolicyFileItems
-            required property bool hasAuditLogsItem
-            required property bool hasCopySessionIdItem
-            required property bool hasMenu
 
             width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
             onClicked: sidebar.model.select(index)
             onContextMenuRequested: (x, y) => {
-                if (hasMenu)
-                    menu.popup(entry, x, y)
+                sidebar.actions.openFor(sidebar.model, index);
+                if (sidebar.actions.hasMenu)
+                    menu.popup(entry, x, y);
             }
+        }
+    }
 
-            Menu {
-                id: menu
+    // One menu for every entry, opened for the one clicked: a menu in each
+    // entry would be made and dropped with it as the entries change.
+    Menu {
+        id: menu
 
-                MenuItem {
-                    text: sidebar.actions.revealLabel
-                    visible: entry.hasPolicyFileItems
-                    height: visible ? implicitHeight : 0
-                    onTriggered: sidebar.actions.revealInFileManager(entry.subtitle)
-                }
-                MenuItem {
-                    text: "Open in Default App"
-                    visible: entry.hasPolicyFileItems
-                    height: visible ? implicitHeight : 0
-                    onTriggered: sidebar.actions.openInDefaultApp(entry.subtitle)
-                }
-                MenuItem {
-                    id: auditLogsItem
+        objectName: "sidebarEntryMenu"
 
-                    objectName: "auditLogsItem"
-                    text: "Open Audit Logs"
-                    visible: entry.hasAuditLogsItem
-                    height: visible ? implicitHeight : 0
-                    // Shown where it cannot work, disabled, with the reason.
-                    enabled: sidebar.actions.isAuditLogsAvailable
-                    ToolTip.visible: !enabled && unavailableHover.hovered
-                    ToolTip.text: sidebar.actions.auditLogsUnavailableReason
-                    ToolTip.delay: 600
-                    Accessible.description: sidebar.actions.auditLogsUnavailableReason
-                    onTriggered: sidebar.actions.openAuditLogs(entry.sessionId)
+        MenuItem {
+            text: sidebar.actions.revealLabel
+            visible: sidebar.actions.hasPolicyFileItems
+            height: visible ? implicitHeight : 0
+            onTriggered: sidebar.actions.revealInFileManager()
+        }
+        MenuItem {
+            text: "Open in Default App"
+            visible: sidebar.actions.hasPolicyFileItems
+            height: visible ? implicitHeight : 0
+            onTriggered: sidebar.actions.openInDefaultApp()
+        }
+        MenuItem {
+            objectName: "auditLogsItem"
+            text: "Open Audit Logs"
+            visible: sidebar.actions.hasAuditLogsItem
+            height: visible ? implicitHeight : 0
+            // Shown where it cannot work, disabled, with the reason.
+            enabled: sidebar.actions.isAuditLogsAvailable
+            ToolTip.visible: !enabled && unavailableHover.hovered
+            ToolTip.text: sidebar.actions.auditLogsUnavailableReason
+            ToolTip.delay: 600
+            Accessible.description: sidebar.actions.auditLogsUnavailableReason
+            onTriggered: sidebar.actions.openAuditLogs()
 
-                    // A disabled item sees no hover of its own; its handler does.
-                    HoverHandler {
-                        id: unavailableHover
-                    }
-                }
-                MenuSeparator {
-                    visible: entry.hasPolicyFileItems
-                    height: visible ? implicitHeight : 0
-                }
-                MenuItem {
-                    text: "Copy Policy Path"
-                    visible: entry.hasPolicyFileItems
-                    height: visible ? implicitHeight : 0
-                    onTriggered: sidebar.actions.copyPolicyPath(entry.subtitle)
-                }
-                MenuItem {
-                    text: "Copy Session ID"
-                    visible: entry.hasCopySessionIdItem
-                    height: visible ? implicitHeight : 0
-                    onTriggered: sidebar.actions.copySessionId(entry.sessionId)
-                }
+            // A disabled item sees no hover of its own; its handler does.
+            HoverHandler {
+                id: unavailableHover
             }
+        }
+        MenuSeparator {
+            visible: sidebar.actions.hasPolicyFileItems
+            height: visible ? implicitHeight : 0
+        }
+        MenuItem {
+            text: "Copy Policy Path"
+            visible: sidebar.actions.hasPolicyFileItems
+            height: visible ? implicitHeight : 0
+            onTriggered: sidebar.actions.copyPolicyPath()
+        }
+        MenuItem {
+            text: "Copy Session ID"
+            visible: sidebar.actions.hasCopySessionIdItem
+            height: visible ? implicitHeight : 0
+            onTriggered: sidebar.actions.copySessionId()
         }
     }
 }

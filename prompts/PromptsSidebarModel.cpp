@@ -68,14 +68,6 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
         return shown.tooltip.value_or(QString());
     case isSelectedRole:
         return shown.isSelected(shownFilter);
-    case hasPolicyFileItemsRole:
-        return shown.hasPolicyFileItems();
-    case hasAuditLogsItemRole:
-        return shown.hasAuditLogsItem();
-    case hasCopySessionIdItemRole:
-        return shown.hasCopySessionIdItem();
-    case hasMenuRole:
-        return shown.hasMenu();
     default:
         return {};
     }
@@ -90,10 +82,6 @@ QHash<int, QByteArray> PromptsSidebarModel::roleNames() const {
         {countRole, "count"},
         {tooltipRole, "tooltip"},
         {isSelectedRole, "isSelected"},
-        {hasPolicyFileItemsRole, "hasPolicyFileItems"},
-        {hasAuditLogsItemRole, "hasAuditLogsItem"},
-        {hasCopySessionIdItemRole, "hasCopySessionIdItem"},
-        {hasMenuRole, "hasMenu"},
     };
 }
 
@@ -153,68 +141,120 @@ void PromptsSidebarModel::takeChanges() {
     for (const quint64 seq : std::exchange(addedSeqs, {}))
         if (promptStore->promptWithSeq(seq))
             seqs.append(seq, false);
-    const std::vector<QString> keys = std::exchange(changedKeys, {});
-    QSet<QString> followed;
-    for (const QString& key : keys)
-        if (!followed.contains(key)) {
-            followed.insert(key);
-            followGroup(key);
-        }
-    if (!keys.empty())
+    // Each group once: those that move, come or go, and those that only count anew.
+    std::vector<GroupChange> moves;
+    std::vector<QString> recounts;
+    QSet<QString> seen;
+    for (const QString& key : std::exchange(changedKeys, {})) {
+        if (seen.contains(key))
+            continue;
+        seen.insert(key);
+        const auto shown = newestByKey.constFind(key);
+        GroupChange change{key, shown == newestByKey.cend() ? std::nullopt : std::optional(*shown),
+                           newestInStore(key)};
+        if (change.from == change.to)
+            recounts.push_back(key);
+        else
+            moves.push_back(std::move(change));
+    }
+    // One group keeps its row, and its delegate, as it moves; many go and
+    // come back in runs of rows, which a view takes as a few changes.
+    if (moves.size() == 1)
+        moveGroup(moves.front());
+    else if (!moves.empty())
+        regroup(moves);
+    for (const QString& key : recounts)
+        if (const int row = rowOfKey(key); row >= 0)
+            rowChanged(row);
+    if (!seen.isEmpty())
         rowChanged(0);
     // None of them is a group's newest any longer.
     for (const quint64 seq : std::exchange(removedSeqs, {}))
         seqs.remove(seq);
 }
 
-void PromptsSidebarModel::followGroup(const QString& key) {
-    const auto shown = newestByKey.constFind(key);
-    const std::optional<quint64> old =
-        shown == newestByKey.cend() ? std::nullopt : std::optional(*shown);
-    const std::optional<quint64> newest = newestInStore(key);
-    const auto remark = [&] {
-        if (old) {
-            seqs.setMarked(*old, false);
-            keyByNewest.remove(*old);
-            newestByKey.remove(key);
-        }
-        if (newest) {
-            seqs.setMarked(*newest, true);
-            keyByNewest.insert(*newest, key);
-            newestByKey.insert(key, *newest);
-        }
-    };
-    if (old == newest) {
-        if (newest)
-            rowChanged(rowOfNewest(*newest)); // its count
-        return;
+void PromptsSidebarModel::remark(const GroupChange& change) {
+    if (change.from) {
+        seqs.setMarked(*change.from, false);
+        keyByNewest.remove(*change.from);
+        newestByKey.remove(change.key);
     }
-    if (!old) {
-        // Below the groups with newer prompts.
-        const int row = 1 + int(seqs.markedCount() - seqs.markedBelow(*newest));
+    if (change.to) {
+        seqs.setMarked(*change.to, true);
+        keyByNewest.insert(*change.to, change.key);
+        newestByKey.insert(change.key, *change.to);
+    }
+}
+
+int PromptsSidebarModel::rowFor(quint64 newest) const {
+    // Below the groups with newer prompts; `newest` is not marked yet.
+    return 1 + int(seqs.markedCount() - seqs.markedBelow(newest));
+}
+
+void PromptsSidebarModel::moveGroup(const GroupChange& change) {
+    if (!change.from) {
+        const int row = rowFor(*change.to);
         beginInsertRows({}, row, row);
-        remark();
+        remark(change);
         endInsertRows();
         return;
     }
-    const int from = rowOfNewest(*old);
-    if (!newest) {
+    const int from = rowOfNewest(*change.from);
+    if (!change.to) {
         beginRemoveRows({}, from, from);
-        remark();
+        remark(change);
         endRemoveRows();
         return;
     }
-    // Its row once moved: below the other groups with newer prompts.
-    const int to =
-        1 + int(seqs.markedCount() - seqs.markedBelow(*newest)) - (*old > *newest ? 1 : 0);
+    // Its row once moved, where the group itself no longer counts above it.
+    const int to = rowFor(*change.to) - (*change.from > *change.to ? 1 : 0);
     if (to == from) {
-        remark();
+        remark(change);
     } else {
         beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
-        remark();
+        remark(change);
         endMoveRows();
     }
     rowChanged(to);
+}
+
+void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
+    // Out, from the bottom up, so that the rows still to go keep their numbers.
+    std::vector<std::pair<int, const GroupChange*>> leaving;
+    for (const GroupChange& change : changes)
+        if (change.from)
+            leaving.emplace_back(rowOfNewest(*change.from), &change);
+    std::sort(leaving.begin(), leaving.end(),
+              [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (auto run = leaving.cbegin(); run != leaving.cend();) {
+        auto end = run + 1;
+        while (end != leaving.cend() && end->first == (end - 1)->first - 1)
+            ++end;
+        beginRemoveRows({}, (end - 1)->first, run->first);
+        for (auto it = run; it != end; ++it)
+            remark({it->second->key, it->second->from, std::nullopt});
+        endRemoveRows();
+        run = end;
+    }
+    // Back in, from the top down: each lands below those already back, which
+    // are newer, so its row is known before any of them is marked.
+    std::erase_if(changes, [](const GroupChange& change) { return !change.to; });
+    std::sort(changes.begin(), changes.end(),
+              [](const GroupChange& a, const GroupChange& b) { return *a.to > *b.to; });
+    std::vector<int> rows;
+    rows.reserve(changes.size());
+    for (std::size_t i = 0; i < changes.size(); ++i)
+        rows.push_back(rowFor(*changes[i].to) + int(i));
+    for (std::size_t run = 0; run < changes.size();) {
+        std::size_t end = run + 1;
+        while (end < changes.size() && rows[end] == rows[end - 1] + 1)
+            ++end;
+        beginInsertRows({}, rows[run], rows[end - 1]);
+        for (std::size_t i = run; i < end; ++i)
+            remark({changes[i].key, std::nullopt, changes[i].to});
+        endInsertRows();
+        run = end;
+    }
 }
 
 void PromptsSidebarModel::followFilter() {

@@ -8,6 +8,7 @@
 #include <QAbstractListModel>
 #include <QHash>
 #include <QPointer>
+#include <optional>
 #include <vector>
 
 namespace zor {
@@ -19,11 +20,13 @@ struct PromptItem;
 // session, in the store's order (the newest prompt's group first).
 //
 // It gathers the store's changes and takes them at the store's
-// promptsChanged(): each group that changed is updated in place, or moved,
-// inserted or removed as one row, so that a large store costs no more per
-// change than a small one and a sync reaches the view as a few changes per
-// batch. Groups are ordered by their newest prompt's sequence number; the
-// model marks each group's newest among all the prompts it has taken in.
+// promptsChanged(). A group that only counts anew is updated in place; when
+// one group moves, comes or goes, it is one row moved, inserted or removed;
+// when many do, as in a sync, they leave and come back in runs of rows, so
+// that the view takes a batch as a few changes. Groups are ordered by their
+// newest prompt's sequence number; the model marks each group's newest among
+// all the prompts it has taken in, so that a large store costs no more per
+// change than a small one.
 class PromptsSidebarModel : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(zor::PromptStore* store READ store WRITE setStore NOTIFY storeChanged)
@@ -38,10 +41,6 @@ public:
         countRole,
         tooltipRole, // the text, empty when there is none
         isSelectedRole,
-        hasPolicyFileItemsRole,
-        hasAuditLogsItemRole,
-        hasCopySessionIdItemRole,
-        hasMenuRole,
     };
 
     explicit PromptsSidebarModel(QObject* parent = nullptr);
@@ -64,12 +63,24 @@ signals:
     void groupingChanged();
 
 private:
+    // A group's newest prompt as shown and as the store has it; none when the
+    // group is not shown, or gone.
+    struct GroupChange {
+        QString key;
+        std::optional<quint64> from;
+        std::optional<quint64> to;
+    };
+
     QString groupKey(const PromptItem& item) const;
     std::optional<quint64> newestInStore(const QString& key) const;
     void rebuild();
     void takeChanges();
-    // Brings the group's row to its newest prompt in the store.
-    void followGroup(const QString& key);
+    void moveGroup(const GroupChange& change);
+    void regroup(std::vector<GroupChange>& changes);
+    // The group's marks and indexes, from its shown newest to its new one.
+    void remark(const GroupChange& change);
+    // The row a group whose newest prompt is `newest` would take.
+    int rowFor(quint64 newest) const;
     void followFilter();
     int rowOfNewest(quint64 seq) const;
     int rowOfKey(const QString& key) const;

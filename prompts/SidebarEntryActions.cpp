@@ -3,6 +3,8 @@
 #include "platform/Clipboard.h"
 #include "platform/Log.h"
 #include "platform/Workspace.h"
+#include "prompts/PromptStore.h"
+#include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
 
 namespace zor {
@@ -20,15 +22,30 @@ QString SidebarEntryActions::revealLabel() const {
     return workspace.revealInFileManagerLabel();
 }
 
-void SidebarEntryActions::revealInFileManager(const QString& policyPath) {
-    workspace.revealInFileManager(policyPath);
+void SidebarEntryActions::openFor(PromptsSidebarModel* model, int row) {
+    if (model && row >= 0 && row < model->rowCount())
+        openFor(model->entry(row));
 }
 
-void SidebarEntryActions::openInDefaultApp(const QString& policyPath) {
-    workspace.openFile(policyPath);
+void SidebarEntryActions::openFor(const SidebarEntry& entry) {
+    opened = entry;
+    emit openedForChanged();
 }
 
-void SidebarEntryActions::openAuditLogs(const QString& sessionId) {
+void SidebarEntryActions::revealInFileManager() {
+    if (opened.subtitle)
+        workspace.revealInFileManager(*opened.subtitle);
+}
+
+void SidebarEntryActions::openInDefaultApp() {
+    if (opened.subtitle)
+        workspace.openFile(*opened.subtitle);
+}
+
+void SidebarEntryActions::openAuditLogs() {
+    if (!opened.hasAuditLogsItem())
+        return;
+    const QString& sessionId = *opened.sessionId;
     // A script without its tool would only fail in the terminal.
     if (!isAuditLogsAvailable()) {
         logger(LogCategory::promptsView)
@@ -38,12 +55,14 @@ void SidebarEntryActions::openAuditLogs(const QString& sessionId) {
     openSessionLogs(workspace, toolPath, scriptDirectory, sessionId);
 }
 
-void SidebarEntryActions::copyPolicyPath(const QString& policyPath) {
-    clipboard.setText(policyPath);
+void SidebarEntryActions::copyPolicyPath() {
+    if (opened.subtitle)
+        clipboard.setText(*opened.subtitle);
 }
 
-void SidebarEntryActions::copySessionId(const QString& sessionId) {
-    clipboard.setText(sessionId);
+void SidebarEntryActions::copySessionId() {
+    if (opened.sessionId)
+        clipboard.setText(*opened.sessionId);
 }
 
 } // namespace zor

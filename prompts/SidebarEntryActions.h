@@ -1,18 +1,29 @@
 #pragma once
 
+#include "prompts/SidebarEntry.h"
+
 #include <QObject>
 #include <QString>
 
 namespace zor {
 
 class Clipboard;
+class PromptsSidebarModel;
 class Workspace;
 
-// What the context menu of a sidebar entry does with the entry's policy path
-// and session id.
+// The context menu of the sidebar's entries: one menu, opened for one entry,
+// whose policy path and session id it keeps, so that its items still work
+// when the entry has gone meanwhile. Main thread only.
 class SidebarEntryActions : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString revealLabel READ revealLabel CONSTANT)
+    // Which items the entry the menu is open for has. Revealing, opening and
+    // copying the policy file need its path; the audit logs need the path and
+    // a session; "All" has no menu.
+    Q_PROPERTY(bool hasPolicyFileItems READ hasPolicyFileItems NOTIFY openedForChanged)
+    Q_PROPERTY(bool hasAuditLogsItem READ hasAuditLogsItem NOTIFY openedForChanged)
+    Q_PROPERTY(bool hasCopySessionIdItem READ hasCopySessionIdItem NOTIFY openedForChanged)
+    Q_PROPERTY(bool hasMenu READ hasMenu NOTIFY openedForChanged)
     Q_PROPERTY(bool isAuditLogsAvailable READ isAuditLogsAvailable CONSTANT)
     Q_PROPERTY(QString auditLogsUnavailableReason READ auditLogsUnavailableReason CONSTANT)
 
@@ -29,11 +40,22 @@ public:
     bool isAuditLogsAvailable() const { return auditLogsUnavailable.isEmpty(); }
     QString auditLogsUnavailableReason() const { return auditLogsUnavailable; }
 
-    Q_INVOKABLE void revealInFileManager(const QString& policyPath);
-    Q_INVOKABLE void openInDefaultApp(const QString& policyPath);
-    Q_INVOKABLE void openAuditLogs(const QString& sessionId);
-    Q_INVOKABLE void copyPolicyPath(const QString& policyPath);
-    Q_INVOKABLE void copySessionId(const QString& sessionId);
+    Q_INVOKABLE void openFor(zor::PromptsSidebarModel* model, int row);
+    void openFor(const SidebarEntry& entry);
+    bool hasPolicyFileItems() const { return opened.hasPolicyFileItems(); }
+    bool hasAuditLogsItem() const { return opened.hasAuditLogsItem(); }
+    bool hasCopySessionIdItem() const { return opened.hasCopySessionIdItem(); }
+    bool hasMenu() const { return opened.hasMenu(); }
+
+    // On the entry the menu is open for; nothing where it lacks what they need.
+    Q_INVOKABLE void revealInFileManager();
+    Q_INVOKABLE void openInDefaultApp();
+    Q_INVOKABLE void openAuditLogs();
+    Q_INVOKABLE void copyPolicyPath();
+    Q_INVOKABLE void copySessionId();
+
+signals:
+    void openedForChanged();
 
 private:
     Workspace& workspace;
@@ -41,6 +63,7 @@ private:
     QString toolPath;
     QString scriptDirectory;
     const QString auditLogsUnavailable;
+    SidebarEntry opened;
 };
 
 } // namespace zor
