@@ -1,9 +1,10 @@
-// The Linux services on a session bus of the test's own (dbus-run-session),
-// against a notification server listening on a second connection; the dock
-// hears the app in the end-to-end test.
+// The Linux services on a session bus of the test's own (dbus-run-session with
+// private-session-bus.conf), against a notification server listening on a
+// second connection; the dock hears the app in the end-to-end test.
 
 #include "FakeNotificationServer.h"
 #include "LogCapture.h"
+#include "PrivateBus.h"
 #include "platform/portable/FreedesktopNotifications.h"
 
 #include <QTest>
@@ -29,6 +30,9 @@ private slots:
     void initTestCase() {
         QVERIFY2(QDBusConnection::sessionBus().isConnected(), "run under dbus-run-session");
         QVERIFY(otherConnection().isConnected());
+        // A notification daemon installed here would answer in the fake's stead.
+        QCOMPARE(activatableNames(QDBusConnection::sessionBus()),
+                 QStringList{"org.freedesktop.DBus"});
     }
 
     void aNoticeReachesTheServerAndItsClickComesBack_data() {

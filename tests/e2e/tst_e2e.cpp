@@ -3,6 +3,7 @@
 // of the test's own.
 
 #include "FakeNotificationServer.h"
+#include "PrivateBus.h"
 
 #include <QProcess>
 #include <QSignalSpy>
@@ -11,6 +12,7 @@
 #include <QTest>
 #include <memory>
 
+using zor::testing::activatableNames;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
 
@@ -98,6 +100,9 @@ private slots:
     void initTestCase() {
         if (qEnvironmentVariableIsEmpty("DISPLAY"))
             QSKIP("needs an X display: ctest runs this under xvfb-run");
+        // Only the test plays services on the bus: none installed here is started.
+        QCOMPARE(activatableNames(QDBusConnection::sessionBus()),
+                 QStringList{"org.freedesktop.DBus"});
         for (const char* tool : {"xdotool", "xprop", "openbox"})
             QVERIFY2(!QStandardPaths::findExecutable(tool).isEmpty(),
                      qPrintable(tool + QStringLiteral(
