@@ -13,13 +13,13 @@ public:
     MacUserNotifications();
     ~MacUserNotifications() override;
 
-    void setClickHandler(ClickHandler handler) override;
+    void setActionHandler(ActionHandler handler) override;
     void post(const UserNotice& notice) override;
 
 private:
     struct Center;
     std::unique_ptr<Center> center; // none outside the bundle
-    ClickHandler clickHandler;
+    ActionHandler actionHandler;
     bool isMissingBundleLogged = false;
 };
 

@@ -73,8 +73,8 @@ MacUserNotifications::MacUserNotifications() {
     // delegate may call back into it for as long as the process runs.
     center->delegate =
         [[ZorNotificationCenterDelegate alloc] initWithClick:[this](const QString& link) {
-            if (clickHandler)
-                clickHandler(link);
+            if (actionHandler)
+                actionHandler(link, NoticeAction::open);
         }];
     center->center.delegate = center->delegate;
     [center->center
@@ -91,8 +91,8 @@ MacUserNotifications::MacUserNotifications() {
 
 MacUserNotifications::~MacUserNotifications() = default;
 
-void MacUserNotifications::setClickHandler(ClickHandler handler) {
-    clickHandler = std::move(handler);
+void MacUserNotifications::setActionHandler(ActionHandler handler) {
+    actionHandler = std::move(handler);
 }
 
 void MacUserNotifications::post(const UserNotice& notice) {
