@@ -7,7 +7,8 @@
 namespace zor {
 
 // Notices through the user-notification centre, which needs the app bundle:
-// a bare executable posts none and says so once in the log.
+// a bare executable posts none and says so once in the log. A notice's buttons
+// come from the category named after them, registered at start.
 class MacUserNotifications final : public UserNotifications {
 public:
     MacUserNotifications();
