@@ -9,6 +9,7 @@
 #include "platform/TerminationSignals.h"
 #include "prompts/AppState.h"
 #include "prompts/PromptAttention.h"
+#include "prompts/PromptDecider.h"
 #include "setup/DaemonClient.h"
 #include "setup/ServiceMonitor.h"
 #include "setup/ServiceRepairs.h"
@@ -72,12 +73,18 @@ int runWindowedApplication(int argc, char** argv) {
     running = &delegate;
     UrlReceiver urlReceiver(delegate, systemClock());
     // The pending count and the news of new prompts; a click on a notice is
-    // one more link to the app.
+    // one more link to the app, and its Deny goes the way of the window's.
     MainWindowPresence windowPresence;
-    PromptAttention attention(*delegate.appState()->promptStore(),
-                              {systemClock(), platformIconBadge(), platformUserNotifications(),
-                               platformAnnouncer(), windowPresence},
-                              [&delegate](const QString& link) { delegate.openUrls({link}); });
+    PromptAttention attention(
+        *delegate.appState()->promptStore(),
+        {systemClock(), platformIconBadge(), platformUserNotifications(), platformAnnouncer(),
+         windowPresence},
+        {.openLink = [&delegate](const QString& link) { delegate.openUrls({link}); },
+         .decide =
+             [&delegate](const QUuid& id, PromptDecider::Decision decision) {
+                 MainWindow* window = delegate.mainWindow();
+                 return window && window->promptDecider().decide(id, decision);
+             }});
     platformAppReopen().setHandler([&running](bool hasVisibleWindows) {
         if (running)
             running->applicationShouldHandleReopen(hasVisibleWindows);

@@ -61,22 +61,24 @@ QString countText(qsizetype count) {
 } // namespace
 
 PromptAttention::PromptAttention(PromptStore& store, AttentionServices services,
-                                 LinkOpener openLink, QObject* parent)
+                                 AttentionActions actions, QObject* parent)
     : QObject(parent)
     , store(store)
-    , services(services) {
+    , services(services)
+    , actions(std::move(actions)) {
     requireMainThread("PromptAttention");
     // What the store holds already was there before anyone could be told.
     for (const PromptItem& item : store.prompts())
         seenIds.insert(item.id);
     connect(&store, &PromptStore::promptsChanged, this, &PromptAttention::countChanged);
     connect(&store, &PromptStore::promptAdded, this, &PromptAttention::promptAdded);
-    services.notifications.setClickHandler(std::move(openLink));
+    services.notifications.setActionHandler(
+        [this](const QString& link, NoticeAction action) { noticeActed(link, action); });
     showCount();
 }
 
 PromptAttention::~PromptAttention() {
-    services.notifications.setClickHandler({});
+    services.notifications.setActionHandler({});
 }
 
 void PromptAttention::countChanged() {
@@ -128,13 +130,58 @@ void PromptAttention::tellUser() {
         logger(LogCategory::app).info("Announced new prompts: %ld", {count});
         return;
     }
+    // Deny only on a notice that names the one prompt it acts on, and only
+    // while the window's own Deny for the session would be open to it.
+    QList<NoticeAction> buttons;
+    if (count == 1 && PromptDecider::isEnabled(PromptDecider::Decision::denySession,
+                                               newest.sessionEnded, false)) {
+        buttons.append(NoticeAction::deny);
+        denyableIds.insert(newest.id);
+    }
+    buttons.append(NoticeAction::show);
     // Only what the prompt's row shows: its title and target.
     const UserNotice notice =
         count == 1 ? UserNotice{cleanText(promptTitle(newest.denial), kTitleLimit),
-                                cleanText(newest.denial.target(), kBodyLimit), promptUrl(newest.id)}
-                   : UserNotice{countText(count), describe(newest), promptUrl(newest.id)};
+                                cleanText(newest.denial.target(), kBodyLimit), promptUrl(newest.id),
+                                buttons}
+                   : UserNotice{countText(count), describe(newest), promptUrl(newest.id), buttons};
     services.notifications.post(notice);
     logger(LogCategory::app).info("Notified of new prompts: %ld", {count});
+}
+
+void PromptAttention::noticeActed(const QString& link, NoticeAction action) {
+    switch (action) {
+    case NoticeAction::open:
+    case NoticeAction::show:
+        actions.openLink(link);
+        return;
+    case NoticeAction::deny:
+        denyFromNotice(link);
+        return;
+    }
+}
+
+void PromptAttention::denyFromNotice(const QString& link) {
+    const Logger& log = logger(LogCategory::app);
+    const std::optional<QUuid> id = promptIdFromUrl(link);
+    // A notice offers Deny once, for the prompt it was posted for.
+    if (!id || !denyableIds.remove(*id)) {
+        log.info("Ignored Deny on a notification that offered none");
+        return;
+    }
+    const QString idText = id->toString(QUuid::WithoutBraces).toUpper();
+    // Answered or replaced under its key since: the notice speaks of a prompt
+    // that is no longer there, and nothing else may be denied in its name.
+    if (!store.containsPrompt(*id)) {
+        log.info("Ignored Deny on a notification: prompt %s is no longer pending", {idText});
+        return;
+    }
+    if (!actions.decide(*id, PromptDecider::Decision::denySession)) {
+        log.info("Ignored Deny on a notification: prompt %s cannot be denied for the session now",
+                 {idText});
+        return;
+    }
+    log.info("Denying prompt %s for the session from its notification", {idText});
 }
 
 } // namespace zor

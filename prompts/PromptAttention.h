@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/Clock.h"
+#include "platform/UserNotifications.h"
+#include "prompts/PromptDecider.h"
 
 #include <QList>
 #include <QObject>
@@ -14,7 +16,6 @@ namespace zor {
 class Announcer;
 class IconBadge;
 class PromptStore;
-class UserNotifications;
 class WindowPresence;
 struct PromptItem;
 
@@ -26,23 +27,30 @@ struct AttentionServices {
     WindowPresence& windowPresence;
 };
 
+// What the user's answers to a notice act through.
+struct AttentionActions {
+    // Opens a zor://prompt/ link as any link to the app is opened.
+    std::function<void(const QString& link)> openLink;
+    // Takes a decision on a prompt as the window's buttons do; false when
+    // nothing was done.
+    std::function<bool(const QUuid& id, PromptDecider::Decision decision)> decide;
+};
+
 // Draws the user to pending prompts: their count on the app's icon, and for
 // new ones a notification while the window is not in front, or else a
-// screen-reader announcement. A burst of prompts makes one of either. Main
-// thread only; must not outlive the store.
+// screen-reader announcement. A burst of prompts makes one of either. The
+// notice of one prompt offers to deny it for the session, never to allow it.
+// Main thread only; must not outlive the store.
 class PromptAttention final : public QObject {
     Q_OBJECT
 
 public:
-    // Opens a zor://prompt/ link as any link to the app is opened.
-    using LinkOpener = std::function<void(const QString& link)>;
-
     // The icon's count changes at most this often while prompts pour in.
     static constexpr Millis kCountInterval{250};
     // New prompts are gathered this long from the first before the user hears of them.
     static constexpr Millis kGatherWindow{1000};
 
-    PromptAttention(PromptStore& store, AttentionServices services, LinkOpener openLink,
+    PromptAttention(PromptStore& store, AttentionServices services, AttentionActions actions,
                     QObject* parent = nullptr);
     ~PromptAttention() override;
 
@@ -51,12 +59,17 @@ private:
     void showCount();
     void promptAdded(const PromptItem& item);
     void tellUser();
+    void noticeActed(const QString& link, NoticeAction action);
+    void denyFromNotice(const QString& link);
 
     PromptStore& store;
     AttentionServices services;
+    AttentionActions actions;
     // Ids this process has met: a resync adds them again, but they are not new.
     QSet<QUuid> seenIds;
     QList<QUuid> gathered; // new since the last notice, in order of arrival
+    // Prompts whose notice offers Deny, until it is used: fewer than seenIds.
+    QSet<QUuid> denyableIds;
     Clock::TimerId gatherTimer = 0;
     Clock::TimerId countTimer = 0;
     Millis lastCountTime{0};

@@ -48,10 +48,9 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
 
     PromptStore& store = *appState.promptStore();
     auto* promptListModel = new PromptListModel(store, this);
-    auto* promptDecider =
-        new PromptDecider(store, *promptListModel, services.notificationHandler, this);
-    auto* promptsViewModel = new PromptsViewModel(store, *promptListModel, *promptDecider,
-                                                  services.notificationHandler, this);
+    decider = new PromptDecider(store, *promptListModel, services.notificationHandler, this);
+    auto* promptsViewModel =
+        new PromptsViewModel(store, *promptListModel, *decider, services.notificationHandler, this);
     auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
     auto* policiesSidebarModel = new PromptsSidebarModel(this);
     policiesSidebarModel->setGrouping(SidebarGrouping::policy);
@@ -75,7 +74,7 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("splitController"), QVariant::fromValue(splitController)},
          {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()},
          {QStringLiteral("promptListModel"), QVariant::fromValue(promptListModel)},
-         {QStringLiteral("promptDecider"), QVariant::fromValue(promptDecider)},
+         {QStringLiteral("promptDecider"), QVariant::fromValue(decider)},
          {QStringLiteral("promptsViewModel"), QVariant::fromValue(promptsViewModel)},
          {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)},
          {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},

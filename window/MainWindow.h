@@ -17,6 +17,7 @@ class AppState;
 class Clipboard;
 class LiveRegion;
 class MainSplitViewController;
+class PromptDecider;
 class ServiceMonitor;
 class ServiceRepairs;
 class Workspace;
@@ -55,6 +56,9 @@ public:
     // Exists from construction on, not yet shown.
     QQuickWindow* window() const { return quickWindow.get(); }
     MainSplitViewController& splitViewController() { return *splitController; }
+    // Takes the decisions on prompts for the window's views and for whatever
+    // else decides, such as a notification's button.
+    PromptDecider& promptDecider() { return *decider; }
 
     // At launch: 700 x 500, centred on its screen, shown, key and in front.
     void show();
@@ -66,6 +70,7 @@ public:
 private:
     std::unique_ptr<QQmlEngine> engine;
     MainSplitViewController* const splitController;
+    PromptDecider* decider = nullptr;
     // Goes before the engine that runs its bindings.
     std::unique_ptr<QQuickWindow> quickWindow;
 };

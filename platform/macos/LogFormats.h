@@ -16,6 +16,7 @@
     X1("Could not open the folder of %s either", STR) \
     X0("Connected to ZorAgent") \
     X0("Daemon registered successfully") \
+    X1("Denying prompt %s for the session from its notification", STR) \
     X0("Disconnected from ZorAgent") \
     X1("Failed to create CLI symlink: %s", STR) \
     X0("Failed to decode prompt from ZorAgent callback") \
@@ -31,6 +32,9 @@
     X2("Failed to write the audit-log script %s: %s", STR, STR) \
     X0("Filter already enabled, cycling to force startFilter()") \
     X1("Giving up on ZorAgent connection after %ld attempts", LONG) \
+    X0("Ignored Deny on a notification that offered none") \
+    X1("Ignored Deny on a notification: prompt %s cannot be denied for the session now", STR) \
+    X1("Ignored Deny on a notification: prompt %s is no longer pending", STR) \
     X1("Ignored a later start's message of %ld bytes", LONG) \
     X2("Ignored a link of %ld characters, over the limit of %ld", LONG, LONG) \
     X1("Initial agent registration failed, retrying: %{public}s", STR) \

@@ -7,19 +7,20 @@
 namespace zor {
 
 // Notices through the user-notification centre, which needs the app bundle:
-// a bare executable posts none and says so once in the log.
+// a bare executable posts none and says so once in the log. A notice's buttons
+// come from the category named after them, registered at start.
 class MacUserNotifications final : public UserNotifications {
 public:
     MacUserNotifications();
     ~MacUserNotifications() override;
 
-    void setClickHandler(ClickHandler handler) override;
+    void setActionHandler(ActionHandler handler) override;
     void post(const UserNotice& notice) override;
 
 private:
     struct Center;
     std::unique_ptr<Center> center; // none outside the bundle
-    ClickHandler clickHandler;
+    ActionHandler actionHandler;
     bool isMissingBundleLogged = false;
 };
 

@@ -1,6 +1,7 @@
 #include "platform/macos/MacUserNotifications.h"
 
 #include "platform/Log.h"
+#include "platform/macos/NoticeCategories.h"
 
 #import <Foundation/Foundation.h>
 #include <QUuid>
@@ -10,22 +11,56 @@ namespace {
 
 NSString* const kLinkKey = @"link";
 
+using ResponseHandler = std::function<void(const QString& link, zor::NoticeAction action)>;
+
+// Deny acts at once, in the notice; Show brings the app forward as a click does.
+UNNotificationActionOptions buttonOptions(zor::NoticeAction button) {
+    switch (button) {
+    case zor::NoticeAction::deny:
+        return UNNotificationActionOptionDestructive;
+    case zor::NoticeAction::open:
+    case zor::NoticeAction::show:
+        break;
+    }
+    return UNNotificationActionOptionForeground;
+}
+
+NSSet<UNNotificationCategory*>* systemCategories() {
+    NSMutableArray<UNNotificationCategory*>* categories = [NSMutableArray array];
+    for (const zor::NoticeCategory& category : zor::noticeCategories()) {
+        NSMutableArray<UNNotificationAction*>* actions = [NSMutableArray array];
+        for (const zor::NoticeAction button : category.buttons) {
+            const zor::NoticeActionText text = zor::noticeActionText(button);
+            [actions addObject:[UNNotificationAction
+                                   actionWithIdentifier:QString::fromLatin1(text.key).toNSString()
+                                                  title:QString::fromLatin1(text.label).toNSString()
+                                                options:buttonOptions(button)]];
+        }
+        [categories addObject:[UNNotificationCategory
+                                  categoryWithIdentifier:category.identifier.toNSString()
+                                                 actions:actions
+                                       intentIdentifiers:@[]
+                                                 options:UNNotificationCategoryOptionNone]];
+    }
+    return [NSSet setWithArray:categories];
+}
+
 } // namespace
 
-// Hands the click on a notice, on the main queue, to the handler's owner;
-// shows notices even while the app is active, since the app only posts them
-// when its window is not in front.
+// Hands the click on a notice, or the button pressed, on the main queue to the
+// handler's owner; shows notices even while the app is active, since the app
+// only posts them when its window is not in front.
 @interface ZorNotificationCenterDelegate : NSObject <UNUserNotificationCenterDelegate>
-- (instancetype)initWithClick:(std::function<void(const QString&)>)click;
+- (instancetype)initWithResponse:(ResponseHandler)response;
 @end
 
 @implementation ZorNotificationCenterDelegate {
-    std::function<void(const QString&)> _click;
+    ResponseHandler _response;
 }
 
-- (instancetype)initWithClick:(std::function<void(const QString&)>)click {
+- (instancetype)initWithResponse:(ResponseHandler)response {
     if ((self = [super init]))
-        _click = std::move(click);
+        _response = std::move(response);
     return self;
 }
 
@@ -40,14 +75,19 @@ NSString* const kLinkKey = @"link";
 - (void)userNotificationCenter:(UNUserNotificationCenter*)center
     didReceiveNotificationResponse:(UNNotificationResponse*)response
              withCompletionHandler:(void (^)(void))completionHandler {
-    id link = response.notification.request.content.userInfo[kLinkKey];
-    if ([response.actionIdentifier isEqualToString:UNNotificationDefaultActionIdentifier] &&
-        [link isKindOfClass:NSString.class]) {
+    UNNotificationContent* content = response.notification.request.content;
+    id link = content.userInfo[kLinkKey];
+    const std::optional<zor::NoticeAction> action = zor::noticeActionFromResponse(
+        QString::fromNSString(response.actionIdentifier),
+        [response.actionIdentifier isEqualToString:UNNotificationDefaultActionIdentifier],
+        QString::fromNSString(content.categoryIdentifier));
+    if (action && [link isKindOfClass:NSString.class]) {
         const QString text = QString::fromNSString(link);
-        const std::function<void(const QString&)> click = _click;
+        const zor::NoticeAction chosen = *action;
+        const ResponseHandler respond = _response;
         // Copies of plain values: the block holds nothing of this delegate.
         dispatch_async(dispatch_get_main_queue(), ^{
-          click(text);
+          respond(text, chosen);
         });
     }
     completionHandler();
@@ -71,12 +111,14 @@ MacUserNotifications::MacUserNotifications() {
     center->center = UNUserNotificationCenter.currentNotificationCenter;
     // This object is the process's one instance (Platform.cpp), so the
     // delegate may call back into it for as long as the process runs.
-    center->delegate =
-        [[ZorNotificationCenterDelegate alloc] initWithClick:[this](const QString& link) {
-            if (clickHandler)
-                clickHandler(link);
+    center->delegate = [[ZorNotificationCenterDelegate alloc]
+        initWithResponse:[this](const QString& link, NoticeAction action) {
+            if (actionHandler)
+                actionHandler(link, action);
         }];
     center->center.delegate = center->delegate;
+    // Before any notice names one of them.
+    [center->center setNotificationCategories:systemCategories()];
     [center->center
         requestAuthorizationWithOptions:UNAuthorizationOptionAlert | UNAuthorizationOptionBadge
                       completionHandler:^(BOOL granted, NSError* _Nullable error) {
@@ -91,8 +133,8 @@ MacUserNotifications::MacUserNotifications() {
 
 MacUserNotifications::~MacUserNotifications() = default;
 
-void MacUserNotifications::setClickHandler(ClickHandler handler) {
-    clickHandler = std::move(handler);
+void MacUserNotifications::setActionHandler(ActionHandler handler) {
+    actionHandler = std::move(handler);
 }
 
 void MacUserNotifications::post(const UserNotice& notice) {
@@ -106,6 +148,9 @@ void MacUserNotifications::post(const UserNotice& notice) {
     content.title = notice.title.toNSString();
     content.body = notice.body.toNSString();
     content.userInfo = @{kLinkKey : notice.link.toNSString()};
+    const QString category = noticeCategoryIdentifier(notice.buttons);
+    if (!category.isEmpty())
+        content.categoryIdentifier = category.toNSString();
     UNNotificationRequest* request = [UNNotificationRequest
         requestWithIdentifier:QUuid::createUuid().toString(QUuid::WithoutBraces).toNSString()
                       content:content

@@ -16,8 +16,7 @@ namespace zor {
 
 namespace {
 
-const QString kDefaultAction = QStringLiteral("default");
-// Notices whose click is still answered; older ones are long gone from the screen.
+// Notices whose actions are still answered; older ones are long gone from the screen.
 constexpr qsizetype kShownLimit = 16;
 
 } // namespace
@@ -52,8 +51,8 @@ FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection& bus, Q
 
 FreedesktopNotifications::~FreedesktopNotifications() = default;
 
-void FreedesktopNotifications::setClickHandler(ClickHandler handler) {
-    clickHandler = std::move(handler);
+void FreedesktopNotifications::setActionHandler(ActionHandler handler) {
+    actionHandler = std::move(handler);
 }
 
 void FreedesktopNotifications::post(const UserNotice& notice) {
@@ -64,7 +63,7 @@ void FreedesktopNotifications::post(const UserNotice& notice) {
         isUnavailabilityLogged = true;
         return;
     }
-    if (hasBodyMarkup) {
+    if (capabilities) {
         send(notice);
         return;
     }
@@ -90,7 +89,9 @@ void FreedesktopNotifications::askCapabilities() {
                         askCapabilities();
                     return;
                 }
-                hasBodyMarkup = reply.value().contains(QStringLiteral("body-markup"));
+                const QStringList names = reply.value();
+                capabilities = {names.contains(QStringLiteral("body-markup")),
+                                names.contains(QStringLiteral("actions"))};
                 for (const UserNotice& notice : std::exchange(waiting, {}))
                     send(notice);
             });
@@ -99,15 +100,24 @@ void FreedesktopNotifications::askCapabilities() {
 void FreedesktopNotifications::send(const UserNotice& notice) {
     // The texts come from the agent: with markup on, a tag in a path would
     // become a link or a picture.
-    const QString body = *hasBodyMarkup ? notice.body.toHtmlEscaped() : notice.body;
+    const QString body = capabilities->hasBodyMarkup ? notice.body.toHtmlEscaped() : notice.body;
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QString::fromLatin1(kAppBundleId)}};
+    // A server without actions would show none of the buttons, or show them
+    // as it sees fit: such a notice keeps to the click.
+    QList<NoticeAction> actions{NoticeAction::open};
+    if (capabilities->hasActions)
+        actions += notice.buttons;
+    QStringList keysAndLabels;
+    for (const NoticeAction action : std::as_const(actions)) {
+        const NoticeActionText text = noticeActionText(action);
+        keysAndLabels << QString::fromLatin1(text.key) << QString::fromLatin1(text.label);
+    }
     auto* watcher = new QDBusPendingCallWatcher(
         server->asyncCall(QStringLiteral("Notify"), QStringLiteral("Zor"), uint(0), QString(),
-                          notice.title, body, QStringList{kDefaultAction, QStringLiteral("Open")},
-                          hints, -1),
+                          notice.title, body, keysAndLabels, hints, -1),
         this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [this, link = notice.link](QDBusPendingCallWatcher* finished) {
+            [this, link = notice.link, actions](QDBusPendingCallWatcher* finished) {
                 finished->deleteLater();
                 const QDBusPendingReply<uint> reply = *finished;
                 if (reply.isError()) {
@@ -115,7 +125,7 @@ void FreedesktopNotifications::send(const UserNotice& notice) {
                     return;
                 }
                 isUnavailabilityLogged = false;
-                shown.append({reply.value(), link});
+                shown.append({reply.value(), link, actions});
                 if (shown.size() > kShownLimit)
                     shown.removeFirst();
             });
@@ -131,12 +141,20 @@ void FreedesktopNotifications::reportUnavailable(const QDBusError& error) {
 void FreedesktopNotifications::actionInvoked(uint id, const QString& actionKey) {
     const auto notice =
         std::find_if(shown.cbegin(), shown.cend(), [id](const Shown& s) { return s.id == id; });
-    if (notice == shown.cend() || actionKey != kDefaultAction)
+    if (notice == shown.cend())
+        return;
+    const auto action = std::find_if(
+        notice->actions.cbegin(), notice->actions.cend(), [&actionKey](NoticeAction offered) {
+            return actionKey == QLatin1String(noticeActionText(offered).key);
+        });
+    if (action == notice->actions.cend())
         return;
     const QString link = notice->link;
+    const NoticeAction chosen = *action;
+    // One answer per notice: a server that sends a second gets nowhere.
     forget(id);
-    if (clickHandler)
-        clickHandler(link);
+    if (actionHandler)
+        actionHandler(link, chosen);
 }
 
 void FreedesktopNotifications::forget(uint id) {

@@ -14,8 +14,11 @@ namespace zor {
 class NotificationServer;
 
 // Notices through the org.freedesktop.Notifications server on the session
-// bus; its "default" action is the click. Without a bus or a server, posts
-// leave one log line and a later post simply tries again.
+// bus; its "default" action is the click, and a notice's buttons are its
+// other actions where the server shows actions. What comes back over the bus
+// counts only for a notice this object posted and an action it offered.
+// Without a bus or a server, posts leave one log line and a later post simply
+// tries again.
 class FreedesktopNotifications final : public QObject, public UserNotifications {
     Q_OBJECT
 
@@ -23,7 +26,7 @@ public:
     explicit FreedesktopNotifications(const QDBusConnection& bus, QObject* parent = nullptr);
     ~FreedesktopNotifications() override;
 
-    void setClickHandler(ClickHandler handler) override;
+    void setActionHandler(ActionHandler handler) override;
     void post(const UserNotice& notice) override;
 
 private:
@@ -33,19 +36,25 @@ private:
     void actionInvoked(uint id, const QString& actionKey);
     void forget(uint id);
 
+    struct Capabilities {
+        bool hasBodyMarkup;
+        bool hasActions;
+    };
+
     struct Shown {
         uint id;
         QString link;
+        QList<NoticeAction> actions; // those offered, the click included
     };
 
     QDBusConnection bus;
     NotificationServer* server = nullptr; // none without a session bus
     // Read once from the server, before the first notice goes out.
-    std::optional<bool> hasBodyMarkup;
+    std::optional<Capabilities> capabilities;
     bool isAskingCapabilities = false;
     QList<UserNotice> waiting; // posted meanwhile, in order
     QList<Shown> shown;        // newest last, a few at most
-    ClickHandler clickHandler;
+    ActionHandler actionHandler;
     bool isUnavailabilityLogged = false;
 };
 

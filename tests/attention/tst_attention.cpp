@@ -1,8 +1,11 @@
+#include "FakeAgentRequests.h"
+#include "LogCapture.h"
 #include "VirtualClock.h"
 #include "platform/Announcer.h"
 #include "platform/IconBadge.h"
 #include "platform/UserNotifications.h"
 #include "prompts/PromptAttention.h"
+#include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptUrl.h"
 #include "prompts/WindowPresence.h"
@@ -16,15 +19,20 @@ using namespace std::chrono_literals;
 namespace {
 
 // The attention over a store of its own, its services played by the rig,
-// which keeps what they are told.
+// which keeps what they are told. Decisions go through the window's decider
+// to a fake agent.
 struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
-    explicit Rig(PromptAttention::LinkOpener openLink = {}) {
-        attention.emplace(store, AttentionServices{clock, *this, *this, *this, *this},
-                          std::move(openLink));
+    Rig() {
+        attention.emplace(
+            store, AttentionServices{clock, *this, *this, *this, *this},
+            AttentionActions{[this](const QString& link) { opened.append(link); },
+                             [this](const QUuid& id, PromptDecider::Decision decision) {
+                                 return decider.decide(id, decision);
+                             }});
     }
 
     void setCount(qint64 count) override { counts.append(count); }
-    void setClickHandler(ClickHandler handler) override { clickHandler = std::move(handler); }
+    void setActionHandler(ActionHandler handler) override { actionHandler = std::move(handler); }
     void post(const UserNotice& notice) override {
         posted.append(notice);
         texts.append(notice.title + QStringLiteral(" | ") + notice.body);
@@ -38,16 +46,32 @@ struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
         return id;
     }
 
+    // The labels of the last notice's buttons.
+    QStringList buttons() const {
+        QStringList labels;
+        for (const NoticeAction action : posted.value(posted.size() - 1).buttons)
+            labels.append(QString::fromLatin1(noticeActionText(action).label));
+        return labels;
+    }
+    // The user's answer to the last notice, as the system hands it over.
+    void act(NoticeAction action) { actionHandler(posted.last().link, action); }
+
     VirtualClock clock;
     PromptStore store;
+    PromptListModel listModel{store};
+    FakeAgentRequests agent;
+    PromptDecider decider{store, listModel, agent};
     QList<qint64> counts;
     QList<UserNotice> posted;
     QStringList texts; // "title | body" of each notice
-    ClickHandler clickHandler;
+    ActionHandler actionHandler;
+    QStringList opened;
     QStringList spoken;
     bool inFront = false;
     std::optional<PromptAttention> attention;
 };
+
+const QUuid kId = QUuid::fromString(QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438"));
 
 } // namespace
 
@@ -177,16 +201,117 @@ private slots:
         QCOMPARE(rig.counts.last(), 398);
     }
 
-    // A click opens its link as any link to the app; none outlives the attention.
-    void aClickOpensItsLink() {
-        QStringList opened;
-        Rig rig([&opened](const QString& link) { opened.append(link); });
+    // Deny only where the notice names one prompt whose session can still
+    // take a deny for the session; never an allow.
+    void aNoticeOfOnePromptOffersDeny_data() {
+        QTest::addColumn<int>("prompts");
+        QTest::addColumn<int>("answeredMeanwhile");
+        QTest::addColumn<bool>("hasSessionEnded");
+        QTest::addColumn<QStringList>("buttons");
+
+        QTest::newRow("one") << 1 << 0 << false << QStringList{"Deny", "Show"};
+        QTest::newRow("twelve") << 12 << 0 << false << QStringList{"Show"};
+        QTest::newRow("one of twelve left") << 12 << 11 << false << QStringList{"Deny", "Show"};
+        QTest::newRow("one, its session ended") << 1 << 0 << true << QStringList{"Show"};
+    }
+
+    void aNoticeOfOnePromptOffersDeny() {
+        QFETCH(int, prompts);
+        QFETCH(int, answeredMeanwhile);
+        QFETCH(bool, hasSessionEnded);
+        Rig rig;
+        QList<QUuid> ids;
+        for (int i = 0; i < prompts; ++i)
+            ids.append(rig.add(QStringLiteral("/b/%1").arg(i)));
+        for (int i = 0; i < answeredMeanwhile; ++i)
+            rig.store.removePrompt(ids[i]);
+        if (hasSessionEnded)
+            rig.store.markSessionEnded(QStringLiteral("session-7"));
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.posted.size(), 1);
+        QTEST(rig.buttons(), "buttons");
+
+        // A system that sends Deny for a notice without it gets nowhere.
+        LogCapture log;
+        rig.act(NoticeAction::deny);
+        QCOMPARE(rig.agent.requests.isEmpty(), rig.buttons().first() != "Deny");
+        QCOMPARE(log.contains("Ignored Deny on a notification that offered none"),
+                 rig.agent.requests.isEmpty());
+    }
+
+    // What happened to the prompt between the notice and its Deny.
+    void denyActsOnlyOnTheSamePendingPrompt_data() {
+        QTest::addColumn<QString>("meanwhile");
+        QTest::addColumn<QStringList>("requests");
+        QTest::addColumn<QString>("logged");
+
+        const QString deny = "decision %1 deny session /p/.zor/policy.yml";
+        QTest::newRow("nothing") << "" << QStringList{deny}
+                                 << "Denying prompt %1 for the session from its notification";
+        QTest::newRow("answered in the window")
+            << "answered" << QStringList{}
+            << "Ignored Deny on a notification: prompt %1 is no longer pending";
+        // The same request again from the agent, under a new id.
+        QTest::newRow("replaced under its key")
+            << "replaced" << QStringList{}
+            << "Ignored Deny on a notification: prompt %1 is no longer pending";
+        QTest::newRow("being decided in the window")
+            << "deciding" << QStringList{"decision %1 allow once /p/.zor/policy.yml"}
+            << "Ignored Deny on a notification: prompt %1 cannot be denied for the session now";
+        QTest::newRow("its session ended")
+            << "ended" << QStringList{}
+            << "Ignored Deny on a notification: prompt %1 cannot be denied for the session now";
+        QTest::newRow("denied before")
+            << "denied" << QStringList{deny} << "Ignored Deny on a notification that offered none";
+    }
+
+    void denyActsOnlyOnTheSamePendingPrompt() {
+        QFETCH(QString, meanwhile);
+        QFETCH(QStringList, requests);
+        QFETCH(QString, logged);
+        Rig rig;
+        rig.add("/a", kId);
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.buttons(), (QStringList{"Deny", "Show"}));
+
+        std::optional<QUuid> replacement;
+        if (meanwhile == "answered")
+            rig.store.removePrompt(kId);
+        else if (meanwhile == "replaced")
+            replacement = rig.add("/a");
+        else if (meanwhile == "deciding")
+            QVERIFY(rig.decider.decide(kId, PromptDecider::Decision::allowOnce));
+        else if (meanwhile == "ended")
+            rig.store.markSessionEnded(QStringLiteral("session-7"));
+        else if (meanwhile == "denied")
+            rig.act(NoticeAction::deny);
+        QCOMPARE(rig.store.containsPrompt(kId), meanwhile != "answered" && meanwhile != "replaced");
+
+        LogCapture log;
+        rig.act(NoticeAction::deny);
+        const QString idText = FakeAgentRequests::idText(kId);
+        requests.replaceInStrings("%1", idText);
+        QCOMPARE(rig.agent.requests, requests);
+        QVERIFY2(log.contains(logged.replace("%1", idText)),
+                 qPrintable(log.messages().join(u'\n')));
+        // Nothing is denied in the old notice's name.
+        if (replacement)
+            QVERIFY(rig.store.containsPrompt(*replacement));
+        QVERIFY(rig.opened.isEmpty());
+    }
+
+    // The click and Show open the notice's link as any link to the app; no
+    // answer outlives the attention.
+    void clickAndShowOpenTheLink() {
+        Rig rig;
         const QUuid id = rig.add("/a");
         rig.clock.advance(PromptAttention::kGatherWindow);
-        rig.clickHandler(rig.posted.value(0).link);
-        QCOMPARE(opened, QStringList{promptUrl(id)});
+        rig.act(NoticeAction::open);
+        rig.act(NoticeAction::show);
+        QCOMPARE(rig.opened, (QStringList{promptUrl(id), promptUrl(id)}));
+        QVERIFY(rig.agent.requests.isEmpty());
         rig.attention.reset();
-        QVERIFY(!rig.clickHandler);
+        QVERIFY(!rig.actionHandler);
     }
 };
 

@@ -3,6 +3,7 @@
 // of the test's own.
 
 #include "FakeNotificationServer.h"
+#include "PrivateBus.h"
 
 #include <QProcess>
 #include <QSignalSpy>
@@ -11,6 +12,7 @@
 #include <QTest>
 #include <memory>
 
+using zor::testing::activatableNames;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
 
@@ -66,6 +68,26 @@ struct Session {
                   qPrintable(app ? app->out.right(4000) : ""));
     }
 
+    // The window minimised, so that new prompts make notices.
+    bool minimise() {
+        run("xdotool", {"windowminimize", "--sync", window});
+        return QTest::qWaitFor([this] { return windowState().contains("Iconic"); }, 20000) &&
+               run("xdotool", {"getactivewindow"}) != window;
+    }
+    QString windowState() const { return run("xprop", {"-id", window, "WM_STATE"}); }
+
+    // A new prompt from the agent: vim writing to a file of alice's.
+    void addPrompt(const QString& id) {
+        agent->process.write(
+            QStringLiteral(
+                "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
+                "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
+                "\"/home/alice/notes.txt\", \"operation\": \"write\", \"processName\": \"vim\"}, "
+                "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
+                .arg(id)
+                .toUtf8());
+    }
+
     // Starts both; the app's window, once it shows.
     bool start() {
         agent.emplace(ZOR_DEV_AGENT_PATH, QStringList{"--prompts", ZOR_SAMPLE_PROMPTS},
@@ -98,6 +120,9 @@ private slots:
     void initTestCase() {
         if (qEnvironmentVariableIsEmpty("DISPLAY"))
             QSKIP("needs an X display: ctest runs this under xvfb-run");
+        // Only the test plays services on the bus: none installed here is started.
+        QCOMPARE(activatableNames(QDBusConnection::sessionBus()),
+                 QStringList{"org.freedesktop.DBus"});
         for (const char* tool : {"xdotool", "xprop", "openbox"})
             QVERIFY2(!QStandardPaths::findExecutable(tool).isEmpty(),
                      qPrintable(tool + QStringLiteral(
@@ -183,21 +208,11 @@ private slots:
         // The sync's news, whichever way it went, and its count.
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20") && lastCount() == 20, 20000);
 
-        const auto windowState = [&] { return run("xprop", {"-id", session.window, "WM_STATE"}); };
-        run("xdotool", {"windowminimize", "--sync", session.window});
-        QTRY_VERIFY_WITH_TIMEOUT(windowState().contains("Iconic"), 20000);
-        QVERIFY(run("xdotool", {"getactivewindow"}) != session.window);
+        QVERIFY(session.minimise());
 
         const qsizetype before = server.notices.size();
         const QString id = QStringLiteral("3F2B8C1E-7A44-4C1D-9E55-2B7D0C6A9F10");
-        session.agent->process.write(
-            QStringLiteral(
-                "add {\"id\": \"%1\", \"sessionId\": \"e2e-1\", \"policyPath\": "
-                "\"/home/alice/.zor/policy.yml\", \"denial\": {\"kind\": \"file\", \"path\": "
-                "\"/home/alice/notes.txt\", \"operation\": \"write\", \"processName\": \"vim\"}, "
-                "\"sessionEnded\": false, \"createdAt\": 1763800400.0}\n")
-                .arg(id)
-                .toUtf8());
+        session.addPrompt(id);
         QTRY_VERIFY_WITH_TIMEOUT(server.notices.size() > before && lastCount() == 21, 20000);
         const FakeNotificationServer::Notice notice = server.notices.last();
         QCOMPARE(notice.summary, "Write File");
@@ -213,9 +228,39 @@ private slots:
         // Its click lands on the prompt, in the window brought back.
         server.invoke(notice.id);
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + id), 20000);
-        QTRY_VERIFY_WITH_TIMEOUT(windowState().contains("Normal"), 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(session.windowState().contains("Normal"), 20000);
         // One prompt, one notice.
         QCOMPARE(server.notices.size(), before + 1);
+    }
+
+    // The notice's Deny denies its prompt for the session, through the agent.
+    void aNoticesDenyReachesTheAgent() {
+        FakeNotificationServer server(QDBusConnection::sessionBus(), {"actions", "body"});
+        QVERIFY(server.isRegistered);
+        Session session;
+        QVERIFY(session.start());
+        const Child& app = *session.app;
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20"), 20000);
+        QVERIFY(session.minimise());
+
+        const qsizetype before = server.notices.size();
+        const QString id = QStringLiteral("8D1E5A3C-2F6B-4E7A-9C0D-1B2A3C4D5E6F");
+        session.addPrompt(id);
+        QTRY_VERIFY_WITH_TIMEOUT(server.notices.size() > before, 20000);
+        const FakeNotificationServer::Notice notice = server.notices.last();
+        QCOMPARE(notice.actions, (QStringList{"default", "Open", "deny", "Deny", "show", "Show"}));
+
+        server.invoke(notice.id, QStringLiteral("deny"));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            session.agent->out.contains(
+                QStringLiteral("decision %1 deny session /home/alice/.zor/policy.yml").arg(id)),
+            20000);
+        QVERIFY(
+            app.out.contains("Denying prompt " + id + " for the session from its notification"));
+        QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Removed prompt: file /home/alice/notes.txt"),
+                                 20000);
+        // Denied without a look: the window stays down.
+        QVERIFY(session.windowState().contains("Iconic"));
     }
 };
 

@@ -1,6 +1,7 @@
 #include "VirtualClock.h"
 #include "platform/macos/ExportedObjectGate.h"
 #include "platform/macos/LogFormats.h"
+#include "platform/macos/NoticeCategories.h"
 #include "platform/macos/PeerRequirement.h"
 #include "platform/macos/PendingCalls.h"
 #include "platform/macos/ReplyWait.h"
@@ -183,6 +184,52 @@ private slots:
         QFETCH(QString, identifier);
         QFETCH(QString, requirement);
         QCOMPARE(peerRequirement(team, identifier), requirement);
+    }
+
+    // Every notice's buttons have a category registered at start.
+    void aNoticeNamesTheCategoryOfItsButtons() {
+        QStringList registered;
+        for (const NoticeCategory& category : noticeCategories()) {
+            QCOMPARE(noticeCategoryIdentifier(category.buttons), category.identifier);
+            registered.append(category.identifier);
+        }
+        QCOMPARE(registered,
+                 (QStringList{"com.zorlabs.zor.notice.deny", "com.zorlabs.zor.notice.show",
+                              "com.zorlabs.zor.notice.deny+show"}));
+        QCOMPARE(noticeCategoryIdentifier({NoticeAction::show, NoticeAction::deny}),
+                 "com.zorlabs.zor.notice.deny+show");
+        QCOMPARE(noticeCategoryIdentifier({}), QString());
+    }
+
+    void aResponseCountsOnlyForWhatItsNoticeOffered_data() {
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<bool>("isDefault");
+        QTest::addColumn<QString>("category");
+        QTest::addColumn<QString>("action"); // its key, empty for none
+
+        const QString one = "com.zorlabs.zor.notice.deny+show";
+        const QString burst = "com.zorlabs.zor.notice.show";
+        const QString dismiss = "com.apple.UNNotificationDismissActionIdentifier";
+        QTest::newRow("click") << "com.apple.UNNotificationDefaultActionIdentifier" << true << one
+                               << "default";
+        QTest::newRow("click without buttons") << "" << true << ""
+                                               << "default";
+        QTest::newRow("deny") << "deny" << false << one << "deny";
+        QTest::newRow("show") << "show" << false << burst << "show";
+        QTest::newRow("deny on a burst") << "deny" << false << burst << "";
+        QTest::newRow("dismissed") << dismiss << false << one << "";
+        QTest::newRow("unknown category") << "deny" << false << "deny+show"
+                                          << "";
+        QTest::newRow("another case") << "Deny" << false << one << "";
+    }
+
+    void aResponseCountsOnlyForWhatItsNoticeOffered() {
+        QFETCH(QString, identifier);
+        QFETCH(bool, isDefault);
+        QFETCH(QString, category);
+        const std::optional<NoticeAction> action =
+            noticeActionFromResponse(identifier, isDefault, category);
+        QTEST(action ? QString::fromLatin1(noticeActionText(*action).key) : QString(), "action");
     }
 
     void theTitleBarGrowsDownwardsToItsHeight() {

@@ -1,6 +1,6 @@
 // Mirrors <Foundation/Foundation.h>: NSObject.h, NSObjCRuntime.h, NSGeometry.h
 // (with CoreGraphics' CGGeometry.h), NSEnumerator.h, NSString.h, NSData.h,
-// NSError.h, NSArray.h, NSDictionary.h, NSValue.h, NSURL.h, NSFileManager.h,
+// NSError.h, NSArray.h, NSSet.h, NSDictionary.h, NSValue.h, NSURL.h, NSFileManager.h,
 // NSBundle.h, NSThread.h, NSNotification.h, NSOperation.h,
 // NSKeyValueObserving.h, NSAppleScript.h, NSXPCConnection.h, FoundationErrors.h,
 // with what they take from CoreFoundation.
@@ -141,6 +141,11 @@ FOUNDATION_EXPORT NSErrorDomain const NSCocoaErrorDomain;
 + (instancetype)array;
 - (void)addObject:(ObjectType)anObject;
 - (void)removeAllObjects;
+@end
+
+// NSSet.h
+@interface NSSet<__covariant ObjectType> : NSObject <NSCopying, NSSecureCoding, NSFastEnumeration>
++ (instancetype)setWithArray:(NSArray<ObjectType>*)array;
 @end
 
 // NSDictionary.h

@@ -1,6 +1,7 @@
 // Mirrors <UserNotifications/UserNotifications.h>: UNUserNotificationCenter.h,
 // UNNotificationContent.h, UNNotificationRequest.h, UNNotificationTrigger.h,
-// UNNotification.h, UNNotificationResponse.h.
+// UNNotification.h, UNNotificationResponse.h, UNNotificationAction.h,
+// UNNotificationCategory.h.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -30,6 +31,7 @@ API_AVAILABLE(macos(10.14))
 @property(readonly, copy) NSString* title;
 @property(readonly, copy) NSString* body;
 @property(readonly, copy) NSDictionary* userInfo;
+@property(readonly, copy) NSString* categoryIdentifier;
 @end
 
 API_AVAILABLE(macos(10.14))
@@ -37,6 +39,38 @@ API_AVAILABLE(macos(10.14))
 @property(copy) NSString* title;
 @property(copy) NSString* body;
 @property(copy) NSDictionary* userInfo;
+@property(copy) NSString* categoryIdentifier;
+@end
+
+// UNNotificationAction.h
+typedef NS_OPTIONS(NSUInteger, UNNotificationActionOptions) {
+    UNNotificationActionOptionAuthenticationRequired = (1 << 0),
+    UNNotificationActionOptionDestructive = (1 << 1),
+    UNNotificationActionOptionForeground = (1 << 2),
+} API_AVAILABLE(macos(10.14));
+
+API_AVAILABLE(macos(10.14))
+@interface UNNotificationAction : NSObject <NSCopying, NSSecureCoding>
++ (instancetype)actionWithIdentifier:(NSString*)identifier
+                               title:(NSString*)title
+                             options:(UNNotificationActionOptions)options;
+@end
+
+// UNNotificationCategory.h
+typedef NS_OPTIONS(NSUInteger, UNNotificationCategoryOptions) {
+    UNNotificationCategoryOptionCustomDismissAction = (1 << 0),
+    UNNotificationCategoryOptionHiddenPreviewsShowTitle API_AVAILABLE(macos(10.14)) = (1 << 2),
+    UNNotificationCategoryOptionHiddenPreviewsShowSubtitle API_AVAILABLE(macos(10.14)) = (1 << 3),
+} API_AVAILABLE(macos(10.14));
+
+static const UNNotificationCategoryOptions UNNotificationCategoryOptionNone = 0;
+
+API_AVAILABLE(macos(10.14))
+@interface UNNotificationCategory : NSObject <NSCopying, NSSecureCoding>
++ (instancetype)categoryWithIdentifier:(NSString*)identifier
+                               actions:(NSArray<UNNotificationAction*>*)actions
+                     intentIdentifiers:(NSArray<NSString*>*)intentIdentifiers
+                               options:(UNNotificationCategoryOptions)options;
 @end
 
 // UNNotificationTrigger.h
@@ -91,6 +125,7 @@ API_AVAILABLE(macos(10.14))
 - (void)requestAuthorizationWithOptions:(UNAuthorizationOptions)options
                       completionHandler:
                           (void (^)(BOOL granted, NSError* _Nullable error))completionHandler;
+- (void)setNotificationCategories:(NSSet<UNNotificationCategory*>*)categories;
 - (void)addNotificationRequest:(UNNotificationRequest*)request
          withCompletionHandler:(nullable void (^)(NSError* _Nullable error))completionHandler;
 @end
