@@ -97,6 +97,14 @@ QString PromptDecider::label(Decision decision) {
     return QString::fromLatin1(decisionButton(decision).label);
 }
 
+QStringList PromptDecider::labels() {
+    using enum Decision;
+    QStringList all;
+    for (const Decision decision : {allowOnce, allowSession, allowAlways, denySession, denyAlways})
+        all.append(label(decision));
+    return all;
+}
+
 QString PromptDecider::shortcut(Decision decision) {
     return QString::fromLatin1(decisionButton(decision).shortcut);
 }

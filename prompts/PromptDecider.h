@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
 
 namespace zor {
@@ -18,6 +19,8 @@ class PromptStore;
 // the agent answered, whatever the answer. Main thread only.
 class PromptDecider final : public QObject {
     Q_OBJECT
+    // What each decision's button shows, in the order of Decision.
+    Q_PROPERTY(QStringList labels READ labels CONSTANT)
 
 public:
     // The five decision buttons of a row; there is no deny-once.
@@ -36,7 +39,8 @@ public:
     Q_INVOKABLE static bool isEnabled(zor::PromptDecider::Decision decision, bool isSessionEnded,
                                       bool isProcessing);
     Q_INVOKABLE static bool hasOwnDisabledState(zor::PromptDecider::Decision decision);
-    Q_INVOKABLE static QString label(zor::PromptDecider::Decision decision);
+    static QString label(zor::PromptDecider::Decision decision);
+    static QStringList labels();
     // In the portable text of key sequences, "Ctrl+Shift+O"; Ctrl is the Command key on macOS.
     Q_INVOKABLE static QString shortcut(zor::PromptDecider::Decision decision);
     Q_INVOKABLE static QString toolTip(zor::PromptDecider::Decision decision,

@@ -33,14 +33,11 @@ Rectangle {
     readonly property real textStart: 48
     // Texts read on whatever the row's background is. While a decision is
     // underway the row is dimmed: its texts turn secondary and its buttons close.
-    readonly property color secondaryOnRow: Contrast.toReach(SetupTheme.secondaryText, color, Contrast.textRatio)
+    readonly property color secondaryOnRow: SetupTheme.rowSecondaryText
     readonly property color primaryOnRow: isProcessing ? secondaryOnRow : SetupTheme.primaryText
 
     implicitHeight: decisions.y + decisions.height + 8
-    color: !isHighlighted ? SetupTheme.system.base
-           : isListFocused ? Contrast.flatten(Qt.rgba(SetupTheme.accent.r, SetupTheme.accent.g, SetupTheme.accent.b, 0.22),
-                                              SetupTheme.system.base)
-           : Contrast.flatten(SetupTheme.selectedTabBackground, SetupTheme.system.base)
+    color: !isHighlighted ? SetupTheme.system.base : isListFocused ? SetupTheme.rowHighlight : SetupTheme.rowSelection
     // Closed to clicks while its decision is underway.
     enabled: !isProcessing
 
@@ -56,7 +53,7 @@ Rectangle {
         anchors.bottom: parent.bottom
         anchors.leftMargin: row.textStart
         height: 1
-        color: Contrast.toReach(SetupTheme.separator, row.color, Contrast.markRatio)
+        color: SetupTheme.rowSeparator
     }
 
     TapHandler {
@@ -73,9 +70,11 @@ Rectangle {
 
         required property int decision
         required property color fill
+        required property color fillText
+        required property color outline
 
         enabled: row.decider.isEnabled(decision, row.sessionEnded, row.isProcessing)
-        text: row.decider.label(decision)
+        text: row.decider.labels[decision]
         font.pixelSize: 10
         leftPadding: 6
         rightPadding: 6
@@ -85,19 +84,20 @@ Rectangle {
         Accessible.name: row.decider.accessibleName(decision, row.target)
         ToolTip.visible: hovered
         ToolTip.delay: 600
-        ToolTip.text: row.decider.toolTip(decision, row.shortcutTexts[decision])
+        // Made when shown: most buttons never are.
+        ToolTip.text: hovered ? row.decider.toolTip(decision, row.shortcutTexts[decision]) : ""
         onClicked: row.decider.decide(row.promptId, decision)
 
         // Open: filled. Closed: only an outline, and the text the row's secondary.
         contentItem: Text {
             text: button.text
             font: button.font
-            color: button.enabled ? Contrast.textOn(button.fill) : row.secondaryOnRow
+            color: button.enabled ? button.fillText : row.secondaryOnRow
         }
         background: Rectangle {
             color: !button.enabled ? row.color : button.down ? Qt.darker(button.fill, 1.1) : button.fill
             border.width: button.enabled ? 0 : 1
-            border.color: Contrast.toReach(button.fill, row.color, Contrast.markRatio)
+            border.color: button.outline
         }
     }
 
@@ -150,7 +150,7 @@ Rectangle {
         height: 20
         name: ["file", "network", "exec", "signal", "device"][row.kind]
         color: row.sessionEnded || row.isProcessing ? row.secondaryOnRow
-                                                    : Contrast.toReach(SetupTheme.orange, row.color, Contrast.markRatio)
+                                                    : SetupTheme.rowGlyph
     }
 
     Label {
@@ -217,7 +217,7 @@ Rectangle {
         font.pixelSize: 12
         color: row.primaryOnRow
         selectionColor: SetupTheme.accent
-        selectedTextColor: Contrast.textOn(SetupTheme.accent)
+        selectedTextColor: SetupTheme.selectedText
     }
 
     // Both groups fit beside each other at the detail pane's least width.
@@ -236,17 +236,17 @@ Rectangle {
             chip: SetupTheme.allowChip
             chipText: SetupTheme.allowChipText
 
-            DecisionButton { decision: PromptDecider.Decision.allowOnce; fill: SetupTheme.allowFill }
-            DecisionButton { decision: PromptDecider.Decision.allowSession; fill: SetupTheme.allowFill }
-            DecisionButton { decision: PromptDecider.Decision.allowAlways; fill: SetupTheme.allowFill }
+            DecisionButton { decision: PromptDecider.Decision.allowOnce; fill: SetupTheme.allowFill; fillText: SetupTheme.allowFillText; outline: SetupTheme.allowOutline }
+            DecisionButton { decision: PromptDecider.Decision.allowSession; fill: SetupTheme.allowFill; fillText: SetupTheme.allowFillText; outline: SetupTheme.allowOutline }
+            DecisionButton { decision: PromptDecider.Decision.allowAlways; fill: SetupTheme.allowFill; fillText: SetupTheme.allowFillText; outline: SetupTheme.allowOutline }
         }
         DecisionGroup {
             label: "Deny"
             chip: SetupTheme.denyChip
             chipText: SetupTheme.denyChipText
 
-            DecisionButton { decision: PromptDecider.Decision.denySession; fill: SetupTheme.denyFill }
-            DecisionButton { decision: PromptDecider.Decision.denyAlways; fill: SetupTheme.denyFill }
+            DecisionButton { decision: PromptDecider.Decision.denySession; fill: SetupTheme.denyFill; fillText: SetupTheme.denyFillText; outline: SetupTheme.denyOutline }
+            DecisionButton { decision: PromptDecider.Decision.denyAlways; fill: SetupTheme.denyFill; fillText: SetupTheme.denyFillText; outline: SetupTheme.denyOutline }
         }
     }
 }

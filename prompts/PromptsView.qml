@@ -119,15 +119,16 @@ Rectangle {
             function onKeepRowInView(row) {
                 list.positionViewAtIndex(row, ListView.Contain);
             }
-            function onScrollRequestChanged() {
-                if (view.viewModel.scrollRequestRow < 0)
-                    return;
-                // Rows differ in height, and the list knows only those it has
-                // made: near the end the first call may fall short of the
-                // row, the second, among made rows, brings all of it in.
-                list.positionViewAtIndex(view.viewModel.scrollRequestRow, ListView.Beginning);
+            function onShowFirstRow() {
+                list.positionViewAtBeginning();
+            }
+            // Rows differ in height, and the list knows only those it has
+            // made: near the end the first call may fall short of the row,
+            // the second, among made rows, brings all of it in.
+            function onBringRowToTop(row) {
+                list.positionViewAtIndex(row, ListView.Beginning);
                 list.forceLayout();
-                list.positionViewAtIndex(view.viewModel.scrollRequestRow, ListView.Contain);
+                list.positionViewAtIndex(row, ListView.Contain);
             }
         }
     }

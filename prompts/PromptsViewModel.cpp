@@ -177,6 +177,10 @@ void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {
     lastScrollRequest = ScrollRequest{id, anchor, ++scrollGeneration};
     scrollRow = listModel.rowOf(id);
     emit scrollRequestChanged();
+    if (scrollRow == 0)
+        emit showFirstRow();
+    else if (scrollRow > 0)
+        emit bringRowToTop(scrollRow);
 }
 
 } // namespace zor

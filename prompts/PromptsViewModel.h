@@ -74,6 +74,11 @@ signals:
     void scrollRequestChanged();
     // The arrow keys moved the highlight to this row: it must be in view.
     void keepRowInView(int row);
+    // A scroll request's row, to bring to the top of the view: the first row,
+    // where new arrivals come, or another one, which the view may have to make
+    // its neighbours for before it knows where the row lies.
+    void showFirstRow();
+    void bringRowToTop(int row);
 
 private:
     // What the user saw highlighted at the last update.

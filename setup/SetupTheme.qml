@@ -49,6 +49,20 @@ QtObject {
     readonly property color allowChipText: Contrast.toReach(green, allowChip, Contrast.textRatio)
     readonly property color denyChipText: Contrast.toReach(red, denyChip, Contrast.textRatio)
 
+    // A prompt row's background, plain, highlighted in the focused list, and
+    // highlighted otherwise; the row's colours read on all three, so that a
+    // row picks them without working them out.
+    readonly property color rowHighlight: Contrast.flatten(Qt.rgba(accent.r, accent.g, accent.b, 0.22), system.base)
+    readonly property color rowSelection: Contrast.flatten(selectedTabBackground, system.base)
+    readonly property color rowSecondaryText: onRows(secondaryText, Contrast.textRatio)
+    readonly property color rowSeparator: onRows(separator, Contrast.markRatio)
+    readonly property color rowGlyph: onRows(orange, Contrast.markRatio)
+    readonly property color allowOutline: onRows(allowFill, Contrast.markRatio)
+    readonly property color denyOutline: onRows(denyFill, Contrast.markRatio)
+    readonly property color allowFillText: Contrast.textOn(allowFill)
+    readonly property color denyFillText: Contrast.textOn(denyFill)
+    readonly property color selectedText: Contrast.textOn(accent)
+
     readonly property int bodySize: 13
     readonly property int captionSize: 11
     readonly property int groupRadius: 10
@@ -58,6 +72,11 @@ QtObject {
     // shades of text and lines without transparency.
     function mix(color, amount) {
         return Qt.tint(system.window, Qt.rgba(color.r, color.g, color.b, amount));
+    }
+
+    function onRows(color, ratio) {
+        return Contrast.toReach(Contrast.toReach(Contrast.toReach(color, system.base, ratio), rowHighlight, ratio),
+                                rowSelection, ratio);
     }
 
     function decisionFill(tint) {
