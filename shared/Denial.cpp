@@ -120,7 +120,7 @@ bool readField(StrictJson& json, std::string_view key, JsonValue value, DenialFi
         return readText(json, value, fields.deviceClass);
     if (key == "processName")
         return readOptionalText(json, value, fields.processName);
-    return json.skip(value); // written by a newer version
+    return true; // written by a newer version, and checked with the rest
 }
 
 template <typename T>

@@ -67,6 +67,10 @@ private slots:
         QTest::newRow("device, unknown member")
             << QByteArray(R"({"kind":"device","deviceClass":"IOHIDDevice","futureField":[1,{}]})")
             << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
+        QTest::newRow("device, members given twice count with their last value")
+            << QByteArray(R"({"kind":"file","deviceClass":"IOUSBHostDevice","processName":"p",)"
+                          R"("kind":"device","deviceClass":"IOHIDDevice","processName":null})")
+            << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
     }
 
     void decodesEveryKind() {
@@ -110,7 +114,8 @@ private slots:
         QTest::addColumn<QString>("errorPart");
 
         const QByteArray file = R"({"kind":"file","path":"/a","operation":"read"})";
-        QTest::newRow("not json") << QByteArray("hello") << "expected an object";
+        QTest::newRow("not json") << QByteArray("hello") << "improper structure";
+        QTest::newRow("a number") << QByteArray("42") << "expected an object";
         QTest::newRow("truncated") << record(file).chopped(5) << "";
         QTest::newRow("text after the value") << record(file) + " x"
                                               << "after the value";
@@ -124,6 +129,15 @@ private slots:
             << record(R"({"kind":"file","path":"/a"})") << "missing field \"operation\"";
         QTest::newRow("port too large")
             << record(R"({"kind":"network","host":"h","port":65536})") << "out of range";
+        QTest::newRow("port with a fraction")
+            << record(R"({"kind":"network","host":"h","port":443.0})") << "requested type";
+        QTest::newRow("port with an exponent")
+            << record(R"({"kind":"network","host":"h","port":4.43e2})") << "requested type";
+        QTest::newRow("signal number beyond 32 bits")
+            << record(R"({"kind":"signal","signalNumber":2147483648,"targetPid":1})")
+            << "out of range";
+        QTest::newRow("a member given twice, wrong the second time")
+            << record(file, R"(,"sessionEnded":"yes")") << "requested type";
         QTest::newRow("negative port")
             << record(R"({"kind":"network","host":"h","port":-1})") << "out of range";
         QTest::newRow("missing sessionId")
@@ -141,7 +155,8 @@ private slots:
         QTest::newRow("invalid utf-8")
             << record("{\"kind\":\"device\",\"deviceClass\":\"\xC3\x28\"}") << "not valid UTF-8";
         // What the decoder skips is read in full all the same.
-        for (const char* unknown : {"tru", "[1,,2]", "01", R"({"a" 1})", R"("\x")"})
+        for (const char* unknown :
+             {"tru", "[1,,2]", "01", R"({"a" 1})", R"("\x")", "18446744073709551616"})
             QTest::addRow("broken unknown field %s", unknown)
                 << record(file, QByteArray(R"(,"x":)") + unknown) << "";
         QTest::newRow("deeply nested unknown field")
