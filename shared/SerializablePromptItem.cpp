@@ -123,6 +123,7 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
         return Result::failure(json.error());
     QList<SerializablePromptItem> items;
     items.reserve(StrictJson::elementCount(root));
+    json.releaseParser();
     QString recordError;
     const bool isRead = json.forEachElement(root, [&](JsonValue element) {
         if (readRecord(json, element, items.emplace_back()))
@@ -146,6 +147,7 @@ SerializablePromptItem::partialListFromJson(QByteArrayView text) {
         return Result::failure(json.error());
     PartialList list;
     list.records.reserve(StrictJson::elementCount(root));
+    json.releaseParser();
     qsizetype index = 0;
     const bool isArray = json.forEachElement(root, [&](JsonValue element) {
         if (!readRecord(json, element, list.records.emplace_back())) {

@@ -26,7 +26,6 @@ StrictJson::StrictJson(QByteArrayView input)
     : text(input) {}
 
 bool StrictJson::root(JsonValue& out) {
-    simdjson::dom::parser parser;
     simdjson::error_code code = parser.allocate(size_t(text.size()), kMaxDepth);
     if (code == simdjson::SUCCESS)
         code = parser.parse_into_document(document, text.data(), size_t(text.size())).get(out);

@@ -34,6 +34,12 @@ public:
 
     // The top-level value, which must be an object or an array.
     bool root(JsonValue& out);
+    // Frees what parsing needed and reading does not: the parser's copy of
+    // the text and its index. A large result is best allocated before: the
+    // freed buffers raise the size at which the allocator maps a block of its
+    // own, so one allocated after comes from the heap and stays resident there
+    // once freed, beneath what was allocated after it.
+    void releaseParser() { parser = simdjson::dom::parser(); }
     // Forgets the error, to go on with the next value after a failed one.
     void clearError() { errorText.clear(); }
 
@@ -64,9 +70,9 @@ private:
     bool check(simdjson::error_code code);
 
     QByteArrayView text;
+    simdjson::dom::parser parser;
     // What the elements point into: the parsed values and their unescaped
-    // strings, without the parser's copy of the text and its index, which
-    // root() frees once the text is parsed.
+    // strings, apart from the parser.
     simdjson::dom::document document;
     QString errorText;
 };
