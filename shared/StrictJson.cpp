@@ -10,9 +10,11 @@ constexpr size_t kMaxDepth = 64;
 // Whether `text` starts with one well-formed value and goes on after it:
 // what a parse refused as a whole may have been only that.
 bool hasTextAfterValue(QByteArrayView text) {
+    // Unlike parse(), parse_many() reads past the end of what it is given.
+    const simdjson::padded_string padded(text.data(), size_t(text.size()));
     simdjson::dom::parser parser;
     simdjson::dom::document_stream values;
-    if (parser.parse_many(text.data(), size_t(text.size()), size_t(text.size())).get(values))
+    if (parser.parse_many(padded, padded.size()).get(values))
         return false;
     auto value = values.begin();
     if (!(value != values.end()) || (*value).error() != simdjson::SUCCESS)

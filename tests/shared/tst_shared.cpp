@@ -172,6 +172,21 @@ private slots:
         QVERIFY2(decoded.error().contains(errorPart), qPrintable(decoded.error()));
     }
 
+    // What follows the text in memory takes no part in reading it, whether
+    // the text is refused (the last byte of this one ends a literal) or not.
+    void readsOnlyTheTextItIsGiven() {
+        const QByteArray broken = R"({"id":"x"[,"sessionEnded":null)";
+        const QByteArray memory = broken + "} {}";
+        const auto decoded =
+            SerializablePromptItem::fromJson(QByteArrayView(memory).first(broken.size()));
+        QVERIFY(!decoded.hasValue());
+        QCOMPARE(decoded.error(), SerializablePromptItem::fromJson(broken).error());
+
+        const QByteArray good = record(R"({"kind":"device","deviceClass":"IOHIDDevice"})");
+        const QByteArray more = good + R"(,"x":1})";
+        QVERIFY(SerializablePromptItem::fromJson(QByteArrayView(more).first(good.size())));
+    }
+
     // Every documented member is read and written back as documented.
     void documentedExamplesSurviveAReadAndAWrite() {
         QFile doc(QFINDTESTDATA("../../docs/prompt-format.md"));
