@@ -60,11 +60,11 @@ bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) 
         }
         if (key == "sessionId") {
             seen |= sessionIdBit;
-            return json.readText(member, out.sessionId);
+            return json.readSharedText(member, out.sessionId);
         }
         if (key == "policyPath") {
             seen |= policyPathBit;
-            return json.readText(member, out.policyPath);
+            return json.readSharedText(member, out.policyPath);
         }
         if (key == "denial") {
             seen |= denialBit;

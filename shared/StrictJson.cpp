@@ -55,6 +55,18 @@ bool StrictJson::readText(JsonValue value, QString& out) {
     return true;
 }
 
+bool StrictJson::readSharedText(JsonValue value, QString& out) {
+    std::string_view utf8;
+    if (!readUtf8(value, utf8))
+        return false;
+    const QByteArrayView key(utf8.data(), qsizetype(utf8.size()));
+    auto shared = sharedTexts.find(key);
+    if (shared == sharedTexts.end())
+        shared = sharedTexts.insert(key, QString::fromUtf8(key));
+    out = *shared;
+    return true;
+}
+
 bool StrictJson::readUtf8(JsonValue value, std::string_view& out) {
     return !hasFailed() && check(value.get_string().get(out));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QHash>
 #include <QString>
 #include <simdjson.h>
 #include <string_view>
@@ -52,6 +53,9 @@ public:
     static qsizetype elementCount(JsonValue value);
 
     bool readText(JsonValue value, QString& out);
+    // As readText, for texts that repeat across records (a session, a policy
+    // path, a process name): equal texts read this way share one QString.
+    bool readSharedText(JsonValue value, QString& out);
     // The text in UTF-8, valid as long as this reader.
     bool readUtf8(JsonValue value, std::string_view& out);
     bool readBool(JsonValue value, bool& out);
@@ -74,6 +78,8 @@ private:
     // What the elements point into: the parsed values and their unescaped
     // strings, apart from the parser.
     simdjson::dom::document document;
+    // The texts read with readSharedText(), by their UTF-8 in the document.
+    QHash<QByteArrayView, QString> sharedTexts;
     QString errorText;
 };
 

@@ -239,6 +239,25 @@ private slots:
                      .hasValue());
     }
 
+    // A sync repeats sessions, policy paths, operations and process names:
+    // each text is held once, whatever its escapes, and only equal ones meet.
+    void equalTextsAcrossRecordsShareOneString() {
+        const QByteArray first = record(R"({"kind":"file","path":"/a","operation":"write",)"
+                                        R"("processName":"node"})");
+        const QByteArray second = record(R"({"kind":"file","path":"/a","operation":"writ\u0065",)"
+                                         R"("processName":"nodes"})");
+        const auto list = SerializablePromptItem::listFromJson("[" + first + "," + second + "]");
+        QVERIFY2(list.hasValue(), qPrintable(list.error()));
+        const SerializablePromptItem& a = list.value().at(0);
+        const SerializablePromptItem& b = list.value().at(1);
+        QCOMPARE(a.sessionId.constData(), b.sessionId.constData());
+        QCOMPARE(a.policyPath.constData(), b.policyPath.constData());
+        QCOMPARE(a.denial.as<FileDenial>()->operation.constData(),
+                 b.denial.as<FileDenial>()->operation.constData());
+        QCOMPARE(*a.denial.processName(), "node");
+        QCOMPARE(*b.denial.processName(), "nodes");
+    }
+
     void fileOperationsParseExactly_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<std::optional<FileOperation>>("expected");
