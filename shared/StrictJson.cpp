@@ -60,8 +60,8 @@ bool StrictJson::readSharedText(JsonValue value, QString& out) {
     if (!readUtf8(value, utf8))
         return false;
     const QByteArrayView key(utf8.data(), qsizetype(utf8.size()));
-    auto shared = sharedTexts.find(key);
-    if (shared == sharedTexts.end())
+    auto shared = sharedTexts.constFind(key);
+    if (shared == sharedTexts.cend())
         shared = sharedTexts.insert(key, QString::fromUtf8(key));
     out = *shared;
     return true;
