@@ -67,12 +67,21 @@ bool readText(StrictJson& json, JsonValue value, std::optional<QString>& out) {
     return true;
 }
 
-bool readOptionalText(StrictJson& json, JsonValue value, std::optional<QString>& out) {
+// A text that repeats across records (a kind, an operation, a process name).
+bool readName(StrictJson& json, JsonValue value, std::optional<QString>& out) {
+    QString text;
+    if (!json.readSharedText(value, text))
+        return false;
+    out = std::move(text);
+    return true;
+}
+
+bool readOptionalName(StrictJson& json, JsonValue value, std::optional<QString>& out) {
     if (json.isNull(value)) {
         out.reset();
         return true;
     }
-    return readText(json, value, out);
+    return readName(json, value, out);
 }
 
 bool readInteger(StrictJson& json, JsonValue value, std::optional<qint64>& out) {
@@ -99,11 +108,11 @@ bool readTextList(StrictJson& json, JsonValue value, std::optional<QStringList>&
 
 bool readField(StrictJson& json, std::string_view key, JsonValue value, DenialFields& fields) {
     if (key == "kind")
-        return readText(json, value, fields.kind);
+        return readName(json, value, fields.kind);
     if (key == "path")
         return readText(json, value, fields.path);
     if (key == "operation")
-        return readText(json, value, fields.operation);
+        return readName(json, value, fields.operation);
     if (key == "host")
         return readText(json, value, fields.host);
     if (key == "port")
@@ -115,12 +124,12 @@ bool readField(StrictJson& json, std::string_view key, JsonValue value, DenialFi
     if (key == "targetPid")
         return readInteger(json, value, fields.targetPid);
     if (key == "targetProcessName")
-        return readOptionalText(json, value, fields.targetProcessName);
+        return readOptionalName(json, value, fields.targetProcessName);
     if (key == "deviceClass")
         return readText(json, value, fields.deviceClass);
     if (key == "processName")
-        return readOptionalText(json, value, fields.processName);
-    return json.skip(value); // written by a newer version
+        return readOptionalName(json, value, fields.processName);
+    return true; // written by a newer version, and checked with the rest
 }
 
 template <typename T>

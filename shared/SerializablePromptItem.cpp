@@ -60,11 +60,11 @@ bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) 
         }
         if (key == "sessionId") {
             seen |= sessionIdBit;
-            return json.readText(member, out.sessionId);
+            return json.readSharedText(member, out.sessionId);
         }
         if (key == "policyPath") {
             seen |= policyPathBit;
-            return json.readText(member, out.policyPath);
+            return json.readSharedText(member, out.policyPath);
         }
         if (key == "denial") {
             seen |= denialBit;
@@ -78,7 +78,7 @@ bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) 
             seen |= createdAtBit;
             return readTime(json, member, out.createdAt);
         }
-        return json.skip(member); // written by a newer version
+        return true; // written by a newer version, and checked with the rest
     });
     if (!isRead)
         return false;
@@ -110,7 +110,7 @@ Decoded<SerializablePromptItem> SerializablePromptItem::fromJson(QByteArrayView 
     StrictJson json(text);
     JsonValue root;
     SerializablePromptItem item;
-    if (!json.root(root) || !readRecord(json, root, item) || !json.finish())
+    if (!json.root(root) || !readRecord(json, root, item))
         return Decoded<SerializablePromptItem>::failure(json.error());
     return item;
 }
@@ -119,18 +119,19 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
     using Result = Decoded<QList<SerializablePromptItem>>;
     StrictJson json(text);
     JsonValue root;
+    if (!json.root(root))
+        return Result::failure(json.error());
     QList<SerializablePromptItem> items;
+    items.reserve(StrictJson::elementCount(root));
+    json.releaseParser();
     QString recordError;
-    const bool isRead = json.root(root) && json.forEachElement(root, [&](JsonValue element) {
-        SerializablePromptItem item;
-        if (!readRecord(json, element, item)) {
-            recordError = QStringLiteral("record %1: %2").arg(items.size()).arg(json.error());
-            return false;
-        }
-        items.append(std::move(item));
-        return true;
+    const bool isRead = json.forEachElement(root, [&](JsonValue element) {
+        if (readRecord(json, element, items.emplace_back()))
+            return true;
+        recordError = QStringLiteral("record %1: %2").arg(items.size() - 1).arg(json.error());
+        return false;
     });
-    if (!isRead || !json.finish())
+    if (!isRead)
         return Result::failure(recordError.isEmpty() ? json.error() : recordError);
     return items;
 }
@@ -138,33 +139,27 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
 Decoded<SerializablePromptItem::PartialList>
 SerializablePromptItem::partialListFromJson(QByteArrayView text) {
     using Result = Decoded<PartialList>;
-    if (auto whole = listFromJson(text))
-        return PartialList{std::move(whole).value(), {}};
-
-    // Something failed. Only text that is not one well-formed array fails as a
-    // whole, so check that first; then decode each element on its own.
+    // The parse checks the whole text, so only text that is not one
+    // well-formed array fails as a whole; then each record counts on its own.
     StrictJson json(text);
     JsonValue root;
-    const bool isWellFormed = json.root(root) && json.forEachElement(root, [&](JsonValue element) {
-        return json.skip(element);
-    }) && json.finish();
-    if (!isWellFormed)
+    if (!json.root(root))
         return Result::failure(json.error());
     PartialList list;
-    json.rewind();
-    json.root(root);
+    list.records.reserve(StrictJson::elementCount(root));
+    json.releaseParser();
     qsizetype index = 0;
-    json.forEachElement(root, [&](JsonValue element) {
-        SerializablePromptItem item;
-        if (readRecord(json, element, item))
-            list.records.append(std::move(item));
-        else
+    const bool isArray = json.forEachElement(root, [&](JsonValue element) {
+        if (!readRecord(json, element, list.records.emplace_back())) {
+            list.records.removeLast();
             list.failures.append(RecordFailure{index, json.error()});
+            json.clearError();
+        }
         ++index;
-        // The element is well-formed: the next one reads from a clean state.
-        json.clearError();
         return true;
     });
+    if (!isArray)
+        return Result::failure(json.error());
     return list;
 }
 

@@ -2,37 +2,49 @@
 
 namespace zor {
 namespace {
-// Deeper than any record; bounds the walk over what the reader skips.
-constexpr int kMaxDepth = 64;
+
+// Deeper than any record or message: the list, a record, its denial, its
+// arguments, and room for what a newer agent may add.
+constexpr size_t kMaxDepth = 64;
+
+// Whether `text` starts with one well-formed value and goes on after it:
+// what a parse refused as a whole may have been only that.
+bool hasTextAfterValue(QByteArrayView text) {
+    // Unlike parse(), parse_many() reads past the end of what it is given.
+    const simdjson::padded_string padded(text.data(), size_t(text.size()));
+    simdjson::dom::parser parser;
+    simdjson::dom::document_stream values;
+    if (parser.parse_many(padded, padded.size()).get(values))
+        return false;
+    auto value = values.begin();
+    if (!(value != values.end()) || (*value).error() != simdjson::SUCCESS)
+        return false;
+    return ++value != values.end();
+}
+
 } // namespace
 
 StrictJson::StrictJson(QByteArrayView input)
-    : text(input.data(), size_t(input.size())) {}
+    : text(input) {}
 
 bool StrictJson::root(JsonValue& out) {
-    if (!check(parser.iterate(text).get(document)))
-        return false;
-    isIterating = true;
-    // A document is not a value; its top level is reached through one, which
-    // only an object or an array has.
-    const simdjson::error_code code = document.get_value().get(out);
-    if (code == simdjson::SCALAR_DOCUMENT_AS_VALUE)
-        return fail(QStringLiteral("expected an object or an array"));
-    return check(code);
-}
-
-bool StrictJson::finish() {
-    if (hasFailed())
-        return false;
-    const char* position = nullptr;
-    if (document.current_location().get(position) != simdjson::OUT_OF_BOUNDS)
+    simdjson::error_code code = parser.allocate(size_t(text.size()), kMaxDepth);
+    if (code == simdjson::SUCCESS)
+        code = parser.parse_into_document(document, text.data(), size_t(text.size())).get(out);
+    if (code == simdjson::TAPE_ERROR && hasTextAfterValue(text))
         return fail(QStringLiteral("text after the value"));
+    if (code == simdjson::DEPTH_ERROR)
+        return fail(QStringLiteral("nested too deeply"));
+    if (!check(code))
+        return false;
+    if (!out.is_object() && !out.is_array())
+        return fail(QStringLiteral("expected an object or an array"));
     return true;
 }
 
-void StrictJson::rewind() {
-    document.rewind();
-    clearError();
+qsizetype StrictJson::elementCount(JsonValue value) {
+    simdjson::dom::array array;
+    return value.get_array().get(array) == simdjson::SUCCESS ? qsizetype(array.size()) : 0;
 }
 
 bool StrictJson::readText(JsonValue value, QString& out) {
@@ -40,6 +52,18 @@ bool StrictJson::readText(JsonValue value, QString& out) {
     if (!readUtf8(value, utf8))
         return false;
     out = QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
+    return true;
+}
+
+bool StrictJson::readSharedText(JsonValue value, QString& out) {
+    std::string_view utf8;
+    if (!readUtf8(value, utf8))
+        return false;
+    const QByteArrayView key(utf8.data(), qsizetype(utf8.size()));
+    auto shared = sharedTexts.constFind(key);
+    if (shared == sharedTexts.cend())
+        shared = sharedTexts.insert(key, QString::fromUtf8(key));
+    out = *shared;
     return true;
 }
 
@@ -63,55 +87,8 @@ bool StrictJson::readNumber(JsonValue value, double& out) {
     return !hasFailed() && check(value.get_double().get(out));
 }
 
-bool StrictJson::isNull(JsonValue value) {
-    bool isNullValue = false;
-    return !hasFailed() && check(value.is_null().get(isNullValue)) && isNullValue;
-}
-
-bool StrictJson::skip(JsonValue value) {
-    return skip(value, 0);
-}
-
-bool StrictJson::skip(JsonValue value, int depth) {
-    if (hasFailed())
-        return false;
-    if (depth > kMaxDepth)
-        return fail(QStringLiteral("nested too deeply"));
-    simdjson::ondemand::json_type type;
-    if (!check(value.type().get(type)))
-        return false;
-    switch (type) {
-    case simdjson::ondemand::json_type::object:
-        return forEachMember(
-            value, [&](std::string_view, JsonValue member) { return skip(member, depth + 1); });
-    case simdjson::ondemand::json_type::array:
-        return forEachElement(value, [&](JsonValue element) { return skip(element, depth + 1); });
-    case simdjson::ondemand::json_type::string: {
-        std::string_view ignored;
-        return readUtf8(value, ignored);
-    }
-    case simdjson::ondemand::json_type::number: {
-        simdjson::ondemand::number ignored;
-        return check(value.get_number().get(ignored));
-    }
-    case simdjson::ondemand::json_type::boolean: {
-        bool ignored = false;
-        return readBool(value, ignored);
-    }
-    case simdjson::ondemand::json_type::null:
-        return isNull(value) || fail(QStringLiteral("invalid literal"));
-    }
-    return fail(QStringLiteral("unknown value"));
-}
-
 bool StrictJson::fail(const QString& what) {
-    if (hasFailed())
-        return false;
-    // Where the text was refused before any reading, there is no position.
-    const char* position = nullptr;
-    if (isIterating && document.current_location().get(position) == simdjson::SUCCESS)
-        errorText = QStringLiteral("%1 at byte %2").arg(what).arg(position - text.data());
-    else
+    if (!hasFailed())
         errorText = what;
     return false;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayView>
+#include <QHash>
 #include <QString>
 #include <simdjson.h>
 #include <string_view>
@@ -8,34 +9,39 @@
 namespace zor {
 
 // Reads one JSON text from another process strictly (RFC 8259, UTF-8) with
-// simdjson's On-Demand API: trailing commas, comments, control characters and
-// invalid UTF-8 in strings, unpaired surrogates, leading zeros and anything
-// after the top-level value are all refused. On-Demand looks only at what it
-// is asked for, so a member the caller does not use goes through skip(),
-// which reads it in full all the same.
+// simdjson's DOM API, which parses with the processor's best kernel, picked
+// at run time (On-Demand walks the text with the kernel compiled into the
+// headers, the generic one on a distribution's build). root() parses and
+// checks the whole text at once: trailing commas, comments, control
+// characters and invalid UTF-8 in strings, unpaired surrogates, leading
+// zeros, nesting deeper than any record and anything after the top-level
+// value are all refused there, so a member the caller does not use has been
+// checked all the same and needs no reading.
 //
 // The first error sticks: every later call returns false, and error() tells
-// what and where. Reading an object:
+// what. Reading an object:
 //
 //     json.forEachMember(value, [&](std::string_view key, JsonValue member) {
-//         return key == "name" ? json.readText(member, name) : json.skip(member);
+//         return key == "name" ? json.readText(member, name) : true;
 //     });
-using JsonValue = simdjson::ondemand::value;
+using JsonValue = simdjson::dom::element;
 
 class StrictJson {
 public:
+    // `text` must outlive root().
     explicit StrictJson(QByteArrayView text);
     StrictJson(const StrictJson&) = delete;
     StrictJson& operator=(const StrictJson&) = delete;
 
-    // The top-level value; read it at most once between rewinds.
+    // The top-level value, which must be an object or an array.
     bool root(JsonValue& out);
-    // Checks that nothing but white space followed the top-level value.
-    bool finish();
-    // Back to the start, for another pass over the same text.
-    void rewind();
-    // Forgets the error, to go on with the next value after a failed one that
-    // was well-formed.
+    // Frees what parsing needed and reading does not: the parser's copy of
+    // the text and its index. A large result is best allocated before: the
+    // freed buffers raise the size at which the allocator maps a block of its
+    // own, so one allocated after comes from the heap and stays resident there
+    // once freed, beneath what was allocated after it.
+    void releaseParser() { parser = simdjson::dom::parser(); }
+    // Forgets the error, to go on with the next value after a failed one.
     void clearError() { errorText.clear(); }
 
     // Calls fn(key, value) for each member in order, a key given twice
@@ -43,58 +49,57 @@ public:
     template <typename Fn> bool forEachMember(JsonValue value, Fn&& fn);
     // Calls fn(value) for each element; stops when fn returns false.
     template <typename Fn> bool forEachElement(JsonValue value, Fn&& fn);
+    // The number of elements of an array; 0 for any other value.
+    static qsizetype elementCount(JsonValue value);
 
     bool readText(JsonValue value, QString& out);
-    // The text in UTF-8, valid until the next read.
+    // As readText, for texts that repeat across records (a session, a policy
+    // path, a process name): equal texts read this way share one QString.
+    bool readSharedText(JsonValue value, QString& out);
+    // The text in UTF-8, valid as long as this reader.
     bool readUtf8(JsonValue value, std::string_view& out);
     bool readBool(JsonValue value, bool& out);
     // An integer written without fraction or exponent, within the range of qint64.
     bool readInteger(JsonValue value, qint64& out);
     bool readNumber(JsonValue value, double& out);
-    // Consumes a null and answers true when one comes next; false otherwise.
-    bool isNull(JsonValue value);
-    // Reads past a value of any type, checking it all the same.
-    bool skip(JsonValue value);
+    // Answers whether the value is a null.
+    static bool isNull(JsonValue value) { return value.is_null(); }
 
     bool hasFailed() const { return !errorText.isEmpty(); }
     QString error() const { return errorText; }
-    // Records an error at the current position; returns false for convenience.
+    // Records an error; returns false for convenience.
     bool fail(const QString& what);
 
 private:
     bool check(simdjson::error_code code);
-    bool skip(JsonValue value, int depth);
 
-    simdjson::padded_string text;
-    simdjson::ondemand::parser parser;
-    simdjson::ondemand::document document;
-    bool isIterating = false;
+    QByteArrayView text;
+    simdjson::dom::parser parser;
+    // What the elements point into: the parsed values and their unescaped
+    // strings, apart from the parser.
+    simdjson::dom::document document;
+    // The texts read with readSharedText(), by their UTF-8 in the document.
+    QHash<QByteArrayView, QString> sharedTexts;
     QString errorText;
 };
 
 template <typename Fn> bool StrictJson::forEachMember(JsonValue value, Fn&& fn) {
-    simdjson::ondemand::object object;
+    simdjson::dom::object object;
     if (hasFailed() || !check(value.get_object().get(object)))
         return false;
-    for (auto field : object) {
-        std::string_view key;
-        JsonValue member;
-        if (!check(field.unescaped_key().get(key)) || !check(field.value().get(member)) ||
-            !fn(key, member))
+    for (const simdjson::dom::key_value_pair field : object)
+        if (!fn(field.key, field.value))
             return false;
-    }
     return !hasFailed();
 }
 
 template <typename Fn> bool StrictJson::forEachElement(JsonValue value, Fn&& fn) {
-    simdjson::ondemand::array array;
+    simdjson::dom::array array;
     if (hasFailed() || !check(value.get_array().get(array)))
         return false;
-    for (auto element : array) {
-        JsonValue item;
-        if (!check(element.get(item)) || !fn(item))
+    for (const JsonValue element : array)
+        if (!fn(element))
             return false;
-    }
     return !hasFailed();
 }
 

@@ -13,38 +13,34 @@ constexpr qsizetype kHeaderLength = 4;
 
 // One member's value, if it is of a type that messages use.
 bool readMember(StrictJson& json, JsonValue value, std::optional<Message::Value>& out) {
-    simdjson::ondemand::json_type type;
-    if (value.type().get(type) != simdjson::SUCCESS)
-        return json.skip(value);
-    if (type == simdjson::ondemand::json_type::string) {
+    switch (value.type()) {
+    case simdjson::dom::element_type::STRING: {
         std::string_view text;
         if (!json.readUtf8(value, text))
             return false;
         out = QByteArray(text.data(), qsizetype(text.size()));
         return true;
     }
-    if (type == simdjson::ondemand::json_type::boolean) {
+    case simdjson::dom::element_type::BOOL: {
         bool flag = false;
         if (!json.readBool(value, flag))
             return false;
         out = flag;
         return true;
     }
-    if (type == simdjson::ondemand::json_type::null) {
-        if (!json.isNull(value))
-            return json.skip(value);
+    case simdjson::dom::element_type::NULL_VALUE:
         out = nullptr;
         return true;
-    }
-    if (type == simdjson::ondemand::json_type::number) {
-        simdjson::ondemand::number number;
-        if (value.get_number().get(number) != simdjson::SUCCESS)
-            return json.skip(value);
-        if (number.is_int64())
-            out = qint64(number.get_int64());
+    case simdjson::dom::element_type::INT64: {
+        qint64 number = 0;
+        if (!json.readInteger(value, number))
+            return false;
+        out = number;
         return true;
     }
-    return json.skip(value);
+    default: // checked with the rest, and of no use to a message
+        return true;
+    }
 }
 
 } // namespace
@@ -57,10 +53,9 @@ const Message::Value* Message::find(QLatin1String name) const {
 Decoded<Message> decodeMessage(QByteArrayView body) {
     StrictJson json(body);
     JsonValue root;
-    simdjson::ondemand::json_type type;
-    if (!json.root(root) || root.type().get(type) != simdjson::SUCCESS)
+    if (!json.root(root))
         return Decoded<Message>::failure(QStringLiteral("not JSON: %1").arg(json.error()));
-    if (type != simdjson::ondemand::json_type::object)
+    if (!root.is_object())
         return Decoded<Message>::failure(QStringLiteral("not a JSON object"));
     Message message;
     const bool isRead = json.forEachMember(root, [&](std::string_view key, JsonValue value) {
@@ -72,7 +67,7 @@ Decoded<Message> decodeMessage(QByteArrayView body) {
                                    std::move(*member));
         return true;
     });
-    if (!isRead || !json.finish())
+    if (!isRead)
         return Decoded<Message>::failure(QStringLiteral("not JSON: %1").arg(json.error()));
     return message;
 }

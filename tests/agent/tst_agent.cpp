@@ -223,12 +223,10 @@ private slots:
         connector->connections.last()->replyToPrompts("[" + record(kIdA, "s1").toJson() +
                                                       R"(,{"id":"x"},)" + ended.toJson() + "]");
         settle();
-        QCOMPARE(
-            notificationLines(),
-            (QStringList{
-                "Connected to ZorAgent",
-                "Skipped prompt record 1 from ZorAgent: missing field \"sessionId\" at byte 229",
-                "Synced 2 prompts from ZorAgent"}));
+        QCOMPARE(notificationLines(),
+                 (QStringList{"Connected to ZorAgent",
+                              "Skipped prompt record 1 from ZorAgent: missing field \"sessionId\"",
+                              "Synced 2 prompts from ZorAgent"}));
         QCOMPARE(redactedLines().at(1), "Skipped prompt record 1 from ZorAgent: <private>");
         const PromptList& prompts = store().prompts();
         QCOMPARE(prompts.size(), 3);

@@ -67,6 +67,10 @@ private slots:
         QTest::newRow("device, unknown member")
             << QByteArray(R"({"kind":"device","deviceClass":"IOHIDDevice","futureField":[1,{}]})")
             << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
+        QTest::newRow("device, members given twice count with their last value")
+            << QByteArray(R"({"kind":"file","deviceClass":"IOUSBHostDevice","processName":"p",)"
+                          R"("kind":"device","deviceClass":"IOHIDDevice","processName":null})")
+            << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
     }
 
     void decodesEveryKind() {
@@ -110,7 +114,8 @@ private slots:
         QTest::addColumn<QString>("errorPart");
 
         const QByteArray file = R"({"kind":"file","path":"/a","operation":"read"})";
-        QTest::newRow("not json") << QByteArray("hello") << "expected an object";
+        QTest::newRow("not json") << QByteArray("hello") << "improper structure";
+        QTest::newRow("a number") << QByteArray("42") << "expected an object";
         QTest::newRow("truncated") << record(file).chopped(5) << "";
         QTest::newRow("text after the value") << record(file) + " x"
                                               << "after the value";
@@ -124,6 +129,15 @@ private slots:
             << record(R"({"kind":"file","path":"/a"})") << "missing field \"operation\"";
         QTest::newRow("port too large")
             << record(R"({"kind":"network","host":"h","port":65536})") << "out of range";
+        QTest::newRow("port with a fraction")
+            << record(R"({"kind":"network","host":"h","port":443.0})") << "requested type";
+        QTest::newRow("port with an exponent")
+            << record(R"({"kind":"network","host":"h","port":4.43e2})") << "requested type";
+        QTest::newRow("signal number beyond 32 bits")
+            << record(R"({"kind":"signal","signalNumber":2147483648,"targetPid":1})")
+            << "out of range";
+        QTest::newRow("a member given twice, wrong the second time")
+            << record(file, R"(,"sessionEnded":"yes")") << "requested type";
         QTest::newRow("negative port")
             << record(R"({"kind":"network","host":"h","port":-1})") << "out of range";
         QTest::newRow("missing sessionId")
@@ -141,7 +155,8 @@ private slots:
         QTest::newRow("invalid utf-8")
             << record("{\"kind\":\"device\",\"deviceClass\":\"\xC3\x28\"}") << "not valid UTF-8";
         // What the decoder skips is read in full all the same.
-        for (const char* unknown : {"tru", "[1,,2]", "01", R"({"a" 1})", R"("\x")"})
+        for (const char* unknown :
+             {"tru", "[1,,2]", "01", R"({"a" 1})", R"("\x")", "18446744073709551616"})
             QTest::addRow("broken unknown field %s", unknown)
                 << record(file, QByteArray(R"(,"x":)") + unknown) << "";
         QTest::newRow("deeply nested unknown field")
@@ -155,6 +170,21 @@ private slots:
         const auto decoded = SerializablePromptItem::fromJson(json);
         QVERIFY(!decoded.hasValue());
         QVERIFY2(decoded.error().contains(errorPart), qPrintable(decoded.error()));
+    }
+
+    // What follows the text in memory takes no part in reading it, whether
+    // the text is refused (the last byte of this one ends a literal) or not.
+    void readsOnlyTheTextItIsGiven() {
+        const QByteArray broken = R"({"id":"x"[,"sessionEnded":null)";
+        const QByteArray memory = broken + "} {}";
+        const auto decoded =
+            SerializablePromptItem::fromJson(QByteArrayView(memory).first(broken.size()));
+        QVERIFY(!decoded.hasValue());
+        QCOMPARE(decoded.error(), SerializablePromptItem::fromJson(broken).error());
+
+        const QByteArray good = record(R"({"kind":"device","deviceClass":"IOHIDDevice"})");
+        const QByteArray more = good + R"(,"x":1})";
+        QVERIFY(SerializablePromptItem::fromJson(QByteArrayView(more).first(good.size())));
     }
 
     // Every documented member is read and written back as documented.
@@ -207,6 +237,25 @@ private slots:
         const QByteArray broken = R"({"id":1,"x":tru})";
         QVERIFY(!SerializablePromptItem::partialListFromJson("[" + good + "," + broken + "]")
                      .hasValue());
+    }
+
+    // A sync repeats sessions, policy paths, operations and process names:
+    // each text is held once, whatever its escapes, and only equal ones meet.
+    void equalTextsAcrossRecordsShareOneString() {
+        const QByteArray first = record(R"({"kind":"file","path":"/a","operation":"write",)"
+                                        R"("processName":"node"})");
+        const QByteArray second = record(R"({"kind":"file","path":"/a","operation":"writ\u0065",)"
+                                         R"("processName":"nodes"})");
+        const auto list = SerializablePromptItem::listFromJson("[" + first + "," + second + "]");
+        QVERIFY2(list.hasValue(), qPrintable(list.error()));
+        const SerializablePromptItem& a = list.value().at(0);
+        const SerializablePromptItem& b = list.value().at(1);
+        QCOMPARE(a.sessionId.constData(), b.sessionId.constData());
+        QCOMPARE(a.policyPath.constData(), b.policyPath.constData());
+        QCOMPARE(a.denial.as<FileDenial>()->operation.constData(),
+                 b.denial.as<FileDenial>()->operation.constData());
+        QCOMPARE(*a.denial.processName(), "node");
+        QCOMPARE(*b.denial.processName(), "nodes");
     }
 
     void fileOperationsParseExactly_data() {

@@ -16,6 +16,8 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryFile>
@@ -25,6 +27,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <simdjson.h>
 #include <thread>
 
 using namespace zor;
@@ -378,6 +381,101 @@ bool benchmarkMemory(const QByteArray& json) {
                   (figures[2].toDouble() - empty) * perPrompt, 2, "KB");
 }
 
+// The sync reply's decode beside the least work that hands back what it
+// does: simdjson's DOM parse of the same bytes plus one QString for every
+// string of the records, kept. A bare DOM parse and QJsonDocument are shown
+// for scale. The contenders take turns, so that a busy machine slows each
+// alike; the budget is the decoder's median over the floor's.
+namespace decode {
+
+// Every string value below `element`, as the records hold them.
+void collectStrings(simdjson::dom::element element, QList<QString>& out) {
+    switch (element.type()) {
+    case simdjson::dom::element_type::OBJECT:
+        for (const auto field : simdjson::dom::object(element))
+            collectStrings(field.value, out);
+        break;
+    case simdjson::dom::element_type::ARRAY:
+        for (const auto item : simdjson::dom::array(element))
+            collectStrings(item, out);
+        break;
+    case simdjson::dom::element_type::STRING: {
+        const std::string_view text(element);
+        out.append(QString::fromUtf8(text.data(), qsizetype(text.size())));
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+simdjson::dom::element parse(simdjson::dom::parser& parser, const QByteArray& json) {
+    simdjson::dom::element root;
+    if (parser.parse(json.constData(), size_t(json.size())).get(root) != simdjson::SUCCESS) {
+        std::fprintf(stderr, "decode: simdjson refuses the dataset\n");
+        std::exit(2);
+    }
+    return root;
+}
+
+// What a contender hands back, freed after its time is taken.
+using Result = std::shared_ptr<const void>;
+
+template <typename T> Result keep(T value) {
+    return std::make_shared<const T>(std::move(value));
+}
+
+struct Contender {
+    const char* what;
+    std::function<Result()> run;
+    std::vector<double> samples;
+};
+
+bool benchmark(const QByteArray& json) {
+    constexpr int kRounds = 31;
+    constexpr double kBudget = 1.5;
+    const auto decoded = SerializablePromptItem::partialListFromJson(json);
+    if (!decoded || decoded.value().records.size() != kPrompts ||
+        !decoded.value().failures.isEmpty()) {
+        std::fprintf(stderr, "decode: the dataset does not decode whole\n");
+        std::exit(2);
+    }
+    simdjson::dom::parser parser;
+    std::vector<Contender> contenders = {
+        {"floor: simdjson DOM parse and a QString per string",
+         [&] {
+             QList<QString> strings;
+             collectStrings(parse(parser, json), strings);
+             return keep(std::move(strings));
+         },
+         {}},
+        {"simdjson DOM parse alone", [&] { return keep(parse(parser, json)); }, {}},
+        {"QJsonDocument::fromJson", [&] { return keep(QJsonDocument::fromJson(json)); }, {}},
+        {"SerializablePromptItem::partialListFromJson",
+         [&] { return keep(SerializablePromptItem::partialListFromJson(json)); },
+         {}},
+    };
+    for (int round = -1; round < kRounds; ++round) // round -1 warms up
+        for (Contender& contender : contenders) {
+            Result result;
+            const double sample = timeOnce([&] { result = contender.run(); });
+            if (round >= 0)
+                contender.samples.push_back(sample / 1000.0);
+        }
+    const double floorMedian = median(contenders.front().samples);
+    std::printf("  decode of the sync payload, %d rounds, simdjson kernel \"%s\"\n", kRounds,
+                std::string(simdjson::get_active_implementation()->name()).c_str());
+    for (const Contender& contender : contenders)
+        std::printf("    %-56s median %6.2f ms  worst %6.2f ms  %5.2fx the floor\n", contender.what,
+                    median(contender.samples),
+                    *std::max_element(contender.samples.cbegin(), contender.samples.cend()),
+                    median(contender.samples) / floorMedian);
+    return report("decode: partialListFromJson over the floor (median)",
+                  median(contenders.back().samples) / floorMedian, kBudget, "x");
+}
+
+} // namespace decode
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -394,6 +492,7 @@ int main(int argc, char** argv) {
     std::printf("  sync payload: %.1f MB of JSON\n", json.size() / 1e6);
     bool isEveryLimitMet = true;
 
+    isEveryLimitMet &= decode::benchmark(json);
     isEveryLimitMet &= benchmarkSyncInTurns(json);
     isEveryLimitMet &= benchmarkMemory(json);
 
