@@ -20,6 +20,7 @@
 
 #include <QGuiApplication>
 #include <QPointer>
+#include <QThreadPool>
 
 namespace zor {
 
@@ -40,6 +41,15 @@ std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     repairs->setParent(window.get());
     monitor->setParent(window.get());
     return window;
+}
+
+// Probes still running on workers may wait for the main thread: the agent's
+// build number is read there. Serve them until they are done, rather than let
+// the application's end wait for them while they wait for it.
+void finishWorkers() {
+    QThreadPool* workers = QThreadPool::globalInstance();
+    while (!workers->waitForDone(10))
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 } // namespace
@@ -99,7 +109,9 @@ int runWindowedApplication(int argc, char** argv) {
             delegate.openUrls(arguments);
         },
         Qt::QueuedConnection);
-    return app.exec();
+    const int status = app.exec();
+    finishWorkers();
+    return status;
 }
 
 } // namespace zor

@@ -41,56 +41,10 @@ ScrollView {
 
     // One menu for every entry, opened for the one clicked: a menu in each
     // entry would be made and dropped with it as the entries change.
-    Menu {
+    LazyMenu {
         id: menu
 
-        objectName: "sidebarEntryMenu"
-
-        MenuItem {
-            text: sidebar.actions.revealLabel
-            visible: sidebar.actions.hasPolicyFileItems
-            height: visible ? implicitHeight : 0
-            onTriggered: sidebar.actions.revealInFileManager()
-        }
-        MenuItem {
-            text: "Open in Default App"
-            visible: sidebar.actions.hasPolicyFileItems
-            height: visible ? implicitHeight : 0
-            onTriggered: sidebar.actions.openInDefaultApp()
-        }
-        MenuItem {
-            objectName: "auditLogsItem"
-            text: "Open Audit Logs"
-            visible: sidebar.actions.hasAuditLogsItem
-            height: visible ? implicitHeight : 0
-            // Shown where it cannot work, disabled, with the reason.
-            enabled: sidebar.actions.isAuditLogsAvailable
-            ToolTip.visible: !enabled && unavailableHover.hovered
-            ToolTip.text: sidebar.actions.auditLogsUnavailableReason
-            ToolTip.delay: 600
-            Accessible.description: sidebar.actions.auditLogsUnavailableReason
-            onTriggered: sidebar.actions.openAuditLogs()
-
-            // A disabled item sees no hover of its own; its handler does.
-            HoverHandler {
-                id: unavailableHover
-            }
-        }
-        MenuSeparator {
-            visible: sidebar.actions.hasPolicyFileItems
-            height: visible ? implicitHeight : 0
-        }
-        MenuItem {
-            text: "Copy Policy Path"
-            visible: sidebar.actions.hasPolicyFileItems
-            height: visible ? implicitHeight : 0
-            onTriggered: sidebar.actions.copyPolicyPath()
-        }
-        MenuItem {
-            text: "Copy Session ID"
-            visible: sidebar.actions.hasCopySessionIdItem
-            height: visible ? implicitHeight : 0
-            onTriggered: sidebar.actions.copySessionId()
-        }
+        menu: Qt.resolvedUrl("SidebarEntryMenu.qml")
+        menuProperties: ({actions: sidebar.actions})
     }
 }

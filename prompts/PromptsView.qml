@@ -143,31 +143,10 @@ Rectangle {
         border.color: SetupTheme.focusRing
     }
 
-    Menu {
+    LazyMenu {
         id: contextMenu
 
-        objectName: "promptRowMenu"
-
-        MenuItem {
-            text: "View Policy Notifications"
-            visible: view.rowMenu.hasViewPolicyItem
-            height: visible ? implicitHeight : 0
-            onTriggered: view.rowMenu.viewPolicyNotifications()
-        }
-        MenuItem {
-            text: "View Session Notifications"
-            visible: view.rowMenu.hasViewSessionItem
-            height: visible ? implicitHeight : 0
-            onTriggered: view.rowMenu.viewSessionNotifications()
-        }
-        MenuSeparator {}
-        MenuItem {
-            text: "Copy Policy Path"
-            onTriggered: view.rowMenu.copyPolicyPath()
-        }
-        MenuItem {
-            text: "Copy Session ID"
-            onTriggered: view.rowMenu.copySessionId()
-        }
+        menu: Qt.resolvedUrl("PromptRowContextMenu.qml")
+        menuProperties: ({rowMenu: view.rowMenu})
     }
 }

@@ -86,6 +86,10 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)
         qFatal("MainWindow: %s", qPrintable(component.errorString()));
+    // What the first frame does not show is made after it.
+    connect(
+        quickWindow.get(), &QQuickWindow::frameSwapped, this,
+        [this] { quickWindow->setProperty("hasFirstFrame", true); }, Qt::SingleShotConnection);
     services.windowChrome.styleMainWindow(*quickWindow);
 }
 

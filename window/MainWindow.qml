@@ -25,6 +25,9 @@ ApplicationWindow {
     // Where the system gives the app no menu bar, the tab row holds its menu.
     required property bool hasMainMenu
 
+    // Set once the window has drawn its first frame; what that frame does not
+    // show is made after it.
+    property bool hasFirstFrame: false
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
     readonly property size paneWidths: Qt.size(sidebar.width, detail.width)
@@ -140,6 +143,7 @@ ApplicationWindow {
             hasMainMenu: window.hasMainMenu
             quitAction: quitAction
             quitKeys: quitShortcut.nativeText
+            isSetupMade: window.hasFirstFrame
         }
 
         Item {

@@ -21,6 +21,14 @@ Rectangle {
     required property bool hasMainMenu
     required property Controls.Action quitAction
     required property string quitKeys
+    // The setup screen is made once this holds: after the window's first
+    // frame, which does not show it, so that its first checks run at launch.
+    required property bool isSetupMade
+
+    // From its own file, so that its types are read only then.
+    onIsSetupMadeChanged: if (isSetupMade)
+        setupLoader.setSource("qrc:/qt/qml/Zor/setup/SetupView.qml",
+                              {monitor: serviceMonitor, repairs: serviceRepairs, topPadding: 0})
 
     readonly property bool isSetupSelected: appState.selectedTab === AppState.AppTab.setup
 
@@ -97,39 +105,13 @@ Rectangle {
                     }
                 }
 
-                Controls.Menu {
+                LazyMenu {
                     id: mainMenu
 
-                    objectName: "mainMenu"
-                    x: mainMenuButton.width - width
-                    y: mainMenuButton.height
-
-                    Controls.MenuItem {
-                        id: quitItem
-
-                        objectName: "quitMenuItem"
-                        action: sidebar.quitAction
-                        // Its keys at the trailing end, as desktop menus show them.
-                        contentItem: RowLayout {
-                            spacing: 24
-
-                            Text {
-                                Layout.fillWidth: true
-                                text: quitItem.text
-                                font: quitItem.font
-                                color: quitItem.highlighted ? quitItem.palette.highlightedText
-                                                            : quitItem.palette.text
-                            }
-
-                            Text {
-                                objectName: "quitKeys"
-                                text: sidebar.quitKeys
-                                font: quitItem.font
-                                color: quitItem.highlighted ? quitItem.palette.highlightedText
-                                                            : SetupTheme.secondaryText
-                            }
-                        }
-                    }
+                    // Over the button, so that the menu opens under it.
+                    anchors.fill: parent
+                    menu: Qt.resolvedUrl("MainMenu.qml")
+                    menuProperties: ({quitAction: sidebar.quitAction, quitKeys: sidebar.quitKeys})
                 }
             }
         }
@@ -141,12 +123,12 @@ Rectangle {
 
             // Hidden rather than gone: it counts as shown, and keeps polling. Hidden
             // also keeps clicks, focus and assistive tools away from it.
-            SetupView {
+            Loader {
+                id: setupLoader
+
+                objectName: "setupLoader"
                 anchors.fill: parent
-                monitor: sidebar.serviceMonitor
-                repairs: sidebar.serviceRepairs
-                // The tab row already leaves its room below.
-                topPadding: 0
+                asynchronous: true
                 opacity: sidebar.isSetupSelected ? 1 : 0
                 visible: sidebar.isSetupSelected
             }

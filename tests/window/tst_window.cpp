@@ -347,7 +347,9 @@ private slots:
         }
 
         // On a prompt tab the hidden screen keeps polling.
-        QCOMPARE(setupView->opacity(), 0);
+        QQuickItem* setupLoader = findItem(window, "setupLoader");
+        QCOMPARE(setupLoader->opacity(), 0);
+        QVERIFY(!setupLoader->isVisible());
         const int queries = scene.agentQueryCount();
         QVERIFY(scene.monitor->isPollPending());
         scene.clock.advance(1s);

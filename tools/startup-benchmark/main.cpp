@@ -48,7 +48,8 @@ qint64 timeBareWindow() {
     timer.start();
     QQmlEngine engine;
     QQmlComponent component(&engine);
-    component.setData("import QtQuick\nWindow { width: 700; height: 500 }\n", QUrl());
+    component.setData("import QtQuick.Controls\nApplicationWindow { width: 761; height: 500 }\n",
+                      QUrl());
     std::unique_ptr<QQuickWindow> window(qobject_cast<QQuickWindow*>(component.create()));
     if (!window || !showUntilFirstFrame(*window))
         qFatal("startup-benchmark: the bare window did not render");

@@ -1,9 +1,12 @@
 #include "window/qml/ColorContrast.h"
 
 #include <QGuiApplication>
+#include <QHashFunctions>
+#include <QMutex>
 #include <QPalette>
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 namespace zor::qml {
 namespace {
@@ -51,6 +54,29 @@ double ColorContrast::ratio(const QColor& foreground, const QColor& background) 
 }
 
 QColor ColorContrast::toReach(const QColor& color, const QColor& background, double minimum) {
+    // The views ask the same few questions over and over, and every new
+    // window's theme asks them all again.
+    struct Question {
+        QRgb color;
+        QRgb background;
+        double minimum;
+        bool operator==(const Question&) const = default;
+    };
+    struct Hash {
+        std::size_t operator()(const Question& q) const {
+            return qHashMulti(0, q.color, q.background, q.minimum);
+        }
+    };
+    static QMutex mutex;
+    static std::unordered_map<Question, QColor, Hash> answers;
+    const Question question{color.rgba(), background.rgba(), minimum};
+    QMutexLocker lock(&mutex);
+    if (const auto known = answers.find(question); known != answers.end())
+        return known->second;
+    return answers.emplace(question, reach(color, background, minimum)).first->second;
+}
+
+QColor ColorContrast::reach(const QColor& color, const QColor& background, double minimum) {
     const QColor flat = flatten(color, background);
     if (ratio(flat, background) >= minimum)
         return flat;

@@ -44,6 +44,9 @@ signals:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    static QColor reach(const QColor& color, const QColor& background, double minimum);
 };
 
 } // namespace zor::qml

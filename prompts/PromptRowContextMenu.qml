@@ -1,0 +1,34 @@
+import QtQuick
+import QtQuick.Controls
+import Zor
+
+// The context menu of a prompt's row.
+Menu {
+    id: contextMenu
+
+    required property PromptRowMenu rowMenu
+
+    objectName: "promptRowMenu"
+
+    MenuItem {
+        text: "View Policy Notifications"
+        visible: contextMenu.rowMenu.hasViewPolicyItem
+        height: visible ? implicitHeight : 0
+        onTriggered: contextMenu.rowMenu.viewPolicyNotifications()
+    }
+    MenuItem {
+        text: "View Session Notifications"
+        visible: contextMenu.rowMenu.hasViewSessionItem
+        height: visible ? implicitHeight : 0
+        onTriggered: contextMenu.rowMenu.viewSessionNotifications()
+    }
+    MenuSeparator {}
+    MenuItem {
+        text: "Copy Policy Path"
+        onTriggered: contextMenu.rowMenu.copyPolicyPath()
+    }
+    MenuItem {
+        text: "Copy Session ID"
+        onTriggered: contextMenu.rowMenu.copySessionId()
+    }
+}
