@@ -52,6 +52,7 @@ void AppState::setAwaitingSync(bool isAwaitingSync) {
 
 void AppState::navigateNow(const QUuid& id) {
     store->setFilter(PromptFilter::all());
+    store->setSearchText(QString());
     // Upper case, as the agent writes prompt ids.
     const QString idText = id.toString(QUuid::WithoutBraces).toUpper();
     if (store->containsPrompt(id)) {

@@ -35,7 +35,7 @@ public:
     // and only towards setup when a service needs repairing (one that cannot
     // run on this system needs none).
     void pickInitialTab(bool isNothingToRepair);
-    // Shows the prompt: no sidebar filter may hide it; highlighted and scrolled
+    // Shows the prompt: no sidebar filter or search may hide it; highlighted and scrolled
     // to when it is pending; the policies tab in any case. A link the user
     // followed also counts as the choice of the initial tab. While the launch
     // sync is awaited the navigation waits for it, so that a link that started

@@ -111,13 +111,15 @@ void MarkedSeqs::clear() {
     marked = 0;
 }
 
-void MarkedSeqs::assignMarked(std::vector<quint64> ascending) {
+void MarkedSeqs::assign(const std::vector<std::pair<quint64, bool>>& ascending) {
     entries.clear();
     entries.reserve(ascending.size());
-    for (const quint64 seq : ascending)
-        entries.push_back({seq, true, true});
+    marked = 0;
+    for (const auto& [seq, isMarked] : ascending) {
+        entries.push_back({seq, true, isMarked});
+        marked += isMarked ? 1 : 0;
+    }
     live = qsizetype(entries.size());
-    marked = live;
     rebuildTree();
 }
 

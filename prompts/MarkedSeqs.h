@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtGlobal>
+#include <utility>
 #include <vector>
 
 namespace zor {
@@ -33,8 +34,15 @@ public:
     quint64 markedAt(qsizetype rank) const;
 
     void clear();
-    // Every number marked, ascending.
-    void assignMarked(std::vector<quint64> ascending);
+    // Numbers ascending, each with its mark.
+    void assign(const std::vector<std::pair<quint64, bool>>& ascending);
+
+    // Calls fn(seq, isMarked) for every number held, ascending.
+    template <typename Fn> void forEach(Fn fn) const {
+        for (const Slot& slot : entries)
+            if (slot.isLive)
+                fn(slot.seq, slot.isMarked);
+    }
 
 private:
     struct Slot {

@@ -55,7 +55,7 @@ bool PromptDecider::decide(const QString& promptId, Decision decision) {
     return id && decide(*id, decision);
 }
 
-bool PromptDecider::decide(const QUuid& id, Decision decision) {
+bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
     const std::optional<PromptItem> item = store.prompt(id);
     if (!item || !isEnabled(decision, item->sessionEnded, listModel.isProcessing(id)))
         return false;
@@ -64,24 +64,46 @@ bool PromptDecider::decide(const QUuid& id, Decision decision) {
     if (std::holds_alternative<std::monostate>(ruleForDenial(item->denial, button.action))) {
         // Nothing the agent could write down: the prompt only goes away here.
         store.removePrompt(id);
+        if (onDone)
+            onDone(true);
         return true;
     }
     // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
-    agent.handlePrompt(
-        id, actionText(button.action), description(button.lifetime), item->policyPath,
-        [store = QPointer(&store), item = *item](bool success, std::optional<QString> error) {
-            if (success)
-                logger(LogCategory::promptsView)
-                    .info("Override handled for %{public}s: %{public}s",
-                          {item.denial.typeString(), item.denial.target()});
-            else
-                logger(LogCategory::promptsView)
-                    .error("Failed to handle prompt: %s",
-                           {error.value_or(QStringLiteral("unknown"))});
-            // A failure is not offered again: the prompt goes either way.
-            if (store)
-                store->removePrompt(item.id);
-        });
+    agent.handlePrompt(id, actionText(button.action), description(button.lifetime),
+                       item->policyPath,
+                       [store = QPointer(&store), item = *item,
+                        onDone = std::move(onDone)](bool success, std::optional<QString> error) {
+                           if (success)
+                               logger(LogCategory::promptsView)
+                                   .info("Override handled for %{public}s: %{public}s",
+                                         {item.denial.typeString(), item.denial.target()});
+                           else
+                               logger(LogCategory::promptsView)
+                                   .error("Failed to handle prompt: %s",
+                                          {error.value_or(QStringLiteral("unknown"))});
+                           // A failure is not offered again: the prompt goes either way.
+                           if (store)
+                               store->removePrompt(item.id);
+                           if (onDone)
+                               onDone(success);
+                       });
+    return true;
+}
+
+bool PromptDecider::dismiss(const QUuid& id, Done onDone) {
+    if (!store.containsPrompt(id) || listModel.isProcessing(id))
+        return false;
+    agent.dismissPrompt(id, [onDone = std::move(onDone)](bool success,
+                                                         std::optional<QString> error) {
+        if (!success)
+            logger(LogCategory::promptsView)
+                .error("Failed to dismiss prompt: %s", {error.value_or(QStringLiteral("unknown"))});
+        if (onDone)
+            onDone(success);
+    });
+    // Marked as the user's own act, which passes the highlight on once it is gone.
+    listModel.setProcessing(id);
+    store.removePrompt(id);
     return true;
 }
 

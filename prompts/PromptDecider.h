@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUuid>
+#include <functional>
 
 namespace zor {
 
@@ -30,10 +31,17 @@ public:
     PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
                   QObject* parent = nullptr);
 
+    // Runs once the prompt has gone: true when the agent took the decision
+    // or the dismissal, or when there was nothing to send.
+    using Done = std::function<void(bool isTaken)>;
+
     // Nothing is sent, and false returned, when the prompt is not pending or
     // the decision is not open to it now.
-    bool decide(const QUuid& id, Decision decision);
+    bool decide(const QUuid& id, Decision decision, Done onDone = {});
     Q_INVOKABLE bool decide(const QString& promptId, zor::PromptDecider::Decision decision);
+    // Asks the agent to drop the prompt and removes it at once, marked as
+    // the user's own act. False while a decision on it is underway.
+    bool dismiss(const QUuid& id, Done onDone = {});
 
     // What a row's button shows; the shortcut applies to the highlighted prompt.
     Q_INVOKABLE static bool isEnabled(zor::PromptDecider::Decision decision, bool isSessionEnded,

@@ -16,12 +16,14 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
     });
     connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
         processingIds.remove(item.id);
+        selectedIds.remove(item.id);
         removedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptChanged, this,
             [this](const PromptItem&, quint64 seq) { changedSeqs.push_back(seq); });
     connect(&store, &PromptStore::promptsChanged, this, &PromptListModel::takeChanges);
     connect(&store, &PromptStore::filterChanged, this, &PromptListModel::rebuild);
+    connect(&store, &PromptStore::searchTextChanged, this, &PromptListModel::followSearch);
     connect(&store, &PromptStore::highlightedPromptIdChanged, this, [this] {
         followHighlight();
         emit updated();
@@ -70,6 +72,8 @@ QVariant PromptListModel::data(const QModelIndex& index, int role) const {
         return processingIds.contains(item->id);
     case isHighlightedRole:
         return highlightedSeq == seq;
+    case isSelectedRole:
+        return selectedIds.contains(item->id);
     }
     return {};
 }
@@ -86,6 +90,7 @@ QHash<int, QByteArray> PromptListModel::roleNames() const {
         {sessionEndedRole, "sessionEnded"},
         {isProcessingRole, "isProcessing"},
         {isHighlightedRole, "isHighlighted"},
+        {isSelectedRole, "isSelected"},
     };
 }
 
@@ -119,9 +124,45 @@ void PromptListModel::setProcessing(const QUuid& id) {
     emit updated();
 }
 
+QList<QUuid> PromptListModel::selection() const {
+    QList<QUuid> ids;
+    ids.reserve(selectedIds.size());
+    // Rows in list order; selections are small, rows may be many.
+    std::vector<std::pair<int, QUuid>> rowsOf;
+    for (const QUuid& id : selectedIds)
+        if (const int row = rowOf(id); row >= 0)
+            rowsOf.emplace_back(row, id);
+    std::sort(rowsOf.begin(), rowsOf.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [row, id] : rowsOf)
+        ids.append(id);
+    return ids;
+}
+
+void PromptListModel::setSelection(const QSet<QUuid>& ids) {
+    QSet<QUuid> selected;
+    for (const QUuid& id : ids)
+        if (rowOf(id) >= 0)
+            selected.insert(id);
+    if (selected == selectedIds)
+        return;
+    const QSet<QUuid> changed = (selected - selectedIds) + (selectedIds - selected);
+    selectedIds = selected;
+    for (const QUuid& id : changed)
+        if (const int row = rowOf(id); row >= 0)
+            rowChanged(row, isSelectedRole);
+    emit updated();
+}
+
 void PromptListModel::rebuild() {
     beginResetModel();
-    rows.assignMarked(store.filteredSeqs());
+    // What another filter hides cannot stay selected.
+    selectedIds.clear();
+    shownSearch = store.search();
+    std::vector<std::pair<quint64, bool>> held;
+    for (const quint64 seq : store.filteredSeqs())
+        held.emplace_back(seq, shownSearch.matches(*store.promptWithSeq(seq)));
+    rows.assign(held);
     addedSeqs.clear();
     removedSeqs.clear();
     changedSeqs.clear();
@@ -133,13 +174,11 @@ void PromptListModel::rebuild() {
     emit updated();
 }
 
-void PromptListModel::takeChanges() {
-    const int before = count();
-
-    // Removed rows go from the bottom up, in runs of adjacent rows, so that
-    // the rows still to go keep the numbers they were found at.
+void PromptListModel::removeRows(std::vector<quint64> seqs, bool isForgetting) {
+    // From the bottom up, in runs of adjacent rows, so that the rows still to
+    // go keep the numbers they were found at.
     std::vector<std::pair<int, quint64>> removed; // row, seq
-    for (const quint64 seq : std::exchange(removedSeqs, {}))
+    for (const quint64 seq : seqs)
         if (const int row = rowOfSeq(seq); row >= 0)
             removed.emplace_back(row, seq);
     std::sort(removed.begin(), removed.end(), std::greater<>());
@@ -149,22 +188,35 @@ void PromptListModel::takeChanges() {
             ++end;
         beginRemoveRows({}, (end - 1)->first, run->first);
         for (auto it = run; it != end; ++it)
-            rows.remove(it->second);
+            isForgetting ? rows.remove(it->second) : void(rows.setMarked(it->second, false));
         endRemoveRows();
         run = end;
     }
+}
 
-    // What came and stayed, newest on top.
-    std::vector<quint64> added;
+void PromptListModel::takeChanges() {
+    const int before = count();
+
+    const std::vector<quint64> removed = std::exchange(removedSeqs, {});
+    removeRows(removed, true);
+    // Those the search had left out go without a row.
+    for (const quint64 seq : removed)
+        rows.remove(seq);
+
+    // What came and stayed, newest on top; the search's finds as rows.
+    int found = 0;
+    std::vector<std::pair<quint64, bool>> added;
     for (const quint64 seq : std::exchange(addedSeqs, {}))
-        if (store.promptWithSeq(seq))
-            added.push_back(seq);
-    if (!added.empty()) {
-        beginInsertRows({}, 0, int(added.size()) - 1);
-        for (const quint64 seq : added)
-            rows.append(seq, true);
+        if (const PromptItem* item = store.promptWithSeq(seq)) {
+            added.emplace_back(seq, shownSearch.matches(*item));
+            found += added.back().second ? 1 : 0;
+        }
+    if (found > 0)
+        beginInsertRows({}, 0, found - 1);
+    for (const auto& [seq, isFound] : added)
+        rows.append(seq, isFound);
+    if (found > 0)
         endInsertRows();
-    }
 
     int firstChanged = count();
     int lastChanged = -1;
@@ -176,6 +228,51 @@ void PromptListModel::takeChanges() {
     if (lastChanged >= 0)
         emit dataChanged(index(firstChanged), index(lastChanged), {sessionEndedRole});
 
+    followHighlight();
+    if (count() != before)
+        emit countChanged();
+    emit updated();
+}
+
+void PromptListModel::followSearch() {
+    const PromptSearch& search = store.search();
+    // Typing on narrows what was found: only the rows shown need a look.
+    const bool isNarrowing = shownSearch.includes(search);
+    shownSearch = search;
+    const int before = count();
+    std::vector<quint64> lost;
+    std::vector<quint64> found; // ascending
+    rows.forEach([&](quint64 seq, bool isShown) {
+        if (isNarrowing && !isShown)
+            return;
+        const PromptItem* item = store.promptWithSeq(seq);
+        const bool isFound = item && search.matches(*item);
+        if (isShown && !isFound) {
+            lost.push_back(seq);
+            if (item)
+                selectedIds.remove(item->id);
+        } else if (!isShown && isFound)
+            found.push_back(seq);
+    });
+    removeRows(lost, false);
+    // Back in from the top down: each lands below the newer ones already back,
+    // so its row is known before any of them is marked.
+    std::vector<int> at;
+    at.reserve(found.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const quint64 seq = found[found.size() - 1 - i];
+        at.push_back(int(rows.markedCount() - rows.markedBelow(seq)) + int(i));
+    }
+    for (std::size_t run = 0; run < at.size();) {
+        std::size_t end = run + 1;
+        while (end < at.size() && at[end] == at[end - 1] + 1)
+            ++end;
+        beginInsertRows({}, at[run], at[end - 1]);
+        for (std::size_t i = run; i < end; ++i)
+            rows.setMarked(found[found.size() - 1 - i], true);
+        endInsertRows();
+        run = end;
+    }
     followHighlight();
     if (count() != before)
         emit countChanged();

@@ -2,6 +2,7 @@
 
 #include "prompts/MarkedSeqs.h"
 #include "prompts/PromptItem.h"
+#include "prompts/PromptSearch.h"
 
 #include <QAbstractListModel>
 #include <QSet>
@@ -13,13 +14,16 @@ namespace zor {
 
 class PromptStore;
 
-// The prompts that pass the store's filter, newest first, one row each.
+// The prompts that pass the store's filter and its search, newest first, one
+// row each.
 //
-// Its rows are the store's sequence numbers; what a row shows is read from
-// the store. It gathers the store's changes and takes them at the store's
-// promptsChanged(): the removed rows go, in as few removals as they allow,
-// then the new prompts come in as one insertion at the top. Only a filter
-// change resets it.
+// It holds the store's sequence numbers of the prompts that pass the filter,
+// marked where the search finds them: its rows are the marked ones; what a
+// row shows is read from the store. It gathers the store's changes and takes
+// them at the store's promptsChanged(): the removed rows go, in as few
+// removals as they allow, then the new prompts come in as one insertion at the
+// top. A new search changes the marks, and rows go and come back in runs;
+// only a filter change resets it.
 //
 // updated() follows every change of its rows or marks, once every view
 // attached to the model has taken the change: whoever moves the views in
@@ -44,6 +48,7 @@ public:
         sessionEndedRole,
         isProcessingRole,
         isHighlightedRole, // the store's highlighted prompt
+        isSelectedRole,    // among the prompts selected for a decision together
     };
     Q_ENUM(Role)
 
@@ -66,6 +71,14 @@ public:
     std::optional<QUuid> firstId() const;
 
     bool isProcessing(const QUuid& id) const { return processingIds.contains(id); }
+
+    // The prompts selected together, shown and pending: the highlighted one
+    // and those added to it with Shift or Ctrl.
+    bool isSelected(const QUuid& id) const { return selectedIds.contains(id); }
+    int selectedCount() const { return int(selectedIds.size()); }
+    // The selected prompts in list order.
+    QList<QUuid> selection() const;
+    void setSelection(const QSet<QUuid>& ids);
     // Marks the prompt as being decided until it leaves the store.
     void setProcessing(const QUuid& id);
 
@@ -76,20 +89,25 @@ signals:
 private:
     void rebuild();
     void takeChanges();
+    void followSearch();
+    // Removes the rows of these marked numbers, in runs from the bottom up.
+    void removeRows(std::vector<quint64> seqs, bool isForgetting);
     void followHighlight();
     bool passesFilter(const PromptItem& item) const;
     quint64 seqAt(int row) const;
     void rowChanged(int row, int role);
 
     PromptStore& store;
-    // Shown prompts, each marked.
+    // The prompts that pass the filter; those the search finds are marked.
     MarkedSeqs rows;
+    PromptSearch shownSearch;
     // The store's changes since the last promptsChanged(), in order.
     std::vector<quint64> addedSeqs;
     std::vector<quint64> removedSeqs;
     std::vector<quint64> changedSeqs;
     std::optional<quint64> highlightedSeq;
     QSet<QUuid> processingIds;
+    QSet<QUuid> selectedIds;
 };
 
 } // namespace zor

@@ -20,13 +20,15 @@ Rectangle {
     required property bool sessionEnded
     required property bool isProcessing
     required property bool isHighlighted
+    required property bool isSelected
 
     required property PromptDecider decider
     required property bool isListFocused
     // The native text of each decision's shortcut, by decision.
     required property var shortcutTexts
 
-    signal highlightRequested
+    // A PromptsViewModel.Click: alone, with Ctrl (Cmd), or with Shift.
+    signal clicked(int click)
     signal contextMenuRequested(real x, real y)
 
     readonly property real margin: 16
@@ -37,7 +39,8 @@ Rectangle {
     readonly property color primaryOnRow: isProcessing ? secondaryOnRow : SetupTheme.primaryText
 
     implicitHeight: decisions.y + decisions.height + 8
-    color: !isHighlighted ? SetupTheme.system.base : isListFocused ? SetupTheme.rowHighlight : SetupTheme.rowSelection
+    color: !isHighlighted && !isSelected ? SetupTheme.system.base
+           : isListFocused ? SetupTheme.rowHighlight : SetupTheme.rowSelection
     // Closed to clicks while its decision is underway.
     enabled: !isProcessing
 
@@ -58,7 +61,18 @@ Rectangle {
 
     TapHandler {
         acceptedButtons: Qt.LeftButton
-        onTapped: row.highlightRequested()
+        acceptedModifiers: Qt.NoModifier
+        onTapped: row.clicked(PromptsViewModel.Click.only)
+    }
+    TapHandler {
+        acceptedButtons: Qt.LeftButton
+        acceptedModifiers: Qt.ControlModifier
+        onTapped: row.clicked(PromptsViewModel.Click.toggle)
+    }
+    TapHandler {
+        acceptedButtons: Qt.LeftButton
+        acceptedModifiers: Qt.ShiftModifier
+        onTapped: row.clicked(PromptsViewModel.Click.extend)
     }
     TapHandler {
         acceptedButtons: Qt.RightButton

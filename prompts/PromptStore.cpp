@@ -37,6 +37,15 @@ void PromptStore::setFilter(const PromptFilter& filter) {
     emit filterChanged();
 }
 
+void PromptStore::setSearchText(const QString& text) {
+    requireMainThread("PromptStore::setSearchText");
+    if (currentSearchText == text)
+        return;
+    currentSearchText = text;
+    currentSearch = PromptSearch(text);
+    emit searchTextChanged();
+}
+
 void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     requireMainThread("PromptStore::setSidebarGrouping");
     if (grouping == newGrouping)
@@ -179,17 +188,33 @@ std::optional<PromptItem> PromptStore::prompt(const QUuid& id) const {
     return *promptList.find(*seq);
 }
 
-PromptList PromptStore::filteredPrompts() const {
-    requireMainThread("PromptStore::filteredPrompts");
-    switch (currentFilter.kind()) {
+PromptList PromptStore::promptsFor(const PromptFilter& filter) const {
+    requireMainThread("PromptStore::promptsFor");
+    switch (filter.kind()) {
     case PromptFilter::Kind::policy:
-        return promptsWithSeqs(seqsByPolicy.find(*currentFilter.policyPath()));
+        return promptsWithSeqs(seqsByPolicy.find(*filter.policyPath()));
     case PromptFilter::Kind::session:
-        return promptsWithSeqs(seqsBySession.find(*currentFilter.sessionId()));
+        return promptsWithSeqs(seqsBySession.find(*filter.sessionId()));
     case PromptFilter::Kind::all:
         break;
     }
     return promptList;
+}
+
+PromptList PromptStore::filteredPrompts() const {
+    requireMainThread("PromptStore::filteredPrompts");
+    const PromptList shown = promptsFor(currentFilter);
+    if (currentSearch.isEmpty())
+        return shown;
+    // Newest first in the list, oldest first into the result.
+    std::vector<PromptList::const_iterator> matching;
+    for (auto it = shown.begin(); it != shown.end(); ++it)
+        if (currentSearch.matches(*it))
+            matching.push_back(it);
+    PromptList found;
+    for (auto it = matching.crbegin(); it != matching.crend(); ++it)
+        found.prepend(it->seq(), **it);
+    return found;
 }
 
 std::vector<quint64> PromptStore::filteredSeqs() const {

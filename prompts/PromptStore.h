@@ -3,6 +3,7 @@
 #include "prompts/PromptFilter.h"
 #include "prompts/PromptItem.h"
 #include "prompts/PromptList.h"
+#include "prompts/PromptSearch.h"
 #include "prompts/SequenceIndex.h"
 #include "prompts/SidebarGrouping.h"
 
@@ -40,6 +41,9 @@ class PromptStore : public QObject {
     Q_PROPERTY(std::optional<QUuid> scrollToPromptId READ scrollToPromptId WRITE setScrollToPromptId
                    NOTIFY scrollToPromptIdChanged)
     Q_PROPERTY(zor::PromptFilter filter READ filter WRITE setFilter NOTIFY filterChanged)
+    // What the search field holds; the list shows the prompts that pass the
+    // filter and that the search finds.
+    Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
     Q_PROPERTY(zor::SidebarGrouping sidebarGrouping READ sidebarGrouping WRITE setSidebarGrouping
                    NOTIFY sidebarGroupingChanged)
 
@@ -54,6 +58,9 @@ public:
     void setScrollToPromptId(std::optional<QUuid> id);
     PromptFilter filter() const { return currentFilter; }
     void setFilter(const PromptFilter& filter);
+    QString searchText() const { return currentSearchText; }
+    void setSearchText(const QString& text);
+    const PromptSearch& search() const { return currentSearch; }
     SidebarGrouping sidebarGrouping() const { return grouping; }
     void setSidebarGrouping(SidebarGrouping grouping);
 
@@ -80,7 +87,8 @@ public:
     std::optional<quint64> seqOf(const QUuid& id) const { return seqsById.newest(id); }
     // The prompt with that sequence number, or null; valid until the next change.
     const PromptItem* promptWithSeq(quint64 seq) const { return promptList.find(seq); }
-    // The sequence numbers of the prompts that pass the filter, oldest first.
+    // The sequence numbers of the prompts that pass the filter, found by the
+    // search or not, oldest first.
     std::vector<quint64> filteredSeqs() const;
     // Of the newest prompt of the policy or session.
     std::optional<quint64> newestSeqForPolicy(const QString& policyPath) const {
@@ -90,8 +98,10 @@ public:
         return seqsBySession.newest(sessionId);
     }
 
-    // The prompts that pass the filter, in list order.
+    // The prompts that pass the filter and the search, in list order.
     PromptList filteredPrompts() const;
+    // The prompts a filter shows, whatever the search, in list order.
+    PromptList promptsFor(const PromptFilter& filter) const;
     // Distinct values in order of first appearance in the list.
     QStringList uniquePolicyPaths() const;
     QStringList uniqueSessionIds() const;
@@ -113,6 +123,7 @@ signals:
     void highlightedPromptIdChanged();
     void scrollToPromptIdChanged();
     void filterChanged();
+    void searchTextChanged();
     void sidebarGroupingChanged();
 
 private:
@@ -135,6 +146,8 @@ private:
     std::optional<QUuid> highlighted;
     std::optional<QUuid> scrollTarget;
     PromptFilter currentFilter;
+    QString currentSearchText;
+    PromptSearch currentSearch;
     SidebarGrouping grouping = SidebarGrouping::policy;
     int batchDepth = 0;
     bool hasBatchChanged = false;

@@ -3,9 +3,10 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Zor
 
-// The detail pane of the prompt tabs: the prompts that pass the sidebar's
-// filter, or what explains an empty list. Keys and decisions go to the view
-// model, which decides what they do.
+// The detail pane of the prompt tabs: the search field, the prompts that pass
+// the sidebar's filter and the search, or what explains an empty list; with
+// more than one selected, what can be decided for them together. Keys and
+// decisions go to the view model, which decides what they do.
 Rectangle {
     id: view
 
@@ -13,6 +14,7 @@ Rectangle {
     required property PromptListModel listModel
     required property PromptDecider decider
     required property PromptRowMenu rowMenu
+    required property GroupDecision group
 
     objectName: "promptsView"
     color: SetupTheme.system.base
@@ -40,9 +42,165 @@ Rectangle {
         denyAlwaysShortcut.nativeText
     ]
 
+    Shortcut {
+        sequence: StandardKey.Find
+        context: Qt.WindowShortcut
+        enabled: view.visible
+        onActivated: {
+            searchField.forceActiveFocus();
+            searchField.selectAll();
+        }
+    }
+
+    Column {
+        id: bars
+
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+
+        Item {
+            width: parent.width
+            height: searchField.implicitHeight + 16
+
+        TextField {
+            id: searchField
+
+            objectName: "promptSearch"
+            anchors.left: parent.left
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+            anchors.leftMargin: 12
+            anchors.rightMargin: 12
+            placeholderText: "Search prompts"
+            placeholderTextColor: SetupTheme.secondaryText
+            text: view.viewModel.searchText
+            onTextEdited: view.viewModel.searchText = text
+            Accessible.name: "Search prompts"
+            Keys.onEscapePressed: {
+                view.viewModel.clearSearch();
+                list.forceActiveFocus();
+            }
+        }
+        }
+
+        // With more than one selected: what they can be given together.
+        Rectangle {
+            objectName: "selectionBar"
+            width: parent.width
+            height: visible ? selectionRow.implicitHeight + 12 : 0
+            visible: view.viewModel.selectedCount > 1
+            color: SetupTheme.rowSelection
+
+            RowLayout {
+                id: selectionRow
+
+                anchors.fill: parent
+                // One group at a time.
+                enabled: view.group.state === GroupDecision.State.idle
+                anchors.leftMargin: 12
+                anchors.rightMargin: 12
+                spacing: 6
+
+                Label {
+                    Layout.fillWidth: true
+                    text: view.viewModel.selectedCount + " selected"
+                    color: SetupTheme.primaryText
+                    elide: Text.ElideRight
+                }
+                Button {
+                    objectName: "selectionDenySession"
+                    text: "Deny for Session…"
+                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.denySession)
+                }
+                Button {
+                    objectName: "selectionDenyAlways"
+                    text: "Deny Always…"
+                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.denyAlways)
+                }
+                Button {
+                    objectName: "selectionDismiss"
+                    text: "Dismiss…"
+                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.dismiss)
+                }
+                Button {
+                    id: allowSelection
+
+                    objectName: "selectionAllow"
+                    text: "Allow…"
+                    Accessible.description: "Allow once, for the session or always"
+                    onClicked: allowMenu.popup(allowSelection, 0, allowSelection.height)
+                }
+            }
+
+            LazyMenu {
+                id: allowMenu
+
+                menu: Qt.resolvedUrl("GroupAllowMenu.qml")
+                menuProperties: ({viewModel: view.viewModel})
+            }
+        }
+
+        // A group underway, when it is large, and then how it ended.
+        Rectangle {
+            objectName: "groupBar"
+            width: parent.width
+            height: visible ? groupRow.implicitHeight + 12 : 0
+            visible: progress.visible || view.group.outcome !== ""
+            color: SetupTheme.windowBackground
+
+            RowLayout {
+                id: groupRow
+
+                anchors.fill: parent
+                anchors.leftMargin: 12
+                anchors.rightMargin: 12
+                spacing: 8
+
+                ProgressBar {
+                    id: progress
+
+                    objectName: "groupProgress"
+                    Layout.fillWidth: true
+                    visible: view.group.state === GroupDecision.State.deciding && view.group.showsProgress
+                    from: 0
+                    to: view.group.sentCount
+                    value: view.group.doneCount
+                    Accessible.name: view.group.doneCount + " of " + view.group.sentCount + " decided"
+                }
+                Label {
+                    objectName: "groupOutcome"
+                    Layout.fillWidth: true
+                    visible: !progress.visible
+                    text: view.group.outcome
+                    color: SetupTheme.primaryText
+                    wrapMode: Text.Wrap
+                    Accessible.role: Accessible.AlertMessage
+                    Accessible.name: text
+                }
+                Button {
+                    visible: !progress.visible
+                    text: "Close"
+                    Accessible.name: "Close the outcome"
+                    onClicked: view.group.clearOutcome()
+                }
+            }
+        }
+    }
+
+    // Made while a group is asked, from its own file.
+    Loader {
+        active: view.group.state === GroupDecision.State.asking
+        source: Qt.resolvedUrl("GroupConfirmation.qml")
+        onLoaded: {
+            item.group = view.group;
+            item.open();
+        }
+    }
+
     ColumnLayout {
         objectName: "emptyState"
-        anchors.centerIn: parent
+        anchors.centerIn: list
         width: Math.min(parent.width - 40, 360)
         spacing: 12
         visible: view.viewModel.contentState !== PromptsViewModel.ContentState.list
@@ -76,7 +234,10 @@ Rectangle {
         id: list
 
         objectName: "promptList"
-        anchors.fill: parent
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: bars.bottom
+        anchors.bottom: parent.bottom
         visible: view.viewModel.contentState === PromptsViewModel.ContentState.list
         model: view.listModel
         clip: true
@@ -98,8 +259,8 @@ Rectangle {
             decider: view.decider
             isListFocused: view.viewModel.isListFocused
             shortcutTexts: view.shortcutTexts
-            onHighlightRequested: {
-                view.viewModel.highlightPrompt(promptId);
+            onClicked: (click) => {
+                view.viewModel.clickPrompt(promptId, click);
                 list.forceActiveFocus();
             }
             onContextMenuRequested: (x, y) => {

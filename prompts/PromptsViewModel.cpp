@@ -1,7 +1,6 @@
 #include "prompts/PromptsViewModel.h"
 
 #include "platform/Log.h"
-#include "prompts/AgentRequests.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 
@@ -17,18 +16,21 @@ EmptyStateText emptyStateText(PromptsViewModel::ContentState state) {
         return {"No Pending Prompts", "Unknown policy decisions will appear here."};
     case PromptsViewModel::ContentState::noPromptsMatchingFilter:
         return {"No Prompts Matching Filter", "Select \"All\" in the sidebar to see all prompts."};
+    case PromptsViewModel::ContentState::noPromptsMatchingSearch:
+        return {"No Prompts Found", "No prompt here holds the searched text."};
     }
     return {"", ""};
 }
 
 PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listModel,
-                                   PromptDecider& decider, AgentRequests& agent, QObject* parent)
+                                   PromptDecider& decider, GroupDecision& group, QObject* parent)
     : QObject(parent)
     , store(store)
     , listModel(listModel)
     , decider(decider)
-    , agent(agent) {
+    , group(group) {
     connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
+    connect(&store, &PromptStore::searchTextChanged, this, &PromptsViewModel::searchTextChanged);
     connect(&store, &PromptStore::scrollToPromptIdChanged, this, [this] {
         const std::optional<QUuid> target = this->store.scrollToPromptId();
         if (!target)
@@ -63,8 +65,10 @@ int PromptsViewModel::highlightedRow() const {
 
 void PromptsViewModel::update() {
     const ContentState newState = store.prompts().isEmpty() ? ContentState::noPendingPrompts
-                                  : listModel.count() == 0  ? ContentState::noPromptsMatchingFilter
-                                                            : ContentState::list;
+                                  : listModel.count() > 0   ? ContentState::list
+                                  : store.search().isEmpty()
+                                      ? ContentState::noPromptsMatchingFilter
+                                      : ContentState::noPromptsMatchingSearch;
     if (newState != state) {
         state = newState;
         emit contentStateChanged();
@@ -81,6 +85,9 @@ void PromptsViewModel::update() {
 
     if (!highlighted) {
         shownHighlight.reset();
+        anchor.reset();
+        listModel.setSelection({});
+        followSelectedCount();
         return;
     }
     const std::optional<quint64> seq = store.seqOf(*highlighted);
@@ -97,19 +104,107 @@ void PromptsViewModel::update() {
             store.setHighlightedPromptId(std::nullopt);
         return;
     }
-    if (seq && listModel.rowOfSeq(*seq) >= 0)
+    if (seq && listModel.rowOfSeq(*seq) >= 0) {
         shownHighlight = ShownHighlight{*highlighted, *seq, listModel.isProcessing(*highlighted),
                                         store.filter()};
-    else if (!seq)
+        // The highlighted prompt is always among the selected ones: a
+        // highlight set from elsewhere starts a selection of its own.
+        if (!listModel.isSelected(*highlighted)) {
+            anchor = *highlighted;
+            listModel.setSelection({*highlighted});
+        }
+    } else if (!seq) {
         store.setHighlightedPromptId(std::nullopt);
-    else
+    } else {
         shownHighlight.reset();
+    }
+    followSelectedCount();
 }
 
-void PromptsViewModel::highlightPrompt(const QString& promptId) {
+void PromptsViewModel::followSelectedCount() {
+    if (shownSelectedCount == listModel.selectedCount())
+        return;
+    shownSelectedCount = listModel.selectedCount();
+    emit selectedCountChanged();
+}
+
+int PromptsViewModel::selectedCount() const {
+    return shownSelectedCount;
+}
+
+QString PromptsViewModel::searchText() const {
+    return store.searchText();
+}
+
+void PromptsViewModel::setSearchText(const QString& text) {
+    store.setSearchText(text);
+}
+
+void PromptsViewModel::clearSearch() {
+    store.setSearchText(QString());
+}
+
+void PromptsViewModel::clickPrompt(const QString& promptId, Click click) {
     const std::optional<QUuid> id = parsePromptId(promptId);
-    if (id && listModel.rowOf(*id) >= 0)
-        store.setHighlightedPromptId(*id);
+    const int row = id ? listModel.rowOf(*id) : -1;
+    if (row < 0)
+        return;
+    switch (click) {
+    case Click::only:
+        anchor = *id;
+        listModel.setSelection({*id});
+        break;
+    case Click::toggle: {
+        QList<QUuid> selected = listModel.selection();
+        if (!selected.contains(*id)) {
+            anchor = *id;
+            selected.append(*id);
+        } else if (selected.size() > 1) {
+            // Out of the selection, and the highlight to its nearest selected neighbour.
+            selected.removeOne(*id);
+            listModel.setSelection({selected.cbegin(), selected.cend()});
+            const auto nearest = std::min_element(
+                selected.cbegin(), selected.cend(), [this, row](const QUuid& a, const QUuid& b) {
+                    return std::abs(listModel.rowOf(a) - row) < std::abs(listModel.rowOf(b) - row);
+                });
+            anchor = *nearest;
+            store.setHighlightedPromptId(*nearest);
+            return;
+        }
+        listModel.setSelection({selected.cbegin(), selected.cend()});
+        break;
+    }
+    case Click::extend:
+        selectRange(row);
+        break;
+    }
+    store.setHighlightedPromptId(*id);
+}
+
+void PromptsViewModel::selectRange(int row) {
+    const int from = anchor ? listModel.rowOf(*anchor) : -1;
+    if (from < 0) {
+        if (const PromptItem* item = listModel.promptAt(row)) {
+            anchor = item->id;
+            listModel.setSelection({item->id});
+        }
+        return;
+    }
+    QSet<QUuid> range;
+    for (int r = std::min(from, row); r <= std::max(from, row); ++r)
+        if (const PromptItem* item = listModel.promptAt(r))
+            range.insert(item->id);
+    listModel.setSelection(range);
+}
+
+void PromptsViewModel::decideSelection(GroupDecision::Action action) {
+    group.ask(action, listModel.selection());
+}
+
+void PromptsViewModel::clearSelection() {
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
+    listModel.setSelection(highlighted ? QSet<QUuid>{*highlighted} : QSet<QUuid>());
+    anchor = highlighted;
 }
 
 void PromptsViewModel::highlightRow(int row) {
@@ -117,7 +212,7 @@ void PromptsViewModel::highlightRow(int row) {
         store.setHighlightedPromptId(item->id);
 }
 
-void PromptsViewModel::moveHighlight(int delta) {
+void PromptsViewModel::moveHighlight(int delta, bool isExtending) {
     const int count = listModel.count();
     if (count == 0)
         return;
@@ -125,24 +220,35 @@ void PromptsViewModel::moveHighlight(int delta) {
     // With nothing highlighted, Down starts at the top and Up at the bottom.
     const int target =
         row < 0 ? (delta > 0 ? 0 : count - 1) : std::clamp(row + delta, 0, count - 1);
-    highlightRow(target);
+    const PromptItem* item = listModel.promptAt(target);
+    if (!item)
+        return;
+    if (isExtending && row >= 0) {
+        selectRange(target);
+    } else {
+        anchor = item->id;
+        listModel.setSelection({item->id});
+    }
+    store.setHighlightedPromptId(item->id);
     emit keepRowInView(target);
 }
 
 bool PromptsViewModel::handleListKey(int key, int modifiers) {
     // The keypad flag says where a key is, not what the user meant.
-    const bool isPlain = (Qt::KeyboardModifiers(modifiers) & ~Qt::KeypadModifier) == 0;
-    if (!isPlain)
-        return false;
+    const Qt::KeyboardModifiers held = Qt::KeyboardModifiers(modifiers) & ~Qt::KeypadModifier;
+    const bool isPlain = held == Qt::NoModifier;
+    const bool isShifted = held == Qt::ShiftModifier;
     switch (key) {
     case Qt::Key_Up:
-        moveHighlight(-1);
-        return true;
     case Qt::Key_Down:
-        moveHighlight(1);
+        if (!isPlain && !isShifted)
+            return false;
+        moveHighlight(key == Qt::Key_Up ? -1 : 1, isShifted);
         return true;
     case Qt::Key_Delete:
     case Qt::Key_Backspace: // what the Mac's delete key sends
+        if (!isPlain)
+            return false;
         dismissHighlighted();
         return true;
     default:
@@ -151,24 +257,22 @@ bool PromptsViewModel::handleListKey(int key, int modifiers) {
 }
 
 bool PromptsViewModel::decideHighlighted(PromptDecider::Decision decision) {
+    if (listModel.selectedCount() > 1)
+        return group.ask(GroupDecision::Action(int(decision)), listModel.selection());
     const std::optional<QUuid> highlighted = store.highlightedPromptId();
     return highlighted && listModel.rowOf(*highlighted) >= 0 &&
            decider.decide(*highlighted, decision);
 }
 
 void PromptsViewModel::dismissHighlighted() {
+    if (listModel.selectedCount() > 1) {
+        group.ask(GroupDecision::Action::dismiss, listModel.selection());
+        return;
+    }
     const std::optional<QUuid> id = store.highlightedPromptId();
     // A prompt whose decision is underway is closed to the keyboard as to clicks.
-    if (!id || listModel.rowOf(*id) < 0 || listModel.isProcessing(*id))
-        return;
-    agent.dismissPrompt(*id, [](bool success, std::optional<QString> error) {
-        if (!success)
-            logger(LogCategory::promptsView)
-                .error("Failed to dismiss prompt: %s", {error.value_or(QStringLiteral("unknown"))});
-    });
-    // Marked as the user's own act, which passes the highlight on once it is gone.
-    listModel.setProcessing(*id);
-    store.removePrompt(*id);
+    if (id && listModel.rowOf(*id) >= 0)
+        decider.dismiss(*id);
 }
 
 void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptFilter.h"
 #include "prompts/ScrollRequest.h"
@@ -11,13 +12,13 @@
 
 namespace zor {
 
-class AgentRequests;
 class PromptListModel;
 class PromptStore;
 
 // The behaviour of the prompt list: what it shows when empty, the highlight
-// (the store's highlightedPromptId), keyboard commands on the highlighted
-// prompt, delete-to-dismiss and scrolling. Main thread only.
+// (the store's highlightedPromptId) and the selection around it, keyboard
+// commands on the highlighted prompt, or on the selection as a group,
+// delete-to-dismiss, the search and scrolling. Main thread only.
 //
 // It acts on the list only after the list model's updated(), when every view
 // of the model holds the same rows, and it names prompts by id: a row number
@@ -34,15 +35,26 @@ class PromptsViewModel final : public QObject {
         zor::ScrollRequest scrollRequest READ scrollRequestOrNone NOTIFY scrollRequestChanged)
     // The row of the requested prompt when the request was made; -1 when not shown.
     Q_PROPERTY(int scrollRequestRow READ scrollRequestRow NOTIFY scrollRequestChanged)
+    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectedCountChanged)
+    Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
 
 public:
-    enum class ContentState { list, noPendingPrompts, noPromptsMatchingFilter };
+    enum class ContentState {
+        list,
+        noPendingPrompts,
+        noPromptsMatchingFilter,
+        noPromptsMatchingSearch
+    };
     Q_ENUM(ContentState)
+
+    // A click on a row alone, with Ctrl (Cmd on macOS), or with Shift.
+    enum class Click { only, toggle, extend };
+    Q_ENUM(Click)
 
     static constexpr QPointF kTopAnchor{0.5, 0.0};
 
     PromptsViewModel(PromptStore& store, PromptListModel& listModel, PromptDecider& decider,
-                     AgentRequests& agent, QObject* parent = nullptr);
+                     GroupDecision& group, QObject* parent = nullptr);
 
     ContentState contentState() const { return state; }
     QString emptyTitle() const;
@@ -56,22 +68,36 @@ public:
     int scrollRequestRow() const { return scrollRow; }
     // The row the user sees highlighted; -1 when none.
     int highlightedRow() const;
+    int selectedCount() const;
+    QString searchText() const;
+    void setSearchText(const QString& text);
 
-    // A click on the row showing that prompt.
-    Q_INVOKABLE void highlightPrompt(const QString& promptId);
+    // A click on the row showing that prompt: it alone is selected and
+    // highlighted, or toggled in the selection, or the selection reaches it
+    // from where the last click left it.
+    Q_INVOKABLE void clickPrompt(const QString& promptId, zor::PromptsViewModel::Click click);
     // Keys pressed while the list has focus: the arrows move the highlight,
-    // Delete and Backspace dismiss. True when the key was one of them.
+    // with Shift they reach the selection along; Delete and Backspace
+    // dismiss. True when the key was one of them.
     Q_INVOKABLE bool handleListKey(int key, int modifiers);
+    // On the highlighted prompt, or, when more are selected, on all of them
+    // as a group, asked first.
     Q_INVOKABLE bool decideHighlighted(zor::PromptDecider::Decision decision);
-    // Asks the agent to drop the highlighted prompt and removes it at once.
-    // Nothing while a decision on it is underway.
+    // The highlighted prompt goes at once, or the selection, asked first.
+    // Nothing while a decision on the prompt is underway.
     void dismissHighlighted();
+    Q_INVOKABLE void decideSelection(zor::GroupDecision::Action action);
+    Q_INVOKABLE void clearSelection();
+    // Escape in the search field: the search is cleared.
+    Q_INVOKABLE void clearSearch();
     void requestScroll(const QUuid& id, QPointF anchor);
 
 signals:
     void contentStateChanged();
     void isListFocusedChanged();
     void scrollRequestChanged();
+    void selectedCountChanged();
+    void searchTextChanged();
     // The arrow keys moved the highlight to this row: it must be in view.
     void keepRowInView(int row);
     // A scroll request's row, to bring to the top of the view: the first row,
@@ -90,14 +116,20 @@ private:
     };
 
     void update();
-    void moveHighlight(int delta);
+    void moveHighlight(int delta, bool isExtending);
     void highlightRow(int row);
+    // Selects the prompts from the anchor's row to `row`.
+    void selectRange(int row);
+    void followSelectedCount();
 
     PromptStore& store;
     PromptListModel& listModel;
     PromptDecider& decider;
-    AgentRequests& agent;
+    GroupDecision& group;
     ContentState state = ContentState::noPendingPrompts;
+    // Where a selection reaching out with Shift starts.
+    std::optional<QUuid> anchor;
+    int shownSelectedCount = 0;
     bool isFocused = false;
     std::optional<ShownHighlight> shownHighlight;
     std::optional<QUuid> firstId;

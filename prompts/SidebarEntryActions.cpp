@@ -10,13 +10,29 @@
 namespace zor {
 
 SidebarEntryActions::SidebarEntryActions(Workspace& workspace, Clipboard& clipboard,
-                                         QString toolPath, QString scriptDirectory, QObject* parent)
+                                         QString toolPath, QString scriptDirectory,
+                                         PromptStore& store, GroupDecision& group, QObject* parent)
     : QObject(parent)
     , workspace(workspace)
     , clipboard(clipboard)
     , toolPath(std::move(toolPath))
     , scriptDirectory(std::move(scriptDirectory))
-    , auditLogsUnavailable(sessionLogsUnavailableReason(this->toolPath)) {}
+    , auditLogsUnavailable(sessionLogsUnavailableReason(this->toolPath))
+    , store(store)
+    , group(group) {}
+
+bool SidebarEntryActions::hasGroupItems() const {
+    return opened.filter.kind() != PromptFilter::Kind::all && opened.count > 0;
+}
+
+void SidebarEntryActions::decideGroup(GroupDecision::Action action) {
+    if (!hasGroupItems())
+        return;
+    QList<QUuid> ids;
+    for (const PromptItem& item : store.promptsFor(opened.filter))
+        ids.append(item.id);
+    group.ask(action, ids);
+}
 
 QString SidebarEntryActions::revealLabel() const {
     return workspace.revealInFileManagerLabel();

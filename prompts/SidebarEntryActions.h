@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prompts/GroupDecision.h"
 #include "prompts/SidebarEntry.h"
 
 #include <QObject>
@@ -8,6 +9,7 @@
 namespace zor {
 
 class Clipboard;
+class PromptStore;
 class PromptsSidebarModel;
 class Workspace;
 
@@ -24,15 +26,19 @@ class SidebarEntryActions : public QObject {
     Q_PROPERTY(bool hasAuditLogsItem READ hasAuditLogsItem NOTIFY openedForChanged)
     Q_PROPERTY(bool hasCopySessionIdItem READ hasCopySessionIdItem NOTIFY openedForChanged)
     Q_PROPERTY(bool hasMenu READ hasMenu NOTIFY openedForChanged)
+    // A policy's or a session's prompts can be decided together.
+    Q_PROPERTY(bool hasGroupItems READ hasGroupItems NOTIFY openedForChanged)
     Q_PROPERTY(bool isAuditLogsAvailable READ isAuditLogsAvailable CONSTANT)
     Q_PROPERTY(QString auditLogsUnavailableReason READ auditLogsUnavailableReason CONSTANT)
 
 public:
     // `toolPath` is the command-line tool the audit-log script runs; the
     // script is written into `scriptDirectory`. Whether the tool is there is
-    // read once: it comes with the app's installation.
+    // read once: it comes with the app's installation. A group's decisions go
+    // to `group`, for the prompts of `store`.
     SidebarEntryActions(Workspace& workspace, Clipboard& clipboard, QString toolPath,
-                        QString scriptDirectory, QObject* parent = nullptr);
+                        QString scriptDirectory, PromptStore& store, GroupDecision& group,
+                        QObject* parent = nullptr);
 
     QString revealLabel() const;
     // "Open Audit Logs" is offered only where the tool is; otherwise the menu
@@ -46,6 +52,7 @@ public:
     bool hasAuditLogsItem() const { return opened.hasAuditLogsItem(); }
     bool hasCopySessionIdItem() const { return opened.hasCopySessionIdItem(); }
     bool hasMenu() const { return opened.hasMenu(); }
+    bool hasGroupItems() const;
 
     // On the entry the menu is open for; nothing where it lacks what they need.
     Q_INVOKABLE void revealInFileManager();
@@ -53,6 +60,8 @@ public:
     Q_INVOKABLE void openAuditLogs();
     Q_INVOKABLE void copyPolicyPath();
     Q_INVOKABLE void copySessionId();
+    // The entry's prompts, all of them as listed now, asked first.
+    Q_INVOKABLE void decideGroup(zor::GroupDecision::Action action);
 
 signals:
     void openedForChanged();
@@ -63,6 +72,8 @@ private:
     QString toolPath;
     QString scriptDirectory;
     const QString auditLogsUnavailable;
+    PromptStore& store;
+    GroupDecision& group;
     SidebarEntry opened;
 };
 

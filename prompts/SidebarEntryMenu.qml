@@ -56,4 +56,24 @@ Menu {
         height: visible ? implicitHeight : 0
         onTriggered: entryMenu.actions.copySessionId()
     }
+
+    // The entry's prompts decided together, each asked first: the denials
+    // and the dismissal, then the allows.
+    MenuSeparator {
+        visible: entryMenu.actions.hasGroupItems
+        height: visible ? implicitHeight : 0
+    }
+    component GroupItem: MenuItem {
+        required property int decision
+
+        visible: entryMenu.actions.hasGroupItems
+        height: visible ? implicitHeight : 0
+        onTriggered: entryMenu.actions.decideGroup(decision)
+    }
+    GroupItem { text: "Deny All for the Session…"; decision: GroupDecision.Action.denySession }
+    GroupItem { text: "Deny All Always…"; decision: GroupDecision.Action.denyAlways }
+    GroupItem { text: "Dismiss All…"; decision: GroupDecision.Action.dismiss }
+    GroupItem { text: "Allow All Once…"; decision: GroupDecision.Action.allowOnce }
+    GroupItem { text: "Allow All for the Session…"; decision: GroupDecision.Action.allowSession }
+    GroupItem { text: "Allow All Always…"; decision: GroupDecision.Action.allowAlways }
 }

@@ -5,6 +5,7 @@
 #include "platform/WindowChrome.h"
 #include "platform/portable/LiveRegion.h"
 #include "prompts/AppState.h"
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
@@ -49,8 +50,9 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     PromptStore& store = *appState.promptStore();
     auto* promptListModel = new PromptListModel(store, this);
     decider = new PromptDecider(store, *promptListModel, services.notificationHandler, this);
+    auto* groupDecision = new GroupDecision(store, *decider, this);
     auto* promptsViewModel =
-        new PromptsViewModel(store, *promptListModel, *decider, services.notificationHandler, this);
+        new PromptsViewModel(store, *promptListModel, *decider, *groupDecision, this);
     auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
     auto* policiesSidebarModel = new PromptsSidebarModel(this);
     policiesSidebarModel->setGrouping(SidebarGrouping::policy);
@@ -58,9 +60,9 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     auto* sessionsSidebarModel = new PromptsSidebarModel(this);
     sessionsSidebarModel->setGrouping(SidebarGrouping::session);
     sessionsSidebarModel->setStore(&store);
-    auto* sidebarEntryActions =
-        new SidebarEntryActions(services.workspace, services.clipboard,
-                                services.commandLineToolPath, QDir::tempPath(), this);
+    auto* sidebarEntryActions = new SidebarEntryActions(
+        services.workspace, services.clipboard, services.commandLineToolPath, QDir::tempPath(),
+        store, *groupDecision, this);
 
     prepareZorEngine(*engine);
     // Qt.quit() in the views. Later, so that no view goes while it handles the click or key.
@@ -75,6 +77,7 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("tabRowLeadingPadding"), services.windowChrome.tabRowLeadingPadding()},
          {QStringLiteral("promptListModel"), QVariant::fromValue(promptListModel)},
          {QStringLiteral("promptDecider"), QVariant::fromValue(decider)},
+         {QStringLiteral("groupDecision"), QVariant::fromValue(groupDecision)},
          {QStringLiteral("promptsViewModel"), QVariant::fromValue(promptsViewModel)},
          {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)},
          {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},

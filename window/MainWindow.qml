@@ -15,6 +15,7 @@ ApplicationWindow {
     required property real tabRowLeadingPadding
     required property PromptListModel promptListModel
     required property PromptDecider promptDecider
+    required property GroupDecision groupDecision
     required property PromptsViewModel promptsViewModel
     required property PromptRowMenu promptRowMenu
     required property PromptsSidebarModel policiesSidebarModel
@@ -167,6 +168,7 @@ ApplicationWindow {
                 listModel: window.promptListModel
                 decider: window.promptDecider
                 rowMenu: window.promptRowMenu
+                group: window.groupDecision
             }
         }
     }

@@ -32,6 +32,7 @@
     X2("Failed to write the audit-log script %s: %s", STR, STR) \
     X0("Filter already enabled, cycling to force startFilter()") \
     X1("Giving up on ZorAgent connection after %ld attempts", LONG) \
+    X1("Group decision: %{public}s", STR) \
     X0("Ignored Deny on a notification that offered none") \
     X1("Ignored Deny on a notification: prompt %s cannot be denied for the session now", STR) \
     X1("Ignored Deny on a notification: prompt %s is no longer pending", STR) \

@@ -178,6 +178,46 @@ private slots:
         QVERIFY(app.out.contains("Override handled for file: /Users/alice/Documents/taxes.pdf"));
     }
 
+    // A search narrows the list to what it finds; a session's prompts, found
+    // by its id and selected together, are denied with one answer, each
+    // through the agent.
+    void aSearchAndAGroupDenyReachTheAgent() {
+        Session session;
+        QVERIFY(session.start());
+        const Child& agent = *session.agent;
+        QTRY_VERIFY_WITH_TIMEOUT(session.app->out.contains("Synced 20 prompts from ZorAgent"),
+                                 20000);
+        run("xdotool", {"windowfocus", "--sync", session.window});
+
+        // One prompt holds "curl": the first row, once the search is typed.
+        run("xdotool", {"key", "ctrl+f"});
+        run("xdotool", {"type", "--delay", "30", "curl"});
+        run("xdotool", {"key", "Tab", "Down", "ctrl+shift+d"});
+        QTRY_VERIFY_WITH_TIMEOUT(
+            agent.out.contains("decision 9531985D-5D9D-49F8-9818-E811892F902B deny always"), 20000);
+
+        // The four of session cli-build-3, found by its id.
+        const QStringList sessionIds{
+            "A170B338-3926-4059-B28C-105D1FB17C23", "0FD630F1-F29D-4DA9-953F-48F1A09F76B5",
+            "0CB1E29C-658C-4A14-95E6-0AF593BD04CF", "8E81973E-0BEC-47B0-B898-D190F9EBDACC"};
+        run("xdotool", {"key", "ctrl+f", "ctrl+a"});
+        run("xdotool", {"type", "--delay", "30", "cli-build-3"});
+        run("xdotool", {"key", "Tab", "Down", "shift+Down", "shift+Down", "shift+Down"});
+        run("xdotool", {"key", "ctrl+shift+n"});
+        // Asked first; Enter answers a deny.
+        QTest::qWait(500);
+        QVERIFY(!agent.out.contains(sessionIds.first()));
+        run("xdotool", {"key", "Return"});
+        const QString policy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
+        for (const QString& id : sessionIds)
+            QTRY_VERIFY_WITH_TIMEOUT(
+                agent.out.contains(QStringLiteral("decision %1 deny session %2").arg(id, policy)),
+                20000);
+        QCOMPARE(agent.out.count("deny session"), 4);
+        QTRY_VERIFY_WITH_TIMEOUT(session.app->out.contains("Group decision: Denied 4 prompts"),
+                                 20000);
+    }
+
     void ctrlQQuits() {
         Session session;
         QVERIFY(session.start());

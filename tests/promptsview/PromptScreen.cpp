@@ -163,18 +163,49 @@ QQuickItem* PromptScreen::button(QQuickItem* row, PromptDecider::Decision decisi
     return nullptr;
 }
 
-void PromptScreen::click(QQuickItem* target, std::optional<QPointF> at) {
+void PromptScreen::click(QQuickItem* target, std::optional<QPointF> at, Qt::MouseButton button,
+                         Qt::KeyboardModifiers modifiers) {
     const QPointF point =
         target->mapToScene(at.value_or(QPointF(target->width() / 2, target->height() / 2)));
-    QTest::mouseClick(window, Qt::LeftButton, {}, point.toPoint());
+    // The pointer goes there first, as a hand moves it: hovers end, and the
+    // tool tips they showed go.
+    QTest::mouseMove(window, point.toPoint());
+    QTest::mouseClick(window, button, modifiers, point.toPoint());
     settle();
 }
 
-void PromptScreen::clickRow(QQuickItem* row) {
+void PromptScreen::clickRow(QQuickItem* row, Qt::KeyboardModifiers modifiers) {
     const QRectF inList = row->mapRectToItem(list(), row->boundingRect());
     const qreal top = std::max<qreal>(0, -inList.top());
     const qreal bottom = std::min(row->height(), list()->height() - inList.top());
-    click(row, QPointF(8, (top + bottom) / 2));
+    click(row, QPointF(8, (top + bottom) / 2), Qt::LeftButton, modifiers);
+}
+
+void PromptScreen::type(const QString& text) {
+    for (const QChar c : text)
+        QTest::keyClick(window, c.toLatin1());
+    settle();
+}
+
+QQuickItem* PromptScreen::popupItem(const QString& nameOrText) const {
+    // A popup places itself on the frame after it opens.
+    window->grabWindow();
+    // Popups hang off the window, not its content.
+    for (QQuickItem* candidate : window->findChildren<QQuickItem*>())
+        if (candidate->isVisible() &&
+            (candidate->objectName() == nameOrText ||
+             candidate->property("text").toString() == nameOrText) &&
+            candidate->inherits("QQuickAbstractButton"))
+            return candidate;
+    return nullptr;
+}
+
+PromptListModel& PromptScreen::listModel() const {
+    return *list()->property("model").value<PromptListModel*>();
+}
+
+GroupDecision& PromptScreen::group() const {
+    return *item("promptsView")->property("group").value<GroupDecision*>();
 }
 
 void PromptScreen::keys(const QKeySequence& sequence) {
@@ -216,6 +247,11 @@ QString PromptScreen::mismatch() const {
             return QStringLiteral("row %1 (%2) is drawn %3highlighted")
                 .arg(index)
                 .arg(prompt.denial.target(), isHighlighted ? "not " : "");
+        const bool isSelected = listModel().isSelected(prompt.id);
+        if (row->property("isSelected").toBool() != isSelected)
+            return QStringLiteral("row %1 (%2) is drawn %3selected")
+                .arg(index)
+                .arg(prompt.denial.target(), isSelected ? "not " : "");
     }
     // The rows fill the viewport, or reach the end of the list.
     if (!shown.isEmpty()) {

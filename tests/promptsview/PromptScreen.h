@@ -3,7 +3,9 @@
 #include "LogCapture.h"
 #include "PromptsScene.h"
 #include "SetupScene.h"
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptDecider.h"
+#include "prompts/PromptListModel.h"
 #include "shared/SerializablePromptItem.h"
 #include "window/MainWindow.h"
 
@@ -53,10 +55,18 @@ public:
     QQuickItem* button(QQuickItem* row, PromptDecider::Decision decision) const;
 
     // At `at` in the item, its centre by default.
-    void click(QQuickItem* target, std::optional<QPointF> at = std::nullopt);
+    void click(QQuickItem* target, std::optional<QPointF> at = std::nullopt,
+               Qt::MouseButton button = Qt::LeftButton,
+               Qt::KeyboardModifiers modifiers = Qt::NoModifier);
     // In the row's margin, beside its texts and buttons, where it shows.
-    void clickRow(QQuickItem* row);
+    void clickRow(QQuickItem* row, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
     void keys(const QKeySequence& sequence);
+    void type(const QString& text);
+    // The item of a menu or dialog now open, by its object name or its text.
+    QQuickItem* popupItem(const QString& nameOrText) const;
+
+    PromptListModel& listModel() const;
+    GroupDecision& group() const;
 
     // Empty when the screen shows what the store holds; else what differs.
     QString mismatch() const;

@@ -1,4 +1,5 @@
 #include "PromptScreen.h"
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
 #include "prompts/PromptsViewModel.h"
@@ -302,6 +303,136 @@ private slots:
         }
     }
 
+    // The search narrows the list to what it finds, on the screen as in the
+    // store; Escape clears it, and so does a link.
+    void searchNarrowsTheList() {
+        QList<SerializablePromptItem> prompts = records(3);
+        prompts.append(record(4, "t", ExecDenial{"/usr/bin/curl", {"-fsSL"}, "sh"}));
+        prompts.append(record(5, "t", NetworkDenial{"registry.npmjs.org", 443, "npm"}));
+        Rig rig(prompts);
+        rig.keys(QKeySequence(QKeySequence::Find));
+        rig.type("CuRL");
+        QCOMPARE(rig.rows().size(), 1);
+        QCOMPARE(rig.rows().first()->property("promptId").toString(), prompts[3].id);
+        QCOMPARE(rig.mismatch(), QString());
+        // By process, session and policy file too.
+        for (const QString& text : {QString("npm"), QString("work/t/")}) {
+            rig.store.setSearchText(text);
+            rig.settle();
+            QCOMPARE(rig.mismatch(), QString());
+        }
+        QCOMPARE(rig.rows().size(), 2);
+        rig.keys(QKeySequence(QKeySequence::Find));
+        rig.keys(QKeySequence(Qt::Key_Escape));
+        QCOMPARE(rig.store.searchText(), QString());
+        QCOMPARE(rig.rows().size(), 5);
+        rig.store.setSearchText("nothing like it");
+        rig.settle();
+        QCOMPARE(rig.item("promptsView")
+                     ->property("viewModel")
+                     .value<PromptsViewModel*>()
+                     ->contentState(),
+                 PromptsViewModel::ContentState::noPromptsMatchingSearch);
+        rig.scene.appState.navigateToPrompt(idOf(prompts[0]));
+        rig.settle();
+        QCOMPARE(rig.store.searchText(), QString());
+        QVERIFY(rig.isFullyInView(rig.rowOf(prompts[0])));
+    }
+
+    // Many prompts decided together, from a sidebar entry's menu or from a
+    // selection: asked first, then one decision each, less those it cannot
+    // reach; the outcome is one line, in the window and in the log.
+    void groupDecisions_data() {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<GroupDecision::Action>("action");
+        QTest::addColumn<QStringList>("reached"); // prompt numbers, then action and lifetime
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("a session's menu, deny for the session")
+            << "menu" << GroupDecision::Action::denySession
+            << QStringList{"1", "2", "deny", "session"}
+            << "Denied 2 prompts, 1 skipped: session ended";
+        QTest::newRow("a selection, deny always")
+            << "selection" << GroupDecision::Action::denyAlways
+            << QStringList{"1", "2", "3", "deny", "always"} << "Denied 3 prompts";
+        QTest::newRow("a selection, dismissed")
+            << "selection" << GroupDecision::Action::dismiss
+            << QStringList{"1", "2", "3", "dismiss"} << "Dismissed 3 prompts";
+        QTest::newRow("a selection by keys, allow once")
+            << "keys" << GroupDecision::Action::allowOnce << QStringList{"1", "2", "allow", "once"}
+            << "Allowed 2 prompts, 1 skipped: session ended";
+    }
+    void groupDecisions() {
+        QFETCH(QString, from);
+        QFETCH(GroupDecision::Action, action);
+        QFETCH(QStringList, reached);
+        QFETCH(QString, outcome);
+        // Prompts 1 to 3 of session "a" (3 has ended), 4 of session "b".
+        QList<SerializablePromptItem> prompts = records(2, "a");
+        prompts.append(record(3, "a", fileDenial(3), true));
+        prompts.append(record(4, "b", fileDenial(4)));
+        Rig rig(prompts);
+        rig.newCalls();
+        if (from == "menu") {
+            rig.scene.appState.setSelectedTab(AppTab::sessions);
+            rig.settle();
+            QQuickItem* entry = nullptr;
+            for (QQuickItem* candidate : rig.sidebarEntries())
+                if (candidate->property("label").toString().endsWith("[a]"))
+                    entry = candidate;
+            QVERIFY(entry);
+            rig.click(entry, std::nullopt, Qt::RightButton);
+            rig.click(rig.popupItem("Deny All for the Session…"));
+        } else {
+            // Rows 3, 2, 1 from the top, after 4: Shift reaches from 3 down to 1.
+            rig.clickRow(rig.rowOf(prompts[2]));
+            rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+            QCOMPARE(rig.listModel().selectedCount(), 3);
+            auto* viewModel =
+                rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
+            if (from == "keys")
+                rig.keys(
+                    QKeySequence(PromptDecider::shortcut(PromptDecider::Decision(int(action)))));
+            else
+                viewModel->decideSelection(action);
+        }
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+        QVERIFY(rig.newCalls().isEmpty());
+        // A prompt that comes meanwhile is not part of it.
+        rig.add(record(5, "a", fileDenial(5)));
+        // An allow is not confirmed by Enter.
+        rig.keys(QKeySequence(Qt::Key_Return));
+        if (rig.group().isAllowing()) {
+            QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+            rig.click(rig.popupItem("groupConfirm"));
+        }
+        QCOMPARE(rig.group().state(), GroupDecision::State::deciding);
+        rig.answerAll(true);
+        QCOMPARE(rig.group().state(), GroupDecision::State::idle);
+
+        // The prompt numbers, then what each request says.
+        QStringList expected;
+        QStringList says;
+        for (const QString& part : reached) {
+            if (part.toInt() > 0)
+                expected.append(prompts[part.toInt() - 1].id.toUpper());
+            else
+                says.append(part);
+        }
+        QStringList ids;
+        for (const FakeAgentCall& call : rig.newCalls()) {
+            ids.append(call.arguments.value(0));
+            QCOMPARE(call.method == "dismissPrompt" ? QStringList{"dismiss"}
+                                                    : call.arguments.mid(1, 2),
+                     says);
+        }
+        ids.sort();
+        expected.sort();
+        QCOMPARE(ids, expected);
+        QCOMPARE(rig.group().outcome(), outcome);
+        QVERIFY(rig.log.messages(LogCategory::promptsView).contains("Group decision: " + outcome));
+        QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
+    }
+
     void scrollRequests() {
         Rig rig(records(2));
         auto* viewModel = rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
@@ -356,7 +487,41 @@ private slots:
 
 private:
     static QString runSequence(PromptScreen& screen, quint32 seed);
+    static QString confirmGroup(PromptScreen& screen, GroupDecision::Action action,
+                                const QList<QUuid>& group);
 };
+
+// Confirms the group asked, and checks that the agent got exactly its
+// prompts, less those a decision of that lifetime cannot reach; empty when so.
+QString PromptsViewTest::confirmGroup(PromptScreen& screen, GroupDecision::Action action,
+                                      const QList<QUuid>& group) {
+    QSet<QString> expected;
+    const bool isSessionBound = action == GroupDecision::Action::allowOnce ||
+                                action == GroupDecision::Action::allowSession ||
+                                action == GroupDecision::Action::denySession;
+    for (const QUuid& id : group) {
+        const std::optional<PromptItem> item = screen.store.prompt(id);
+        // A signal's decision goes nowhere: no rule can hold it.
+        const bool isSent =
+            action == GroupDecision::Action::dismiss || item->denial.kind() != Denial::Kind::signal;
+        if (item && isSent && !(isSessionBound && item->sessionEnded) &&
+            !screen.listModel().isProcessing(id))
+            expected.insert(idText(id).toUpper());
+    }
+    QQuickItem* confirm = screen.popupItem("groupConfirm");
+    if (!confirm)
+        return QStringLiteral("no confirmation for a group of %1").arg(group.size());
+    screen.newCalls();
+    screen.click(confirm);
+    QSet<QString> reached;
+    for (const FakeAgentCall& call : screen.newCalls())
+        reached.insert(call.arguments.value(0).toUpper());
+    if (reached != expected)
+        return QStringLiteral("the group's decision reached %1 prompts, %2 were expected")
+            .arg(reached.size())
+            .arg(expected.size());
+    return {};
+}
 
 QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
     PromptMaker maker(seed);
@@ -383,7 +548,9 @@ QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
     };
 
     // Each run starts from a fresh sync on an empty, unfiltered list.
+    screen.group().cancel();
     screen.answerAll(true);
+    screen.store.setSearchText(QString());
     for (const PromptItem& held : screen.store.prompts().toList())
         screen.store.removePrompt(held.id);
     screen.store.setHighlightedPromptId(std::nullopt);
@@ -398,7 +565,9 @@ QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
     for (int step = int(random.bounded(50)); step > 0; --step) {
         if (const QString mismatch = screen.mismatch(); !mismatch.isEmpty())
             return fail(mismatch);
-        switch (random.bounded(14)) {
+        if (screen.group().state() == GroupDecision::State::asking)
+            return fail(QStringLiteral("a group's question was left open"));
+        switch (random.bounded(18)) {
         case 0: {
             QList<SerializablePromptItem> records;
             for (int n = int(random.bounded(30)); n > 0; --n)
@@ -487,10 +656,23 @@ QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
                                                : QString();
             const bool isDelete = random.bounded(2);
             const auto decision = Decision(random.bounded(5));
+            // With more selected, the keys ask for them all.
+            const QList<QUuid> selection = screen.listModel().selection();
             screen.keys(isDelete ? QKeySequence(Qt::Key_Delete)
                                  : QKeySequence(PromptDecider::shortcut(decision)));
             steps << (isDelete ? QStringLiteral("delete")
                                : QStringLiteral("keys %1").arg(int(decision)));
+            if (screen.group().state() == GroupDecision::State::asking) {
+                steps << QStringLiteral("for %1 selected").arg(selection.size());
+                const QString failure =
+                    confirmGroup(screen,
+                                 isDelete ? GroupDecision::Action::dismiss
+                                          : GroupDecision::Action(int(decision)),
+                                 selection);
+                if (!failure.isEmpty())
+                    return fail(failure);
+                break;
+            }
             if (!callsAreFor(shownId))
                 return fail(
                     QStringLiteral("a decision reached another prompt than %1").arg(shownId));
@@ -512,6 +694,47 @@ QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
                 }
             }
             break;
+        case 14: {
+            // A search typed, or cleared with Escape.
+            screen.keys(QKeySequence(QKeySequence::Find));
+            if (random.bounded(4) == 0) {
+                screen.keys(QKeySequence(Qt::Key_Escape));
+                steps << QStringLiteral("search cleared");
+            } else if (const auto held = anyPrompt()) {
+                const QString target = held->denial.target();
+                const int length = 1 + int(random.bounded(4));
+                const QString text = target.mid(
+                    int(random.bounded(int(std::max<qsizetype>(1, target.size() - length)))),
+                    length);
+                screen.type(text);
+                steps << QStringLiteral("search %1").arg(screen.store.searchText());
+            }
+            break;
+        }
+        case 15:
+            if (QQuickItem* row = pick(screen.rowsInView())) {
+                const bool isShift = random.bounded(2);
+                steps << QStringLiteral("%1-click %2")
+                             .arg(isShift ? "shift" : "ctrl", row->property("target").toString());
+                screen.clickRow(row, isShift ? Qt::ShiftModifier : Qt::ControlModifier);
+            }
+            break;
+        case 16: {
+            // The selection, decided together: asked, then confirmed.
+            const QList<QUuid> group = screen.listModel().selection();
+            // One group at a time: the one before may still wait for the agent.
+            if (group.size() < 2 || screen.group().state() != GroupDecision::State::idle)
+                break;
+            const auto action = GroupDecision::Action(random.bounded(6));
+            steps << QStringLiteral("group %1 of %2").arg(int(action)).arg(group.size());
+            screen.item("promptsView")
+                ->property("viewModel")
+                .value<PromptsViewModel*>()
+                ->decideSelection(action);
+            if (const QString failure = confirmGroup(screen, action, group); !failure.isEmpty())
+                return fail(failure);
+            break;
+        }
         default:
             screen.answerAll(random.bounded(2));
             steps << QStringLiteral("answer");

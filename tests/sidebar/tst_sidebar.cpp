@@ -1,5 +1,8 @@
+#include "FakeAgentRequests.h"
 #include "FakePlatform.h"
 #include "LogCapture.h"
+#include "prompts/GroupDecision.h"
+#include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
@@ -114,6 +117,18 @@ QPoint centreOf(const QQuickItem* item) {
     return item->mapToScene({item->width() / 2, item->height() / 2}).toPoint();
 }
 
+// What a group decision needs, on an agent that records requests.
+struct Deciding {
+    explicit Deciding(PromptStore& store)
+        : list(store)
+        , decider(store, list, agent)
+        , group(store, decider) {}
+    PromptListModel list;
+    FakeAgentRequests agent;
+    PromptDecider decider;
+    GroupDecision group;
+};
+
 } // namespace
 
 class SidebarTest : public QObject {
@@ -179,7 +194,8 @@ private slots:
         store.addPrompt("s/1", "/src/web/.zor/policy.yml", fileDenial("/a"));
         FakeWorkspace workspace;
         FakeClipboard clipboard;
-        SidebarEntryActions actions(workspace, clipboard, tool, dir.path());
+        Deciding deciding(store);
+        SidebarEntryActions actions(workspace, clipboard, tool, dir.path(), store, deciding.group);
         const auto itemsOf = [&actions](const SidebarEntry& entry) {
             actions.openFor(entry);
             return QList<bool>{actions.hasPolicyFileItems(), actions.hasAuditLogsItem(),
@@ -238,7 +254,8 @@ private slots:
         model.setGrouping(SidebarGrouping::session);
         FakeWorkspace workspace;
         FakeClipboard clipboard;
-        SidebarEntryActions actions(workspace, clipboard, tool, dir.path());
+        Deciding deciding(store);
+        SidebarEntryActions actions(workspace, clipboard, tool, dir.path(), store, deciding.group);
         const QString reason = "Not available on this system: there is no zor-cli at " + tool + ".";
         QCOMPARE(actions.auditLogsUnavailableReason(), hasTool ? QString() : reason);
 

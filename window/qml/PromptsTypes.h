@@ -2,6 +2,7 @@
 
 // The prompt list's core types as QML sees them.
 
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
@@ -24,6 +25,13 @@ struct PromptDeciderForeign {
     QML_FOREIGN(zor::PromptDecider)
     QML_NAMED_ELEMENT(PromptDecider)
     QML_UNCREATABLE("The decider is created with the main window")
+};
+
+struct GroupDecisionForeign {
+    Q_GADGET
+    QML_FOREIGN(zor::GroupDecision)
+    QML_NAMED_ELEMENT(GroupDecision)
+    QML_UNCREATABLE("The group decision is created with the main window")
 };
 
 struct PromptsViewModelForeign {

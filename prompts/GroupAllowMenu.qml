@@ -1,0 +1,25 @@
+import QtQuick
+import QtQuick.Controls
+import Zor
+
+// The allow decisions for the selected prompts, each asked first.
+Menu {
+    id: allowMenu
+
+    required property PromptsViewModel viewModel
+
+    objectName: "groupAllowMenu"
+
+    MenuItem {
+        text: "Allow Once…"
+        onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowOnce)
+    }
+    MenuItem {
+        text: "Allow for the Session…"
+        onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowSession)
+    }
+    MenuItem {
+        text: "Allow Always…"
+        onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowAlways)
+    }
+}

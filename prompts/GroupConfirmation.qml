@@ -1,0 +1,64 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Zor
+
+// Asks before a decision for many prompts: the decision, the count and the
+// first few targets. A deny or a dismissal may be confirmed with Enter; an
+// allow only with its button, so that no stray key grants anything.
+Dialog {
+    id: confirmation
+
+    property GroupDecision group
+
+    objectName: "groupConfirmation"
+    parent: Overlay.overlay
+    anchors.centerIn: parent
+    width: Math.min(parent ? parent.width - 40 : 400, 420)
+    modal: true
+    closePolicy: Popup.CloseOnEscape
+    title: group ? group.question : ""
+    // Escape, or the window's own close: the group is not decided.
+    onClosed: if (group) group.cancel()
+
+    contentItem: Label {
+        objectName: "groupTargets"
+        text: confirmation.group ? confirmation.group.targets : ""
+        wrapMode: Text.WrapAnywhere
+        font.family: FixedFont.family
+        font.pixelSize: 12
+        color: SetupTheme.primaryText
+    }
+
+    footer: RowLayout {
+        spacing: 8
+        // The buttons hold the keyboard; Enter comes up to here.
+        Keys.onReturnPressed: confirmation.group.confirmWithEnter()
+        Keys.onEnterPressed: confirmation.group.confirmWithEnter()
+
+        Item {
+            Layout.fillWidth: true
+        }
+        Button {
+            id: cancelButton
+
+            objectName: "groupCancel"
+            Layout.bottomMargin: 12
+            text: "Cancel"
+            focus: true
+            onClicked: confirmation.close()
+        }
+        Button {
+            objectName: "groupConfirm"
+            Layout.bottomMargin: 12
+            Layout.rightMargin: 12
+            text: confirmation.group ? confirmation.group.confirmLabel : ""
+            palette.buttonText: confirmation.group && confirmation.group.isAllowing
+                                ? SetupTheme.readableOnButton(SetupTheme.green)
+                                : confirmation.group && confirmation.group.isDenying
+                                  ? SetupTheme.readableOnButton(SetupTheme.red)
+                                  : SetupTheme.system.buttonText
+            onClicked: confirmation.group.confirm()
+        }
+    }
+}

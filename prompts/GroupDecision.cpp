@@ -1,0 +1,199 @@
+#include "prompts/GroupDecision.h"
+
+#include "platform/Log.h"
+#include "platform/MainThread.h"
+#include "prompts/PromptStore.h"
+
+#include <QPointer>
+
+namespace zor {
+
+GroupActionText groupActionText(GroupDecision::Action action) {
+    using enum GroupDecision::Action;
+    switch (action) {
+    case allowOnce:
+        return {"Allow", "Allowed", " once"};
+    case allowSession:
+        return {"Allow", "Allowed", " for the session"};
+    case allowAlways:
+        return {"Allow", "Allowed", " always"};
+    case denySession:
+        return {"Deny", "Denied", " for the session"};
+    case denyAlways:
+        return {"Deny", "Denied", " always"};
+    case dismiss:
+        return {"Dismiss", "Dismissed", ""};
+    }
+    Q_UNREACHABLE();
+}
+
+namespace {
+
+QString prompts(qsizetype count, bool isCapitalised = false) {
+    return QStringLiteral("%1 %2").arg(count).arg(
+        count == 1 ? (isCapitalised ? "Prompt" : "prompt") : (isCapitalised ? "Prompts" : "prompts"));
+}
+
+std::optional<PromptDecider::Decision> decisionOf(GroupDecision::Action action) {
+    if (action == GroupDecision::Action::dismiss)
+        return std::nullopt;
+    return PromptDecider::Decision(int(action));
+}
+
+} // namespace
+
+GroupDecision::GroupDecision(PromptStore& store, PromptDecider& decider, QObject* parent)
+    : QObject(parent)
+    , store(store)
+    , decider(decider) {
+    requireMainThread("GroupDecision");
+}
+
+QString GroupDecision::question() const {
+    const GroupActionText text = groupActionText(action);
+    return QStringLiteral("%1 %2%3?")
+        .arg(QLatin1String(text.verb), prompts(group.size()), QLatin1String(text.lifetime));
+}
+
+QString GroupDecision::targets() const {
+    QStringList lines = namedTargets;
+    if (group.size() > namedTargets.size())
+        lines.append(QStringLiteral("and %1 more").arg(group.size() - namedTargets.size()));
+    return lines.join(u'\n');
+}
+
+QString GroupDecision::confirmLabel() const {
+    return QStringLiteral("%1 %2").arg(QLatin1String(groupActionText(action).verb),
+                                       prompts(group.size(), true));
+}
+
+bool GroupDecision::isAllowing() const {
+    return action == Action::allowOnce || action == Action::allowSession ||
+           action == Action::allowAlways;
+}
+
+bool GroupDecision::isDenying() const {
+    return action == Action::denySession || action == Action::denyAlways;
+}
+
+bool GroupDecision::ask(Action newAction, const QList<QUuid>& ids) {
+    requireMainThread("GroupDecision::ask");
+    if (currentState != State::idle || ids.isEmpty())
+        return false;
+    action = newAction;
+    group = ids;
+    namedTargets.clear();
+    for (const QUuid& id : ids) {
+        if (namedTargets.size() == kTargetsNamed)
+            break;
+        if (const std::optional<PromptItem> item = store.prompt(id))
+            namedTargets.append(item->denial.target());
+    }
+    setState(State::asking);
+    return true;
+}
+
+GroupDecision::Skip GroupDecision::skipOf(const QUuid& id) const {
+    const std::optional<PromptItem> item = store.prompt(id);
+    if (!item)
+        return Skip::gone;
+    const std::optional<PromptDecider::Decision> decision = decisionOf(action);
+    if (decision && item->sessionEnded &&
+        !PromptDecider::isEnabled(*decision, /*isSessionEnded=*/true, /*isProcessing=*/false))
+        return Skip::sessionEnded;
+    return Skip::none;
+}
+
+void GroupDecision::confirm() {
+    requireMainThread("GroupDecision::confirm");
+    if (currentState != State::asking)
+        return;
+    sentGroup.clear();
+    sent = done = failed = skippedEnded = skippedGone = 0;
+    setState(State::deciding);
+    // Answers may come at once, before the last prompt is sent; the group
+    // ends only once every one sent has its answer.
+    const QPointer<GroupDecision> self(this);
+    const auto onDone = [self](bool isTaken) {
+        if (self)
+            self->finishOne(isTaken);
+    };
+    const std::optional<PromptDecider::Decision> decision = decisionOf(action);
+    isSending = true;
+    for (const QUuid& id : std::as_const(group)) {
+        const Skip skip = skipOf(id);
+        if (skip == Skip::sessionEnded) {
+            ++skippedEnded;
+            continue;
+        }
+        ++sent;
+        sentGroup.append(id);
+        const bool isSent = skip == Skip::none &&
+                            (decision ? decider.decide(id, *decision, onDone)
+                                      : decider.dismiss(id, onDone));
+        if (!isSent) {
+            // Answered or dropped meanwhile, or already being decided.
+            --sent;
+            sentGroup.removeLast();
+            ++skippedGone;
+        }
+    }
+    isSending = false;
+    emit progressChanged();
+    if (done == sent)
+        finish();
+}
+
+void GroupDecision::confirmWithEnter() {
+    if (!isAllowing())
+        confirm();
+}
+
+void GroupDecision::finishOne(bool isTaken) {
+    ++done;
+    if (!isTaken)
+        ++failed;
+    emit progressChanged();
+    if (!isSending && done == sent)
+        finish();
+}
+
+void GroupDecision::finish() {
+    QString line = QStringLiteral("%1 %2")
+                       .arg(QLatin1String(groupActionText(action).past), prompts(sent - failed));
+    if (failed > 0)
+        line += QStringLiteral(", %1 failed").arg(failed);
+    if (skippedEnded > 0)
+        line += QStringLiteral(", %1 skipped: session ended").arg(skippedEnded);
+    if (skippedGone > 0)
+        line += QStringLiteral(", %1 skipped: no longer pending").arg(skippedGone);
+    lastOutcome = line;
+    logger(LogCategory::promptsView).info("Group decision: %{public}s", {line});
+    group.clear();
+    setState(State::idle);
+    emit progressChanged();
+    emit outcomeChanged();
+}
+
+void GroupDecision::cancel() {
+    if (currentState != State::asking)
+        return;
+    group.clear();
+    setState(State::idle);
+}
+
+void GroupDecision::clearOutcome() {
+    if (lastOutcome.isEmpty())
+        return;
+    lastOutcome.clear();
+    emit outcomeChanged();
+}
+
+void GroupDecision::setState(State state) {
+    if (currentState == state)
+        return;
+    currentState = state;
+    emit stateChanged();
+}
+
+} // namespace zor

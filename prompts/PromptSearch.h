@@ -1,0 +1,29 @@
+#pragma once
+
+#include "prompts/PromptItem.h"
+
+#include <QString>
+
+namespace zor {
+
+// What the search field finds: the prompts whose title, target, process,
+// policy file or session holds the text, in any case. Empty, it finds all.
+class PromptSearch {
+public:
+    PromptSearch() = default;
+    // Spaces around the text do not count.
+    explicit PromptSearch(const QString& text);
+
+    bool isEmpty() const { return needle.isEmpty(); }
+    bool matches(const PromptItem& item) const;
+    // Whether what `other` finds is among what this search finds: its text
+    // holds this one's, so every prompt it finds holds this one's too.
+    bool includes(const PromptSearch& other) const;
+
+    bool operator==(const PromptSearch&) const = default;
+
+private:
+    QString needle;
+};
+
+} // namespace zor
