@@ -16,6 +16,7 @@ Dialog {
     anchors.centerIn: parent
     width: Math.min(parent ? parent.width - 40 : 400, 420)
     modal: true
+    padding: 16
     closePolicy: Popup.CloseOnEscape
     title: group ? group.question : ""
     // Escape, or the window's own close: the group is not decided.

@@ -30,8 +30,9 @@ GroupActionText groupActionText(GroupDecision::Action action) {
 namespace {
 
 QString prompts(qsizetype count, bool isCapitalised = false) {
-    return QStringLiteral("%1 %2").arg(count).arg(
-        count == 1 ? (isCapitalised ? "Prompt" : "prompt") : (isCapitalised ? "Prompts" : "prompts"));
+    return QStringLiteral("%1 %2").arg(count).arg(count == 1
+                                                      ? (isCapitalised ? "Prompt" : "prompt")
+                                                      : (isCapitalised ? "Prompts" : "prompts"));
 }
 
 std::optional<PromptDecider::Decision> decisionOf(GroupDecision::Action action) {
@@ -128,9 +129,8 @@ void GroupDecision::confirm() {
         }
         ++sent;
         sentGroup.append(id);
-        const bool isSent = skip == Skip::none &&
-                            (decision ? decider.decide(id, *decision, onDone)
-                                      : decider.dismiss(id, onDone));
+        const bool isSent = skip == Skip::none && (decision ? decider.decide(id, *decision, onDone)
+                                                            : decider.dismiss(id, onDone));
         if (!isSent) {
             // Answered or dropped meanwhile, or already being decided.
             --sent;
@@ -159,8 +159,8 @@ void GroupDecision::finishOne(bool isTaken) {
 }
 
 void GroupDecision::finish() {
-    QString line = QStringLiteral("%1 %2")
-                       .arg(QLatin1String(groupActionText(action).past), prompts(sent - failed));
+    QString line = QStringLiteral("%1 %2").arg(QLatin1String(groupActionText(action).past),
+                                               prompts(sent - failed));
     if (failed > 0)
         line += QStringLiteral(", %1 failed").arg(failed);
     if (skippedEnded > 0)

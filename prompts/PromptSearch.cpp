@@ -16,7 +16,8 @@ bool PromptSearch::matches(const PromptItem& item) const {
     // The texts at hand first; the title and the target are put together.
     if (holds(item.sessionId) || holds(item.policyPath))
         return true;
-    if (const std::optional<QString> process = item.denial.processName(); process && holds(*process))
+    if (const std::optional<QString> process = item.denial.processName();
+        process && holds(*process))
         return true;
     return holds(item.denial.target()) || holds(promptTitle(item.denial));
 }

@@ -52,16 +52,13 @@ Rectangle {
         }
     }
 
-    Column {
-        id: bars
+    Item {
+        id: searchBar
 
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: parent.top
-
-        Item {
-            width: parent.width
-            height: searchField.implicitHeight + 16
+        height: searchField.implicitHeight + 16
 
         TextField {
             id: searchField
@@ -82,64 +79,17 @@ Rectangle {
                 list.forceActiveFocus();
             }
         }
-        }
+    }
 
-        // With more than one selected: what they can be given together.
-        Rectangle {
-            objectName: "selectionBar"
-            width: parent.width
-            height: visible ? selectionRow.implicitHeight + 12 : 0
-            visible: view.viewModel.selectedCount > 1
-            color: SetupTheme.rowSelection
+    // Over the foot of the list, which leaves room for them to scroll past:
+    // the rows stay where the pointer left them when these come and go.
+    Column {
+        id: footBars
 
-            RowLayout {
-                id: selectionRow
-
-                anchors.fill: parent
-                // One group at a time.
-                enabled: view.group.state === GroupDecision.State.idle
-                anchors.leftMargin: 12
-                anchors.rightMargin: 12
-                spacing: 6
-
-                Label {
-                    Layout.fillWidth: true
-                    text: view.viewModel.selectedCount + " selected"
-                    color: SetupTheme.primaryText
-                    elide: Text.ElideRight
-                }
-                Button {
-                    objectName: "selectionDenySession"
-                    text: "Deny for Session…"
-                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.denySession)
-                }
-                Button {
-                    objectName: "selectionDenyAlways"
-                    text: "Deny Always…"
-                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.denyAlways)
-                }
-                Button {
-                    objectName: "selectionDismiss"
-                    text: "Dismiss…"
-                    onClicked: view.viewModel.decideSelection(GroupDecision.Action.dismiss)
-                }
-                Button {
-                    id: allowSelection
-
-                    objectName: "selectionAllow"
-                    text: "Allow…"
-                    Accessible.description: "Allow once, for the session or always"
-                    onClicked: allowMenu.popup(allowSelection, 0, allowSelection.height)
-                }
-            }
-
-            LazyMenu {
-                id: allowMenu
-
-                menu: Qt.resolvedUrl("GroupAllowMenu.qml")
-                menuProperties: ({viewModel: view.viewModel})
-            }
-        }
+        z: 1
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
 
         // A group underway, when it is large, and then how it ended.
         Rectangle {
@@ -148,6 +98,12 @@ Rectangle {
             height: visible ? groupRow.implicitHeight + 12 : 0
             visible: progress.visible || view.group.outcome !== ""
             color: SetupTheme.windowBackground
+
+            Rectangle {
+                width: parent.width
+                height: 1
+                color: SetupTheme.separator
+            }
 
             RowLayout {
                 id: groupRow
@@ -184,6 +140,83 @@ Rectangle {
                     Accessible.name: "Close the outcome"
                     onClicked: view.group.clearOutcome()
                 }
+            }
+        }
+
+        // With more than one selected: what they can be given together.
+        Rectangle {
+            objectName: "selectionBar"
+            width: parent.width
+            height: visible ? selectionColumn.implicitHeight + 12 : 0
+            visible: view.viewModel.selectedCount > 1
+            color: SetupTheme.rowSelection
+
+            Rectangle {
+                width: parent.width
+                height: 1
+                color: SetupTheme.separator
+            }
+
+            ColumnLayout {
+                id: selectionColumn
+
+                anchors.fill: parent
+                anchors.margins: 6
+                anchors.leftMargin: 12
+                anchors.rightMargin: 12
+                spacing: 4
+                // One group at a time.
+                enabled: view.group.state === GroupDecision.State.idle
+
+                RowLayout {
+                    spacing: 6
+
+                    Label {
+                        Layout.fillWidth: true
+                        text: view.viewModel.selectedCount + " selected"
+                        color: SetupTheme.primaryText
+                        font.weight: Font.Medium
+                    }
+                    Button {
+                        id: allowSelection
+
+                        objectName: "selectionAllow"
+                        text: "Allow…"
+                        Accessible.description: "Allow once, for the session or always"
+                        onClicked: allowMenu.popup(allowSelection, 0, allowSelection.height)
+                    }
+                    Button {
+                        objectName: "selectionClear"
+                        text: "Clear Selection"
+                        onClicked: view.viewModel.clearSelection()
+                    }
+                }
+                RowLayout {
+                    spacing: 6
+
+                    Button {
+                        objectName: "selectionDenySession"
+                        text: "Deny for Session…"
+                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.denySession)
+                    }
+                    Button {
+                        objectName: "selectionDenyAlways"
+                        text: "Deny Always…"
+                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.denyAlways)
+                    }
+                    Button {
+                        objectName: "selectionDismiss"
+                        text: "Dismiss…"
+                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.dismiss)
+                    }
+                }
+            }
+
+            LazyMenu {
+                id: allowMenu
+
+                menu: Qt.resolvedUrl("GroupAllowMenu.qml")
+                menuProperties: ({viewModel: view.viewModel})
             }
         }
     }
@@ -236,8 +269,9 @@ Rectangle {
         objectName: "promptList"
         anchors.left: parent.left
         anchors.right: parent.right
-        anchors.top: bars.bottom
+        anchors.top: searchBar.bottom
         anchors.bottom: parent.bottom
+        bottomMargin: footBars.height
         visible: view.viewModel.contentState === PromptsViewModel.ContentState.list
         model: view.listModel
         clip: true

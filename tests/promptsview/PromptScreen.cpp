@@ -168,8 +168,19 @@ void PromptScreen::click(QQuickItem* target, std::optional<QPointF> at, Qt::Mous
     const QPointF point =
         target->mapToScene(at.value_or(QPointF(target->width() / 2, target->height() / 2)));
     // The pointer goes there first, as a hand moves it: hovers end, and the
-    // tool tips they showed go.
+    // tool tips they showed fade out before the click, as they would for
+    // the eye that aims it.
     QTest::mouseMove(window, point.toPoint());
+    const bool isClear = QTest::qWaitFor(
+        [this] {
+            const QList<QObject*> popups = window->findChildren<QObject*>();
+            return std::none_of(popups.cbegin(), popups.cend(), [](QObject* popup) {
+                return popup->inherits("QQuickToolTip") && popup->property("visible").toBool();
+            });
+        },
+        2000);
+    if (!isClear)
+        qWarning("PromptScreen: a tool tip stayed over the click");
     QTest::mouseClick(window, button, modifiers, point.toPoint());
     settle();
 }

@@ -5,6 +5,7 @@
 #include "PromptsScene.h"
 #include "SetupScene.h"
 #include "prompts/AppState.h"
+#include "prompts/GroupDecision.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptsViewModel.h"
@@ -212,6 +213,8 @@ struct PromptsShot {
     const char* fileName;
     Appearance appearance;
     std::function<void(PromptsScene&)> arrange; // before the window appears
+    // Once it shows; none: the fourth row waits for the agent and the fifth is highlighted.
+    std::function<void(PromptsScene&, PromptListModel&, PromptsViewModel&)> act = {};
 };
 
 const QString kCliPolicy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
@@ -230,6 +233,21 @@ void arrangeSessionFilter(PromptsScene& scene) {
     scene.appState.promptStore()->setFilter(PromptFilter::session(QStringLiteral("cli-build-3")));
 }
 
+// The first three rows of the cli-tool policy selected together.
+void selectThree(PromptsScene&, PromptListModel& list, PromptsViewModel& viewModel) {
+    const auto idText = [&list](int row) {
+        return list.promptAt(row)->id.toString(QUuid::WithoutBraces);
+    };
+    viewModel.clickPrompt(idText(0), PromptsViewModel::Click::only);
+    viewModel.clickPrompt(idText(2), PromptsViewModel::Click::extend);
+    viewModel.setListFocused(true);
+}
+
+void askForThree(PromptsScene& scene, PromptListModel& list, PromptsViewModel& viewModel) {
+    selectThree(scene, list, viewModel);
+    viewModel.decideSelection(GroupDecision::Action::denySession);
+}
+
 const QList<PromptsShot>& promptsShots() {
     static const QList<PromptsShot> all = {
         {"prompts-01-policies.png", Appearance::light, arrangeCliPolicy},
@@ -242,6 +260,16 @@ const QList<PromptsShot>& promptsShots() {
         {"prompts-04-policies-dark.png", Appearance::dark, arrangeCliPolicy},
         {"prompts-05-sessions-filtered.png", Appearance::light, arrangeSessionFilter},
         {"prompts-06-sessions-filtered-dark.png", Appearance::dark, arrangeSessionFilter},
+        {"prompts-07-search.png", Appearance::light,
+         [](PromptsScene& scene) {
+             scene.addSamplePrompts();
+             scene.appState.promptStore()->setSearchText(QStringLiteral("cargo"));
+         },
+         [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}},
+        {"prompts-08-selection.png", Appearance::light, arrangeCliPolicy, selectThree},
+        {"prompts-09-group-question.png", Appearance::light, arrangeCliPolicy, askForThree},
+        {"prompts-10-selection-dark.png", Appearance::dark, arrangeCliPolicy, selectThree},
+        {"prompts-11-group-question-dark.png", Appearance::dark, arrangeCliPolicy, askForThree},
     };
     return all;
 }
@@ -265,11 +293,14 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
     if (!view)
         return fail(shot.fileName, "the prompt list did not load");
     auto* listModel = view->property("listModel").value<PromptListModel*>();
-    if (listModel->rowCount() >= 5) {
+    auto* viewModel = view->property("viewModel").value<PromptsViewModel*>();
+    if (shot.act) {
+        shot.act(prompts, *listModel, *viewModel);
+    } else if (listModel->rowCount() >= 5) {
         view->property("decider").value<PromptDecider*>()->decide(
             listModel->promptAt(3)->id, PromptDecider::Decision::allowAlways);
         prompts.appState.promptStore()->setHighlightedPromptId(listModel->promptAt(4)->id);
-        view->property("viewModel").value<PromptsViewModel*>()->setListFocused(true);
+        viewModel->setListFocused(true);
     }
     QTest::qWait(100); // the row icons paint on a later frame
     return save(window->grabWindow(), shot.fileName, outDir);
