@@ -183,6 +183,11 @@ private slots:
         shell.clock.advance(UrlDeliveryFilter::kPairingWindow + Millis(1));
         QVERIFY(QDesktopServices::openUrl(QUrl(promptLink(kIdA))));
         QCOMPARE(navigations, 3);
+        // Twice the same way is twice opened: only the other way pairs.
+        shell.clock.advance(UrlDeliveryFilter::kPairingWindow + Millis(1));
+        openByEvent();
+        openByEvent();
+        QCOMPARE(navigations, 5);
     }
 
     void launchShowsOneWindowThatComesBack() {

@@ -360,6 +360,18 @@ private slots:
         QVERIFY(!mainWindow.isInFront());
         mainWindow.bringBack();
         QTRY_VERIFY(mainWindow.isInFront());
+        // Shown, but behind another application's window that has the keyboard.
+        {
+            QWindow other;
+            other.resize(200, 200);
+            other.show();
+            other.requestActivate();
+            QVERIFY(QTest::qWaitForWindowActive(&other));
+            QVERIFY(window->isVisible());
+            QVERIFY(!mainWindow.isInFront());
+        }
+        mainWindow.bringBack();
+        QTRY_VERIFY(mainWindow.isInFront());
         window->hide();
         QVERIFY(!mainWindow.isInFront());
 
