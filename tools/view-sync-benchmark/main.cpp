@@ -23,9 +23,9 @@
 #include "window/qml/QuickViews.h"
 
 #include <QCommandLineParser>
-#include <QFile>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QQuickItem>
@@ -259,8 +259,8 @@ std::optional<double> timeApp(const QString& appPath, const QString& agentPath, 
         prompts.write(SerializablePromptItem::listToJson(dataset(count))) < 0)
         return std::nullopt;
     prompts.close();
-    QFile::setPermissions(runtime.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                              QFileDevice::ExeOwner);
+    QFile::setPermissions(runtime.path(),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
     environment.remove(QStringLiteral("ZOR_AGENT_SOCKET"));
