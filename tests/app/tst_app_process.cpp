@@ -1,35 +1,15 @@
 // The real zor process, offscreen beside zor-dev-agent, in a runtime
 // directory of its own and off the desktop's session bus: how it ends.
 
+#include "ChildProcess.h"
+
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
 
-namespace {
-
-// A child process whose output, both channels, is collected as it comes.
-class Child {
-public:
-    Child(const QString& program, const QStringList& arguments,
-          const QProcessEnvironment& environment) {
-        QObject::connect(&process, &QProcess::readyReadStandardOutput,
-                         [this] { out += QString::fromUtf8(process.readAllStandardOutput()); });
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.setProcessEnvironment(environment);
-        process.start(program, arguments);
-    }
-    ~Child() {
-        process.kill();
-        process.waitForFinished();
-    }
-
-    QProcess process;
-    QString out;
-};
-
-} // namespace
+using zor::testing::ChildProcess;
 
 class AppProcessTest : public QObject {
     Q_OBJECT
@@ -59,9 +39,9 @@ private slots:
         environment.insert("QT_QPA_PLATFORM", "offscreen");
         environment.insert("QT_QUICK_BACKEND", "software");
 
-        Child agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
+        ChildProcess agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
         QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("listening on "), 20000);
-        Child app(ZOR_APP_PATH, {}, environment);
+        ChildProcess app(ZOR_APP_PATH, {}, environment);
         QTRY_VERIFY2_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"),
                                   qPrintable(app.out), 20000);
         QVERIFY(QFileInfo::exists(instanceSocket));

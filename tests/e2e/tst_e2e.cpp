@@ -2,6 +2,7 @@
 // by zor-dev-agent over the local transport, driven by keys, on a session bus
 // of the test's own.
 
+#include "ChildProcess.h"
 #include "FakeNotificationServer.h"
 #include "PrivateBus.h"
 
@@ -13,6 +14,7 @@
 #include <memory>
 
 using zor::testing::activatableNames;
+using zor::testing::ChildProcess;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
 
@@ -22,26 +24,6 @@ namespace {
 const QString kFirstId = QStringLiteral("EC66A787-95E7-41D1-B731-AF10506BF2EF");
 const QString kSecondId = QStringLiteral("C6F87718-6D76-407E-881E-D162AE2EB154");
 const QString kSecondPolicy = QStringLiteral("/Users/alice/policies/strict.yaml");
-
-// A child process whose output, both channels, is collected as it comes.
-class Child {
-public:
-    Child(const QString& program, const QStringList& arguments,
-          const QProcessEnvironment& environment) {
-        QObject::connect(&process, &QProcess::readyReadStandardOutput,
-                         [this] { out += QString::fromUtf8(process.readAllStandardOutput()); });
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.setProcessEnvironment(environment);
-        process.start(program, arguments);
-    }
-    ~Child() {
-        process.kill();
-        process.waitForFinished();
-    }
-
-    QProcess process;
-    QString out;
-};
 
 // Runs an X tool to its end; its standard output, trimmed.
 QString run(const QString& tool, const QStringList& arguments) {
@@ -103,8 +85,8 @@ struct Session {
 
     QTemporaryDir runtime;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    std::optional<Child> agent;
-    std::optional<Child> app;
+    std::optional<ChildProcess> agent;
+    std::optional<ChildProcess> app;
     QString window;
 };
 
@@ -114,7 +96,7 @@ class EndToEndTest : public QObject {
     Q_OBJECT
 
     // Minimises windows and tells which is active, as a desktop's does.
-    std::unique_ptr<Child> windowManager;
+    std::unique_ptr<ChildProcess> windowManager;
 
 private slots:
     void initTestCase() {
@@ -135,8 +117,8 @@ private slots:
         for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
             if (attempt > 0)
                 QTest::qWait(300);
-            windowManager = std::make_unique<Child>("openbox", QStringList{"--sm-disable"},
-                                                    QProcessEnvironment::systemEnvironment());
+            windowManager = std::make_unique<ChildProcess>(
+                "openbox", QStringList{"--sm-disable"}, QProcessEnvironment::systemEnvironment());
             const auto hasEnded = [&] {
                 return windowManager->process.state() == QProcess::NotRunning;
             };
@@ -149,14 +131,15 @@ private slots:
     void deleteAndAKeyboardDecisionReachTheAgent() {
         Session session;
         QVERIFY(session.start());
-        const Child& agent = *session.agent;
-        const Child& app = *session.app;
+        const ChildProcess& agent = *session.agent;
+        const ChildProcess& app = *session.app;
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
 
         // The link shows the prompt highlighted in the focused list, as a
         // notification's click would.
         {
-            Child link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()}, session.environment);
+            ChildProcess link(ZOR_APP_PATH, {"zor://prompt/" + kFirstId.toLower()},
+                              session.environment);
             QVERIFY(link.process.waitForFinished(10000));
         }
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + kFirstId), 20000);
@@ -184,7 +167,7 @@ private slots:
     void aSearchAndAGroupDenyReachTheAgent() {
         Session session;
         QVERIFY(session.start());
-        const Child& agent = *session.agent;
+        const ChildProcess& agent = *session.agent;
         QTRY_VERIFY_WITH_TIMEOUT(session.app->out.contains("Synced 20 prompts from ZorAgent"),
                                  20000);
         run("xdotool", {"windowfocus", "--sync", session.window});
@@ -221,7 +204,7 @@ private slots:
     void ctrlQQuits() {
         Session session;
         QVERIFY(session.start());
-        Child& app = *session.app;
+        ChildProcess& app = *session.app;
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
         run("xdotool", {"windowfocus", "--sync", session.window});
         run("xdotool", {"key", "ctrl+q"});
@@ -244,7 +227,7 @@ private slots:
 
         Session session;
         QVERIFY(session.start());
-        const Child& app = *session.app;
+        const ChildProcess& app = *session.app;
         // The sync's news, whichever way it went, and its count.
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20") && lastCount() == 20, 20000);
 
@@ -279,7 +262,7 @@ private slots:
         QVERIFY(server.isRegistered);
         Session session;
         QVERIFY(session.start());
-        const Child& app = *session.app;
+        const ChildProcess& app = *session.app;
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("new prompts: 20"), 20000);
         QVERIFY(session.minimise());
 
