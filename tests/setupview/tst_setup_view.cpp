@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 #include "SetupScene.h"
+#include "ShownText.h"
 #include "shared/BuildNumber.h"
 #include "window/qml/QuickViews.h"
 
@@ -32,17 +33,6 @@ QString shown(const SetupScene& scene, const QString& box) {
             parts << name + u':' + text->property("text").toString();
     }
     return parts.join(u',');
-}
-
-// Whether an item of the window shows `text`, as a tool tip's popup does.
-bool isTextShown(const QQuickItem* item, const QString& text) {
-    if (!item->isVisible())
-        return false;
-    if (item->property("text").toString() == text)
-        return true;
-    const QList<QQuickItem*> children = item->childItems();
-    return std::any_of(children.begin(), children.end(),
-                       [&](const QQuickItem* child) { return isTextShown(child, text); });
 }
 
 // `item` and every item below it that is shown.

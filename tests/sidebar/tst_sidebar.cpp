@@ -1,6 +1,7 @@
 #include "FakeAgentRequests.h"
 #include "FakePlatform.h"
 #include "LogCapture.h"
+#include "ShownText.h"
 #include "prompts/GroupDecision.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
@@ -100,17 +101,6 @@ bool makeTool(const QString& path) {
     QFile tool(path);
     return tool.open(QIODevice::WriteOnly) && tool.write("#!/bin/sh\n") > 0 &&
            tool.setPermissions(tool.permissions() | QFileDevice::ExeOwner);
-}
-
-// Whether an item of the window shows `text`, as a tool tip's popup does.
-bool isTextShown(const QQuickItem* item, const QString& text) {
-    if (!item->isVisible())
-        return false;
-    if (item->property("text").toString() == text)
-        return true;
-    const QList<QQuickItem*> children = item->childItems();
-    return std::any_of(children.begin(), children.end(),
-                       [&](const QQuickItem* child) { return isTextShown(child, text); });
 }
 
 QPoint centreOf(const QQuickItem* item) {
