@@ -91,133 +91,20 @@ Rectangle {
         anchors.right: parent.right
         anchors.bottom: parent.bottom
 
-        // A group underway, when it is large, and then how it ended.
-        Rectangle {
-            objectName: "groupBar"
+        // Each made from its own file while it shows: the first frame does
+        // without them.
+        Loader {
             width: parent.width
-            height: visible ? groupRow.implicitHeight + 12 : 0
-            visible: progress.visible || view.group.outcome !== ""
-            color: SetupTheme.windowBackground
-
-            Rectangle {
-                width: parent.width
-                height: 1
-                color: SetupTheme.separator
-            }
-
-            RowLayout {
-                id: groupRow
-
-                anchors.fill: parent
-                anchors.leftMargin: 12
-                anchors.rightMargin: 12
-                spacing: 8
-
-                ProgressBar {
-                    id: progress
-
-                    objectName: "groupProgress"
-                    Layout.fillWidth: true
-                    visible: view.group.state === GroupDecision.State.deciding && view.group.showsProgress
-                    from: 0
-                    to: view.group.sentCount
-                    value: view.group.doneCount
-                    Accessible.name: view.group.doneCount + " of " + view.group.sentCount + " decided"
-                }
-                Label {
-                    objectName: "groupOutcome"
-                    Layout.fillWidth: true
-                    visible: !progress.visible
-                    text: view.group.outcome
-                    color: SetupTheme.primaryText
-                    wrapMode: Text.Wrap
-                    Accessible.role: Accessible.AlertMessage
-                    Accessible.name: text
-                }
-                Button {
-                    visible: !progress.visible
-                    text: "Close"
-                    Accessible.name: "Close the outcome"
-                    onClicked: view.group.clearOutcome()
-                }
-            }
+            active: (view.group.state === GroupDecision.State.deciding && view.group.showsProgress)
+                    || view.group.outcome !== ""
+            Component.onCompleted: setSource(Qt.resolvedUrl("GroupBar.qml"), {group: view.group})
         }
 
-        // With more than one selected: what they can be given together.
-        Rectangle {
-            objectName: "selectionBar"
+        Loader {
             width: parent.width
-            height: visible ? selectionColumn.implicitHeight + 12 : 0
-            visible: view.viewModel.selectedCount > 1
-            color: SetupTheme.rowSelection
-
-            Rectangle {
-                width: parent.width
-                height: 1
-                color: SetupTheme.separator
-            }
-
-            ColumnLayout {
-                id: selectionColumn
-
-                anchors.fill: parent
-                anchors.margins: 6
-                anchors.leftMargin: 12
-                anchors.rightMargin: 12
-                spacing: 4
-                // One group at a time.
-                enabled: view.group.state === GroupDecision.State.idle
-
-                RowLayout {
-                    spacing: 6
-
-                    Label {
-                        Layout.fillWidth: true
-                        text: view.viewModel.selectedCount + " selected"
-                        color: SetupTheme.primaryText
-                        font.weight: Font.Medium
-                    }
-                    Button {
-                        id: allowSelection
-
-                        objectName: "selectionAllow"
-                        text: "Allow…"
-                        Accessible.description: "Allow once, for the session or always"
-                        onClicked: allowMenu.popup(allowSelection, 0, allowSelection.height)
-                    }
-                    Button {
-                        objectName: "selectionClear"
-                        text: "Clear Selection"
-                        onClicked: view.viewModel.clearSelection()
-                    }
-                }
-                RowLayout {
-                    spacing: 6
-
-                    Button {
-                        objectName: "selectionDenySession"
-                        text: "Deny for Session…"
-                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.denySession)
-                    }
-                    Button {
-                        objectName: "selectionDenyAlways"
-                        text: "Deny Always…"
-                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.denyAlways)
-                    }
-                    Button {
-                        objectName: "selectionDismiss"
-                        text: "Dismiss…"
-                        onClicked: view.viewModel.decideSelection(GroupDecision.Action.dismiss)
-                    }
-                }
-            }
-
-            LazyMenu {
-                id: allowMenu
-
-                menu: Qt.resolvedUrl("GroupAllowMenu.qml")
-                menuProperties: ({viewModel: view.viewModel})
-            }
+            active: view.viewModel.selectedCount > 1
+            Component.onCompleted: setSource(Qt.resolvedUrl("SelectionBar.qml"),
+                                             {viewModel: view.viewModel, group: view.group})
         }
     }
 

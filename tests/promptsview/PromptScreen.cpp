@@ -165,6 +165,9 @@ QQuickItem* PromptScreen::button(QQuickItem* row, PromptDecider::Decision decisi
 
 void PromptScreen::click(QQuickItem* target, std::optional<QPointF> at, Qt::MouseButton button,
                          Qt::KeyboardModifiers modifiers) {
+    // The hand aims at what the last frame shows: positioners place their
+    // items as the frame is made.
+    window->grabWindow();
     const QPointF point =
         target->mapToScene(at.value_or(QPointF(target->width() / 2, target->height() / 2)));
     // The pointer goes there first, as a hand moves it: hovers end, and the

@@ -1,4 +1,5 @@
 #include "PromptScreen.h"
+#include "ShownText.h"
 #include "prompts/GroupDecision.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
@@ -387,13 +388,21 @@ private slots:
             rig.clickRow(rig.rowOf(prompts[2]));
             rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
             QCOMPARE(rig.listModel().selectedCount(), 3);
-            auto* viewModel =
-                rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
+            // The bar comes with the selection, each time; the highlight stays.
+            rig.click(rig.item("selectionClear"));
+            QCOMPARE(rig.listModel().selectedCount(), 1);
+            QVERIFY(!rig.item("selectionBar"));
+            rig.clickRow(rig.rowOf(prompts[2]));
+            rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+            QVERIFY(rig.item("selectionBar"));
+            QVERIFY(isTextShown(rig.item("selectionBar"), "3 selected"));
             if (from == "keys")
                 rig.keys(
                     QKeySequence(PromptDecider::shortcut(PromptDecider::Decision(int(action)))));
             else
-                viewModel->decideSelection(action);
+                rig.click(rig.item(action == GroupDecision::Action::dismiss
+                                       ? "selectionDismiss"
+                                       : "selectionDenyAlways"));
         }
         QCOMPARE(rig.group().state(), GroupDecision::State::asking);
         QVERIFY(rig.newCalls().isEmpty());
@@ -430,6 +439,14 @@ private slots:
         QCOMPARE(ids, expected);
         QCOMPARE(rig.group().outcome(), outcome);
         QVERIFY(rig.log.messages(LogCategory::promptsView).contains("Group decision: " + outcome));
+        // The outcome shows at the foot of the list until closed; the decided
+        // prompts' selection went with them.
+        rig.settle();
+        QCOMPARE(rig.item("groupOutcome")->property("text").toString(), outcome);
+        QVERIFY(!rig.item("selectionBar"));
+        rig.click(rig.popupItem("Close"));
+        rig.settle();
+        QVERIFY(!rig.item("groupBar"));
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
     }
 
