@@ -23,6 +23,8 @@ ScrollView {
         leftMargin: 10
         rightMargin: 10
         boundsBehavior: Flickable.StopAtBounds
+        // Screen readers walk the entries in the order they are shown.
+        ReadingOrder.isKept: true
 
         delegate: SidebarRow {
             id: entry

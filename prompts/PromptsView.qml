@@ -171,6 +171,8 @@ Rectangle {
         ScrollBar.vertical: ScrollBar {}
         Accessible.role: Accessible.List
         Accessible.name: "Prompts"
+        // Screen readers walk the rows in the order they are shown.
+        ReadingOrder.isKept: true
 
         Keys.onPressed: (event) => { event.accepted = view.viewModel.handleListKey(event.key, event.modifiers); }
         onActiveFocusChanged: view.viewModel.isListFocused = activeFocus

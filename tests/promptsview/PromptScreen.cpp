@@ -25,17 +25,35 @@ QList<QQuickItem*> itemsWith(QQuickItem* root, const char* property) {
     return found;
 }
 
-// The delegates of a list view that show, top to bottom.
-QList<QQuickItem*> delegatesOf(QQuickItem* view, const char* property) {
+// The delegates of a list view that show, in the order assistive tools walk
+// them: the stacking order of the view's children.
+QList<QQuickItem*> stackedDelegatesOf(QQuickItem* view, const char* property) {
     QList<QQuickItem*> shown;
     if (!view->isVisible())
         return shown;
     for (QQuickItem* row : itemsWith(view->property("contentItem").value<QQuickItem*>(), property))
         if (row->isVisible())
             shown.append(row);
+    return shown;
+}
+
+// The same, top to bottom.
+QList<QQuickItem*> delegatesOf(QQuickItem* view, const char* property) {
+    QList<QQuickItem*> shown = stackedDelegatesOf(view, property);
     std::sort(shown.begin(), shown.end(),
               [](QQuickItem* a, QQuickItem* b) { return a->y() < b->y(); });
     return shown;
+}
+
+// Empty when assistive tools meet the delegates in the order they show.
+QString readingOrderMismatch(QQuickItem* view, const char* property, const QString& what) {
+    const QList<QQuickItem*> stacked = stackedDelegatesOf(view, property);
+    if (stacked == delegatesOf(view, property))
+        return {};
+    QStringList indexes;
+    for (const QQuickItem* item : stacked)
+        indexes << item->property("index").toString();
+    return QStringLiteral("%1 read in the order %2").arg(what, indexes.join(u' '));
 }
 
 } // namespace
@@ -275,6 +293,9 @@ QString PromptScreen::mismatch() const {
             last->property("index").toInt() != expected.size() - 1)
             return QStringLiteral("the rows end at %1 before the list's end").arg(bottom);
     }
+    if (const QString order = readingOrderMismatch(list(), "promptId", QStringLiteral("rows"));
+        !order.isEmpty())
+        return order;
     return sidebarMismatch();
 }
 
@@ -303,7 +324,7 @@ QString PromptScreen::sidebarMismatch() const {
                 .arg(entry->property("count").toLongLong())
                 .arg(entry->property("isSelected").toBool());
     }
-    return {};
+    return readingOrderMismatch(sidebarList(), "isSelected", QStringLiteral("sidebar entries"));
 }
 
 SerializablePromptItem PromptMaker::make() {

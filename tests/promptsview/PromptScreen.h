@@ -68,7 +68,8 @@ public:
     PromptListModel& listModel() const;
     GroupDecision& group() const;
 
-    // Empty when the screen shows what the store holds; else what differs.
+    // Empty when the screen shows what the store holds, and assistive tools
+    // walk it in the order it shows; else what differs.
     QString mismatch() const;
 
     LogCapture log;
