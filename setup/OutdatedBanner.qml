@@ -55,11 +55,20 @@ Rectangle {
             }
 
             Button {
+                id: restartButton
+
                 objectName: "bannerRestartButton"
                 Layout.alignment: Qt.AlignLeft
                 Layout.topMargin: 4
                 text: "Restart"
                 onClicked: banner.restart()
+
+                FocusRing {
+                    objectName: "bannerFocusRing"
+                    isShown: restartButton.visualFocus
+                    outside: banner.color
+                    inside: SetupTheme.system.button
+                }
             }
         }
     }

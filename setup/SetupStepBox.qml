@@ -72,7 +72,12 @@ Item {
                 wrapMode: Text.Wrap
             }
 
+            // With a link, the keyboard reaches it: Enter or Space follows it.
             Label {
+                id: instruction
+
+                readonly property bool hasLink: box.step.instructionLink !== ""
+
                 objectName: "instruction"
                 Layout.fillWidth: true
                 visible: box.step.hasInstruction
@@ -81,20 +86,43 @@ Item {
                 color: SetupTheme.primaryText
                 font.pixelSize: SetupTheme.captionSize
                 wrapMode: Text.Wrap
+                activeFocusOnTab: hasLink
+                Accessible.role: hasLink ? Accessible.Link : Accessible.StaticText
+                Accessible.name: box.step.instructionPlainText
                 onLinkActivated: link => box.linkActivated(link)
+                Keys.onReturnPressed: box.linkActivated(box.step.instructionLink)
+                Keys.onEnterPressed: box.linkActivated(box.step.instructionLink)
+                Keys.onSpacePressed: box.linkActivated(box.step.instructionLink)
 
                 HoverHandler {
                     cursorShape: parent.hoveredLink ? Qt.PointingHandCursor : Qt.ArrowCursor
                 }
+
+                FocusRing {
+                    objectName: "linkFocusRing"
+                    isShown: instruction.activeFocus
+                    outside: SetupTheme.groupBackground
+                }
             }
 
             Button {
+                id: actionButton
+
                 objectName: "actionButton"
                 Layout.alignment: Qt.AlignLeft
                 Layout.topMargin: 4
                 visible: box.step.button.kind === SetupStatus.ButtonKind.cta
                 text: box.step.button.label
+                // Gone from assistive tools with its label when the step has no repair.
+                Accessible.ignored: !visible
                 onClicked: box.action()
+
+                FocusRing {
+                    objectName: "repairFocusRing"
+                    isShown: actionButton.visualFocus
+                    outside: SetupTheme.groupBackground
+                    inside: SetupTheme.system.button
+                }
             }
 
             Label {

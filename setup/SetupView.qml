@@ -53,6 +53,8 @@ Control {
 
     // A screen-wide flow, offered only where the system can manage the services.
     component FlowButton: Button {
+        id: flowButton
+
         property color textColor: SetupTheme.system.buttonText
 
         enabled: view.repairs.hasServiceManager
@@ -60,11 +62,19 @@ Control {
         palette.buttonText: enabled ? textColor : SetupTheme.readableOnButton(SetupTheme.secondaryText)
         ToolTip.visible: !enabled && unavailableHover.hovered
         ToolTip.text: "Not available on this system: it has no service manager."
+        // Closed, assistive tools say why.
+        Accessible.description: enabled ? "" : ToolTip.text
         ToolTip.delay: 600
 
         // A disabled button sees no hover of its own; its handler does.
         HoverHandler {
             id: unavailableHover
+        }
+
+        FocusRing {
+            objectName: "flowFocusRing"
+            isShown: flowButton.visualFocus
+            inside: SetupTheme.system.button
         }
     }
 
@@ -93,6 +103,8 @@ Control {
             // A bar that stays while there is more to see, and none while all of it shows.
             ScrollBar.vertical.policy: contentHeight > availableHeight ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
             ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+            // Tab brings each control into sight.
+            FocusInView.isKept: true
 
             ColumnLayout {
                 width: scroller.availableWidth
@@ -204,9 +216,17 @@ Control {
                 }
 
                 Button {
+                    id: refreshButton
+
                     objectName: "refreshButton"
                     text: "Refresh"
                     onClicked: view.monitor.refresh()
+
+                    FocusRing {
+                        objectName: "refreshFocusRing"
+                        isShown: refreshButton.visualFocus
+                        inside: SetupTheme.system.button
+                    }
                 }
             }
 

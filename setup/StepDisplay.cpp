@@ -49,7 +49,37 @@ QString brokenBuildInstruction() {
         "This Zor build is broken; please report the bug and update if possible.");
 }
 
+// Where `[label](url)` lies in an instruction.
+struct LinkSpan {
+    qsizetype start;
+    qsizetype labelEnd;
+    qsizetype end;
+};
+
+std::optional<LinkSpan> findLink(const QString& markdown) {
+    const qsizetype start = markdown.indexOf(u'[');
+    const qsizetype labelEnd = start < 0 ? -1 : markdown.indexOf(QStringLiteral("]("), start);
+    const qsizetype end = labelEnd < 0 ? -1 : markdown.indexOf(u')', labelEnd);
+    if (end < 0)
+        return std::nullopt;
+    return LinkSpan{start, labelEnd, end + 1};
+}
+
 } // namespace
+
+QString StepDisplay::instructionPlainText() const {
+    QString text = instructionText();
+    if (const std::optional<LinkSpan> link = findLink(text))
+        text.replace(link->start, link->end - link->start,
+                     text.mid(link->start + 1, link->labelEnd - link->start - 1));
+    return text;
+}
+
+QString StepDisplay::instructionLink() const {
+    const QString text = instructionText();
+    const std::optional<LinkSpan> link = findLink(text);
+    return link ? text.mid(link->labelEnd + 2, link->end - link->labelEnd - 3) : QString();
+}
 
 StepDisplay display(DaemonStatus status) {
     switch (status) {

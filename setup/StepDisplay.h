@@ -40,6 +40,8 @@ class StepDisplay {
     Q_PROPERTY(bool isChecking MEMBER isChecking CONSTANT)
     Q_PROPERTY(bool hasInstruction READ hasInstruction CONSTANT)
     Q_PROPERTY(QString instructionText READ instructionText CONSTANT)
+    Q_PROPERTY(QString instructionPlainText READ instructionPlainText CONSTANT)
+    Q_PROPERTY(QString instructionLink READ instructionLink CONSTANT)
     Q_PROPERTY(zor::ButtonState button MEMBER button CONSTANT)
     Q_PROPERTY(bool isUnsupported MEMBER isUnsupported CONSTANT)
 
@@ -48,6 +50,10 @@ public:
 
     bool hasInstruction() const { return instruction.has_value(); }
     QString instructionText() const { return instruction.value_or(QString()); }
+    // The instruction as it reads on the screen, its link by its label, for
+    // assistive tools; and where its link leads, empty when it has none.
+    QString instructionPlainText() const;
+    QString instructionLink() const;
 
     QString label;
     StatusColor color = StatusColor::gray;

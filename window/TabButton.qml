@@ -1,20 +1,27 @@
 import QtQuick
-import QtQuick.Controls as Controls
+import QtQuick.Templates as T
 import Zor
 
-// One tab of the sidebar's row: a plain title, with a tinted plate behind it when selected.
-Controls.AbstractButton {
+// One tab of the sidebar's row: a plain title, with a tinted plate behind it
+// when selected. Space selects it from the keyboard.
+T.TabButton {
     id: button
 
     property bool isSelected: false
+    readonly property color plateColor: isSelected ? SetupTheme.selectedTabBackground : "transparent"
 
+    // Selected by the app state, not by being clicked.
+    checkable: false
+    implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
+                            implicitContentWidth + leftPadding + rightPadding)
+    implicitHeight: Math.max(implicitBackgroundHeight + topInset + bottomInset,
+                             implicitContentHeight + topPadding + bottomPadding)
     leftPadding: 10
     rightPadding: 10
     topPadding: 4
     bottomPadding: 4
     font.pixelSize: 14
     font.weight: Font.Medium
-    Accessible.role: Accessible.PageTab
     Accessible.name: text
     Accessible.selected: isSelected
 
@@ -27,6 +34,13 @@ Controls.AbstractButton {
 
     background: Rectangle {
         radius: 6
-        color: button.isSelected ? SetupTheme.selectedTabBackground : "transparent"
+        color: button.plateColor
+    }
+
+    FocusRing {
+        objectName: "tabFocusRing"
+        isShown: button.visualFocus
+        inside: Contrast.flatten(button.plateColor, SetupTheme.windowBackground)
+        radius: 8
     }
 }

@@ -14,16 +14,23 @@ namespace {
 const QStringList settingsLinks = {kLoginItemsSettingsLink, kFullDiskAccessSettingsLink};
 
 // The screen shows an instruction as Markdown: it must read as written, its
-// links leading only into System Settings.
-void checkInstruction(const QString& instruction, const QByteArray& name) {
+// links leading only into System Settings. Assistive tools read it as it
+// shows, and the keyboard follows the link it shows.
+void checkInstruction(const StepDisplay& display, const QByteArray& name) {
     static const QRegularExpression link(QStringLiteral("\\[([^\\]]*)\\]\\([^)]*\\)"));
+    const QString instruction = display.instructionText();
     QTextDocument document;
     document.setMarkdown(instruction);
     QVERIFY2(document.toPlainText() == QString(instruction).replace(link, QStringLiteral("\\1")),
              name);
+    QCOMPARE(display.instructionPlainText(), document.toPlainText());
+    QString shownLink;
     for (QTextBlock::iterator it = document.begin().begin(); !it.atEnd(); ++it)
-        if (it.fragment().charFormat().isAnchor())
-            QVERIFY2(settingsLinks.contains(it.fragment().charFormat().anchorHref()), name);
+        if (it.fragment().charFormat().isAnchor()) {
+            shownLink = it.fragment().charFormat().anchorHref();
+            QVERIFY2(settingsLinks.contains(shownLink), name);
+        }
+    QCOMPARE(display.instructionLink(), shownLink);
 }
 
 // The rules every status's display follows, whatever its words.
@@ -44,6 +51,7 @@ template <typename Status> void checkRules() {
             QCOMPARE(d, (StepDisplay{"Not Available", StatusColor::secondary, false, false,
                                      d.instruction, ButtonState::none(), true}));
             QVERIFY2(d.instructionText().contains("this system", Qt::CaseInsensitive), name);
+            checkInstruction(d, name);
         } else {
             QVERIFY2(!d.label.isEmpty() && !d.isOK && !d.isChecking && !d.isUnsupported, name);
             QVERIFY2(d.color != StatusColor::gray && d.color != StatusColor::green, name);
@@ -53,7 +61,7 @@ template <typename Status> void checkRules() {
                 name == "NEStatus.cannotConnectToDaemon" || name == "NEStatus.needSystemReboot";
             QCOMPARE(d.button.kind, isNotice ? ButtonKind::notice : ButtonKind::cta);
             QVERIFY2(d.hasInstruction(), name);
-            checkInstruction(d.instructionText(), name);
+            checkInstruction(d, name);
         }
     }
 }

@@ -12,6 +12,7 @@
 #include <QTextDocument>
 #include <QTextLayout>
 #include <QTextOption>
+#include <algorithm>
 
 using namespace zor;
 using namespace zor::testing;
@@ -203,6 +204,15 @@ private slots:
         QVERIFY(!scene.repairs->isRestarting());
 
         const QString reason = "Not available on this system: it has no service manager.";
+        // Assistive tools, which cannot tell a closed button, read why it is.
+        for (const char* name : {"restartButton", "stopButton"}) {
+            const QObjectList children = scene.item(name)->children();
+            const auto accessible = std::find_if(children.begin(), children.end(), [](QObject* c) {
+                return c->property("role").isValid();
+            });
+            QVERIFY(accessible != children.end());
+            QCOMPARE((*accessible)->property("description").toString(), reason);
+        }
         QVERIFY(!isTextShown(scene.view->contentItem(), reason));
         const QPointF centre = restart->mapToScene({restart->width() / 2, restart->height() / 2});
         QTest::mouseMove(scene.view.get(), centre.toPoint() + QPoint(1, 0));
@@ -299,6 +309,78 @@ private slots:
         QTest::mouseClick(scene.view.get(), Qt::LeftButton, {}, point->toPoint());
         QCOMPARE(scene.workspace.opened, QList<QUrl>{QUrl(kLoginItemsSettingsLink)});
         QCOMPARE(scene.services.count("daemon.register"), 0);
+    }
+
+    // Keys alone reach every action, in the order the screen is read: Tab
+    // goes round the banner, each step's link and repair and the screen-wide
+    // buttons, and Shift+Tab back, each in sight in turn with a ring around
+    // it, on the smallest screen too. Space presses a button, Enter follows a
+    // link.
+    void everyActionByKeys() {
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        scene.setAgentBuildNumber("1");
+        scene.removeLink();
+        QVERIFY(scene.show(340, 500));
+        QVERIFY(scene.settle());
+        LogCapture log;
+        auto* scroller = scene.item("setupScroller")->property("contentItem").value<QQuickItem*>();
+        const auto isInSight = [scroller](QQuickItem* item) {
+            const QRectF shown = item->mapRectToItem(scroller, item->boundingRect());
+            return !scroller->isAncestorOf(item) ||
+                   (shown.top() >= 0 && shown.bottom() <= scroller->height());
+        };
+
+        const QList<QQuickItem*> stops = {scene.item("bannerRestartButton"),
+                                          scene.inBox("cliStepBox", "actionButton"),
+                                          scene.inBox("daemonStepBox", "instruction"),
+                                          scene.inBox("daemonStepBox", "actionButton"),
+                                          scene.inBox("agentStepBox", "actionButton"),
+                                          scene.item("restartButton"),
+                                          scene.item("stopButton"),
+                                          scene.item("refreshButton")};
+        const auto ringOf = [](QQuickItem* item) -> QQuickItem* {
+            for (QQuickItem* child : item->childItems())
+                if (child->objectName().endsWith("FocusRing") && child->isVisible())
+                    return child;
+            return nullptr;
+        };
+        for (const Qt::KeyboardModifiers modifiers : {Qt::NoModifier, Qt::ShiftModifier}) {
+            QList<QQuickItem*> reached;
+            for (int presses = 0; presses < 2 * stops.size(); ++presses) {
+                QTest::keyClick(scene.view.get(), Qt::Key_Tab, modifiers);
+                QQuickItem* focused = scene.view->activeFocusItem();
+                QVERIFY(focused);
+                if (!reached.isEmpty() && focused == reached.first())
+                    break;
+                QVERIFY2(ringOf(focused), qPrintable(focused->objectName()));
+                QTRY_VERIFY2(isInSight(focused), qPrintable(focused->objectName()));
+                reached.append(focused);
+            }
+            // Round once, in the screen's order either way.
+            QList<QQuickItem*> expected = stops;
+            if (modifiers == Qt::ShiftModifier)
+                std::reverse(expected.begin(), expected.end());
+            const qsizetype start = expected.indexOf(reached.value(0));
+            QVERIFY(start >= 0);
+            QCOMPARE(reached, expected.mid(start) + expected.first(start));
+        }
+
+        scene.inBox("daemonStepBox", "instruction")->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(scene.view.get(), Qt::Key_Return);
+        QCOMPARE(scene.workspace.opened, QList<QUrl>{QUrl(kLoginItemsSettingsLink)});
+        for (const char* box : {"cliStepBox", "daemonStepBox", "agentStepBox"}) {
+            scene.inBox(box, "actionButton")->forceActiveFocus(Qt::TabFocusReason);
+            QTest::keyClick(scene.view.get(), Qt::Key_Space);
+        }
+        scene.item("refreshButton")->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(scene.view.get(), Qt::Key_Space);
+        QCOMPARE(log.messages().filter("User clicked"),
+                 (QStringList{"User clicked Fix CLI Symlink button (status: missing)",
+                              "User clicked Fix Sandbox Daemon button (status: cannotConnect)",
+                              "User clicked Fix Notification Agent button (status: staleVersion)",
+                              "User clicked Restart Services button", // from the outdated agent's
+                              "User clicked Refresh button"}));
     }
 
     void flowShowsProgressThenAnyErrorInRedBelowTheButtons_data() {
