@@ -2,7 +2,8 @@ import QtQuick
 import QtQuick.Controls
 import Zor
 
-// The context menu of a prompt's row.
+// The context menu of a prompt's row. An item that does not apply is
+// hidden, and closed, so that the arrow keys pass over it.
 Menu {
     id: contextMenu
 
@@ -14,12 +15,14 @@ Menu {
         text: "View Policy Notifications"
         visible: contextMenu.rowMenu.hasViewPolicyItem
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: contextMenu.rowMenu.viewPolicyNotifications()
     }
     MenuItem {
         text: "View Session Notifications"
         visible: contextMenu.rowMenu.hasViewSessionItem
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: contextMenu.rowMenu.viewSessionNotifications()
     }
     MenuSeparator {}

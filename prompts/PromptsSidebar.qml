@@ -5,40 +5,82 @@ import Zor
 // The column beside the prompt list: "All", then one entry per policy file or
 // session with its count. Clicking an entry shows its prompts; its context
 // menu reaches the policy file, the session's audit logs and the clipboard.
-ScrollView {
+// From the keyboard the arrows select the entries and the menu key opens the
+// selected one's menu; the model decides what each key does.
+Item {
     id: sidebar
 
     required property PromptsSidebarModel model
     required property SidebarEntryActions actions
+    // What the entries are, for assistive tools.
+    required property string title
 
-    ScrollBar.vertical.policy: ScrollBar.AsNeeded
-    ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+    function openMenu(row, entry, x, y) {
+        sidebar.actions.openFor(sidebar.model, row);
+        if (sidebar.actions.hasMenu)
+            menu.popup(entry, x, y);
+    }
 
-    ListView {
-        id: entries
+    ScrollView {
+        id: scroller
 
-        objectName: "sidebarEntries"
-        model: sidebar.model
-        spacing: 0
-        leftMargin: 10
-        rightMargin: 10
-        boundsBehavior: Flickable.StopAtBounds
-        // Screen readers walk the entries in the order they are shown.
-        ReadingOrder.isKept: true
+        anchors.fill: parent
+        ScrollBar.vertical.policy: ScrollBar.AsNeeded
+        ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
 
-        delegate: SidebarRow {
-            id: entry
+        ListView {
+            id: entries
 
-            required property int index
+            objectName: "sidebarEntries"
+            model: sidebar.model
+            spacing: 0
+            leftMargin: 10
+            rightMargin: 10
+            boundsBehavior: Flickable.StopAtBounds
+            keyNavigationEnabled: false
+            activeFocusOnTab: true
+            // The keyboard's focus is on the selected entry, where a screen
+            // reader follows it.
+            currentIndex: sidebar.model.selectedRow
+            Accessible.role: Accessible.List
+            Accessible.name: sidebar.title
+            // Screen readers walk the entries in the order they are shown.
+            ReadingOrder.isKept: true
 
-            width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
-            onClicked: sidebar.model.select(index)
-            onContextMenuRequested: (x, y) => {
-                sidebar.actions.openFor(sidebar.model, index);
-                if (sidebar.actions.hasMenu)
-                    menu.popup(entry, x, y);
+            Keys.onPressed: (event) => { event.accepted = sidebar.model.handleKey(event.key, event.modifiers); }
+
+            delegate: SidebarRow {
+                id: entry
+
+                required property int index
+
+                width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
+                onClicked: sidebar.model.select(index)
+                onContextMenuRequested: (x, y) => sidebar.openMenu(index, entry, x, y)
+            }
+
+            Connections {
+                target: entries.model
+
+                function onKeepRowInView(row) {
+                    entries.positionViewAtIndex(row, ListView.Contain);
+                }
+                function onMenuRequested(row) {
+                    entries.positionViewAtIndex(row, ListView.Contain);
+                    const entry = entries.itemAtIndex(row);
+                    if (entry)
+                        sidebar.openMenu(row, entry, entry.width / 2, entry.height / 2);
+                }
             }
         }
+    }
+
+    // Over the entries, not scrolled with them.
+    FocusRing {
+        objectName: "sidebarFocusRing"
+        isShown: entries.activeFocus
+        gap: -border.width
+        radius: 0
     }
 
     // One menu for every entry, opened for the one clicked: a menu in each

@@ -1,14 +1,27 @@
 #include "prompts/PromptsSidebarModel.h"
 
+#include "prompts/ContextMenuKey.h"
 #include "prompts/PromptStore.h"
 
 #include <QSet>
+#include <algorithm>
 #include <utility>
 
 namespace zor {
 
 PromptsSidebarModel::PromptsSidebarModel(QObject* parent)
-    : QAbstractListModel(parent) {}
+    : QAbstractListModel(parent) {
+    // The selected entry moves with any change of the rows; a change that
+    // leaves it in place is told too, which costs the view nothing.
+    connect(this, &QAbstractItemModel::dataChanged, this, &PromptsSidebarModel::selectedRowChanged);
+    connect(this, &QAbstractItemModel::rowsInserted, this,
+            &PromptsSidebarModel::selectedRowChanged);
+    connect(this, &QAbstractItemModel::rowsRemoved, this, &PromptsSidebarModel::selectedRowChanged);
+    connect(this, &QAbstractItemModel::rowsMoved, this, &PromptsSidebarModel::selectedRowChanged);
+    connect(this, &QAbstractItemModel::modelReset, this, &PromptsSidebarModel::selectedRowChanged);
+    connect(this, &QAbstractItemModel::layoutChanged, this,
+            &PromptsSidebarModel::selectedRowChanged);
+}
 
 void PromptsSidebarModel::setStore(PromptStore* store) {
     if (promptStore == store)
@@ -97,6 +110,42 @@ SidebarEntry PromptsSidebarModel::entry(int row) const {
 void PromptsSidebarModel::select(int row) {
     if (promptStore && row >= 0 && row < rowCount())
         promptStore->setFilter(entry(row).filter);
+}
+
+bool PromptsSidebarModel::handleKey(int key, int modifiers) {
+    if (!promptStore)
+        return false;
+    const int selected = rowSelectedBy(shownFilter);
+    if (isContextMenuKey(key, modifiers)) {
+        if (selected >= 0)
+            emit menuRequested(selected);
+        return true;
+    }
+    // The keypad flag says where a key is, not what the user meant.
+    if ((Qt::KeyboardModifiers(modifiers) & ~Qt::KeypadModifier) != Qt::NoModifier)
+        return false;
+    const int last = rowCount() - 1;
+    int row = 0;
+    switch (key) {
+    case Qt::Key_Up:
+        // With none selected, Up starts at the bottom and Down at the top.
+        row = selected < 0 ? last : std::max(selected - 1, 0);
+        break;
+    case Qt::Key_Down:
+        row = selected < 0 ? 0 : std::min(selected + 1, last);
+        break;
+    case Qt::Key_Home:
+        row = 0;
+        break;
+    case Qt::Key_End:
+        row = last;
+        break;
+    default:
+        return false;
+    }
+    select(row);
+    emit keepRowInView(row);
+    return true;
 }
 
 QString PromptsSidebarModel::groupKey(const PromptItem& item) const {

@@ -31,6 +31,8 @@ class PromptsSidebarModel : public QAbstractListModel {
     Q_OBJECT
     Q_PROPERTY(zor::PromptStore* store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(zor::SidebarGrouping grouping READ grouping WRITE setGrouping NOTIFY groupingChanged)
+    // The entry whose prompts the list shows; -1 while none does.
+    Q_PROPERTY(int selectedRow READ selectedRow NOTIFY selectedRowChanged)
 
 public:
     enum Role {
@@ -55,12 +57,22 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     SidebarEntry entry(int row) const;
+    int selectedRow() const { return rowSelectedBy(shownFilter); }
     // Shows the entry's prompts in the list.
     Q_INVOKABLE void select(int row);
+    // Keys pressed while the entries have focus: the arrows, Home and End
+    // select an entry, the menu key asks for the selected one's context
+    // menu. True when the key was one of them.
+    Q_INVOKABLE bool handleKey(int key, int modifiers);
 
 signals:
     void storeChanged();
     void groupingChanged();
+    void selectedRowChanged();
+    // The keys selected the entry in this row: it must be in view.
+    void keepRowInView(int row);
+    // The context menu of the entry in this row, from the keyboard.
+    void menuRequested(int row);
 
 private:
     // A group's newest prompt as shown and as the store has it; none when the

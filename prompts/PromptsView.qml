@@ -206,6 +206,15 @@ Rectangle {
             function onShowFirstRow() {
                 list.positionViewAtBeginning();
             }
+            // On the row, as the sidebar's entries' menus open from the keyboard.
+            function onRowMenuRequested(row, policyPath, sessionId) {
+                list.positionViewAtIndex(row, ListView.Contain);
+                const item = list.itemAtIndex(row);
+                if (!item)
+                    return;
+                view.rowMenu.openFor(policyPath, sessionId);
+                contextMenu.popup(item, item.width / 2, item.height / 2);
+            }
             // Rows differ in height, and the list knows only those it has
             // made: near the end the first call may fall short of the row,
             // the second, among made rows, brings all of it in.

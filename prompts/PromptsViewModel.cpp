@@ -1,6 +1,7 @@
 #include "prompts/PromptsViewModel.h"
 
 #include "platform/Log.h"
+#include "prompts/ContextMenuKey.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 
@@ -234,6 +235,12 @@ void PromptsViewModel::moveHighlight(int delta, bool isExtending) {
 }
 
 bool PromptsViewModel::handleListKey(int key, int modifiers) {
+    if (isContextMenuKey(key, modifiers)) {
+        const int row = highlightedRow();
+        if (const PromptItem* item = row >= 0 ? listModel.promptAt(row) : nullptr)
+            emit rowMenuRequested(row, item->policyPath, item->sessionId);
+        return true;
+    }
     // The keypad flag says where a key is, not what the user meant.
     const Qt::KeyboardModifiers held = Qt::KeyboardModifiers(modifiers) & ~Qt::KeypadModifier;
     const bool isPlain = held == Qt::NoModifier;

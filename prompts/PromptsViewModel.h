@@ -78,7 +78,8 @@ public:
     Q_INVOKABLE void clickPrompt(const QString& promptId, zor::PromptsViewModel::Click click);
     // Keys pressed while the list has focus: the arrows move the highlight,
     // with Shift they reach the selection along; Delete and Backspace
-    // dismiss. True when the key was one of them.
+    // dismiss; the menu key asks for the highlighted prompt's context menu.
+    // True when the key was one of them.
     Q_INVOKABLE bool handleListKey(int key, int modifiers);
     // On the highlighted prompt, or, when more are selected, on all of them
     // as a group, asked first.
@@ -105,6 +106,9 @@ signals:
     // its neighbours for before it knows where the row lies.
     void showFirstRow();
     void bringRowToTop(int row);
+    // The context menu of the prompt in this row, from the keyboard: for
+    // its policy file and session.
+    void rowMenuRequested(int row, const QString& policyPath, const QString& sessionId);
 
 private:
     // What the user saw highlighted at the last update.

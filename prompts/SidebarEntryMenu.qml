@@ -3,6 +3,8 @@ import QtQuick.Controls
 import Zor
 
 // The context menu of the sidebar's entries, on the entry it was opened for.
+// An item that does not apply is hidden, and closed, so that the arrow keys
+// pass over it.
 Menu {
     id: entryMenu
 
@@ -14,12 +16,14 @@ Menu {
         text: entryMenu.actions.revealLabel
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: entryMenu.actions.revealInFileManager()
     }
     MenuItem {
         text: "Open in Default App"
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: entryMenu.actions.openInDefaultApp()
     }
     MenuItem {
@@ -28,7 +32,7 @@ Menu {
         visible: entryMenu.actions.hasAuditLogsItem
         height: visible ? implicitHeight : 0
         // Shown where it cannot work, disabled, with the reason.
-        enabled: entryMenu.actions.isAuditLogsAvailable
+        enabled: visible && entryMenu.actions.isAuditLogsAvailable
         ToolTip.visible: !enabled && unavailableHover.hovered
         ToolTip.text: entryMenu.actions.auditLogsUnavailableReason
         ToolTip.delay: 600
@@ -48,12 +52,14 @@ Menu {
         text: "Copy Policy Path"
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: entryMenu.actions.copyPolicyPath()
     }
     MenuItem {
         text: "Copy Session ID"
         visible: entryMenu.actions.hasCopySessionIdItem
         height: visible ? implicitHeight : 0
+        enabled: visible
         onTriggered: entryMenu.actions.copySessionId()
     }
 

@@ -105,6 +105,11 @@ Rectangle {
                     }
                 }
 
+                FocusRing {
+                    objectName: "mainMenuFocusRing"
+                    isShown: mainMenuButton.visualFocus
+                }
+
                 LazyMenu {
                     id: mainMenu
 
@@ -134,11 +139,13 @@ Rectangle {
             }
 
             PromptsSidebar {
+                readonly property bool isSessions: sidebar.appState.selectedTab === AppState.AppTab.sessions
+
                 objectName: "promptsSidebar"
                 anchors.fill: parent
                 visible: !sidebar.isSetupSelected
-                model: sidebar.appState.selectedTab === AppState.AppTab.sessions ? sidebar.sessionsSidebarModel
-                                                                      : sidebar.policiesSidebarModel
+                model: isSessions ? sidebar.sessionsSidebarModel : sidebar.policiesSidebarModel
+                title: isSessions ? "Sessions" : "Policies"
                 actions: sidebar.sidebarEntryActions
             }
         }

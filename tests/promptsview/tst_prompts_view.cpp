@@ -450,6 +450,35 @@ private slots:
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
     }
 
+    // The menu key and Shift+F10 open the highlighted prompt's menu, as a
+    // right click on its row does; with none highlighted, nothing opens.
+    void rowMenuFromTheKeyboard_data() {
+        QTest::addColumn<QKeyCombination>("keys");
+        QTest::newRow("menu key") << QKeyCombination(Qt::Key_Menu);
+        QTest::newRow("Shift+F10") << QKeyCombination(Qt::SHIFT | Qt::Key_F10);
+    }
+    void rowMenuFromTheKeyboard() {
+        QFETCH(QKeyCombination, keys);
+        QList<SerializablePromptItem> prompts = records(2, "a");
+        prompts.append(record(3, "b", fileDenial(3)));
+        Rig rig(prompts);
+        const auto menu = [&rig] { return rig.window->findChild<QObject*>("promptRowMenu"); };
+        QTest::keyClick(rig.window, keys.key(), keys.keyboardModifiers());
+        QVERIFY(!menu() || !menu()->property("opened").toBool());
+
+        rig.highlight(prompts[2]);
+        QTest::keyClick(rig.window, keys.key(), keys.keyboardModifiers());
+        QTRY_VERIFY(menu() && menu()->property("opened").toBool());
+        QTest::keyClick(rig.window, Qt::Key_Escape);
+        QTRY_VERIFY(!menu()->property("opened").toBool());
+        QVERIFY(rig.list()->hasActiveFocus());
+        // For the highlighted prompt's session.
+        QTest::keyClick(rig.window, keys.key(), keys.keyboardModifiers());
+        QTRY_VERIFY(menu()->property("opened").toBool());
+        rig.click(rig.popupItem("Copy Session ID"));
+        QCOMPARE(rig.scene.clipboard.texts, QStringList{"b"});
+    }
+
     void scrollRequests() {
         Rig rig(records(2));
         auto* viewModel = rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();

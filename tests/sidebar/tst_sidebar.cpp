@@ -129,7 +129,8 @@ private slots:
 
     // What a view shows, built only from the model's signals, equals a fresh
     // build from the store after every change, single or in a batch: counts,
-    // order, and the selection, old and new. A change never resets the model.
+    // order, and the selection, old and new; the selected row, as a view binds
+    // it, follows. A change never resets the model.
     void viewOfTheModelMatchesAFreshBuild() {
         QRandomGenerator random(7);
         for (const SidebarGrouping grouping : {SidebarGrouping::policy, SidebarGrouping::session}) {
@@ -141,6 +142,15 @@ private slots:
                                             QAbstractItemModelTester::FailureReportingMode::QtTest);
             Mirror view(model);
             QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+            int boundSelected = model.selectedRow();
+            QObject::connect(&model, &PromptsSidebarModel::selectedRowChanged, &model,
+                             [&] { boundSelected = model.selectedRow(); });
+            const auto selectedRow = [&model] {
+                for (int row = 0; row < model.rowCount(); ++row)
+                    if (model.index(row).data(PromptsSidebarModel::isSelectedRole).toBool())
+                        return row;
+                return -1;
+            };
             QList<QUuid> ids;
             const auto add = [&] {
                 ids.append(QUuid::createUuid());
@@ -169,6 +179,7 @@ private slots:
                     model.select(random.bounded(model.rowCount()));
                 }
                 QCOMPARE(view.rows, rebuiltRows(store, grouping));
+                QCOMPARE(boundSelected, selectedRow());
             }
             QCOMPARE(resets.count(), 0);
         }
@@ -252,8 +263,9 @@ private slots:
         QQuickView view;
         view.setResizeMode(QQuickView::SizeRootObjectToView);
         prepareZorEngine(*view.engine());
-        view.setInitialProperties(
-            {{"model", QVariant::fromValue(&model)}, {"actions", QVariant::fromValue(&actions)}});
+        view.setInitialProperties({{"model", QVariant::fromValue(&model)},
+                                   {"actions", QVariant::fromValue(&actions)},
+                                   {"title", QStringLiteral("Sessions")}});
         view.setSource(QUrl("qrc:/qt/qml/Zor/prompts/PromptsSidebar.qml"));
         QCOMPARE(view.status(), QQuickView::Ready);
         view.resize(340, 300);
