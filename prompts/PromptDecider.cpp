@@ -141,4 +141,13 @@ QString PromptDecider::accessibleName(Decision decision, const QString& target) 
                                         target);
 }
 
+QString PromptDecider::accessibleDescription(Decision decision, const QString& shortcutText,
+                                             bool isSessionEnded, bool isProcessing) {
+    if (isProcessing)
+        return QStringLiteral("Not available while its decision is underway.");
+    if (!isEnabled(decision, isSessionEnded, isProcessing))
+        return QStringLiteral("Not available: the session has ended.");
+    return toolTip(decision, shortcutText);
+}
+
 } // namespace zor

@@ -55,6 +55,11 @@ public:
                                        const QString& shortcutText);
     Q_INVOKABLE static QString accessibleName(zor::PromptDecider::Decision decision,
                                               const QString& target);
+    // What assistive tools read after the button's name: its keys, or while
+    // it is closed, why.
+    Q_INVOKABLE static QString accessibleDescription(zor::PromptDecider::Decision decision,
+                                                     const QString& shortcutText,
+                                                     bool isSessionEnded, bool isProcessing);
 
 private:
     PromptStore& store;

@@ -45,7 +45,7 @@ Rectangle {
     enabled: !isProcessing
 
     Accessible.role: Accessible.ListItem
-    Accessible.name: title + ": " + target
+    Accessible.name: AccessibleText.join([title, processName, sessionEnded ? sessionEndedLabel.text : "", target])
     Accessible.selected: isHighlighted
 
     // Between rows, starting under the text as in the platform's plain lists.
@@ -96,10 +96,13 @@ Rectangle {
         bottomPadding: 4
         focusPolicy: Qt.NoFocus
         Accessible.name: row.decider.accessibleName(decision, row.target)
+        // Its keys, which reach it from the list, or why it is closed.
+        Accessible.description: row.decider.accessibleDescription(decision, row.shortcutTexts[decision],
+                                                                  row.sessionEnded, row.isProcessing)
         ToolTip.visible: hovered
         ToolTip.delay: 600
         // Made when shown: most buttons never are.
-        ToolTip.text: hovered ? row.decider.toolTip(decision, row.shortcutTexts[decision]) : ""
+        ToolTip.text: hovered ? Accessible.description : ""
         onClicked: row.decider.decide(row.promptId, decision)
 
         // Open: filled. Closed: only an outline, and the text the row's secondary.
@@ -130,6 +133,8 @@ Rectangle {
             id: chipLabel
 
             text: group.label
+            // Its buttons' names say it.
+            Accessible.ignored: true
             color: group.chipText
             font.pixelSize: 10
             leftPadding: 6
@@ -194,6 +199,8 @@ Rectangle {
         color: row.secondaryOnRow
     }
     Label {
+        id: sessionEndedLabel
+
         anchors.left: processLabel.visible ? processLabel.right : titleLabel.right
         anchors.leftMargin: 8
         anchors.verticalCenter: titleLabel.verticalCenter
@@ -232,6 +239,9 @@ Rectangle {
         color: row.primaryOnRow
         selectionColor: SetupTheme.accent
         selectedTextColor: SetupTheme.selectedText
+        // Text to read, not to edit.
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
     }
 
     // Both groups fit beside each other at the detail pane's least width.

@@ -35,7 +35,7 @@ Rectangle {
     color: isSelected ? background : "transparent"
 
     Accessible.role: Accessible.ListItem
-    Accessible.name: label + ", " + count
+    Accessible.name: AccessibleText.join([label, hasSubtitle ? subtitle : "", countText.text])
     Accessible.description: tooltip
     Accessible.selected: isSelected
 
