@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QList>
+#include <QRect>
+#include <QString>
+#include <optional>
+
+namespace zor::testing {
+
+// The AT-SPI states the tests read, by their bit in an object's state set.
+enum class AtspiState {
+    active = 1,
+    focused = 12,
+    selected = 23,
+};
+
+// One object of an application's accessibility tree as AT-SPI reports it,
+// with the objects under it.
+struct AtspiNode {
+    QString service;
+    QString path;
+    // AT-SPI's name for the role: "push button", "list item", "page tab"...
+    QString role;
+    QString name;
+    QString description;
+    quint64 states = 0;
+    // Where it lies on the screen; empty while it is hidden.
+    QRect extents;
+    // Whether some of it is in sight, within every object around it: Qt 6.4
+    // measures that against the window's frame in the window's coordinates,
+    // so that its own states say so only of a window at the screen's corner.
+    bool isInSight = false;
+    QList<AtspiNode> children;
+
+    bool is(AtspiState state) const { return states & (quint64(1) << int(state)); }
+    // Where it is and what it is, for messages.
+    QString describe() const;
+    // It and every object under it, depth first in the tree's order.
+    QList<const AtspiNode*> all() const;
+    // The first one of all() that `matches`.
+    template <typename Predicate> const AtspiNode* find(Predicate matches) const {
+        for (const AtspiNode* node : all())
+            if (matches(*node))
+                return node;
+        return nullptr;
+    }
+};
+
+// Reads accessibility trees as a screen reader does: over the accessibility
+// bus, from the registry's desktop down, through AT-SPI's D-Bus interfaces.
+class AtspiReader {
+public:
+    explicit AtspiReader(QDBusConnection bus);
+
+    // The accessibility bus's address, from the org.a11y.Bus service on `sessionBus`.
+    static QString busAddress(const QDBusConnection& sessionBus);
+
+    // The root of the application that process `pid` registered on the desktop.
+    std::optional<AtspiNode> application(qint64 pid);
+    // The tree under `root`, read anew; what is hidden only with `isHiddenKept`.
+    AtspiNode read(const AtspiNode& root, bool isHiddenKept = false);
+    // The object under `root` that has the keyboard focus, read with fewer
+    // calls than the whole tree.
+    std::optional<AtspiNode> focused(const AtspiNode& root);
+
+private:
+    void readChildren(AtspiNode& node, const QRect& sight, bool isHiddenKept);
+    AtspiNode readNode(const QString& service, const QString& path);
+    QRect extentsOf(const QString& service, const QString& path);
+    quint64 statesOf(const QString& service, const QString& path);
+    QList<std::pair<QString, QString>> childrenOf(const QString& service, const QString& path);
+
+    QDBusConnection bus;
+};
+
+} // namespace zor::testing
