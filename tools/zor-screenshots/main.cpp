@@ -43,6 +43,11 @@ struct SetupShot {
     std::function<void(SetupScene&)> act;     // once the checks have settled
 };
 
+void focusAgentRepair(SetupScene& scene) {
+    scene.inBox(QStringLiteral("agentStepBox"), QStringLiteral("actionButton"))
+        ->forceActiveFocus(Qt::TabFocusReason);
+}
+
 const QList<SetupShot>& setupShots() {
     static const QList<SetupShot> all = {
         {"setup-01-all-healthy.png",
@@ -121,6 +126,17 @@ const QList<SetupShot>& setupShots() {
              s.removeLink();
          },
          {}},
+        // Tab's focus on the outdated agent's restart: the ring around it.
+        {"setup-14-focus-on-repair.png",
+         Appearance::light,
+         {},
+         [](SetupScene& s) { s.makeAgentOutdated(); },
+         focusAgentRepair},
+        {"setup-15-focus-on-repair-dark.png",
+         Appearance::dark,
+         {},
+         [](SetupScene& s) { s.makeAgentOutdated(); },
+         focusAgentRepair},
     };
     return all;
 }
@@ -215,6 +231,8 @@ struct PromptsShot {
     std::function<void(PromptsScene&)> arrange; // before the window appears
     // Once it shows; none: the fourth row waits for the agent and the fifth is highlighted.
     std::function<void(PromptsScene&, PromptListModel&, PromptsViewModel&)> act = {};
+    // What Tab has put the focus on, by its object name; none: nothing.
+    const char* focused = nullptr;
 };
 
 const QString kCliPolicy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
@@ -270,6 +288,12 @@ const QList<PromptsShot>& promptsShots() {
         {"prompts-09-group-question.png", Appearance::light, arrangeCliPolicy, askForThree},
         {"prompts-10-selection-dark.png", Appearance::dark, arrangeCliPolicy, selectThree},
         {"prompts-11-group-question-dark.png", Appearance::dark, arrangeCliPolicy, askForThree},
+        {"prompts-12-focus-on-sidebar.png", Appearance::light, arrangeCliPolicy,
+         [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}, "sidebarEntries"},
+        {"prompts-13-focus-on-sidebar-dark.png", Appearance::dark, arrangeCliPolicy,
+         [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}, "sidebarEntries"},
+        {"prompts-14-focus-on-list.png", Appearance::light, arrangeCliPolicy, {}, "promptList"},
+        {"prompts-15-focus-on-list-dark.png", Appearance::dark, arrangeCliPolicy, {}, "promptList"},
     };
     return all;
 }
@@ -301,6 +325,12 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
             listModel->promptAt(3)->id, PromptDecider::Decision::allowAlways);
         prompts.appState.promptStore()->setHighlightedPromptId(listModel->promptAt(4)->id);
         viewModel->setListFocused(true);
+    }
+    if (shot.focused) {
+        auto* focused = window->findChild<QQuickItem*>(QString::fromLatin1(shot.focused));
+        if (!focused)
+            return fail(shot.fileName, "nothing to focus");
+        focused->forceActiveFocus(Qt::TabFocusReason);
     }
     QTest::qWait(100); // the row icons paint on a later frame
     return save(window->grabWindow(), shot.fileName, outDir);
