@@ -10,15 +10,15 @@ Menu {
 
     objectName: "groupAllowMenu"
 
-    MenuItem {
+    PlainMenuItem {
         text: "Allow Once…"
         onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowOnce)
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Allow for the Session…"
         onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowSession)
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Allow Always…"
         onTriggered: allowMenu.viewModel.decideSelection(GroupDecision.Action.allowAlways)
     }

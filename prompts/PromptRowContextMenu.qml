@@ -11,14 +11,14 @@ Menu {
 
     objectName: "promptRowMenu"
 
-    MenuItem {
+    PlainMenuItem {
         text: "View Policy Notifications"
         visible: contextMenu.rowMenu.hasViewPolicyItem
         height: visible ? implicitHeight : 0
         enabled: visible
         onTriggered: contextMenu.rowMenu.viewPolicyNotifications()
     }
-    MenuItem {
+    PlainMenuItem {
         text: "View Session Notifications"
         visible: contextMenu.rowMenu.hasViewSessionItem
         height: visible ? implicitHeight : 0
@@ -26,11 +26,11 @@ Menu {
         onTriggered: contextMenu.rowMenu.viewSessionNotifications()
     }
     MenuSeparator {}
-    MenuItem {
+    PlainMenuItem {
         text: "Copy Policy Path"
         onTriggered: contextMenu.rowMenu.copyPolicyPath()
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Copy Session ID"
         onTriggered: contextMenu.rowMenu.copySessionId()
     }

@@ -12,21 +12,21 @@ Menu {
 
     objectName: "sidebarEntryMenu"
 
-    MenuItem {
+    PlainMenuItem {
         text: entryMenu.actions.revealLabel
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
         enabled: visible
         onTriggered: entryMenu.actions.revealInFileManager()
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Open in Default App"
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
         enabled: visible
         onTriggered: entryMenu.actions.openInDefaultApp()
     }
-    MenuItem {
+    PlainMenuItem {
         objectName: "auditLogsItem"
         text: "Open Audit Logs"
         visible: entryMenu.actions.hasAuditLogsItem
@@ -48,14 +48,14 @@ Menu {
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Copy Policy Path"
         visible: entryMenu.actions.hasPolicyFileItems
         height: visible ? implicitHeight : 0
         enabled: visible
         onTriggered: entryMenu.actions.copyPolicyPath()
     }
-    MenuItem {
+    PlainMenuItem {
         text: "Copy Session ID"
         visible: entryMenu.actions.hasCopySessionIdItem
         height: visible ? implicitHeight : 0
@@ -69,7 +69,7 @@ Menu {
         visible: entryMenu.actions.hasGroupItems
         height: visible ? implicitHeight : 0
     }
-    component GroupItem: MenuItem {
+    component GroupItem: PlainMenuItem {
         required property int decision
 
         visible: entryMenu.actions.hasGroupItems

@@ -15,7 +15,7 @@ Menu {
     x: parent ? parent.width - width : 0
     y: parent ? parent.height : 0
 
-    MenuItem {
+    PlainMenuItem {
         id: quitItem
 
         objectName: "quitMenuItem"
