@@ -20,6 +20,7 @@
 
 #include <QGuiApplication>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QThreadPool>
 
 namespace zor {
@@ -45,17 +46,26 @@ std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
 
 // Probes still running on workers may wait for the main thread: the agent's
 // build number is read there. Serve them until they are done, rather than let
-// the application's end wait for them while they wait for it.
+// the application's end wait for them while they wait for it. A probe's
+// result comes back in a posted call, delivered too, so that its check ends
+// rather than stays suspended; the check may start one more probe.
 void finishWorkers() {
     QThreadPool* workers = QThreadPool::globalInstance();
-    while (!workers->waitForDone(10))
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    do {
+        while (!workers->waitForDone(10))
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        QCoreApplication::sendPostedEvents();
+    } while (workers->activeThreadCount() > 0);
 }
 
 } // namespace
 
 int runWindowedApplication(int argc, char** argv) {
     QGuiApplication app(argc, argv);
+    // What the window hands to deleteLater() as it goes is deleted before the
+    // application, as the event loop would have: no loop runs after it.
+    const auto deleteHandedOver =
+        qScopeGuard([] { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); });
     // The application opens no window of its own, and keeps running when none is open.
     app.setQuitOnLastWindowClosed(false);
     // Docks and notification servers know the app by its desktop entry.
