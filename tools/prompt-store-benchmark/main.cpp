@@ -284,7 +284,7 @@ struct SyncRun {
 SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
     auto store = std::make_unique<PromptStore>();
     AppViews views(*store);
-    PromptFeed feed([&store] { return store.get(); });
+    PromptFeed feed([&store] { return store.get(); }, systemClock());
     QEventLoop loop;
     std::vector<SteadyClock::time_point> beats;
     beats.reserve(10'000);
@@ -414,7 +414,7 @@ int memoryChild(const QString& path, qsizetype count) {
     FileLog log;
     PromptStore store;
     AppViews views(store);
-    PromptFeed feed([&store] { return &store; });
+    PromptFeed feed([&store] { return &store; }, systemClock());
     const qint64 emptyKb = statusKb("VmRSS");
     qint64 decodedKb = 0;
     {
