@@ -86,6 +86,8 @@ public:
     void endChanges();
 
     bool containsPrompt(const QUuid& id) const { return seqsById.newest(id).has_value(); }
+    // Prompts with that id, which may come again with another request.
+    qsizetype promptCountForId(const QUuid& id) const { return seqsById.count(id); }
     // The newest prompt with that id.
     std::optional<PromptItem> prompt(const QUuid& id) const;
     // The sequence number of the newest prompt with that id.
