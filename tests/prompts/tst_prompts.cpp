@@ -106,11 +106,14 @@ private slots:
         QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF";
         QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG";
         QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0";
+        QTest::newRow("wide digit")
+            << QString::fromUtf16(u"6F9619FF-8B86-D011-B42D-00C04FC964F\uFF16");
     }
 
     void promptIdsParseOnlyTheStandardForm() {
-        QCOMPARE(promptIdFromText(u"6F9619FF-8B86-D011-B42D-00C04FC964FF"),
-                 QUuid::fromString(u"6f9619ff-8b86-d011-b42d-00c04fc964ff"));
+        const QUuid standard = QUuid::fromString(u"6f9619ff-8b86-d011-b42d-00c04fc964ff");
+        QCOMPARE(promptIdFromText(u"6F9619FF-8B86-D011-B42D-00C04FC964FF"), standard);
+        QCOMPARE(promptIdFromText(u"6f9619ff-8b86-d011-b42d-00C04fc964Ff"), standard);
         // Any other text gets a fresh random id each time: such a prompt cannot be
         // removed by its text.
         QFETCH(QString, text);
