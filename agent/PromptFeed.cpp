@@ -5,6 +5,7 @@
 #include "prompts/PromptStore.h"
 
 #include <QElapsedTimer>
+#include <QThreadPool>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,11 @@ void PromptFeed::runSteps() {
             }
             if (step.onSynced)
                 synced.push_back(std::move(step.onSynced));
+            // Emptied one by one as they were added, the records still fill
+            // an array the size of the reply, which a worker frees: handing
+            // its pages back took milliseconds of a turn.
+            QThreadPool::globalInstance()->start(
+                [spent = std::move(step.records)]() mutable { spent = {}; });
         } else {
             step.change(*target);
         }
