@@ -33,6 +33,7 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryFile>
+#include <QThreadPool>
 #include <QTimer>
 #include <algorithm>
 #include <chrono>
@@ -432,6 +433,8 @@ int memoryChild(const QString& path, qsizetype count) {
     }
     while (feed.isSyncing())
         QCoreApplication::processEvents();
+    // The sync's spent records are freed on a worker.
+    QThreadPool::globalInstance()->waitForDone();
     if (store.prompts().size() != count)
         return 2;
     std::printf("%lld %lld %lld %lld\n", emptyKb, decodedKb, statusKb("VmRSS"), statusKb("VmHWM"));
