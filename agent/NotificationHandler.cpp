@@ -43,7 +43,7 @@ NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock
     , connector(connector)
     , clock(clock)
     , serviceName(QString::fromLatin1(kAgentMachServiceName))
-    , feed([this] { return state ? state->promptStore() : nullptr; }) {
+    , feed([this] { return state ? state->promptStore() : nullptr; }, clock) {
     requireMainThread("NotificationHandler");
 }
 

@@ -5,14 +5,17 @@
 #include "prompts/PromptStore.h"
 
 #include <QElapsedTimer>
+#include <QThreadPool>
 #include <utility>
 #include <vector>
 
 namespace zor {
 
-PromptFeed::PromptFeed(StoreLookup store, std::chrono::nanoseconds turnBudget, QObject* parent)
+PromptFeed::PromptFeed(StoreLookup store, Clock& clock, std::chrono::nanoseconds turnBudget,
+                       QObject* parent)
     : QObject(parent)
     , store(std::move(store))
+    , clock(clock)
     , turnBudgetNanos(turnBudget.count()) {}
 
 void PromptFeed::apply(Change change) {
@@ -34,7 +37,6 @@ void PromptFeed::sync(QList<SerializablePromptItem> records, std::function<void(
 }
 
 void PromptFeed::runSteps() {
-    isTurnPending = false;
     PromptStore* target = store();
     if (!target) {
         steps.clear();
@@ -42,21 +44,26 @@ void PromptFeed::runSteps() {
     }
     QElapsedTimer turn;
     turn.start();
-    // The views take the whole turn's changes at once.
+    // The turn's log lines are written in one go, and the views take its
+    // changes at once.
+    const LogGathering gathering;
     target->beginChanges();
     std::vector<std::function<void()>> synced;
     while (!steps.empty()) {
         Step& step = steps.front();
         if (step.isSync) {
             if (!continueSync(step, *target, turn)) {
-                if (!isTurnPending) {
-                    isTurnPending = true;
-                    QMetaObject::invokeMethod(this, &PromptFeed::runSteps, Qt::QueuedConnection);
-                }
+                if (!clock.isPending(nextTurn))
+                    nextTurn = clock.schedule(Millis(0), this, [this] { runSteps(); });
                 break;
             }
             if (step.onSynced)
                 synced.push_back(std::move(step.onSynced));
+            // Emptied one by one as they were added, the records still fill
+            // an array the size of the reply, which a worker frees: handing
+            // its pages back took milliseconds of a turn.
+            QThreadPool::globalInstance()->start(
+                [spent = std::move(step.records)]() mutable { spent = {}; });
         } else {
             step.change(*target);
         }
@@ -68,6 +75,9 @@ void PromptFeed::runSteps() {
 }
 
 bool PromptFeed::continueSync(Step& step, PromptStore& target, const QElapsedTimer& turn) {
+    // The agent's pending prompts, which the store will hold once synced.
+    if (step.added == 0)
+        target.reserve(step.records.size());
     while (step.added < step.records.size()) {
         // Released once added: the store keeps its own copy.
         const SerializablePromptItem record = std::exchange(step.records[step.added], {});

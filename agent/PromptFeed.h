@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Clock.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QElapsedTimer>
@@ -30,8 +31,12 @@ public:
     // each turn adds one record at least.
     static constexpr std::chrono::milliseconds kTurnBudget{4};
 
-    explicit PromptFeed(StoreLookup store, std::chrono::nanoseconds turnBudget = kTurnBudget,
-                        QObject* parent = nullptr);
+    // Turns follow one another through `clock`, after no delay: as a timer,
+    // not a posted call, as Qt's loop on Linux (glib's) runs timers, a frame's
+    // among them, only after every second posted call, which would stall a
+    // frame for two turns.
+    PromptFeed(StoreLookup store, Clock& clock, std::chrono::nanoseconds turnBudget = kTurnBudget,
+               QObject* parent = nullptr);
 
     // Main thread only. Runs at once unless a sync is under way.
     void apply(Change change);
@@ -55,9 +60,10 @@ private:
     bool continueSync(Step& step, PromptStore& store, const QElapsedTimer& turn);
 
     StoreLookup store;
+    Clock& clock;
     const qint64 turnBudgetNanos;
     std::deque<Step> steps;
-    bool isTurnPending = false;
+    Clock::TimerId nextTurn = 0;
 };
 
 } // namespace zor

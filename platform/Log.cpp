@@ -2,10 +2,14 @@
 
 #include "shared/Identifiers.h"
 
+#include <QHash>
 #include <QMutex>
+#include <QStringEncoder>
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
 namespace zor {
 namespace {
@@ -53,6 +57,46 @@ bool nextPlaceholder(const QString& format, qsizetype from, Placeholder& out) {
     return false;
 }
 
+// A format as read once: the lines of one call site share its text and the
+// places of its placeholders instead of reading it each time.
+struct ParsedFormat {
+    QByteArray source; // tells a pointer used again for another text
+    QString text;
+    QList<Placeholder> placeholders; // pointing into `text`
+};
+
+ParsedFormat parseFormat(const char* format) {
+    ParsedFormat parsed;
+    parsed.source = QByteArray(format);
+    parsed.text = QString::fromUtf8(parsed.source);
+    Placeholder p;
+    for (qsizetype pos = 0; nextPlaceholder(parsed.text, pos, p); pos = p.start + p.length)
+        parsed.placeholders.append(p);
+    return parsed;
+}
+
+// A copy, which shares the cached text: another thread may add to the cache
+// meanwhile. The cache is never freed, as lines may still be written while
+// the process ends, from any thread.
+ParsedFormat parsedFormat(const char* format) {
+    // Formats are literals, a few dozen; those made up at run time are read
+    // each time once the cache is full rather than fill it without end.
+    constexpr qsizetype kCached = 256;
+    static QBasicMutex mutex;
+    static auto* const cache = new QHash<const char*, ParsedFormat>;
+    {
+        const QMutexLocker lock(&mutex);
+        const auto held = cache->constFind(format);
+        if (held != cache->cend() && std::strcmp(held->source.constData(), format) == 0)
+            return *held;
+    }
+    ParsedFormat parsed = parseFormat(format);
+    const QMutexLocker lock(&mutex);
+    if (cache->size() < kCached || cache->contains(format))
+        cache->insert(format, parsed);
+    return parsed;
+}
+
 bool isStringConversion(QChar c) {
     return c == u's' || c == u'@';
 }
@@ -61,11 +105,15 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
     LogValue v;
     v.isPublic =
         p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
-    QString conversion(u'%');
-    conversion += p.printfSpec;
+    v.placeholderStart = p.start;
+    v.placeholderLength = p.length;
     if (const auto* text = std::get_if<QString>(&arg.value)) {
         v.text = *text;
-    } else if (const auto* integer = std::get_if<qint64>(&arg.value)) {
+        return v;
+    }
+    QString conversion(u'%');
+    conversion += p.printfSpec;
+    if (const auto* integer = std::get_if<qint64>(&arg.value)) {
         if (p.conversion == u'f' || p.conversion == u'g' || p.conversion == u'e')
             v.text = QString::asprintf(qPrintable(conversion + p.conversion), double(*integer));
         else
@@ -86,24 +134,30 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
 
 // A literal stretch of the format, with "%%" standing for "%".
 void appendLiteral(QString& out, QStringView literal) {
-    for (qsizetype i = 0; i < literal.size(); ++i) {
-        out += literal[i];
-        if (literal[i] == u'%' && i + 1 < literal.size() && literal[i + 1] == u'%')
-            ++i;
+    for (qsizetype percent; (percent = literal.indexOf(u'%')) >= 0;) {
+        const qsizetype end = percent + 1 < literal.size() && literal[percent + 1] == u'%'
+                                  ? percent + 2
+                                  : percent + 1;
+        out += literal.first(percent + 1);
+        literal = literal.sliced(end);
     }
+    out += literal;
 }
 
 bool needsEscape(char16_t c) {
-    return c == u'\\' || c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x2028 || c == 0x2029;
+    if (c >= 0x20 && c < 0x7f)
+        return c == u'\\';
+    return c < 0xa0 || c == 0x2028 || c == 0x2029;
 }
 
 // Escapes what could end a line or pass for one of the app's own: control
 // characters, line separators and the backslash that introduces the escapes.
-QString escapedValue(const QString& text) {
-    if (std::none_of(text.cbegin(), text.cend(), [](QChar c) { return needsEscape(c.unicode()); }))
-        return text;
-    QString out;
-    out.reserve(text.size() + 8);
+void appendEscaped(QString& out, const QString& text) {
+    if (std::none_of(text.cbegin(), text.cend(),
+                     [](QChar c) { return needsEscape(c.unicode()); })) {
+        out += text;
+        return;
+    }
     for (const QChar c : text) {
         switch (c.unicode()) {
         case u'\\':
@@ -125,41 +179,46 @@ QString escapedValue(const QString& text) {
                 out += c;
         }
     }
-    return out;
 }
 
 enum class ValueForm { clear, redacted, escaped };
 
-// Fills the values in once: the text of a value is never read as format.
+// Appends the line: the format's text with each value in its placeholder's
+// place, filled in once, so that the text of a value is never read as format.
+// A placeholder left without a value stays empty.
+void assemble(const LogRecord& record, ValueForm form, QString& out) {
+    const QStringView format(record.format);
+    qsizetype pos = 0;
+    for (const LogValue& value : record.values) {
+        appendLiteral(out, format.mid(pos, value.placeholderStart - pos));
+        switch (form) {
+        case ValueForm::clear:
+            out += value.text;
+            break;
+        case ValueForm::redacted:
+            out += value.isPublic ? value.text : QStringLiteral("<private>");
+            break;
+        case ValueForm::escaped:
+            appendEscaped(out, value.text);
+            break;
+        }
+        pos = value.placeholderStart + value.placeholderLength;
+    }
+    Placeholder p;
+    while (nextPlaceholder(record.format, pos, p)) {
+        appendLiteral(out, format.mid(pos, p.start - pos));
+        pos = p.start + p.length;
+    }
+    appendLiteral(out, format.mid(pos));
+}
+
 QString assemble(const LogRecord& record, ValueForm form) {
     QString out;
     qsizetype length = record.format.size();
     for (const LogValue& value : record.values)
         length += value.text.size();
     out.reserve(length + 16);
-    qsizetype pos = 0;
-    qsizetype index = 0;
-    Placeholder p;
-    while (nextPlaceholder(record.format, pos, p)) {
-        appendLiteral(out, QStringView(record.format).mid(pos, p.start - pos));
-        if (index < record.values.size()) {
-            const LogValue& value = record.values[index];
-            switch (form) {
-            case ValueForm::clear:
-                out += value.text;
-                break;
-            case ValueForm::redacted:
-                out += value.isPublic ? value.text : QStringLiteral("<private>");
-                break;
-            case ValueForm::escaped:
-                out += escapedValue(value.text);
-                break;
-            }
-        }
-        ++index;
-        pos = p.start + p.length;
-    }
-    appendLiteral(out, QStringView(record.format).mid(pos));
+    assemble(record, form, out);
     return out;
 }
 
@@ -169,6 +228,40 @@ TextLogSink& standardErrorSink() {
 }
 
 std::atomic<LogSink*> currentSink{nullptr};
+
+LogSink& activeSink() {
+    LogSink* sink = currentSink.load();
+    return sink ? *sink : standardErrorSink();
+}
+
+// Of the LogGatherings alive on this thread.
+thread_local int gatheringDepth = 0;
+
+// A gathering is written out at this size, whatever else it waits for.
+constexpr qsizetype kGatheredLimit = 64 * 1024;
+
+// "[subsystem:category] level: " in UTF-8, for each category and level;
+// never freed, like the format cache.
+QByteArray linePrefix(LogCategory category, LogLevel level) {
+    static const auto* const prefixes = [] {
+        constexpr int kCategories = int(LogCategory::setup) + 1;
+        constexpr int kLevels = int(LogLevel::fault) + 1;
+        auto* table = new std::array<std::array<QByteArray, kLevels>, kCategories>;
+        for (int c = 0; c < kCategories; ++c)
+            for (int l = 0; l < kLevels; ++l) {
+                QString prefix = QStringLiteral("[");
+                prefix += logSubsystem();
+                prefix += u':';
+                prefix += categoryName(LogCategory(c));
+                prefix += QStringLiteral("] ");
+                prefix += levelName(LogLevel(l));
+                prefix += QStringLiteral(": ");
+                (*table)[std::size_t(c)][std::size_t(l)] = prefix.toUtf8();
+            }
+        return table;
+    }();
+    return (*prefixes)[std::size_t(category)][std::size_t(level)];
+}
 
 } // namespace
 
@@ -221,46 +314,67 @@ QString LogRecord::escapedMessage() const {
 TextLogSink::TextLogSink(std::FILE* stream)
     : stream(stream) {}
 
+TextLogSink::~TextLogSink() {
+    flush();
+}
+
 void TextLogSink::write(const LogRecord& record) {
-    // "[subsystem:category] level: message", put together by hand: this runs
-    // once per line, thousands of times in a sync.
-    static const QString subsystem = logSubsystem();
-    const QString message = record.escapedMessage();
-    QString text;
-    text.reserve(subsystem.size() + message.size() + 32);
-    text += u'[';
-    text += subsystem;
-    text += u':';
-    text += categoryName(record.category);
-    text += u"] ";
-    text += levelName(record.level);
-    text += u": ";
-    text += message;
-    text += u'\n';
-    const QByteArray line = text.toUtf8();
+    // "[subsystem:category] level: message", put together in buffers kept
+    // for the next line: this runs once per line, thousands of times in a sync.
     QMutexLocker lock(&mutex);
-    std::fputs(line.constData(), stream);
+    message.resize(0);
+    assemble(record, ValueForm::escaped, message);
+    gathered += linePrefix(record.category, record.level);
+    const qsizetype start = gathered.size();
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    gathered.resize(start + encoder.requiredSpace(message.size()) + 1);
+    char* end = encoder.appendToBuffer(gathered.data() + start, message);
+    *end++ = '\n';
+    gathered.truncate(end - gathered.constData());
+    if (gatheringDepth == 0 || record.level == LogLevel::error || record.level == LogLevel::fault ||
+        gathered.size() >= kGatheredLimit)
+        writeGathered();
+}
+
+void TextLogSink::flush() {
+    QMutexLocker lock(&mutex);
+    writeGathered();
+}
+
+void TextLogSink::writeGathered() {
+    if (gathered.isEmpty())
+        return;
+    std::fwrite(gathered.constData(), 1, std::size_t(gathered.size()), stream);
     std::fflush(stream);
+    gathered.truncate(0); // keeps the capacity for the next lines
+}
+
+LogGathering::LogGathering() {
+    ++gatheringDepth;
+}
+
+LogGathering::~LogGathering() {
+    if (--gatheringDepth == 0)
+        activeSink().flush();
 }
 
 void setLogSink(LogSink* sink) {
+    // What the old sink gathered goes out before it may go away.
+    activeSink().flush();
     currentSink.store(sink);
 }
 
 void Logger::write(LogLevel level, const char* format, std::initializer_list<LogArg> args) const {
+    const ParsedFormat parsed = parsedFormat(format);
     LogRecord record;
     record.category = category;
     record.level = level;
-    record.format = QString::fromUtf8(format);
-    qsizetype pos = 0;
-    Placeholder p;
-    auto arg = args.begin();
-    while (arg != args.end() && nextPlaceholder(record.format, pos, p)) {
-        record.values.append(render(p, *arg++));
-        pos = p.start + p.length;
-    }
-    LogSink* sink = currentSink.load();
-    (sink ? *sink : standardErrorSink()).write(record);
+    record.format = parsed.text;
+    const qsizetype count = std::min(qsizetype(args.size()), parsed.placeholders.size());
+    record.values.reserve(count);
+    for (qsizetype i = 0; i < count; ++i)
+        record.values.append(render(parsed.placeholders[i], args.begin()[i]));
+    activeSink().write(record);
 }
 
 void Logger::debug(const char* format, std::initializer_list<LogArg> args) const {

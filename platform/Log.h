@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QMutex>
 #include <QString>
@@ -40,6 +41,9 @@ public:
 struct LogValue {
     QString text;
     bool isPublic = false;
+    // The placeholder it fills, in the format.
+    qsizetype placeholderStart = 0;
+    qsizetype placeholderLength = 0;
 };
 
 // One log line as written: the format with its placeholders, and the values
@@ -65,18 +69,41 @@ public:
     virtual ~LogSink() = default;
     // May be called from any thread.
     virtual void write(const LogRecord& record) = 0;
+    // Writes out what the sink has gathered, if it gathers.
+    virtual void flush() {}
 };
 
 // Writes each line as text to a stream and flushes it, so that no line is
 // lost when the process ends: the app's log where there is no unified log.
+// Lines that a LogGathering holds back are written together at its end.
 class TextLogSink final : public LogSink {
 public:
     explicit TextLogSink(std::FILE* stream);
+    ~TextLogSink() override;
     void write(const LogRecord& record) override;
+    void flush() override;
 
 private:
+    // With the mutex held.
+    void writeGathered();
+
     std::FILE* stream;
     QMutex mutex;
+    QString message;     // the line being written
+    QByteArray gathered; // whole lines, UTF-8
+};
+
+// While one lives, the lines its thread writes are gathered and written
+// together when the outermost ends: a sync's turn makes one write for its
+// thousands of lines rather than one each. An error or fault line goes out at
+// once, with the lines gathered before it, and so does a large gathering.
+// Lines of other threads are not held back.
+class LogGathering {
+public:
+    LogGathering();
+    ~LogGathering();
+    LogGathering(const LogGathering&) = delete;
+    LogGathering& operator=(const LogGathering&) = delete;
 };
 
 // Replaces where log lines go; nullptr restores a text log on standard error.

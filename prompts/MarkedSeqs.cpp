@@ -12,12 +12,29 @@ qsizetype lowBit(qsizetype i) {
 
 } // namespace
 
-qsizetype MarkedSeqs::slotOf(quint64 seq) const {
-    const auto found = std::lower_bound(entries.cbegin(), entries.cend(), seq,
-                                        [](const Slot& slot, quint64 s) { return slot.seq < s; });
-    if (found == entries.cend() || found->seq != seq || !found->isLive)
-        return -1;
+qsizetype MarkedSeqs::lowerBound(quint64 seq) const {
+    // Entries ascend by one at least, so the slot of the first at or above
+    // `seq` lies in a window as wide as the numbers missing between the first
+    // entry and the last: next to none after a sync, as each number came in.
+    if (entries.empty() || seq <= entries.front().seq)
+        return 0;
+    if (seq > entries.back().seq)
+        return qsizetype(entries.size());
+    const auto size = qsizetype(entries.size());
+    const auto low = size - 1 - qsizetype(entries.back().seq - seq);
+    const auto high = qsizetype(std::min<quint64>(seq - entries.front().seq, quint64(size - 1)));
+    const auto found =
+        std::lower_bound(entries.cbegin() + std::max<qsizetype>(low, 0), entries.cbegin() + high,
+                         seq, [](const Slot& slot, quint64 s) { return slot.seq < s; });
     return found - entries.cbegin();
+}
+
+qsizetype MarkedSeqs::slotOf(quint64 seq) const {
+    const qsizetype slot = lowerBound(seq);
+    if (slot == qsizetype(entries.size()) || entries[std::size_t(slot)].seq != seq ||
+        !entries[std::size_t(slot)].isLive)
+        return -1;
+    return slot;
 }
 
 bool MarkedSeqs::isMarked(quint64 seq) const {
@@ -76,9 +93,7 @@ bool MarkedSeqs::setMarked(quint64 seq, bool isMarked) {
 }
 
 qsizetype MarkedSeqs::markedBelow(quint64 seq) const {
-    const auto end = std::lower_bound(entries.cbegin(), entries.cend(), seq,
-                                      [](const Slot& slot, quint64 s) { return slot.seq < s; });
-    return prefix(end - entries.cbegin());
+    return prefix(lowerBound(seq));
 }
 
 qsizetype MarkedSeqs::rankOf(quint64 seq) const {

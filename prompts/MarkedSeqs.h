@@ -51,6 +51,8 @@ private:
         bool isMarked;
     };
 
+    // The slot of the first entry at or above `seq`.
+    qsizetype lowerBound(quint64 seq) const;
     qsizetype slotOf(quint64 seq) const;
     // Marks before slot `end` (exclusive).
     qsizetype prefix(qsizetype end) const;

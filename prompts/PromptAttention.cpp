@@ -67,11 +67,10 @@ PromptAttention::PromptAttention(PromptStore& store, AttentionServices services,
     , services(services)
     , actions(std::move(actions)) {
     requireMainThread("PromptAttention");
-    // What the store holds already was there before anyone could be told.
-    for (const PromptItem& item : store.prompts())
-        seenIds.insert(item.id);
     connect(&store, &PromptStore::promptsChanged, this, &PromptAttention::countChanged);
     connect(&store, &PromptStore::promptAdded, this, &PromptAttention::promptAdded);
+    connect(&store, &PromptStore::promptRemoved, this,
+            [this](const PromptItem& item) { goneIds.insert(item.id); });
     services.notifications.setActionHandler(
         [this](const QString& link, NoticeAction action) { noticeActed(link, action); });
     showCount();
@@ -101,9 +100,11 @@ void PromptAttention::showCount() {
 }
 
 void PromptAttention::promptAdded(const PromptItem& item) {
-    if (seenIds.contains(item.id))
+    // An id met before is held by another prompt still, or has gone since
+    // (answered, or just now replaced by this prompt). The store is asked
+    // rather than every id kept: a sync adds thousands.
+    if (store.promptCountForId(item.id) > 1 || goneIds.contains(item.id))
         return;
-    seenIds.insert(item.id);
     gathered.append(item.id);
     // From the first arrival on: a steady trickle cannot put the notice off.
     if (!services.clock.isPending(gatherTimer))

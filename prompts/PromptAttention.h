@@ -65,10 +65,11 @@ private:
     PromptStore& store;
     AttentionServices services;
     AttentionActions actions;
-    // Ids this process has met: a resync adds them again, but they are not new.
-    QSet<QUuid> seenIds;
+    // Ids that left the store. With those it holds, the ids this process has
+    // met: a resync adds them again, but they are not new.
+    QSet<QUuid> goneIds;
     QList<QUuid> gathered; // new since the last notice, in order of arrival
-    // Prompts whose notice offers Deny, until it is used: fewer than seenIds.
+    // Prompts whose notice offers Deny, until it is used: fewer than gathered.
     QSet<QUuid> denyableIds;
     Clock::TimerId gatherTimer = 0;
     Clock::TimerId countTimer = 0;

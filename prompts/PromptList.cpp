@@ -105,10 +105,12 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
     return *owned.chunk;
 }
 
-void PromptList::prepend(quint64 seq, PromptItem item) {
+const PromptItem& PromptList::prepend(quint64 seq, PromptItem item) {
     Q_ASSERT(isEmpty() ||
              std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
     Entry entry{seq, Ref<Box>(new Box(std::move(item)))};
+    const PromptItem& added = entry.box->item;
+    ++count;
     if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
         Chunk& last = *std::as_const(chunkSlots).last().chunk;
         // In place when no other list added past our prefix: the others do
@@ -119,8 +121,7 @@ void PromptList::prepend(quint64 seq, PromptItem item) {
             ownChunk(chunkSlots.size() - 1).entries.push_back(std::move(entry));
         }
         ++lastVisible;
-        ++count;
-        return;
+        return added;
     }
     if (!chunkSlots.isEmpty())
         chunkSlots.last().visible = lastVisible;
@@ -129,7 +130,7 @@ void PromptList::prepend(quint64 seq, PromptItem item) {
     chunk->entries.push_back(std::move(entry));
     chunkSlots.append(Slot{Ref<Chunk>(chunk), 0});
     lastVisible = 1;
-    ++count;
+    return added;
 }
 
 const PromptItem* PromptList::setSessionEnded(quint64 seq) {

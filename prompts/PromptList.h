@@ -140,7 +140,7 @@ public:
     // The item with that sequence number, or null.
     const PromptItem* find(quint64 seq) const;
     // Adds the newest item; `seq` must be above every sequence number held.
-    void prepend(quint64 seq, PromptItem item);
+    const PromptItem& prepend(quint64 seq, PromptItem item);
     // Sets the item's ended flag, copying only what a change needs; the item,
     // or null when it had ended already or there is none.
     const PromptItem* setSessionEnded(quint64 seq);

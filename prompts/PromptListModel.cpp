@@ -237,13 +237,15 @@ void PromptListModel::takeChanges() {
 void PromptListModel::followSearch() {
     const PromptSearch& search = store.search();
     // Typing on narrows what was found: only the rows shown need a look.
+    // Taking letters back widens it: only the rows left out do.
     const bool isNarrowing = shownSearch.includes(search);
+    const bool isWidening = search.includes(shownSearch);
     shownSearch = search;
     const int before = count();
     std::vector<quint64> lost;
     std::vector<quint64> found; // ascending
     rows.forEach([&](quint64 seq, bool isShown) {
-        if (isNarrowing && !isShown)
+        if (isShown ? isWidening : isNarrowing)
             return;
         const PromptItem* item = store.promptWithSeq(seq);
         const bool isFound = item && search.matches(*item);

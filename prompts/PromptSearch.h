@@ -24,6 +24,9 @@ public:
 
 private:
     QString needle;
+    QString loweredNeedle; // when the needle is ASCII, else empty
+
+    bool holds(QStringView field) const;
 };
 
 } // namespace zor

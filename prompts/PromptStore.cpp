@@ -54,13 +54,26 @@ void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     emit sidebarGroupingChanged();
 }
 
+size_t PromptStore::keyHash(const QString& policyPath, const QString& typeString,
+                            const QString& target) {
+    keyText.resize(0);
+    keyText.reserve(policyPath.size() + typeString.size() + target.size() + 2);
+    keyText += policyPath;
+    keyText += u':';
+    keyText += typeString;
+    keyText += u':';
+    keyText += target;
+    return qHash(keyText);
+}
+
 PromptItem PromptStore::take(quint64 seq) {
     PromptItem item = *promptList.find(seq);
     promptList.remove(seq);
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, seq);
     seqsBySession.remove(item.sessionId, seq);
-    seqsByKeyHash.remove(qHash(item.dedupeKey()), seq);
+    seqsByKeyHash.remove(keyHash(item.policyPath, item.denial.typeString(), item.denial.target()),
+                         seq);
     return item;
 }
 
@@ -71,14 +84,19 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     PromptItem item{id,          sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(),
                     sessionEnded};
     const quint64 seq = ++lastSeq;
+    const QString typeString = item.denial.typeString();
+    const QString target = item.denial.target();
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
+    // Keys whose parts differ can still be equal, as parts may hold colons.
     std::optional<std::pair<PromptItem, quint64>> replaced;
-    const QString key = item.dedupeKey();
-    const size_t keyHash = qHash(key);
-    if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(keyHash)) {
+    const size_t hash = keyHash(item.policyPath, typeString, target);
+    if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(hash)) {
         const auto held = std::find_if(seqs->cbegin(), seqs->cend(), [&](quint64 heldSeq) {
-            return promptList.find(heldSeq)->dedupeKey() == key;
+            const PromptItem& other = *promptList.find(heldSeq);
+            return (other.policyPath == item.policyPath &&
+                    other.denial.kind() == item.denial.kind() && other.denial.target() == target) ||
+                   other.dedupeKey() == item.dedupeKey();
         });
         if (held != seqs->cend()) {
             const quint64 heldSeq = *held;
@@ -88,18 +106,18 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
 
     // Only `item` from here on: the arguments may have referred to the replaced
     // prompt. Prompts of one session or policy share the index's copy of its text.
-    seqsByKeyHash.insert(keyHash, seq);
+    seqsByKeyHash.insert(hash, seq);
     seqsById.insert(item.id, seq);
     item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
     item.sessionId = seqsBySession.insert(item.sessionId, seq);
-    promptList.prepend(seq, item);
+    const PromptItem& added = promptList.prepend(seq, std::move(item));
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
-              {item.denial.typeString(), item.denial.target(), item.sessionId});
+              {typeString, target, added.sessionId});
     if (replaced)
         emit promptRemoved(replaced->first, replaced->second);
-    emit promptAdded(item, seq);
+    emit promptAdded(added, seq);
     promptsDidChange();
 }
 
@@ -151,6 +169,12 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
         emit promptChanged(item, seq);
     if (!changed.isEmpty())
         promptsDidChange();
+}
+
+void PromptStore::reserve(qsizetype count) {
+    requireMainThread("PromptStore::reserve");
+    seqsById.reserve(count);
+    seqsByKeyHash.reserve(count);
 }
 
 void PromptStore::beginChanges() {

@@ -75,12 +75,19 @@ public:
     // Sets the ended flag of every prompt of the session; they stay listed.
     void markSessionEnded(const QString& sessionId);
 
+    // Makes room for `count` prompts in all, so that adding that many does
+    // not stop to grow the indexes: growing moves every entry, which takes
+    // milliseconds at 100,000 prompts.
+    void reserve(qsizetype count);
+
     // Operations between these report their changes to promptsChanged() as
     // one. They nest; the outermost end reports.
     void beginChanges();
     void endChanges();
 
     bool containsPrompt(const QUuid& id) const { return seqsById.newest(id).has_value(); }
+    // Prompts with that id, which may come again with another request.
+    qsizetype promptCountForId(const QUuid& id) const { return seqsById.count(id); }
     // The newest prompt with that id.
     std::optional<PromptItem> prompt(const QUuid& id) const;
     // The sequence number of the newest prompt with that id.
@@ -127,6 +134,10 @@ signals:
     void sidebarGroupingChanged();
 
 private:
+    // The hash of the de-duplication key, put together in a buffer kept
+    // between calls: a fresh string for every prompt of a sync cost more than
+    // the rest of its indexing.
+    size_t keyHash(const QString& policyPath, const QString& typeString, const QString& target);
     // Takes the prompt out of the list and every index.
     PromptItem take(quint64 seq);
     PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
@@ -142,6 +153,7 @@ private:
     // themselves would cost more than the rest of a prompt. A key has one
     // prompt at most; a hash may have more when keys collide.
     SequenceIndex<size_t> seqsByKeyHash;
+    QString keyText; // see keyHash()
 
     std::optional<QUuid> highlighted;
     std::optional<QUuid> scrollTarget;

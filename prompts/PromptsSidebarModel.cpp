@@ -3,7 +3,6 @@
 #include "prompts/ContextMenuKey.h"
 #include "prompts/PromptStore.h"
 
-#include <QSet>
 #include <algorithm>
 #include <utility>
 
@@ -33,12 +32,12 @@ void PromptsSidebarModel::setStore(PromptStore* store) {
         connect(store, &PromptStore::promptAdded, this,
                 [this](const PromptItem& item, quint64 seq) {
                     addedSeqs.push_back(seq);
-                    changedKeys.push_back(groupKey(item));
+                    touch(groupKey(item)).newestAdded = seq;
                 });
         connect(store, &PromptStore::promptRemoved, this,
                 [this](const PromptItem& item, quint64 seq) {
                     removedSeqs.push_back(seq);
-                    changedKeys.push_back(groupKey(item));
+                    touch(groupKey(item)).hasRemoval = true;
                 });
         connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
         connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
@@ -160,11 +159,11 @@ std::optional<quint64> PromptsSidebarModel::newestInStore(const QString& key) co
 void PromptsSidebarModel::rebuild() {
     beginResetModel();
     seqs.clear();
-    newestByKey.clear();
+    groups.clear();
     keyByNewest.clear();
     addedSeqs.clear();
     removedSeqs.clear();
-    changedKeys.clear();
+    touches.clear();
     shownFilter = PromptFilter::all();
     if (promptStore) {
         std::vector<std::pair<quint64, bool>> held; // newest first
@@ -172,9 +171,9 @@ void PromptsSidebarModel::rebuild() {
         const PromptList prompts = promptStore->prompts();
         for (auto it = prompts.begin(); it != prompts.end(); ++it) {
             const QString key = groupKey(*it);
-            const bool isNewest = !newestByKey.contains(key);
+            const bool isNewest = !groups.contains(key);
             if (isNewest) {
-                newestByKey.insert(key, it.seq());
+                groups.insert(key, Group{it.seq(), 0, 0});
                 keyByNewest.insert(it.seq(), key);
             }
             held.emplace_back(it.seq(), isNewest);
@@ -186,25 +185,44 @@ void PromptsSidebarModel::rebuild() {
     endResetModel();
 }
 
+PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key) {
+    auto group = groups.find(key);
+    if (group == groups.end())
+        group = groups.emplace(key, Group{});
+    if (group->batch != batch) {
+        group->batch = batch;
+        group->touch = touches.size();
+        touches.push_back(Touch{key, group->newest, std::nullopt, false});
+    }
+    return touches[group->touch];
+}
+
 void PromptsSidebarModel::takeChanges() {
+    // What came and stayed. Few go in a batch, so look them up rather than
+    // each newcomer in the store.
+    std::vector<quint64> removed = std::exchange(removedSeqs, {});
+    std::sort(removed.begin(), removed.end());
     for (const quint64 seq : std::exchange(addedSeqs, {}))
-        if (promptStore->promptWithSeq(seq))
+        if (!std::binary_search(removed.cbegin(), removed.cend(), seq))
             seqs.append(seq, false);
-    // Each group once: those that move, come or go, and those that only count anew.
+    // Each group once: those that move, come or go, and those that only count
+    // anew. A group's newest in the store is the newest the batch added,
+    // unless the batch took some of its prompts away.
+    ++batch;
     std::vector<GroupChange> moves;
-    std::vector<QString> recounts;
-    QSet<QString> seen;
-    for (const QString& key : std::exchange(changedKeys, {})) {
-        if (seen.contains(key))
-            continue;
-        seen.insert(key);
-        const auto shown = newestByKey.constFind(key);
-        GroupChange change{key, shown == newestByKey.cend() ? std::nullopt : std::optional(*shown),
-                           newestInStore(key)};
-        if (change.from == change.to)
-            recounts.push_back(key);
-        else
+    std::vector<quint64> recounts; // their newest, which stays
+    const bool isAnyChanged = !touches.empty();
+    for (Touch& touched : std::exchange(touches, {})) {
+        const std::optional<quint64> newest = touched.hasRemoval    ? newestInStore(touched.key)
+                                              : touched.newestAdded ? touched.newestAdded
+                                                                    : touched.shown;
+        GroupChange change{std::move(touched.key), touched.shown, newest};
+        if (change.from != change.to)
             moves.push_back(std::move(change));
+        else if (change.from)
+            recounts.push_back(*change.from);
+        else // came and went within the batch
+            groups.remove(change.key);
     }
     // One group keeps its row, and its delegate, as it moves; many go and
     // come back in runs of rows, which a view takes as a few changes.
@@ -212,27 +230,32 @@ void PromptsSidebarModel::takeChanges() {
         moveGroup(moves.front());
     else if (!moves.empty())
         regroup(moves);
-    for (const QString& key : recounts)
-        if (const int row = rowOfKey(key); row >= 0)
-            rowChanged(row);
-    if (!seen.isEmpty())
+    for (const quint64 newest : recounts)
+        rowChanged(rowOfNewest(newest));
+    if (isAnyChanged)
         rowChanged(0);
     // None of them is a group's newest any longer.
-    for (const quint64 seq : std::exchange(removedSeqs, {}))
+    for (const quint64 seq : removed)
         seqs.remove(seq);
 }
 
-void PromptsSidebarModel::remark(const GroupChange& change) {
-    if (change.from) {
-        seqs.setMarked(*change.from, false);
-        keyByNewest.remove(*change.from);
-        newestByKey.remove(change.key);
+void PromptsSidebarModel::unmark(std::optional<quint64> newest) {
+    if (!newest)
+        return;
+    seqs.setMarked(*newest, false);
+    // Until it is marked again, the group has no row.
+    if (const auto group = groups.find(keyByNewest.take(*newest)); group != groups.end())
+        group->newest.reset();
+}
+
+void PromptsSidebarModel::mark(const QString& key, std::optional<quint64> newest) {
+    if (!newest) {
+        groups.remove(key);
+        return;
     }
-    if (change.to) {
-        seqs.setMarked(*change.to, true);
-        keyByNewest.insert(*change.to, change.key);
-        newestByKey.insert(change.key, *change.to);
-    }
+    seqs.setMarked(*newest, true);
+    keyByNewest.insert(*newest, key);
+    groups[key].newest = newest;
 }
 
 int PromptsSidebarModel::rowFor(quint64 newest) const {
@@ -244,24 +267,27 @@ void PromptsSidebarModel::moveGroup(const GroupChange& change) {
     if (!change.from) {
         const int row = rowFor(*change.to);
         beginInsertRows({}, row, row);
-        remark(change);
+        mark(change.key, change.to);
         endInsertRows();
         return;
     }
     const int from = rowOfNewest(*change.from);
     if (!change.to) {
         beginRemoveRows({}, from, from);
-        remark(change);
+        unmark(change.from);
+        mark(change.key, std::nullopt);
         endRemoveRows();
         return;
     }
     // Its row once moved, where the group itself no longer counts above it.
     const int to = rowFor(*change.to) - (*change.from > *change.to ? 1 : 0);
     if (to == from) {
-        remark(change);
+        unmark(change.from);
+        mark(change.key, change.to);
     } else {
         beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
-        remark(change);
+        unmark(change.from);
+        mark(change.key, change.to);
         endMoveRows();
     }
     rowChanged(to);
@@ -281,10 +307,14 @@ void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
             ++end;
         beginRemoveRows({}, (end - 1)->first, run->first);
         for (auto it = run; it != end; ++it)
-            remark({it->second->key, it->second->from, std::nullopt});
+            unmark(it->second->from);
         endRemoveRows();
         run = end;
     }
+    // Gone for good.
+    for (const GroupChange& change : changes)
+        if (!change.to)
+            groups.remove(change.key);
     // Back in, from the top down: each lands below those already back, which
     // are newer, so its row is known before any of them is marked.
     std::erase_if(changes, [](const GroupChange& change) { return !change.to; });
@@ -300,7 +330,7 @@ void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
             ++end;
         beginInsertRows({}, rows[run], rows[end - 1]);
         for (std::size_t i = run; i < end; ++i)
-            remark({changes[i].key, std::nullopt, changes[i].to});
+            mark(changes[i].key, changes[i].to);
         endInsertRows();
         run = end;
     }
@@ -324,8 +354,8 @@ int PromptsSidebarModel::rowOfNewest(quint64 seq) const {
 }
 
 int PromptsSidebarModel::rowOfKey(const QString& key) const {
-    const auto newest = newestByKey.constFind(key);
-    return newest == newestByKey.cend() ? -1 : rowOfNewest(*newest);
+    const auto group = groups.constFind(key);
+    return group == groups.cend() || !group->newest ? -1 : rowOfNewest(*group->newest);
 }
 
 int PromptsSidebarModel::rowSelectedBy(const PromptFilter& filter) const {

@@ -82,15 +82,32 @@ private:
         std::optional<quint64> from;
         std::optional<quint64> to;
     };
+    // A group as shown: none only while a batch brings it in. `touch` is
+    // its place in `touches` while `batch` is the batch being gathered.
+    struct Group {
+        std::optional<quint64> newest;
+        quint64 batch = 0;
+        std::size_t touch = 0;
+    };
+    // What the batch being gathered did to one group.
+    struct Touch {
+        QString key;
+        std::optional<quint64> shown; // its newest as shown
+        std::optional<quint64> newestAdded;
+        bool hasRemoval = false;
+    };
 
     QString groupKey(const PromptItem& item) const;
+    // The group's changes in the batch being gathered.
+    Touch& touch(const QString& key);
     std::optional<quint64> newestInStore(const QString& key) const;
     void rebuild();
     void takeChanges();
     void moveGroup(const GroupChange& change);
     void regroup(std::vector<GroupChange>& changes);
-    // The group's marks and indexes, from its shown newest to its new one.
-    void remark(const GroupChange& change);
+    // A group's newest as shown: no longer, or from now on (none: the group goes).
+    void unmark(std::optional<quint64> newest);
+    void mark(const QString& key, std::optional<quint64> newest);
     // The row a group whose newest prompt is `newest` would take.
     int rowFor(quint64 newest) const;
     void followFilter();
@@ -101,14 +118,16 @@ private:
 
     QPointer<PromptStore> promptStore;
     SidebarGrouping currentGrouping = SidebarGrouping::policy;
+
     // Every prompt taken in; marked: the newest of its group, as shown.
     MarkedSeqs seqs;
-    QHash<QString, quint64> newestByKey;
+    QHash<QString, Group> groups;
     QHash<quint64, QString> keyByNewest;
+    quint64 batch = 1; // being gathered
     // The store's changes since the last promptsChanged().
     std::vector<quint64> addedSeqs;
     std::vector<quint64> removedSeqs;
-    std::vector<QString> changedKeys;
+    std::vector<Touch> touches;
     PromptFilter shownFilter;
 };
 

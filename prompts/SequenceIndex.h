@@ -39,6 +39,9 @@ public:
             seqsByKey.erase(it);
     }
 
+    // Room for `count` keys without growing, which moves every key held.
+    void reserve(qsizetype count) { seqsByKey.reserve(count); }
+
     const Seqs* find(const Key& key) const {
         const auto it = seqsByKey.constFind(key);
         return it == seqsByKey.cend() ? nullptr : &it.value();

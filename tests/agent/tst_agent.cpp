@@ -235,17 +235,20 @@ private slots:
     }
 
     // A sync that takes several turns, one record each here: what comes
-    // meanwhile applies after it, as if the sync had run in one go.
+    // meanwhile applies after it, as if the sync had run in one go. Each turn
+    // follows the last through the clock, after no delay.
     void changesDuringASyncWaitForIt() {
         PromptStore& target = store();
-        PromptFeed feed([&target] { return &target; }, std::chrono::nanoseconds(0));
+        PromptFeed feed([&target] { return &target; }, *clock, std::chrono::nanoseconds(0));
         const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
         feed.sync({record(kIdA, "s1"), record(kIdB, "s2", NetworkDenial{"b.org", 1, {}}),
                    record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})});
         QCOMPARE(target.prompts().size(), 1);
         feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdB)); });
         feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
-        QTRY_VERIFY(!feed.isSyncing());
+        QCOMPARE(clock->nextTimerIn(), std::optional<Millis>(0ms));
+        clock->advance(0ms);
+        QVERIFY(!feed.isSyncing());
 
         QCOMPARE(log->messages(),
                  (QStringList{"Added prompt: file /etc/hosts session=s1",

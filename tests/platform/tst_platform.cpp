@@ -5,10 +5,35 @@
 
 #include <QTest>
 #include <csignal>
+#include <cstdio>
+#include <thread>
 
 using namespace zor;
 using namespace zor::testing;
 using namespace std::chrono_literals;
+
+namespace {
+
+// What a text sink has written to `file` so far.
+QByteArray writtenTo(std::FILE* file) {
+    QByteArray text;
+    std::rewind(file);
+    char buffer[4096];
+    for (std::size_t read; (read = std::fread(buffer, 1, sizeof buffer, file)) > 0;)
+        text.append(buffer, qsizetype(read));
+    std::fseek(file, 0, SEEK_END);
+    return text;
+}
+
+QByteArray textLine(const char* level, const char* message) {
+    return "[" + logSubsystem().toUtf8() + ":prompt-store] " + level + ": " + message + "\n";
+}
+
+QByteArray added(const char* target) {
+    return textLine("info", QByteArray("Added prompt: ").append(target).constData());
+}
+
+} // namespace
 
 class PlatformTest : public QObject {
     Q_OBJECT
@@ -72,6 +97,69 @@ private slots:
         const LogRecord record = capture.records().value(0);
         QCOMPARE(record.escapedMessage(), line);
         QCOMPARE(record.message(), "Added " + value + ".");
+    }
+
+    // A turn's lines go out together at its end; nothing is held back past
+    // it, nor an error behind it, nor another thread's line.
+    void textLinesGatheredInATurnAllGoOutInOrder() {
+        std::FILE* file = std::tmpfile();
+        QVERIFY(file);
+        const Logger& log = logger(LogCategory::promptStore);
+        {
+            TextLogSink sink(file);
+            setLogSink(&sink);
+            {
+                const LogGathering turn;
+                log.info("Added prompt: %{public}s", {"a"});
+                {
+                    const LogGathering nested;
+                    log.info("Added prompt: %{public}s", {"b"});
+                }
+                QCOMPARE(writtenTo(file), QByteArray());
+                log.error("ZorAgent proxy error: %{public}s", {"gone"});
+                QByteArray expected =
+                    added("a") + added("b") + textLine("error", "ZorAgent proxy error: gone");
+                QCOMPARE(writtenTo(file), expected);
+                log.info("Added prompt: %{public}s", {"c"});
+                std::thread([&log] { log.info("Added prompt: %{public}s", {"d"}); }).join();
+                expected += added("c") + added("d");
+                QCOMPARE(writtenTo(file), expected);
+                log.fault("Added prompt: %{public}s", {"e"});
+                expected += textLine("fault", "Added prompt: e");
+                QCOMPARE(writtenTo(file), expected);
+                log.info("Added prompt: %{public}s", {"f"});
+            }
+            QVERIFY(writtenTo(file).endsWith(added("f")));
+            log.info("Added prompt: %{public}s", {"g"});
+            QVERIFY(writtenTo(file).endsWith(added("g")));
+
+            // Replaced while it gathers: its lines go out first.
+            const LogGathering turn;
+            log.info("Added prompt: %{public}s", {"h"});
+            setLogSink(nullptr);
+            QVERIFY(writtenTo(file).endsWith(added("h")));
+
+            // Gone while it gathers.
+            LogRecord record;
+            record.category = LogCategory::promptStore;
+            record.format = QStringLiteral("Added prompt: i");
+            sink.write(record);
+            QVERIFY(writtenTo(file).endsWith(added("h")));
+        }
+        QVERIFY(writtenTo(file).endsWith(added("h") + added("i")));
+        std::fclose(file);
+    }
+
+    // The process may end in the middle of a turn; its lines still go out.
+    void textLinesGatheredOutliveTheProcess() {
+        if (isChildRun()) {
+            const LogGathering turn;
+            logger(LogCategory::promptStore).info("Added prompt: %{public}s", {"last"});
+            std::exit(0);
+        }
+        const ChildRun child = runInChild();
+        QVERIFY(!child.hasCrashed);
+        QVERIFY2(child.output.contains(added("last")), child.output.constData());
     }
 
     void systemTimersFireUnlessCancelledOrTheirContextIsGone() {

@@ -1,5 +1,6 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
+#include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
 
 #include <QRandomGenerator>
@@ -100,17 +101,65 @@ private slots:
         QCOMPARE(policyDisplayName(path), name);
     }
 
+    // What a search finds, in any case: the fields it looks in, texts beyond
+    // ASCII, and characters that fold to ASCII.
+    void searchesFindTextInAnyCase_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<bool>("isFound");
+        QTest::newRow("empty") << ""
+                               << "/x" << true;
+        QTest::newRow("spaces around") << "  make "
+                                       << "/x" << true;
+        QTest::newRow("session") << "S-4"
+                                 << "/x" << true;
+        QTest::newRow("policy") << "POLICY.yml"
+                                << "/x" << true;
+        QTest::newRow("process") << "Mak"
+                                 << "/x" << true;
+        QTest::newRow("title") << "write f"
+                               << "/x" << true;
+        QTest::newRow("target, at its end") << "TOOL"
+                                            << "/bin/tool" << true;
+        QTest::newRow("a start that fails first") << "ttoo"
+                                                  << "/tttool" << true;
+        QTest::newRow("nowhere") << "module"
+                                 << "/bin/tool" << false;
+        QTest::newRow("longer than any text") << QString(300, u'a') << "/x" << false;
+        QTest::newRow("accented") << QString::fromUtf16(u"CAFÉ") << QString::fromUtf16(u"/café")
+                                  << true;
+        QTest::newRow("after an accent") << "tool" << QString::fromUtf16(u"/é/TOOL") << true;
+        QTest::newRow("kelvin sign") << "5k" << QString::fromUtf16(u"/5\u212A") << true;
+        QTest::newRow("long s") << "ses" << QString::fromUtf16(u"/\u017Fes") << true;
+        QTest::newRow("accent, nothing like it") << "tool" << QString::fromUtf16(u"/é/to") << false;
+    }
+
+    void searchesFindTextInAnyCase() {
+        QFETCH(QString, text);
+        QFETCH(QString, target);
+        const PromptItem item{QUuid::createUuid(),
+                              "s-42",
+                              "/p/policy.yml",
+                              FileDenial{target, "write", "make"},
+                              {},
+                              false};
+        QTEST(PromptSearch(text).matches(item), "isFound");
+    }
+
     void promptIdsParseOnlyTheStandardForm_data() {
         QTest::addColumn<QString>("text");
         QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}";
         QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF";
         QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG";
         QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0";
+        QTest::newRow("wide digit")
+            << QString::fromUtf16(u"6F9619FF-8B86-D011-B42D-00C04FC964F\uFF16");
     }
 
     void promptIdsParseOnlyTheStandardForm() {
-        QCOMPARE(promptIdFromText(u"6F9619FF-8B86-D011-B42D-00C04FC964FF"),
-                 QUuid::fromString(u"6f9619ff-8b86-d011-b42d-00c04fc964ff"));
+        const QUuid standard = QUuid::fromString(u"6f9619ff-8b86-d011-b42d-00c04fc964ff");
+        QCOMPARE(promptIdFromText(u"6F9619FF-8B86-D011-B42D-00C04FC964FF"), standard);
+        QCOMPARE(promptIdFromText(u"6f9619ff-8b86-d011-b42d-00C04fc964Ff"), standard);
         // Any other text gets a fresh random id each time: such a prompt cannot be
         // removed by its text.
         QFETCH(QString, text);

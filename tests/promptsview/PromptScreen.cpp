@@ -100,6 +100,8 @@ void PromptScreen::sync(const QList<SerializablePromptItem>& records) {
     agent->replyToPrompts(SerializablePromptItem::listToJson(records));
     while (synced.isEmpty()) {
         scene.settle();
+        // The sync's next turn.
+        scene.clock.advance(Millis(0));
         QCoreApplication::processEvents();
     }
     settle();

@@ -17,6 +17,7 @@
 #include "PromptsScene.h"
 #include "SetupScene.h"
 #include "agent/PromptFeed.h"
+#include "platform/Clock.h"
 #include "platform/Log.h"
 #include "prompts/PromptListModel.h"
 #include "window/MainWindow.h"
@@ -116,7 +117,7 @@ double msBetween(SteadyClock::time_point from, SteadyClock::time_point to) {
 // and handed to the feed on the main thread; `window` is null for the floor.
 Run syncOnce(PromptStore& store, const QByteArray& reply, QQuickWindow* window,
              const PromptListModel* list) {
-    PromptFeed feed([&store] { return &store; });
+    PromptFeed feed([&store] { return &store; }, systemClock());
     QEventLoop loop;
     Run run;
     std::vector<SteadyClock::time_point> beats;
