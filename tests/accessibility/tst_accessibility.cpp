@@ -19,6 +19,7 @@ using zor::testing::AtspiNode;
 using zor::testing::AtspiReader;
 using zor::testing::AtspiState;
 using zor::testing::ChildProcess;
+using zor::testing::runTool;
 
 namespace {
 
@@ -28,15 +29,6 @@ const QSet<QString> kControlRoles{
     "link",        "list",          "list item",       "combo box",       "entry",    "text",
     "slider",      "spin button",   "check menu item", "radio menu item",
 };
-
-// Runs an X tool to its end; its standard output, trimmed.
-QString run(const QString& tool, const QStringList& arguments) {
-    QProcess process;
-    process.start(tool, arguments);
-    if (!process.waitForFinished(15000))
-        process.kill();
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
 
 bool isSame(const AtspiNode* a, const AtspiNode* b) {
     return a && b && a->service == b->service && a->path == b->path;
@@ -123,7 +115,7 @@ class AccessibilityTest : public QObject {
     AtspiNode tree(bool isHiddenKept = false) { return reader->read(application, isHiddenKept); }
     std::optional<AtspiNode> focused() { return reader->focused(application); }
 
-    void press(const QString& keys) { run("xdotool", {"key", "--clearmodifiers", keys}); }
+    void press(const QString& keys) { runTool("xdotool", {"key", "--clearmodifiers", keys}); }
 
     // The object with the keyboard focus after `keys`, once it is another than `previous`.
     std::optional<AtspiNode> focusAfter(const QString& keys, const AtspiNode* previous) {
@@ -432,11 +424,11 @@ private slots:
         application = *root;
         QCOMPARE(application.role, "application");
 
-        const QString window = run("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
-                                               QString::number(app->process.processId())})
+        const QString window = runTool("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
+                                                   QString::number(app->process.processId())})
                                    .section(u'\n', 0, 0);
         QVERIFY(!window.isEmpty());
-        run("xdotool", {"windowfocus", "--sync", window});
+        runTool("xdotool", {"windowfocus", "--sync", window});
         QVERIFY2(QTest::qWaitFor(
                      [&] {
                          const AtspiNode now = tree();

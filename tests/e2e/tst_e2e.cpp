@@ -17,6 +17,7 @@ using zor::testing::activatableNames;
 using zor::testing::ChildProcess;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
+using zor::testing::runTool;
 
 namespace {
 
@@ -24,15 +25,6 @@ namespace {
 const QString kFirstId = QStringLiteral("EC66A787-95E7-41D1-B731-AF10506BF2EF");
 const QString kSecondId = QStringLiteral("C6F87718-6D76-407E-881E-D162AE2EB154");
 const QString kSecondPolicy = QStringLiteral("/Users/alice/policies/strict.yaml");
-
-// Runs an X tool to its end; its standard output, trimmed.
-QString run(const QString& tool, const QStringList& arguments) {
-    QProcess process;
-    process.start(tool, arguments);
-    if (!process.waitForFinished(15000))
-        process.kill();
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
 
 // zor-dev-agent on the sample prompts and the app beside it, with a runtime
 // directory of their own for the agent's socket and the app's one-instance
@@ -52,11 +44,11 @@ struct Session {
 
     // The window minimised, so that new prompts make notices.
     bool minimise() {
-        run("xdotool", {"windowminimize", "--sync", window});
+        runTool("xdotool", {"windowminimize", "--sync", window});
         return QTest::qWaitFor([this] { return windowState().contains("Iconic"); }, 20000) &&
-               run("xdotool", {"getactivewindow"}) != window;
+               runTool("xdotool", {"getactivewindow"}) != window;
     }
-    QString windowState() const { return run("xprop", {"-id", window, "WM_STATE"}); }
+    QString windowState() const { return runTool("xprop", {"-id", window, "WM_STATE"}); }
 
     // A new prompt from the agent: vim writing to a file of alice's.
     void addPrompt(const QString& id) {
@@ -77,8 +69,8 @@ struct Session {
         if (!QTest::qWaitFor([&] { return agent->out.contains("listening on "); }, 20000))
             return false;
         app.emplace(ZOR_APP_PATH, QStringList{}, environment);
-        window = run("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
-                                 QString::number(app->process.processId())})
+        window = runTool("xdotool", {"search", "--sync", "--onlyvisible", "--pid",
+                                     QString::number(app->process.processId())})
                      .section(u'\n', 0, 0);
         return !window.isEmpty();
     }
@@ -112,7 +104,7 @@ private slots:
         // openbox now and then fails to open a display that every other client
         // reaches; started again, it takes the screen.
         const auto isManaging = [] {
-            return run("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
+            return runTool("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("window id");
         };
         for (int attempt = 0; attempt < 10 && !isManaging(); ++attempt) {
             if (attempt > 0)
@@ -143,13 +135,13 @@ private slots:
             QVERIFY(link.process.waitForFinished(10000));
         }
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Navigating to prompt " + kFirstId), 20000);
-        run("xdotool", {"windowfocus", "--sync", session.window});
+        runTool("xdotool", {"windowfocus", "--sync", session.window});
 
-        run("xdotool", {"key", "Delete"});
+        runTool("xdotool", {"key", "Delete"});
         QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("dismiss " + kFirstId), 20000);
 
         // The highlight moved on to the next prompt; deny it for good.
-        run("xdotool", {"key", "ctrl+shift+d"});
+        runTool("xdotool", {"key", "ctrl+shift+d"});
         QTRY_VERIFY_WITH_TIMEOUT(
             agent.out.contains(
                 QStringLiteral("decision %1 deny always %2").arg(kSecondId, kSecondPolicy)),
@@ -170,12 +162,12 @@ private slots:
         const ChildProcess& agent = *session.agent;
         QTRY_VERIFY_WITH_TIMEOUT(session.app->out.contains("Synced 20 prompts from ZorAgent"),
                                  20000);
-        run("xdotool", {"windowfocus", "--sync", session.window});
+        runTool("xdotool", {"windowfocus", "--sync", session.window});
 
         // One prompt holds "curl": the first row, once the search is typed.
-        run("xdotool", {"key", "ctrl+f"});
-        run("xdotool", {"type", "--delay", "30", "curl"});
-        run("xdotool", {"key", "Tab", "Down", "ctrl+shift+d"});
+        runTool("xdotool", {"key", "ctrl+f"});
+        runTool("xdotool", {"type", "--delay", "30", "curl"});
+        runTool("xdotool", {"key", "Tab", "Down", "ctrl+shift+d"});
         QTRY_VERIFY_WITH_TIMEOUT(
             agent.out.contains("decision 9531985D-5D9D-49F8-9818-E811892F902B deny always"), 20000);
 
@@ -183,14 +175,14 @@ private slots:
         const QStringList sessionIds{
             "A170B338-3926-4059-B28C-105D1FB17C23", "0FD630F1-F29D-4DA9-953F-48F1A09F76B5",
             "0CB1E29C-658C-4A14-95E6-0AF593BD04CF", "8E81973E-0BEC-47B0-B898-D190F9EBDACC"};
-        run("xdotool", {"key", "ctrl+f", "ctrl+a"});
-        run("xdotool", {"type", "--delay", "30", "cli-build-3"});
-        run("xdotool", {"key", "Tab", "Down", "shift+Down", "shift+Down", "shift+Down"});
-        run("xdotool", {"key", "ctrl+shift+n"});
+        runTool("xdotool", {"key", "ctrl+f", "ctrl+a"});
+        runTool("xdotool", {"type", "--delay", "30", "cli-build-3"});
+        runTool("xdotool", {"key", "Tab", "Down", "shift+Down", "shift+Down", "shift+Down"});
+        runTool("xdotool", {"key", "ctrl+shift+n"});
         // Asked first; Enter answers a deny.
         QTest::qWait(500);
         QVERIFY(!agent.out.contains(sessionIds.first()));
-        run("xdotool", {"key", "Return"});
+        runTool("xdotool", {"key", "Return"});
         const QString policy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
         for (const QString& id : sessionIds)
             QTRY_VERIFY_WITH_TIMEOUT(
@@ -206,8 +198,8 @@ private slots:
         QVERIFY(session.start());
         ChildProcess& app = *session.app;
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"), 20000);
-        run("xdotool", {"windowfocus", "--sync", session.window});
-        run("xdotool", {"key", "ctrl+q"});
+        runTool("xdotool", {"windowfocus", "--sync", session.window});
+        runTool("xdotool", {"key", "ctrl+q"});
         QVERIFY(app.process.waitForFinished(20000));
         QCOMPARE(app.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(app.process.exitCode(), 0);

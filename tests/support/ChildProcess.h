@@ -31,4 +31,13 @@ public:
     QString out;
 };
 
+// Runs a tool to its end, 15 seconds at most; its standard output, trimmed.
+inline QString runTool(const QString& tool, const QStringList& arguments) {
+    QProcess process;
+    process.start(tool, arguments);
+    if (!process.waitForFinished(15000))
+        process.kill();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
 } // namespace zor::testing

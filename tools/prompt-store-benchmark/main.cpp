@@ -24,6 +24,7 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/WindowPresence.h"
 #include "shared/SerializablePromptItem.h"
+#include "tools/common/FileLog.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -83,24 +84,6 @@ double cpuMicros(clockid_t clock) {
     clock_gettime(clock, &now);
     return double(now.tv_sec) * 1e6 + double(now.tv_nsec) / 1e3;
 }
-
-// The app's own text log, as it writes to standard error, into a file.
-class FileLog {
-public:
-    FileLog()
-        : file(std::tmpfile())
-        , sink(file) {
-        setLogSink(&sink);
-    }
-    ~FileLog() {
-        setLogSink(nullptr);
-        std::fclose(file);
-    }
-
-private:
-    std::FILE* file;
-    TextLogSink sink;
-};
 
 // The system's side of the attention, which takes no time in the app's process.
 class NoSystem final : public IconBadge,
@@ -415,7 +398,7 @@ qint64 statusKb(const char* field) {
 // after the sync of the reply in `path`; and the peak. Prints the four
 // figures in kB.
 int memoryChild(const QString& path, qsizetype count) {
-    FileLog log;
+    tools::FileLog log;
     PromptStore store;
     AppViews views(store);
     PromptFeed feed([&store] { return &store; }, systemClock());
@@ -768,7 +751,7 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     if (argc == 4 && QByteArray(argv[1]) == "--memory-child")
         return memoryChild(QString::fromLocal8Bit(argv[2]), QByteArray(argv[3]).toLongLong());
-    FileLog log;
+    tools::FileLog log;
 
     std::printf("prompt-store benchmark (%s build)\n",
                 *ZOR_BENCHMARK_BUILD_TYPE ? ZOR_BENCHMARK_BUILD_TYPE : "unspecified");

@@ -20,6 +20,7 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "prompts/PromptListModel.h"
+#include "tools/common/FileLog.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
 
@@ -45,24 +46,6 @@ using namespace zor::testing;
 namespace {
 
 constexpr int kRuns = 9;
-
-// The app's own text log, as it writes to standard error, into a file.
-class FileLog {
-public:
-    FileLog()
-        : file(std::tmpfile())
-        , sink(file) {
-        setLogSink(&sink);
-    }
-    ~FileLog() {
-        setLogSink(nullptr);
-        std::fclose(file);
-    }
-
-private:
-    std::FILE* file;
-    TextLogSink sink;
-};
 
 // Records of the development agent's shape: the five kinds, across sessions
 // and policy files.
@@ -350,7 +333,7 @@ int main(int argc, char** argv) {
                        "xvfb-run's."));
     parser.addOptions({appOption, agentOption, xvfbOption});
     parser.process(app);
-    FileLog log;
+    tools::FileLog log;
     bool isMet = benchmarkViews(1'000, 100, 100);
     isMet &= benchmarkViews(10'000, 500, 100);
     if (parser.isSet(appOption) && parser.isSet(agentOption)) {
