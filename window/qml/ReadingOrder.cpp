@@ -61,7 +61,9 @@ void ReadingOrder::restack() {
     std::stable_sort(shown.begin(), shown.end(), [](const QQuickItem* a, const QQuickItem* b) {
         return a->y() != b->y() ? a->y() < b->y() : a->x() < b->x();
     });
-    if (shown == stacked)
+    // Element by element: QList's == in Qt 6.4 hands memcmp a null pointer
+    // when there are no children.
+    if (std::equal(shown.cbegin(), shown.cend(), stacked.cbegin(), stacked.cend()))
         return;
     for (qsizetype i = 1; i < shown.size(); ++i)
         shown[i]->stackAfter(shown[i - 1]);
