@@ -15,6 +15,7 @@
 #include <optional>
 
 using zor::testing::activatableNames;
+using zor::testing::appEnvironment;
 using zor::testing::AtspiNode;
 using zor::testing::AtspiReader;
 using zor::testing::AtspiState;
@@ -103,7 +104,7 @@ class AccessibilityTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment;
     std::optional<ChildProcess> busLauncher;
     std::optional<ChildProcess> agent;
     std::optional<ChildProcess> app;
@@ -385,12 +386,8 @@ private slots:
         QVERIFY2(!launcher.isEmpty(), "ctest names at-spi-bus-launcher in ZOR_ATSPI_BUS_LAUNCHER");
 
         QVERIFY(runtime.isValid());
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
-        environment.remove("ZOR_AGENT_SOCKET");
-        environment.remove("ZOR_INSTANCE_SOCKET");
+        environment = appEnvironment(runtime.path(), "xcb");
         environment.remove("QT_LINUX_ACCESSIBILITY_ALWAYS_ON");
-        environment.insert("QT_QPA_PLATFORM", "xcb");
-        environment.insert("QT_QUICK_BACKEND", "software");
 
         // The accessibility bus, as a desktop session starts it with a screen
         // reader on: the app sees it and shows its tree without being told.

@@ -9,6 +9,7 @@
 #include <QTest>
 #include <csignal>
 
+using zor::testing::appEnvironment;
 using zor::testing::ChildProcess;
 
 class AppProcessTest : public QObject {
@@ -31,13 +32,10 @@ private slots:
 
         QTemporaryDir runtime;
         const QString instanceSocket = runtime.filePath("zor.instance");
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
+        QProcessEnvironment environment = appEnvironment(runtime.path(), "offscreen");
         environment.insert("ZOR_INSTANCE_SOCKET", instanceSocket);
         environment.insert("ZOR_AGENT_SOCKET", runtime.filePath("zor.agent"));
         environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime.filePath("no-bus"));
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.insert("QT_QUICK_BACKEND", "software");
 
         ChildProcess agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
         QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("listening on "), 20000);

@@ -14,6 +14,7 @@
 #include <memory>
 
 using zor::testing::activatableNames;
+using zor::testing::appEnvironment;
 using zor::testing::ChildProcess;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
@@ -30,12 +31,8 @@ const QString kSecondPolicy = QStringLiteral("/Users/alice/policies/strict.yaml"
 // directory of their own for the agent's socket and the app's one-instance
 // lock. What they printed shows when the test fails.
 struct Session {
-    Session() {
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
-        environment.remove("ZOR_AGENT_SOCKET");
-        environment.insert("QT_QPA_PLATFORM", "xcb");
-        environment.insert("QT_QUICK_BACKEND", "software");
-    }
+    Session()
+        : environment(appEnvironment(runtime.path(), "xcb")) {}
     ~Session() {
         if (QTest::currentTestFailed())
             qInfo("agent:\n%s\nthe app's last lines:\n%s", qPrintable(agent ? agent->out : ""),
@@ -76,7 +73,7 @@ struct Session {
     }
 
     QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment;
     std::optional<ChildProcess> agent;
     std::optional<ChildProcess> app;
     QString window;

@@ -5,11 +5,12 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <csignal>
 
 namespace zor::testing {
 
 // A child process whose output, both channels, is collected as it comes; it
-// is killed when the test lets go of it.
+// is killed when the test lets go of it, stopped or not.
 class ChildProcess {
 public:
     ChildProcess(const QString& program, const QStringList& arguments,
@@ -21,15 +22,40 @@ public:
         process.start(program, arguments);
     }
     ~ChildProcess() {
+        ::kill(pid_t(process.processId()), SIGCONT);
         process.kill();
         process.waitForFinished();
     }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    // Waits for the process to end, 20 seconds at most; its exit code, or
+    // -1 when it crashed or is still running.
+    int finish() {
+        process.waitForFinished(20000);
+        out += QString::fromUtf8(process.readAll());
+        return process.state() == QProcess::NotRunning &&
+                       process.exitStatus() == QProcess::NormalExit
+                   ? process.exitCode()
+                   : -1;
+    }
+
     QProcess process;
     QString out;
 };
+
+// The environment of the real app as a test runs it: its sockets in
+// `runtimeDir`, a private directory of the test's own, and Qt Quick drawing
+// in software on `platform`.
+inline QProcessEnvironment appEnvironment(const QString& runtimeDir, const QString& platform) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_RUNTIME_DIR", runtimeDir);
+    environment.remove("ZOR_AGENT_SOCKET");
+    environment.remove("ZOR_INSTANCE_SOCKET");
+    environment.insert("QT_QPA_PLATFORM", platform);
+    environment.insert("QT_QUICK_BACKEND", "software");
+    return environment;
+}
 
 // Runs a tool to its end, 15 seconds at most; its standard output, trimmed.
 inline QString runTool(const QString& tool, const QStringList& arguments) {

@@ -1,6 +1,8 @@
 // Later starts of the real zor, offscreen, against a running one in a
 // runtime directory of the test's own.
 
+#include "ChildProcess.h"
+
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QLocalSocket>
@@ -11,36 +13,12 @@
 #include <memory>
 #include <vector>
 
+using zor::testing::appEnvironment;
+using zor::testing::ChildProcess;
+
 namespace {
 
 const QString kId = QStringLiteral("6513270e-269e-4d37-b2a7-4de452e6b438");
-
-// zor with both its output channels collected as they come.
-class App {
-public:
-    App(const QStringList& arguments, const QProcessEnvironment& environment) {
-        QObject::connect(&process, &QProcess::readyRead,
-                         [this] { out += QString::fromUtf8(process.readAll()); });
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        process.setProcessEnvironment(environment);
-        process.start(ZOR_APP_PATH, arguments);
-    }
-    ~App() {
-        ::kill(pid_t(process.processId()), SIGCONT);
-        process.kill();
-        process.waitForFinished();
-    }
-
-    // Waits for a later start's end; its exit code.
-    int finish() {
-        process.waitForFinished(20000);
-        out += QString::fromUtf8(process.readAll());
-        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    }
-
-    QProcess process;
-    QString out;
-};
 
 } // namespace
 
@@ -48,24 +26,20 @@ class TransportProcessTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir runtime;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment;
 
 private slots:
     void initTestCase() {
         QVERIFY(runtime.isValid());
-        environment.insert("XDG_RUNTIME_DIR", runtime.path());
-        environment.remove("ZOR_INSTANCE_SOCKET");
-        environment.remove("ZOR_AGENT_SOCKET");
+        environment = appEnvironment(runtime.path(), "offscreen");
         // Without a session bus the app logs one line and carries on.
         environment.remove("DBUS_SESSION_BUS_ADDRESS");
-        environment.insert("QT_QPA_PLATFORM", "offscreen");
-        environment.insert("QT_QUICK_BACKEND", "software");
     }
 
     // Idle connections do not hold up a link; a stopped app is reported,
     // not replaced, and is reached again once it runs.
     void laterStartsReachTheRunningAppOrSaySo() {
-        App running({}, environment);
+        ChildProcess running(ZOR_APP_PATH, {}, environment);
         QTRY_VERIFY2_WITH_TIMEOUT(running.out.contains("Zor.app launched"), qPrintable(running.out),
                                   20000);
         const QString socket = runtime.filePath("com.zorlabs.zor.instance");
@@ -77,21 +51,21 @@ private slots:
         }
         QElapsedTimer elapsed;
         elapsed.start();
-        App link({"zor://prompt/" + kId}, environment);
+        ChildProcess link(ZOR_APP_PATH, {"zor://prompt/" + kId}, environment);
         QCOMPARE(link.finish(), 0);
         QTRY_VERIFY_WITH_TIMEOUT(running.out.contains("No prompt found for " + kId.toUpper()),
                                  1000);
         QCOMPARE_LT(elapsed.elapsed(), 1000);
 
         QCOMPARE(::kill(pid_t(running.process.processId()), SIGSTOP), 0);
-        App stopped({"zor://prompt/" + kId}, environment);
+        ChildProcess stopped(ZOR_APP_PATH, {"zor://prompt/" + kId}, environment);
         QCOMPARE(stopped.finish(), 1);
         QVERIFY2(stopped.out.contains("\nZor is already running but not responding\n"),
                  qPrintable(stopped.out));
         QVERIFY(QFileInfo(socket).exists());
 
         QCOMPARE(::kill(pid_t(running.process.processId()), SIGCONT), 0);
-        App again({}, environment);
+        ChildProcess again(ZOR_APP_PATH, {}, environment);
         QCOMPARE(again.finish(), 0);
         QVERIFY2(again.out.isEmpty(), qPrintable(again.out));
         QCOMPARE(running.process.state(), QProcess::Running);
