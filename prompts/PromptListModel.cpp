@@ -2,6 +2,7 @@
 
 #include "prompts/PromptStore.h"
 #include "prompts/PromptTitle.h"
+#include "prompts/RowRuns.h"
 
 #include <algorithm>
 
@@ -182,16 +183,15 @@ void PromptListModel::removeRows(std::vector<quint64> seqs, bool isForgetting) {
         if (const int row = rowOfSeq(seq); row >= 0)
             removed.emplace_back(row, seq);
     std::sort(removed.begin(), removed.end(), std::greater<>());
-    for (auto run = removed.cbegin(); run != removed.cend();) {
-        auto end = run + 1;
-        while (end != removed.cend() && end->first == (end - 1)->first - 1)
-            ++end;
-        beginRemoveRows({}, (end - 1)->first, run->first);
-        for (auto it = run; it != end; ++it)
-            isForgetting ? rows.remove(it->second) : void(rows.setMarked(it->second, false));
-        endRemoveRows();
-        run = end;
-    }
+    forEachRun(
+        removed, -1, [](const auto& entry) { return entry.first; },
+        [&](std::size_t begin, std::size_t end, int first, int last) {
+            beginRemoveRows({}, first, last);
+            for (std::size_t i = begin; i < end; ++i)
+                isForgetting ? rows.remove(removed[i].second)
+                             : void(rows.setMarked(removed[i].second, false));
+            endRemoveRows();
+        });
 }
 
 void PromptListModel::takeChanges() {
@@ -265,16 +265,14 @@ void PromptListModel::followSearch() {
         const quint64 seq = found[found.size() - 1 - i];
         at.push_back(int(rows.markedCount() - rows.markedBelow(seq)) + int(i));
     }
-    for (std::size_t run = 0; run < at.size();) {
-        std::size_t end = run + 1;
-        while (end < at.size() && at[end] == at[end - 1] + 1)
-            ++end;
-        beginInsertRows({}, at[run], at[end - 1]);
-        for (std::size_t i = run; i < end; ++i)
-            rows.setMarked(found[found.size() - 1 - i], true);
-        endInsertRows();
-        run = end;
-    }
+    forEachRun(
+        at, 1, [](int row) { return row; },
+        [&](std::size_t begin, std::size_t end, int first, int last) {
+            beginInsertRows({}, first, last);
+            for (std::size_t i = begin; i < end; ++i)
+                rows.setMarked(found[found.size() - 1 - i], true);
+            endInsertRows();
+        });
     followHighlight();
     if (count() != before)
         emit countChanged();

@@ -2,6 +2,7 @@
 
 #include "prompts/ContextMenuKey.h"
 #include "prompts/PromptStore.h"
+#include "prompts/RowRuns.h"
 
 #include <algorithm>
 #include <utility>
@@ -301,16 +302,14 @@ void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
             leaving.emplace_back(rowOfNewest(*change.from), &change);
     std::sort(leaving.begin(), leaving.end(),
               [](const auto& a, const auto& b) { return a.first > b.first; });
-    for (auto run = leaving.cbegin(); run != leaving.cend();) {
-        auto end = run + 1;
-        while (end != leaving.cend() && end->first == (end - 1)->first - 1)
-            ++end;
-        beginRemoveRows({}, (end - 1)->first, run->first);
-        for (auto it = run; it != end; ++it)
-            unmark(it->second->from);
-        endRemoveRows();
-        run = end;
-    }
+    forEachRun(
+        leaving, -1, [](const auto& entry) { return entry.first; },
+        [&](std::size_t begin, std::size_t end, int first, int last) {
+            beginRemoveRows({}, first, last);
+            for (std::size_t i = begin; i < end; ++i)
+                unmark(leaving[i].second->from);
+            endRemoveRows();
+        });
     // Gone for good.
     for (const GroupChange& change : changes)
         if (!change.to)
@@ -324,16 +323,14 @@ void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
     rows.reserve(changes.size());
     for (std::size_t i = 0; i < changes.size(); ++i)
         rows.push_back(rowFor(*changes[i].to) + int(i));
-    for (std::size_t run = 0; run < changes.size();) {
-        std::size_t end = run + 1;
-        while (end < changes.size() && rows[end] == rows[end - 1] + 1)
-            ++end;
-        beginInsertRows({}, rows[run], rows[end - 1]);
-        for (std::size_t i = run; i < end; ++i)
-            mark(changes[i].key, changes[i].to);
-        endInsertRows();
-        run = end;
-    }
+    forEachRun(
+        rows, 1, [](int row) { return row; },
+        [&](std::size_t begin, std::size_t end, int first, int last) {
+            beginInsertRows({}, first, last);
+            for (std::size_t i = begin; i < end; ++i)
+                mark(changes[i].key, changes[i].to);
+            endInsertRows();
+        });
 }
 
 void PromptsSidebarModel::followFilter() {
