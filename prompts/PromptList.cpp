@@ -48,26 +48,22 @@ QList<PromptItem> PromptList::toList() const {
 }
 
 bool PromptList::locate(quint64 seq, qsizetype& slot, qsizetype& entry) const {
-    // Slots and entries are in ascending order of sequence numbers.
-    qsizetype low = 0;
-    qsizetype high = chunkSlots.size();
-    while (low < high) {
-        const qsizetype middle = (low + high) / 2;
-        if (chunkSlots[middle].chunk->entries[visibleIn(middle) - 1].seq < seq)
-            low = middle + 1;
-        else
-            high = middle;
-    }
-    if (low == chunkSlots.size())
+    // Slots and entries are in ascending order of sequence numbers: the item
+    // lies in the last slot that starts at or below it.
+    const auto after =
+        std::upper_bound(chunkSlots.cbegin(), chunkSlots.cend(), seq,
+                         [](quint64 s, const Slot& candidate) { return s < candidate.firstSeq; });
+    if (after == chunkSlots.cbegin())
         return false;
-    const std::vector<Entry>& entries = chunkSlots[low].chunk->entries;
-    const auto visibleEnd = entries.cbegin() + visibleIn(low);
-    const auto found = std::lower_bound(entries.cbegin(), visibleEnd, seq,
-                                        [](const Entry& e, quint64 s) { return e.seq < s; });
-    if (found == visibleEnd || found->seq != seq)
+    const qsizetype found = after - chunkSlots.cbegin() - 1;
+    const std::vector<Entry>& entries = chunkSlots[found].chunk->entries;
+    const auto visibleEnd = entries.cbegin() + visibleIn(found);
+    const auto at = std::lower_bound(entries.cbegin(), visibleEnd, seq,
+                                     [](const Entry& e, quint64 s) { return e.seq < s; });
+    if (at == visibleEnd || at->seq != seq)
         return false;
-    slot = low;
-    entry = found - entries.cbegin();
+    slot = found;
+    entry = at - entries.cbegin();
     return true;
 }
 
@@ -128,7 +124,7 @@ const PromptItem& PromptList::prepend(quint64 seq, PromptItem item) {
     auto* chunk = new Chunk;
     chunk->entries.reserve(kChunkCapacity);
     chunk->entries.push_back(std::move(entry));
-    chunkSlots.append(Slot{Ref<Chunk>(chunk), 0});
+    chunkSlots.append(Slot{Ref<Chunk>(chunk), 0, seq});
     lastVisible = 1;
     return added;
 }

@@ -89,6 +89,11 @@ class PromptList {
     struct Slot {
         Ref<Chunk> chunk;
         qsizetype visible = 0; // the prefix of the chunk this list sees; see lastVisible
+        // Where the chunk's numbers start: at or below its first and above the
+        // chunk before's last, so that the number stays right when its item
+        // goes. Kept here so that finding an item's chunk searches this array
+        // alone, not every chunk it passes.
+        quint64 firstSeq = 0;
     };
 
 public:
