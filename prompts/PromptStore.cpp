@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace zor {
 
@@ -157,17 +158,20 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
         return;
     // Prompts already marked count again but do not change.
     const long count = long(seqs->size());
-    QList<std::pair<PromptItem, quint64>> changed;
+    std::vector<quint64> changed;
     changed.reserve(seqs->size());
     for (auto it = seqs->crbegin(); it != seqs->crend(); ++it)
-        if (const PromptItem* item = promptList.setSessionEnded(*it))
-            changed.append({*item, *it});
+        if (promptList.setSessionEnded(*it))
+            changed.push_back(*it);
 
     logger(LogCategory::promptStore)
         .info("Marked %ld prompts as ended for session %{public}s", {count, sessionId});
-    for (const auto& [item, seq] : std::as_const(changed))
-        emit promptChanged(item, seq);
-    if (!changed.isEmpty())
+    // Looked up as each goes out rather than copied up front; one that a
+    // receiver removed meanwhile has no change left to report.
+    for (const quint64 seq : changed)
+        if (const PromptItem* item = promptList.find(seq))
+            emit promptChanged(*item, seq);
+    if (!changed.empty())
         promptsDidChange();
 }
 

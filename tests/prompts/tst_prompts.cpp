@@ -229,6 +229,25 @@ private slots:
                                     "removed s2 held=0 ended=0 first=0 count=1", "list"}));
     }
 
+    // A receiver may change the store while the session's changes go out: a
+    // prompt it removed is not reported as changed afterwards.
+    void sessionEndSurvivesAReceiverThatRemoves() {
+        PromptStore store;
+        for (int n = 10; n <= 12; ++n)
+            store.addPrompt(uuid(n), "s", "/p", file(QStringLiteral("/f%1").arg(n)), false);
+        QList<QUuid> changed;
+        connect(&store, &PromptStore::promptChanged, this, [&](const PromptItem& item) {
+            changed.append(item.id);
+            QVERIFY(item.sessionEnded);
+            store.removePrompt(uuid(11));
+        });
+        store.markSessionEnded("s");
+        QCOMPARE(changed, (QList<QUuid>{uuid(12), uuid(10)}));
+        QCOMPARE(store.prompts().size(), 2);
+        for (const PromptItem& item : store.prompts())
+            QVERIFY(item.sessionEnded);
+    }
+
     // Any use off the main thread stops the process; checked in a child process.
     void offMainThreadUseStopsTheProcess() {
         if (isChildRun()) {
