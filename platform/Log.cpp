@@ -111,6 +111,13 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
         v.text = *text;
         return v;
     }
+    const bool isDecimal = p.conversion == u'd' || p.conversion == u'i';
+    if (const auto* integer = std::get_if<qint64>(&arg.value);
+        integer && isDecimal && p.printfSpec.isEmpty()) {
+        // The common case, without building a format for printf.
+        v.text = QString::number(*integer);
+        return v;
+    }
     QString conversion(u'%');
     conversion += p.printfSpec;
     if (const auto* integer = std::get_if<qint64>(&arg.value)) {
@@ -121,7 +128,7 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
                                        static_cast<long long>(*integer));
     } else {
         const double number = std::get<double>(arg.value);
-        if (p.conversion == u'd' || p.conversion == u'i')
+        if (isDecimal)
             v.text = QString::asprintf(qPrintable(conversion + QStringLiteral("lld")),
                                        static_cast<long long>(number));
         else if (isStringConversion(p.conversion))

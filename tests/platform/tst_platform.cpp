@@ -49,6 +49,7 @@ private slots:
         log.info("100%% done, %s left", {"nothing"});
         log.info("Too few: %s and %s", {"one"});
         log.info("Value: %s", {"100%% sure"});
+        log.info("Padded %3ld, plain %ld, as text %s", {7, -9000000000LL, 12});
 
         // Each line in the clear, then as a reader without private access sees it.
         const QList<QStringList> expected = {
@@ -61,6 +62,8 @@ private slots:
             {"100% done, nothing left", "100% done, <private> left"},
             {"Too few: one and ", "Too few: <private> and "},
             {"Value: 100%% sure", "Value: <private>"},
+            {"Padded   7, plain -9000000000, as text 12",
+             "Padded   7, plain -9000000000, as text <private>"},
         };
         const QList<LogRecord> records = capture.records();
         QCOMPARE(records.size(), expected.size());
