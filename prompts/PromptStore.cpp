@@ -67,14 +67,16 @@ size_t PromptStore::keyHash(const QString& policyPath, const QString& typeString
     return qHash(keyText);
 }
 
-PromptItem PromptStore::take(quint64 seq) {
+PromptItem PromptStore::take(quint64 seq, std::optional<size_t> knownKeyHash) {
     PromptItem item = *promptList.find(seq);
     promptList.remove(seq);
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, seq);
     seqsBySession.remove(item.sessionId, seq);
-    seqsByKeyHash.remove(keyHash(item.policyPath, item.denial.typeString(), item.denial.target()),
-                         seq);
+    seqsByKeyHash.remove(
+        knownKeyHash ? *knownKeyHash
+                     : keyHash(item.policyPath, item.denial.typeString(), item.denial.target()),
+        seq);
     return item;
 }
 
@@ -101,7 +103,7 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
         });
         if (held != seqs->cend()) {
             const quint64 heldSeq = *held;
-            replaced.emplace(take(heldSeq), heldSeq);
+            replaced.emplace(take(heldSeq, hash), heldSeq);
         }
     }
 
@@ -156,22 +158,19 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
     const SequenceIndex<QString>::Seqs* seqs = seqsBySession.find(sessionId);
     if (!seqs)
         return;
-    // Prompts already marked count again but do not change.
-    const long count = long(seqs->size());
-    std::vector<quint64> changed;
-    changed.reserve(seqs->size());
-    for (auto it = seqs->crbegin(); it != seqs->crend(); ++it)
-        if (promptList.setSessionEnded(*it))
-            changed.push_back(*it);
-
+    // Prompts already marked count again but do not change. The numbers are
+    // copied first: a receiver of a change may change the indexes.
+    const std::vector<quint64> sessionSeqs(seqs->crbegin(), seqs->crend());
     logger(LogCategory::promptStore)
-        .info("Marked %ld prompts as ended for session %{public}s", {count, sessionId});
-    // Looked up as each goes out rather than copied up front; one that a
-    // receiver removed meanwhile has no change left to report.
-    for (const quint64 seq : changed)
-        if (const PromptItem* item = promptList.find(seq))
+        .info("Marked %ld prompts as ended for session %{public}s",
+              {long(sessionSeqs.size()), sessionId});
+    bool isAnyChanged = false;
+    for (const quint64 seq : sessionSeqs)
+        if (const PromptItem* item = promptList.setSessionEnded(seq)) {
+            isAnyChanged = true;
             emit promptChanged(*item, seq);
-    if (!changed.empty())
+        }
+    if (isAnyChanged)
         promptsDidChange();
 }
 

@@ -138,8 +138,9 @@ private:
     // between calls: a fresh string for every prompt of a sync cost more than
     // the rest of its indexing.
     size_t keyHash(const QString& policyPath, const QString& typeString, const QString& target);
-    // Takes the prompt out of the list and every index.
-    PromptItem take(quint64 seq);
+    // Takes the prompt out of the list and every index; the hash of its key
+    // when the caller has it.
+    PromptItem take(quint64 seq, std::optional<size_t> knownKeyHash = std::nullopt);
     PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
     // Reports the prompts' change now, or at the end of the batch.
     void promptsDidChange();
