@@ -29,22 +29,38 @@ void PromptsSidebarModel::setStore(PromptStore* store) {
     if (promptStore)
         disconnect(promptStore, nullptr, this, nullptr);
     promptStore = store;
-    if (store) {
-        connect(store, &PromptStore::promptAdded, this,
-                [this](const PromptItem& item, quint64 seq) {
-                    addedSeqs.push_back(seq);
-                    touch(groupKey(item)).newestAdded = seq;
-                });
-        connect(store, &PromptStore::promptRemoved, this,
-                [this](const PromptItem& item, quint64 seq) {
-                    removedSeqs.push_back(seq);
-                    touch(groupKey(item)).hasRemoval = true;
-                });
-        connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
-        connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
-    }
+    if (isFollowing)
+        follow(store);
     rebuild();
     emit storeChanged();
+}
+
+void PromptsSidebarModel::setActive(bool isActive) {
+    if (isFollowing == isActive)
+        return;
+    isFollowing = isActive;
+    if (!promptStore)
+        return;
+    if (isActive)
+        follow(promptStore);
+    else
+        disconnect(promptStore, nullptr, this, nullptr);
+    rebuild();
+}
+
+void PromptsSidebarModel::follow(PromptStore* store) {
+    if (!store)
+        return;
+    connect(store, &PromptStore::promptAdded, this, [this](const PromptItem& item, quint64 seq) {
+        addedSeqs.push_back(seq);
+        touch(groupKey(item)).newestAdded = seq;
+    });
+    connect(store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
+        removedSeqs.push_back(seq);
+        touch(groupKey(item)).hasRemoval = true;
+    });
+    connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
+    connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
 }
 
 void PromptsSidebarModel::setGrouping(SidebarGrouping grouping) {
@@ -56,7 +72,7 @@ void PromptsSidebarModel::setGrouping(SidebarGrouping grouping) {
 }
 
 int PromptsSidebarModel::rowCount(const QModelIndex& parent) const {
-    if (parent.isValid() || !promptStore)
+    if (parent.isValid() || !promptStore || !isFollowing)
         return 0;
     return int(seqs.markedCount()) + 1;
 }
@@ -113,7 +129,7 @@ void PromptsSidebarModel::select(int row) {
 }
 
 bool PromptsSidebarModel::handleKey(int key, int modifiers) {
-    if (!promptStore)
+    if (rowCount() == 0)
         return false;
     const int selected = rowSelectedBy(shownFilter);
     if (isContextMenuKey(key, modifiers)) {
@@ -166,7 +182,7 @@ void PromptsSidebarModel::rebuild() {
     removedSeqs.clear();
     touches.clear();
     shownFilter = PromptFilter::all();
-    if (promptStore) {
+    if (promptStore && isFollowing) {
         std::vector<std::pair<quint64, bool>> held; // newest first
         held.reserve(std::size_t(promptStore->prompts().size()));
         const PromptList prompts = promptStore->prompts();

@@ -49,6 +49,11 @@ public:
 
     PromptStore* store() const { return promptStore; }
     void setStore(PromptStore* store);
+    // Whether it follows the store. One that no view shows need not: it
+    // holds no rows and takes no changes, and catches up in one reset when
+    // it is made active again. Active from the start.
+    bool isActive() const { return isFollowing; }
+    void setActive(bool isActive);
     SidebarGrouping grouping() const { return currentGrouping; }
     void setGrouping(SidebarGrouping grouping);
 
@@ -57,7 +62,7 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     SidebarEntry entry(int row) const;
-    int selectedRow() const { return rowSelectedBy(shownFilter); }
+    int selectedRow() const { return rowCount() > 0 ? rowSelectedBy(shownFilter) : -1; }
     // Shows the entry's prompts in the list.
     Q_INVOKABLE void select(int row);
     // Keys pressed while the entries have focus: the arrows, Home and End
@@ -97,6 +102,7 @@ private:
         bool hasRemoval = false;
     };
 
+    void follow(PromptStore* store);
     QString groupKey(const PromptItem& item) const;
     // The group's changes in the batch being gathered.
     Touch& touch(const QString& key);
@@ -117,6 +123,7 @@ private:
     void rowChanged(int row);
 
     QPointer<PromptStore> promptStore;
+    bool isFollowing = true;
     SidebarGrouping currentGrouping = SidebarGrouping::policy;
 
     // Every prompt taken in; marked: the newest of its group, as shown.

@@ -59,7 +59,16 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     policiesSidebarModel->setStore(&store);
     auto* sessionsSidebarModel = new PromptsSidebarModel(this);
     sessionsSidebarModel->setGrouping(SidebarGrouping::session);
+    // The sidebar shows the sessions' entries on their tab and the policies'
+    // on the others; the one not shown need not follow each change.
+    const auto followTab = [state = &appState, policiesSidebarModel, sessionsSidebarModel] {
+        const bool isSessions = state->selectedTab() == AppTab::sessions;
+        policiesSidebarModel->setActive(!isSessions);
+        sessionsSidebarModel->setActive(isSessions);
+    };
+    followTab();
     sessionsSidebarModel->setStore(&store);
+    connect(&appState, &AppState::selectedTabChanged, this, followTab);
     auto* sidebarEntryActions = new SidebarEntryActions(
         services.workspace, services.clipboard, services.commandLineToolPath, QDir::tempPath(),
         store, *groupDecision, this);

@@ -185,6 +185,40 @@ private slots:
         }
     }
 
+    // A model no view shows holds no rows and takes no change; made active, it
+    // shows what a fresh build shows, and follows on from there.
+    void anInactiveModelCatchesUpWhenActive() {
+        PromptStore store;
+        PromptsSidebarModel model;
+        model.setGrouping(SidebarGrouping::session);
+        model.setStore(&store);
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
+        Mirror view(model);
+        store.addPrompt("s1", "/p/policy.yml", fileDenial("/a"));
+        store.addPrompt("s2", "/p/policy.yml", fileDenial("/b"));
+        QCOMPARE(view.rows.size(), 3);
+
+        model.setActive(false);
+        QVERIFY(view.rows.isEmpty());
+        QCOMPARE(model.selectedRow(), -1);
+        QVERIFY(!model.handleKey(Qt::Key_Down, Qt::NoModifier));
+        QSignalSpy changes(&model, &QAbstractItemModel::rowsInserted);
+        const QUuid removed = QUuid::createUuid();
+        store.addPrompt(removed, "s3", "/q/policy.yml", fileDenial("/c"), false);
+        store.addPrompt("s1", "/q/policy.yml", fileDenial("/d"));
+        store.setFilter(PromptFilter::session("s1"));
+        QCOMPARE(changes.count(), 0);
+        QCOMPARE(model.rowCount(), 0);
+
+        model.setActive(true);
+        QCOMPARE(view.rows, rebuiltRows(store, SidebarGrouping::session));
+        QCOMPARE(model.selectedRow(), 1);
+        store.removePrompt(removed);
+        store.addPrompt("s4", "/q/policy.yml", fileDenial("/e"));
+        QCOMPARE(view.rows, rebuiltRows(store, SidebarGrouping::session));
+    }
+
     // One menu for all entries: the items of the entry it opened for, acting on
     // that entry's path and session.
     void menuFollowsItsEntry() {

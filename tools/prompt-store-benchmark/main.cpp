@@ -99,7 +99,8 @@ public:
 };
 
 // What follows the store in the app: the prompt list, the sidebar by policy
-// and by session, and the icon's count and notices.
+// and by session, and the icon's count and notices. As on the app's policies
+// tab, the sidebar by session is not shown and does not follow.
 class AppViews {
 public:
     explicit AppViews(PromptStore& store)
@@ -108,11 +109,12 @@ public:
         policies.setGrouping(SidebarGrouping::policy);
         policies.setStore(&store);
         sessions.setGrouping(SidebarGrouping::session);
+        sessions.setActive(false);
         sessions.setStore(&store);
     }
 
     const PromptListModel& promptList() const { return list; }
-    const PromptsSidebarModel& sessionSidebar() const { return sessions; }
+    const PromptsSidebarModel& policySidebar() const { return policies; }
 
 private:
     NoSystem system;
@@ -301,7 +303,8 @@ SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
     loop.exec();
     decoder.join();
     heartbeat.stop();
-    if (store->prompts().size() != count || views.promptList().count() != count) {
+    if (store->prompts().size() != count || views.promptList().count() != count ||
+        views.policySidebar().rowCount() != store->uniquePolicyPaths().size() + 1) {
         std::fprintf(stderr, "the sync did not add every prompt\n");
         std::exit(2);
     }
