@@ -89,6 +89,7 @@ int runWindowedApplication(int argc, char** argv) {
     platformTerminationSignals().watch(&QCoreApplication::quit);
 
     useDesktopControlsStyle();
+    useSoftwareDrawingIf(platformPrefersSoftwareDrawing());
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});
     running = &delegate;
     UrlReceiver urlReceiver(delegate, systemClock());

@@ -3,6 +3,7 @@
 #include "platform/AppReopen.h"
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
+#include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/LiveRegion.h"
 #include "platform/portable/PortableAppActivation.h"
 #include "platform/portable/PortableFileManager.h"
@@ -169,6 +170,15 @@ TerminationSignals& platformTerminationSignals() {
     // Signals are POSIX's, on macOS as elsewhere.
     static PosixTerminationSignals instance;
     return instance;
+}
+
+bool platformPrefersSoftwareDrawing() {
+#ifdef Q_OS_MACOS
+    return false;
+#else
+    static const bool isPreferred = !hasGraphicsDevice();
+    return isPreferred;
+#endif
 }
 
 LogSink* platformLogSink() {

@@ -40,6 +40,9 @@ FileManager& platformFileManager();
 QString platformCommandLineToolPath();
 // The main window's title bar and the room the tab row leaves for its buttons.
 WindowChrome& platformWindowChrome();
+// Whether windows draw with Qt Quick's own software renderer: where the
+// system has no graphics device, it outpaces OpenGL emulated on the processor.
+bool platformPrefersSoftwareDrawing();
 // Connections to the notification agent's service.
 AgentConnector& platformAgentConnector();
 // Bringing the app forward, and keeping it to one running app per user.

@@ -1,8 +1,12 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
 #include "platform/Clock.h"
+#include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/PosixTerminationSignals.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
 #include <cstdio>
@@ -39,6 +43,31 @@ class PlatformTest : public QObject {
     Q_OBJECT
 
 private slots:
+    // A display or render node counts as a graphics device; what else the
+    // directory holds does not, nor does a missing directory.
+    void graphicsDevicesAreFoundByTheirNodes_data() {
+        QTest::addColumn<QStringList>("entries");
+        QTest::addColumn<bool>("isFound");
+        QTest::newRow("none") << QStringList{} << false;
+        QTest::newRow("render node") << QStringList{"renderD128"} << true;
+        QTest::newRow("display node") << QStringList{"card0"} << true;
+        QTest::newRow("only links by path") << QStringList{"by-path/"} << false;
+    }
+
+    void graphicsDevicesAreFoundByTheirNodes() {
+        QFETCH(QStringList, entries);
+        QFETCH(bool, isFound);
+        QTemporaryDir dir;
+        for (const QString& entry : entries) {
+            if (entry.endsWith(u'/'))
+                QVERIFY(QDir(dir.path()).mkdir(entry));
+            else
+                QVERIFY(QFile(dir.filePath(entry)).open(QIODevice::WriteOnly));
+        }
+        QCOMPARE(hasGraphicsDevice(dir.path()), isFound);
+        QVERIFY(!hasGraphicsDevice(dir.filePath("missing")));
+    }
+
     void logLinesRenderTheirPlaceholders() {
         LogCapture capture;
         const Logger& log = logger(LogCategory::notifications);

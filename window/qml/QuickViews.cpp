@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickStyle>
+#include <QQuickWindow>
 
 // Generated with the Zor QML module.
 void qml_register_types_Zor();
@@ -14,6 +15,12 @@ void useDesktopControlsStyle() {
     // Elsewhere the default style is meant for touch screens; Fusion reads as a desktop app.
     QQuickStyle::setStyle(QStringLiteral("Fusion"));
 #endif
+}
+
+void useSoftwareDrawingIf(bool isPreferred) {
+    if (isPreferred && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND") &&
+        qEnvironmentVariableIsEmpty("QSG_RHI_BACKEND"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 }
 
 void prepareZorEngine(QQmlEngine& engine) {

@@ -8,6 +8,10 @@ namespace zor {
 // application exists, before any QML loads.
 void useDesktopControlsStyle();
 
+// Has the windows draw with Qt Quick's software renderer when `isPreferred`,
+// unless the environment names a renderer; call before the first window.
+void useSoftwareDrawingIf(bool isPreferred);
+
 // Lets `engine` load the Zor module: registers its types once per process and
 // adds the resource path that "import Zor" resolves against.
 void prepareZorEngine(QQmlEngine& engine);
