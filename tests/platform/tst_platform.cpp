@@ -33,6 +33,18 @@ QByteArray textLine(const char* level, const char* message) {
     return "[" + logSubsystem().toUtf8() + ":prompt-store] " + level + ": " + message + "\n";
 }
 
+// The record as a text sink writes it.
+QByteArray sinkLine(const LogRecord& record) {
+    std::FILE* file = std::tmpfile();
+    {
+        TextLogSink sink(file);
+        sink.write(record);
+    }
+    const QByteArray line = writtenTo(file);
+    std::fclose(file);
+    return line;
+}
+
 QByteArray added(const char* target) {
     return textLine("info", QByteArray("Added prompt: ").append(target).constData());
 }
@@ -100,6 +112,7 @@ private slots:
             QCOMPARE(records[i].category, LogCategory::notifications);
             QCOMPARE(records[i].message(), expected[i][0]);
             QCOMPARE(records[i].redactedMessage(), expected[i][1]);
+            QVERIFY(sinkLine(records[i]).endsWith(": " + expected[i][0].toUtf8() + "\n"));
         }
         QCOMPARE(records[1].level, LogLevel::error);
     }
@@ -120,6 +133,10 @@ private slots:
                                  << "Added 100%%.";
         QTest::newRow("plain") << "/Users/ada/é"
                                << "Added /Users/ada/é.";
+        QTest::newRow("beyond the basic plane")
+            << QString::fromUtf16(u"a\U0001F600b") << QString::fromUtf16(u"Added a\U0001F600b.");
+        QTest::newRow("delete, C1 control")
+            << QString::fromUtf16(u"a\u007fb\u0085c") << "Added a\\u{007f}b\\u{0085}c.";
     }
     void textLinesEscapeValuesNotTheFormat() {
         QFETCH(QString, value);
@@ -129,6 +146,9 @@ private slots:
         const LogRecord record = capture.records().value(0);
         QCOMPARE(record.escapedMessage(), line);
         QCOMPARE(record.message(), "Added " + value + ".");
+        // A text log writes the escaped line, in UTF-8.
+        QCOMPARE(QString::fromUtf8(sinkLine(record)),
+                 "[" + logSubsystem() + ":prompt-store] info: " + line + "\n");
     }
 
     // A turn's lines go out together at its end; nothing is held back past
