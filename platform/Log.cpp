@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QMutex>
 #include <QStringEncoder>
+#include <QVarLengthArray>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -139,16 +140,26 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
     return v;
 }
 
+// Where a line is put together: a string, or the text log's buffer kept
+// between lines, which takes a piece for next to nothing.
+void appendTo(QString& out, QStringView piece) {
+    out.append(piece);
+}
+template <qsizetype Prealloc>
+void appendTo(QVarLengthArray<char16_t, Prealloc>& out, QStringView piece) {
+    out.append(piece.utf16(), piece.size());
+}
+
 // A literal stretch of the format, with "%%" standing for "%".
-void appendLiteral(QString& out, QStringView literal) {
+template <typename Out> void appendLiteral(Out& out, QStringView literal) {
     for (qsizetype percent; (percent = literal.indexOf(u'%')) >= 0;) {
         const qsizetype end = percent + 1 < literal.size() && literal[percent + 1] == u'%'
                                   ? percent + 2
                                   : percent + 1;
-        out += literal.first(percent + 1);
+        appendTo(out, literal.first(percent + 1));
         literal = literal.sliced(end);
     }
-    out += literal;
+    appendTo(out, literal);
 }
 
 bool needsEscape(char16_t c) {
@@ -159,31 +170,31 @@ bool needsEscape(char16_t c) {
 
 // Escapes what could end a line or pass for one of the app's own: control
 // characters, line separators and the backslash that introduces the escapes.
-void appendEscaped(QString& out, const QString& text) {
+template <typename Out> void appendEscaped(Out& out, const QString& text) {
     if (std::none_of(text.cbegin(), text.cend(),
                      [](QChar c) { return needsEscape(c.unicode()); })) {
-        out += text;
+        appendTo(out, text);
         return;
     }
     for (const QChar c : text) {
         switch (c.unicode()) {
         case u'\\':
-            out += QStringLiteral("\\\\");
+            appendTo(out, u"\\\\");
             break;
         case u'\n':
-            out += QStringLiteral("\\n");
+            appendTo(out, u"\\n");
             break;
         case u'\r':
-            out += QStringLiteral("\\r");
+            appendTo(out, u"\\r");
             break;
         case u'\t':
-            out += QStringLiteral("\\t");
+            appendTo(out, u"\\t");
             break;
         default:
             if (needsEscape(c.unicode()))
-                out += QStringLiteral("\\u{%1}").arg(int(c.unicode()), 4, 16, QChar(u'0'));
+                appendTo(out, QStringLiteral("\\u{%1}").arg(int(c.unicode()), 4, 16, QChar(u'0')));
             else
-                out += c;
+                appendTo(out, QStringView(&c, 1));
         }
     }
 }
@@ -193,17 +204,17 @@ enum class ValueForm { clear, redacted, escaped };
 // Appends the line: the format's text with each value in its placeholder's
 // place, filled in once, so that the text of a value is never read as format.
 // A placeholder left without a value stays empty.
-void assemble(const LogRecord& record, ValueForm form, QString& out) {
+template <typename Out> void assemble(const LogRecord& record, ValueForm form, Out& out) {
     const QStringView format(record.format);
     qsizetype pos = 0;
     for (const LogValue& value : record.values) {
         appendLiteral(out, format.mid(pos, value.placeholderStart - pos));
         switch (form) {
         case ValueForm::clear:
-            out += value.text;
+            appendTo(out, value.text);
             break;
         case ValueForm::redacted:
-            out += value.isPublic ? value.text : QStringLiteral("<private>");
+            appendTo(out, value.isPublic ? QStringView(value.text) : QStringView(u"<private>"));
             break;
         case ValueForm::escaped:
             appendEscaped(out, value.text);
@@ -329,13 +340,14 @@ void TextLogSink::write(const LogRecord& record) {
     // "[subsystem:category] level: message", put together in buffers kept
     // for the next line: this runs once per line, thousands of times in a sync.
     QMutexLocker lock(&mutex);
-    message.resize(0);
+    message.clear();
     assemble(record, ValueForm::escaped, message);
     gathered += linePrefix(record.category, record.level);
     const qsizetype start = gathered.size();
     QStringEncoder encoder(QStringEncoder::Utf8);
     gathered.resize(start + encoder.requiredSpace(message.size()) + 1);
-    char* end = encoder.appendToBuffer(gathered.data() + start, message);
+    char* end = encoder.appendToBuffer(gathered.data() + start,
+                                       QStringView(message.constData(), message.size()));
     *end++ = '\n';
     gathered.truncate(end - gathered.constData());
     if (gatheringDepth == 0 || record.level == LogLevel::error || record.level == LogLevel::fault ||

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QMutex>
 #include <QString>
+#include <QVarLengthArray>
 #include <cstdio>
 #include <initializer_list>
 #include <variant>
@@ -89,8 +90,8 @@ private:
 
     std::FILE* stream;
     QMutex mutex;
-    QString message;     // the line being written
-    QByteArray gathered; // whole lines, UTF-8
+    QVarLengthArray<char16_t, 512> message; // the line being written
+    QByteArray gathered;                    // whole lines, UTF-8
 };
 
 // While one lives, the lines its thread writes are gathered and written
