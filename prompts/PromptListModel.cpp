@@ -20,8 +20,9 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
         selectedIds.remove(item.id);
         removedSeqs.push_back(seq);
     });
-    connect(&store, &PromptStore::promptChanged, this,
-            [this](const PromptItem&, quint64 seq) { changedSeqs.push_back(seq); });
+    connect(&store, &PromptStore::promptsEnded, this, [this](const QList<quint64>& seqs) {
+        changedSeqs.insert(changedSeqs.end(), seqs.cbegin(), seqs.cend());
+    });
     connect(&store, &PromptStore::promptsChanged, this, &PromptListModel::takeChanges);
     connect(&store, &PromptStore::filterChanged, this, &PromptListModel::rebuild);
     connect(&store, &PromptStore::searchTextChanged, this, &PromptListModel::followSearch);

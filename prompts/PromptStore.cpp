@@ -158,20 +158,19 @@ void PromptStore::markSessionEnded(const QString& sessionId) {
     const SequenceIndex<QString>::Seqs* seqs = seqsBySession.find(sessionId);
     if (!seqs)
         return;
-    // Prompts already marked count again but do not change. The numbers are
-    // copied first: a receiver of a change may change the indexes.
-    const std::vector<quint64> sessionSeqs(seqs->crbegin(), seqs->crend());
+    // Prompts already marked count again but do not change.
     logger(LogCategory::promptStore)
         .info("Marked %ld prompts as ended for session %{public}s",
-              {long(sessionSeqs.size()), sessionId});
-    bool isAnyChanged = false;
-    for (const quint64 seq : sessionSeqs)
-        if (const PromptItem* item = promptList.setSessionEnded(seq)) {
-            isAnyChanged = true;
-            emit promptChanged(*item, seq);
-        }
-    if (isAnyChanged)
-        promptsDidChange();
+              {long(seqs->size()), sessionId});
+    QList<quint64> ended;
+    ended.reserve(seqs->size());
+    for (auto it = seqs->crbegin(); it != seqs->crend(); ++it)
+        if (promptList.setSessionEnded(*it))
+            ended.append(*it);
+    if (ended.isEmpty())
+        return;
+    emit promptsEnded(ended);
+    promptsDidChange();
 }
 
 void PromptStore::reserve(qsizetype count) {

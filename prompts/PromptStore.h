@@ -23,8 +23,9 @@ namespace zor {
 // Observation: `prompts` is a PromptList, a snapshot that costs next to
 // nothing to copy or keep (see PromptList.h). Each prompt held has a sequence
 // number, which grows with every addition and orders the list: views keep
-// their rows by it. promptAdded (the item is now first), promptRemoved and
-// promptChanged (its ended flag was set) follow each change as it happens;
+// their rows by it. promptAdded (the item is now first) and promptRemoved
+// follow each change as it happens, promptsEnded (the prompts whose ended
+// flag a session's end set, newest first) each session's end;
 // promptsChanged() follows every operation that changed the prompts, once, or
 // every batch of operations between beginChanges() and endChanges(). Views
 // gather the single changes and show them at promptsChanged(), so that a sync
@@ -126,7 +127,7 @@ signals:
     void promptsChanged();
     void promptAdded(const zor::PromptItem& item, quint64 seq);
     void promptRemoved(const zor::PromptItem& item, quint64 seq);
-    void promptChanged(const zor::PromptItem& item, quint64 seq);
+    void promptsEnded(const QList<quint64>& seqs);
     void highlightedPromptIdChanged();
     void scrollToPromptIdChanged();
     void filterChanged();

@@ -1,8 +1,10 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
+#include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
 
+#include <QAbstractItemModelTester>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
@@ -203,8 +205,10 @@ private slots:
                 [&](const PromptItem& item) { sees("added", item); });
         connect(&store, &PromptStore::promptRemoved, this,
                 [&](const PromptItem& item) { sees("removed", item); });
-        connect(&store, &PromptStore::promptChanged, this,
-                [&](const PromptItem& item) { sees("changed", item); });
+        connect(&store, &PromptStore::promptsEnded, this, [&](const QList<quint64>& seqs) {
+            for (const quint64 seq : seqs)
+                sees("changed", *store.promptWithSeq(seq));
+        });
         connect(&store, &PromptStore::promptsChanged, this, [&] { seen.append("list"); });
 
         store.addPrompt(uuid(1), "s1", "/p", file("/a"), false);
@@ -229,23 +233,30 @@ private slots:
                                     "removed s2 held=0 ended=0 first=0 count=1", "list"}));
     }
 
-    // A receiver may change the store while the session's changes go out: a
-    // prompt it removed is not reported as changed afterwards.
-    void sessionEndSurvivesAReceiverThatRemoves() {
+    // A session's end reports its prompts at once, newest first, once all are
+    // marked; a receiver may change the store then, and the list copes.
+    void sessionEndReportsItsPromptsAtOnce() {
         PromptStore store;
+        PromptListModel list(store);
+        QAbstractItemModelTester tester(&list,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
         for (int n = 10; n <= 12; ++n)
             store.addPrompt(uuid(n), "s", "/p", file(QStringLiteral("/f%1").arg(n)), false);
-        QList<QUuid> changed;
-        connect(&store, &PromptStore::promptChanged, this, [&](const PromptItem& item) {
-            changed.append(item.id);
-            QVERIFY(item.sessionEnded);
+        QList<QUuid> ended;
+        connect(&store, &PromptStore::promptsEnded, this, [&](const QList<quint64>& seqs) {
+            for (const quint64 seq : seqs) {
+                ended.append(store.promptWithSeq(seq)->id);
+                QVERIFY(store.promptWithSeq(seq)->sessionEnded);
+            }
             store.removePrompt(uuid(11));
         });
+        QSignalSpy rowsChanged(&list, &QAbstractItemModel::dataChanged);
         store.markSessionEnded("s");
-        QCOMPARE(changed, (QList<QUuid>{uuid(12), uuid(10)}));
-        QCOMPARE(store.prompts().size(), 2);
-        for (const PromptItem& item : store.prompts())
-            QVERIFY(item.sessionEnded);
+        QCOMPARE(ended, (QList<QUuid>{uuid(12), uuid(11), uuid(10)}));
+        QCOMPARE(list.count(), 2);
+        QCOMPARE(rowsChanged.count(), 1);
+        for (int row = 0; row < list.count(); ++row)
+            QVERIFY(list.index(row).data(PromptListModel::sessionEndedRole).toBool());
     }
 
     // Any use off the main thread stops the process; checked in a child process.
