@@ -12,7 +12,10 @@ namespace zor {
 PromptsSidebarModel::PromptsSidebarModel(QObject* parent)
     : QAbstractListModel(parent) {
     // The selected entry moves with any change of the rows; a change that
-    // leaves it in place is told too, which costs the view nothing.
+    // leaves it in place is told too, which costs the view nothing. The data
+    // changes are needed: a ListView moves its current index itself after
+    // rows come in above it, and only the "All" row's change, which ends
+    // every batch, binds it back to the selected entry.
     connect(this, &QAbstractItemModel::dataChanged, this, &PromptsSidebarModel::selectedRowChanged);
     connect(this, &QAbstractItemModel::rowsInserted, this,
             &PromptsSidebarModel::selectedRowChanged);
