@@ -52,7 +52,6 @@ public:
     // Whether it follows the store. One that no view shows need not: it
     // holds no rows and takes no changes, and catches up in one reset when
     // it is made active again. Active from the start.
-    bool isActive() const { return isFollowing; }
     void setActive(bool isActive);
     SidebarGrouping grouping() const { return currentGrouping; }
     void setGrouping(SidebarGrouping grouping);
