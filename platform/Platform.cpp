@@ -176,8 +176,7 @@ bool platformPrefersSoftwareDrawing() {
 #ifdef Q_OS_MACOS
     return false;
 #else
-    static const bool isPreferred = !hasGraphicsDevice();
-    return isPreferred;
+    return !hasGraphicsDevice();
 #endif
 }
 
