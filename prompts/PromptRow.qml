@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import Zor
 
 // One pending prompt: what was denied to which process, and the decisions.
@@ -99,10 +100,10 @@ Rectangle {
         // Its keys, which reach it from the list, or why it is closed.
         Accessible.description: row.decider.accessibleDescription(decision, row.shortcutTexts[decision],
                                                                   row.sessionEnded, row.isProcessing)
-        ToolTip.visible: hovered
-        ToolTip.delay: 600
+        T.ToolTip.visible: hovered
+        T.ToolTip.delay: 600
         // Made when shown: most buttons never are.
-        ToolTip.text: hovered ? Accessible.description : ""
+        T.ToolTip.text: hovered ? Accessible.description : ""
         onClicked: row.decider.decide(row.promptId, decision)
 
         // Open: filled. Closed: only an outline, and the text the row's secondary.

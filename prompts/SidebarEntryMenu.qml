@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import Zor
 
 // The context menu of the sidebar's entries, on the entry it was opened for.
@@ -33,9 +34,9 @@ Menu {
         height: visible ? implicitHeight : 0
         // Shown where it cannot work, disabled, with the reason.
         enabled: visible && entryMenu.actions.isAuditLogsAvailable
-        ToolTip.visible: !enabled && unavailableHover.hovered
-        ToolTip.text: entryMenu.actions.auditLogsUnavailableReason
-        ToolTip.delay: 600
+        T.ToolTip.visible: !enabled && unavailableHover.hovered
+        T.ToolTip.text: entryMenu.actions.auditLogsUnavailableReason
+        T.ToolTip.delay: 600
         Accessible.description: entryMenu.actions.auditLogsUnavailableReason
         onTriggered: entryMenu.actions.openAuditLogs()
 

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
 
@@ -97,9 +98,10 @@ Rectangle {
         id: hover
     }
 
-    ToolTip.visible: hover.hovered && tooltip.length > 0
-    ToolTip.delay: 600
-    ToolTip.text: tooltip
+    // Attached from the template, so the style's tool tip is read only when one shows.
+    T.ToolTip.visible: hover.hovered && tooltip.length > 0
+    T.ToolTip.delay: 600
+    T.ToolTip.text: tooltip
 
     TapHandler {
         onTapped: row.clicked()

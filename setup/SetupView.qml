@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
 
@@ -60,11 +61,11 @@ Control {
         enabled: view.repairs.hasServiceManager
         // Closed, it reads as closed.
         palette.buttonText: enabled ? textColor : SetupTheme.readableOnButton(SetupTheme.secondaryText)
-        ToolTip.visible: !enabled && unavailableHover.hovered
-        ToolTip.text: "Not available on this system: it has no service manager."
+        T.ToolTip.visible: !enabled && unavailableHover.hovered
+        T.ToolTip.text: "Not available on this system: it has no service manager."
         // Closed, assistive tools say why.
-        Accessible.description: enabled ? "" : ToolTip.text
-        ToolTip.delay: 600
+        Accessible.description: enabled ? "" : T.ToolTip.text
+        T.ToolTip.delay: 600
 
         // A disabled button sees no hover of its own; its handler does.
         HoverHandler {

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls as Controls
+import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
 
@@ -81,9 +82,10 @@ Rectangle {
                 Layout.preferredWidth: 28
                 Layout.preferredHeight: 28
                 Accessible.name: "Main menu"
-                Controls.ToolTip.text: Accessible.name
-                Controls.ToolTip.visible: hovered
-                Controls.ToolTip.delay: 500
+                // Attached from the template, so the style's tool tip is read only when one shows.
+                T.ToolTip.text: Accessible.name
+                T.ToolTip.visible: hovered
+                T.ToolTip.delay: 500
                 onClicked: mainMenu.open()
 
                 // Three bars, drawn rather than taken from a font that may lack them.

@@ -304,6 +304,30 @@ private slots:
         }
     }
 
+    // Hovering an entry shows the style's tool tip with the entry's text,
+    // though the window reads the style's tool tip only once one shows.
+    void aToolTipShowsOnHover() {
+        Rig rig;
+        QQuickItem* policyEntry = nullptr;
+        for (QQuickItem* entry : rig.sidebarEntries())
+            if (!entry->property("tooltip").toString().isEmpty())
+                policyEntry = entry;
+        QVERIFY(policyEntry);
+        const QString text = policyEntry->property("tooltip").toString();
+        rig.window->grabWindow();
+        const QPointF centre(policyEntry->width() / 2, policyEntry->height() / 2);
+        QTest::mouseMove(rig.window, policyEntry->mapToScene(centre).toPoint());
+        const auto isTipShown = [&] {
+            QList<QQuickItem*> items{rig.window->contentItem()};
+            for (qsizetype i = 0; i < items.size(); ++i)
+                items.append(items[i]->childItems());
+            return std::any_of(items.cbegin(), items.cend(), [&](QQuickItem* item) {
+                return item->inherits("QQuickPopupItem") && isTextShown(item, text);
+            });
+        };
+        QVERIFY(QTest::qWaitFor(isTipShown, 3000));
+    }
+
     // The search narrows the list to what it finds, on the screen as in the
     // store; Escape clears it, and so does a link.
     void searchNarrowsTheList() {
