@@ -21,56 +21,50 @@ Item {
             menu.popup(entry, x, y);
     }
 
-    ScrollView {
-        id: scroller
+    ListView {
+        id: entries
 
+        objectName: "sidebarEntries"
         anchors.fill: parent
-        ScrollBar.vertical.policy: ScrollBar.AsNeeded
-        ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+        model: sidebar.model
+        spacing: 0
+        leftMargin: 10
+        rightMargin: 10
+        boundsBehavior: Flickable.StopAtBounds
+        keyNavigationEnabled: false
+        activeFocusOnTab: true
+        // The keyboard's focus is on the selected entry, where a screen
+        // reader follows it.
+        currentIndex: sidebar.model.selectedRow
+        Accessible.role: Accessible.List
+        Accessible.name: sidebar.title
+        // Screen readers walk the entries in the order they are shown.
+        ReadingOrder.isKept: true
+        ScrollBar.vertical: ScrollBar {}
 
-        ListView {
-            id: entries
+        Keys.onPressed: (event) => { event.accepted = sidebar.model.handleKey(event.key, event.modifiers); }
 
-            objectName: "sidebarEntries"
-            model: sidebar.model
-            spacing: 0
-            leftMargin: 10
-            rightMargin: 10
-            boundsBehavior: Flickable.StopAtBounds
-            keyNavigationEnabled: false
-            activeFocusOnTab: true
-            // The keyboard's focus is on the selected entry, where a screen
-            // reader follows it.
-            currentIndex: sidebar.model.selectedRow
-            Accessible.role: Accessible.List
-            Accessible.name: sidebar.title
-            // Screen readers walk the entries in the order they are shown.
-            ReadingOrder.isKept: true
+        delegate: SidebarRow {
+            id: entry
 
-            Keys.onPressed: (event) => { event.accepted = sidebar.model.handleKey(event.key, event.modifiers); }
+            required property int index
 
-            delegate: SidebarRow {
-                id: entry
+            width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
+            onClicked: sidebar.model.select(index)
+            onContextMenuRequested: (x, y) => sidebar.openMenu(index, entry, x, y)
+        }
 
-                required property int index
+        Connections {
+            target: entries.model
 
-                width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
-                onClicked: sidebar.model.select(index)
-                onContextMenuRequested: (x, y) => sidebar.openMenu(index, entry, x, y)
+            function onKeepRowInView(row) {
+                entries.positionViewAtIndex(row, ListView.Contain);
             }
-
-            Connections {
-                target: entries.model
-
-                function onKeepRowInView(row) {
-                    entries.positionViewAtIndex(row, ListView.Contain);
-                }
-                function onMenuRequested(row) {
-                    entries.positionViewAtIndex(row, ListView.Contain);
-                    const entry = entries.itemAtIndex(row);
-                    if (entry)
-                        sidebar.openMenu(row, entry, entry.width / 2, entry.height / 2);
-                }
+            function onMenuRequested(row) {
+                entries.positionViewAtIndex(row, ListView.Contain);
+                const entry = entries.itemAtIndex(row);
+                if (entry)
+                    sidebar.openMenu(row, entry, entry.width / 2, entry.height / 2);
             }
         }
     }
