@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import Zor
 
 // The app's one window: the tab sidebar, and beside it the detail pane that
@@ -117,7 +118,10 @@ ApplicationWindow {
         }
     }
 
-    SplitView {
+    // The template: the style's split view adds only a handle and a size from
+    // its content; this one draws its own and fills the window, so the style's
+    // file need not be read at launch.
+    T.SplitView {
         id: split
 
         anchors.fill: parent
@@ -132,8 +136,8 @@ ApplicationWindow {
             id: sidebar
 
             objectName: "sidebar"
-            SplitView.minimumWidth: window.splitController.sidebarMinimumWidth
-            SplitView.preferredWidth: window.splitController.sidebarMinimumWidth
+            T.SplitView.minimumWidth: window.splitController.sidebarMinimumWidth
+            T.SplitView.preferredWidth: window.splitController.sidebarMinimumWidth
             appState: window.appState
             serviceMonitor: window.serviceMonitor
             serviceRepairs: window.serviceRepairs
@@ -151,11 +155,11 @@ ApplicationWindow {
             id: detail
 
             objectName: "detailPane"
-            SplitView.fillWidth: true
+            T.SplitView.fillWidth: true
             // Never wider than what the window leaves it: while the window
             // grows back from the sidebar alone, the pane takes the rest
             // rather than running off the edge.
-            SplitView.minimumWidth: window.splitController.canDetailCollapse
+            T.SplitView.minimumWidth: window.splitController.canDetailCollapse
                                     ? 0 : Math.min(window.splitController.detailMinimumWidth,
                                                    window.width - sidebar.width
                                                    - window.dividerThickness)
