@@ -9,9 +9,9 @@
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptRowMenu.h"
-#include "prompts/PromptsSidebarModel.h"
 #include "prompts/PromptsViewModel.h"
 #include "prompts/SidebarEntryActions.h"
+#include "prompts/SidebarModels.h"
 #include "setup/ServiceMonitor.h"
 #include "setup/ServiceRepairs.h"
 #include "window/MainSplitViewController.h"
@@ -54,21 +54,7 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     auto* promptsViewModel =
         new PromptsViewModel(store, *promptListModel, *decider, *groupDecision, this);
     auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
-    auto* policiesSidebarModel = new PromptsSidebarModel(this);
-    policiesSidebarModel->setGrouping(SidebarGrouping::policy);
-    policiesSidebarModel->setStore(&store);
-    auto* sessionsSidebarModel = new PromptsSidebarModel(this);
-    sessionsSidebarModel->setGrouping(SidebarGrouping::session);
-    // The sidebar shows the sessions' entries on their tab and the policies'
-    // on the others; the one not shown need not follow each change.
-    const auto followTab = [state = &appState, policiesSidebarModel, sessionsSidebarModel] {
-        const bool isSessions = state->selectedTab() == AppTab::sessions;
-        policiesSidebarModel->setActive(!isSessions);
-        sessionsSidebarModel->setActive(isSessions);
-    };
-    followTab();
-    sessionsSidebarModel->setStore(&store);
-    connect(&appState, &AppState::selectedTabChanged, this, followTab);
+    auto* sidebarModels = new SidebarModels(appState, this);
     auto* sidebarEntryActions = new SidebarEntryActions(
         services.workspace, services.clipboard, services.commandLineToolPath, QDir::tempPath(),
         store, *groupDecision, this);
@@ -89,8 +75,7 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
          {QStringLiteral("groupDecision"), QVariant::fromValue(groupDecision)},
          {QStringLiteral("promptsViewModel"), QVariant::fromValue(promptsViewModel)},
          {QStringLiteral("promptRowMenu"), QVariant::fromValue(promptRowMenu)},
-         {QStringLiteral("policiesSidebarModel"), QVariant::fromValue(policiesSidebarModel)},
-         {QStringLiteral("sessionsSidebarModel"), QVariant::fromValue(sessionsSidebarModel)},
+         {QStringLiteral("sidebarModels"), QVariant::fromValue(sidebarModels)},
          {QStringLiteral("sidebarEntryActions"), QVariant::fromValue(sidebarEntryActions)},
          {QStringLiteral("liveRegion"), QVariant::fromValue(services.liveRegion)},
          {QStringLiteral("hasMainMenu"), !services.windowChrome.hasSystemMenuBar()}});

@@ -19,8 +19,7 @@ ApplicationWindow {
     required property GroupDecision groupDecision
     required property PromptsViewModel promptsViewModel
     required property PromptRowMenu promptRowMenu
-    required property PromptsSidebarModel policiesSidebarModel
-    required property PromptsSidebarModel sessionsSidebarModel
+    required property SidebarModels sidebarModels
     required property SidebarEntryActions sidebarEntryActions
     // Null where the system announces by itself.
     required property QtObject liveRegion
@@ -142,8 +141,7 @@ ApplicationWindow {
             serviceMonitor: window.serviceMonitor
             serviceRepairs: window.serviceRepairs
             leadingPadding: window.tabRowLeadingPadding
-            policiesSidebarModel: window.policiesSidebarModel
-            sessionsSidebarModel: window.sessionsSidebarModel
+            sidebarModels: window.sidebarModels
             sidebarEntryActions: window.sidebarEntryActions
             hasMainMenu: window.hasMainMenu
             quitAction: quitAction

@@ -12,9 +12,8 @@ Rectangle {
     required property QtObject appState
     required property ServiceMonitor serviceMonitor
     required property ServiceRepairs serviceRepairs
-    // The prompts sidebar's entries on the policies and on the sessions tab.
-    required property PromptsSidebarModel policiesSidebarModel
-    required property PromptsSidebarModel sessionsSidebarModel
+    // The prompts sidebar's entries, those the selected tab shows.
+    required property SidebarModels sidebarModels
     required property SidebarEntryActions sidebarEntryActions
     // The room left at the row's leading end for the window's own buttons.
     required property real leadingPadding
@@ -141,13 +140,11 @@ Rectangle {
             }
 
             PromptsSidebar {
-                readonly property bool isSessions: sidebar.appState.selectedTab === AppState.AppTab.sessions
-
                 objectName: "promptsSidebar"
                 anchors.fill: parent
                 visible: !sidebar.isSetupSelected
-                model: isSessions ? sidebar.sessionsSidebarModel : sidebar.policiesSidebarModel
-                title: isSessions ? "Sessions" : "Policies"
+                model: sidebar.sidebarModels.shown
+                title: sidebar.sidebarModels.shownTitle
                 actions: sidebar.sidebarEntryActions
             }
         }

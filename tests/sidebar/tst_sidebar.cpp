@@ -2,12 +2,14 @@
 #include "FakePlatform.h"
 #include "LogCapture.h"
 #include "ShownText.h"
+#include "prompts/AppState.h"
 #include "prompts/GroupDecision.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
 #include "prompts/SidebarEntryActions.h"
+#include "prompts/SidebarModels.h"
 #include "window/qml/QuickViews.h"
 
 #include <QAbstractItemModelTester>
@@ -217,6 +219,44 @@ private slots:
         store.removePrompt(removed);
         store.addPrompt("s4", "/q/policy.yml", fileDenial("/e"));
         QCOMPARE(view.rows, rebuiltRows(store, SidebarGrouping::session));
+    }
+
+    // The tab decides which entries show: the sessions' on the sessions tab,
+    // the policies' on the others. The one shown follows the store, the
+    // other holds nothing; each switch is one change of the shown model.
+    void theTabPicksTheShownModel() {
+        using AppTab = AppState::AppTab;
+        AppState appState;
+        PromptStore& store = *appState.promptStore();
+        store.addPrompt("s1", "/p/policy.yml", fileDenial("/a"));
+        SidebarModels models(appState);
+        QSignalSpy switches(&models, &SidebarModels::shownChanged);
+        struct Step {
+            AppTab tab;
+            SidebarGrouping grouping;
+            QString title;
+            qsizetype switchesSoFar;
+        };
+        const QList<Step> steps{{AppTab::policies, SidebarGrouping::policy, "Policies", 0},
+                                {AppTab::sessions, SidebarGrouping::session, "Sessions", 1},
+                                {AppTab::setup, SidebarGrouping::policy, "Policies", 2},
+                                {AppTab::policies, SidebarGrouping::policy, "Policies", 2},
+                                {AppTab::sessions, SidebarGrouping::session, "Sessions", 3}};
+        QList<PromptsSidebarModel*> seen;
+        for (const Step& step : steps) {
+            appState.setSelectedTab(step.tab);
+            store.addPrompt("s2", "/q/policy.yml", fileDenial("/b" + QString::number(seen.size())));
+            PromptsSidebarModel* shown = models.shown();
+            if (!seen.contains(shown))
+                seen.append(shown);
+            QCOMPARE(shown->grouping(), step.grouping);
+            QCOMPARE(models.shownTitle(), step.title);
+            QCOMPARE(switches.count(), step.switchesSoFar);
+            QCOMPARE(Mirror(*shown).rows, rebuiltRows(store, step.grouping));
+        }
+        QCOMPARE(seen.size(), 2);
+        // The policies' model, out of sight on the sessions tab.
+        QCOMPARE(seen.first()->rowCount(), 0);
     }
 
     // One menu for all entries: the items of the entry it opened for, acting on

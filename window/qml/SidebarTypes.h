@@ -4,6 +4,7 @@
 
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SidebarEntryActions.h"
+#include "prompts/SidebarModels.h"
 
 #include <QtQml/qqml.h>
 
@@ -13,6 +14,13 @@ struct PromptsSidebarModelForeign {
     Q_GADGET
     QML_FOREIGN(zor::PromptsSidebarModel)
     QML_NAMED_ELEMENT(PromptsSidebarModel)
+    QML_UNCREATABLE("The sidebar's models are created with the main window")
+};
+
+struct SidebarModelsForeign {
+    Q_GADGET
+    QML_FOREIGN(zor::SidebarModels)
+    QML_NAMED_ELEMENT(SidebarModels)
     QML_UNCREATABLE("The sidebar's models are created with the main window")
 };
 
