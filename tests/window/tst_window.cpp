@@ -10,6 +10,7 @@
 #include "window/MainWindow.h"
 #include "window/qml/ColorContrast.h"
 #include "window/qml/QuickViews.h"
+#include "window/qml/SetupTheme.h"
 
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -60,6 +61,7 @@ QQuickItem* findItem(QQuickWindow* window, const char* objectName) {
 }
 
 using qml::ColorContrast;
+using qml::SetupTheme;
 
 // The colour that covers most of `area` of the picture: a background.
 QColor dominantColour(const QImage& image, const QRect& area) {
@@ -250,6 +252,42 @@ private slots:
         QTest::qWait(50); // the row icons paint on a later frame
         const QStringList failures = contrastFailures(window);
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n"))));
+    }
+
+    // The theme follows the application's palette as it changes. In either,
+    // a row's colours read on its three backgrounds, and the decisions' texts
+    // on their fills.
+    void themeFollowsThePalette() {
+        const QPalette lightPalette = QGuiApplication::palette();
+        const auto restore =
+            qScopeGuard([&lightPalette] { QGuiApplication::setPalette(lightPalette); });
+        SetupTheme theme;
+        QSignalSpy changes(&theme, &SetupTheme::changed);
+        QSignalSpy systemChanges(theme.system(), &qml::SystemColors::changed);
+        for (const QPalette& palette : {darkPalette(), lightPalette}) {
+            QGuiApplication::setPalette(palette);
+            QVERIFY(!changes.isEmpty() && !systemChanges.isEmpty());
+            changes.clear();
+            systemChanges.clear();
+            const QColor window = palette.color(QPalette::Active, QPalette::Window);
+            QCOMPARE(theme.isDark(), window.lightnessF() < 0.5);
+            QCOMPARE(theme.windowBackground(), window);
+            QCOMPARE(theme.system()->base(), palette.color(QPalette::Active, QPalette::Base));
+            const QColor rows[] = {palette.color(QPalette::Active, QPalette::Base),
+                                   theme.rowHighlight(), theme.rowSelection()};
+            for (const QColor& row : rows) {
+                QVERIFY(ColorContrast::ratio(theme.rowSecondaryText(), row) >=
+                        ColorContrast::kText);
+                for (const QColor& mark : {theme.rowSeparator(), theme.rowGlyph(),
+                                           theme.allowOutline(), theme.denyOutline()})
+                    QVERIFY(ColorContrast::ratio(mark, row) >= ColorContrast::kMark);
+            }
+            QVERIFY(ColorContrast::ratio(theme.allowFillText(), theme.allowFill()) >=
+                    ColorContrast::kText);
+            QVERIFY(ColorContrast::ratio(theme.denyFillText(), theme.denyFill()) >=
+                    ColorContrast::kText);
+        }
+        QVERIFY(!theme.isDark());
     }
 
     void splitFollowsTheTab_data() {

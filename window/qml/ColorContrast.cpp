@@ -1,9 +1,7 @@
 #include "window/qml/ColorContrast.h"
 
-#include <QGuiApplication>
 #include <QHashFunctions>
 #include <QMutex>
-#include <QPalette>
 #include <algorithm>
 #include <cmath>
 #include <unordered_map>
@@ -23,19 +21,7 @@ double luminance(const QColor& color) {
 } // namespace
 
 ColorContrast::ColorContrast(QObject* parent)
-    : QObject(parent) {
-    qGuiApp->installEventFilter(this);
-}
-
-bool ColorContrast::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == qGuiApp && event->type() == QEvent::ApplicationPaletteChange)
-        emit paletteChanged();
-    return false;
-}
-
-QColor ColorContrast::paletteLink() {
-    return QGuiApplication::palette().color(QPalette::Link);
-}
+    : QObject(parent) {}
 
 QColor ColorContrast::flatten(const QColor& color, const QColor& background) {
     const double alpha = color.alphaF();

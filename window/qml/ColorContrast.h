@@ -16,8 +16,6 @@ class ColorContrast : public QObject {
     QML_SINGLETON
     Q_PROPERTY(double textRatio MEMBER kText CONSTANT)
     Q_PROPERTY(double markRatio MEMBER kMark CONSTANT)
-    // The palette's link colour, which SystemPalette does not offer.
-    Q_PROPERTY(QColor paletteLink READ paletteLink NOTIFY paletteChanged)
 
 public:
     explicit ColorContrast(QObject* parent = nullptr);
@@ -36,14 +34,6 @@ public:
                                       double minimum);
     // Black or white, whichever reads better on the background.
     Q_INVOKABLE static QColor textOn(const QColor& background);
-
-    static QColor paletteLink();
-
-signals:
-    void paletteChanged();
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     static QColor reach(const QColor& color, const QColor& background, double minimum);
