@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
 
@@ -7,7 +8,7 @@ import Zor
 Menu {
     id: mainMenu
 
-    required property Action quitAction
+    required property T.Action quitAction
     required property string quitKeys
 
     objectName: "mainMenu"

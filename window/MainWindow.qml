@@ -64,8 +64,9 @@ ApplicationWindow {
 
     // Ctrl+Q and the main menu's Quit. On macOS, where Ctrl stands for
     // Command, the menu bar's Quit takes the keys first and ends the app the
-    // same way. Not the desktop's Quit keys: some desktops have none.
-    Action {
+    // same way. Not the desktop's Quit keys: some desktops have none. The
+    // template's action, as the style's adds nothing to it.
+    T.Action {
         id: quitAction
 
         text: "Quit Zor"

@@ -19,7 +19,7 @@ Rectangle {
     required property real leadingPadding
     // The app's menu at the row's trailing end, and what it offers.
     required property bool hasMainMenu
-    required property Controls.Action quitAction
+    required property T.Action quitAction
     required property string quitKeys
     // The setup screen is made once this holds: after the window's first
     // frame, which does not show it, so that its first checks run at launch.
