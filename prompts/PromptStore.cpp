@@ -155,7 +155,7 @@ void PromptStore::removePrompt(const QUuid& id) {
 
 void PromptStore::markSessionEnded(const QString& sessionId) {
     requireMainThread("PromptStore::markSessionEnded");
-    const SequenceIndex<QString>::Seqs* seqs = seqsBySession.find(sessionId);
+    const SeqList* seqs = seqsBySession.find(sessionId);
     if (!seqs)
         return;
     // Prompts already marked count again but do not change.
@@ -199,7 +199,7 @@ void PromptStore::promptsDidChange() {
         emit promptsChanged();
 }
 
-PromptList PromptStore::promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const {
+PromptList PromptStore::promptsWithSeqs(const SeqList* seqs) const {
     PromptList list;
     if (seqs)
         for (const quint64 seq : *seqs)
@@ -245,7 +245,7 @@ PromptList PromptStore::filteredPrompts() const {
 
 std::vector<quint64> PromptStore::filteredSeqs() const {
     requireMainThread("PromptStore::filteredSeqs");
-    const SequenceIndex<QString>::Seqs* seqs = nullptr;
+    const SeqList* seqs = nullptr;
     switch (currentFilter.kind()) {
     case PromptFilter::Kind::policy:
         seqs = seqsByPolicy.find(*currentFilter.policyPath());

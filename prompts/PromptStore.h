@@ -142,15 +142,15 @@ private:
     // Takes the prompt out of the list and every index; the hash of its key
     // when the caller has it.
     PromptItem take(quint64 seq, std::optional<size_t> knownKeyHash = std::nullopt);
-    PromptList promptsWithSeqs(const SequenceIndex<QString>::Seqs* seqs) const;
+    PromptList promptsWithSeqs(const SeqList* seqs) const;
     // Reports the prompts' change now, or at the end of the batch.
     void promptsDidChange();
 
     PromptList promptList;
     quint64 lastSeq = 0;
     SequenceIndex<QUuid> seqsById;
-    SequenceIndex<QString> seqsByPolicy;
-    SequenceIndex<QString> seqsBySession;
+    SequenceIndex<QString, SeqList> seqsByPolicy;
+    SequenceIndex<QString, SeqList> seqsBySession;
     // By the hash of the de-duplication key, which is long: holding the keys
     // themselves would cost more than the rest of a prompt. A key has one
     // prompt at most; a hash may have more when keys collide.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "prompts/SeqList.h"
+
 #include <QHash>
 #include <QList>
 #include <QVarLengthArray>
@@ -11,10 +13,12 @@
 namespace zor {
 
 // The sequence numbers of the prompts that share a key, oldest first. New
-// numbers always exceed the held ones, so adding is an append.
-template <typename Key> class SequenceIndex {
+// numbers always exceed the held ones, so adding is an append. Keys that hold
+// one number or a few keep them in a plain array; keys that may hold many, as
+// a policy file or a session does, in a SeqList.
+template <typename Key, typename SeqsType = QVarLengthArray<quint64, 1>> class SequenceIndex {
 public:
-    using Seqs = QVarLengthArray<quint64, 1>;
+    using Seqs = SeqsType;
 
     // The key as held, which a copy can share instead of keeping its own.
     const Key& insert(const Key& key, quint64 seq) {
@@ -31,11 +35,7 @@ public:
         if (it == seqsByKey.end())
             return;
         Seqs& seqs = it.value();
-        const auto found = std::lower_bound(seqs.begin(), seqs.end(), seq);
-        if (found == seqs.end() || *found != seq)
-            return;
-        seqs.erase(found);
-        if (seqs.isEmpty())
+        if (removeSeq(seqs, seq) && seqs.isEmpty())
             seqsByKey.erase(it);
     }
 
@@ -75,6 +75,15 @@ public:
     }
 
 private:
+    static bool removeSeq(QVarLengthArray<quint64, 1>& seqs, quint64 seq) {
+        const auto found = std::lower_bound(seqs.begin(), seqs.end(), seq);
+        if (found == seqs.end() || *found != seq)
+            return false;
+        seqs.erase(found);
+        return true;
+    }
+    static bool removeSeq(SeqList& seqs, quint64 seq) { return seqs.remove(seq); }
+
     QHash<Key, Seqs> seqsByKey;
 };
 

@@ -3,12 +3,14 @@
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
+#include "prompts/SeqList.h"
 
 #include <QAbstractItemModelTester>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <set>
 
 using namespace zor;
 using namespace zor::testing;
@@ -273,6 +275,37 @@ private slots:
         QVERIFY2(child.hasCrashed, child.output.constData());
         QVERIFY2(child.output.contains("PromptStore::addPrompt must be called on the main thread"),
                  child.output.constData());
+    }
+
+    // A group's numbers under random appends and removals, the newest and
+    // absent ones included: both ways through, its size and its newest agree
+    // with a plain set after every step.
+    void seqListAgreesWithASet() {
+        QRandomGenerator random(7);
+        SeqList seqs;
+        std::set<quint64> reference;
+        quint64 next = 1;
+        for (int step = 0; step < 4000; ++step) {
+            const int choice = random.bounded(10);
+            if (choice < 4 || reference.empty()) {
+                seqs.append(next);
+                reference.insert(next++);
+            } else if (choice < 5) {
+                const quint64 newest = *reference.rbegin();
+                QVERIFY(seqs.remove(newest));
+                reference.erase(newest);
+            } else {
+                const quint64 seq = 1 + random.bounded(quint32(next));
+                QCOMPARE(seqs.remove(seq), reference.erase(seq) == 1);
+            }
+            QCOMPARE(seqs.size(), qsizetype(reference.size()));
+            QCOMPARE(seqs.isEmpty(), reference.empty());
+            if (!reference.empty())
+                QCOMPARE(seqs.last(), *reference.rbegin());
+            QVERIFY(std::equal(seqs.cbegin(), seqs.cend(), reference.cbegin(), reference.cend()));
+            QVERIFY(
+                std::equal(seqs.crbegin(), seqs.crend(), reference.crbegin(), reference.crend()));
+        }
     }
 
     // Random operations against the plain reference, which must agree after
