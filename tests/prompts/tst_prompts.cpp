@@ -277,6 +277,16 @@ private slots:
                  child.output.constData());
     }
 
+    // A request is the same when its key reads the same, though colons in
+    // the policy path and the target split it differently.
+    void keysThatReadTheSameAreOneRequest() {
+        PromptStore store;
+        store.addPrompt(uuid(1), "s", "/p:file:/a", file("/b"), false);
+        store.addPrompt(uuid(2), "s", "/p", file("/a:file:/b", "read"), false);
+        QCOMPARE(store.prompts().size(), 1);
+        QCOMPARE(store.prompts().first().id, uuid(2));
+    }
+
     // A group's numbers under random appends and removals, the newest and
     // absent ones included: both ways through, its size and its newest agree
     // with a plain set after every step.
@@ -332,7 +342,10 @@ private slots:
                 const QUuid id = random.bounded(8) == 0 && !knownIds.isEmpty()
                                      ? knownIds[random.bounded(knownIds.size())]
                                      : uuid(step);
-                const Denial denial = file(QStringLiteral("/f%1").arg(random.bounded(150)));
+                // Another operation on the same file is the same request.
+                const Denial denial =
+                    file(QStringLiteral("/f%1").arg(random.bounded(150)),
+                         random.bounded(2) == 0 ? QStringLiteral("write") : QStringLiteral("read"));
                 const bool ended = random.bounded(4) == 0;
                 store.addPrompt(id, session, policy, denial, ended);
                 reference.add(PromptItem{id, session, policy, denial, {}, ended});
