@@ -92,13 +92,16 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
     // Keys whose parts differ can still be equal, as parts may hold colons.
+    // Most duplicates repeat the whole request, which compares without
+    // writing out the held one's target.
     std::optional<std::pair<PromptItem, quint64>> replaced;
     const size_t hash = keyHash(item.policyPath, typeString, target);
     if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(hash)) {
         const auto held = std::find_if(seqs->cbegin(), seqs->cend(), [&](quint64 heldSeq) {
             const PromptItem& other = *promptList.find(heldSeq);
             return (other.policyPath == item.policyPath &&
-                    other.denial.kind() == item.denial.kind() && other.denial.target() == target) ||
+                    (other.denial == item.denial || (other.denial.kind() == item.denial.kind() &&
+                                                     other.denial.target() == target))) ||
                    other.dedupeKey() == item.dedupeKey();
         });
         if (held != seqs->cend()) {
