@@ -49,14 +49,10 @@ void SystemColors::setPalette(const QPalette& newPalette) {
 }
 
 SetupTheme::SetupTheme(QObject* parent)
-    : SetupTheme(QGuiApplication::palette(), parent) {
-    qGuiApp->installEventFilter(this);
-}
-
-SetupTheme::SetupTheme(const QPalette& palette, QObject* parent)
     : QObject(parent)
     , systemColors(new SystemColors(this)) {
-    setPalette(palette);
+    setPalette(QGuiApplication::palette());
+    qGuiApp->installEventFilter(this);
 }
 
 bool SetupTheme::eventFilter(QObject* watched, QEvent* event) {
@@ -66,7 +62,6 @@ bool SetupTheme::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void SetupTheme::setPalette(const QPalette& palette) {
-    button = palette.color(QPalette::Active, QPalette::Button);
     colors = colorsFor(palette);
     systemColors->setPalette(palette);
     emit changed();
@@ -137,6 +132,7 @@ QColor SetupTheme::readable(const QColor& color, const QColor& background) {
 }
 
 QColor SetupTheme::readableOnButton(const QColor& color) const {
+    const QColor button = systemColors->button();
     return readable(readable(color, lighter(button, 1.4)), darker(button, 1.2));
 }
 

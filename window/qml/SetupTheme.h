@@ -123,8 +123,6 @@ class SetupTheme : public QObject {
 public:
     // Follows the application's palette.
     explicit SetupTheme(QObject* parent = nullptr);
-    // Keeps to `palette`.
-    explicit SetupTheme(const QPalette& palette, QObject* parent = nullptr);
 
     int bodySize() const { return 13; }
     int captionSize() const { return 11; }
@@ -197,7 +195,6 @@ private:
     void setPalette(const QPalette& palette);
 
     SystemColors* systemColors;
-    QColor button;
     Colors colors;
 };
 
