@@ -18,10 +18,12 @@
 #include "platform/IconBadge.h"
 #include "platform/Log.h"
 #include "platform/UserNotifications.h"
+#include "prompts/AppState.h"
 #include "prompts/PromptAttention.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptsSidebarModel.h"
+#include "prompts/SidebarModels.h"
 #include "prompts/WindowPresence.h"
 #include "shared/SerializablePromptItem.h"
 #include "tools/common/FileLog.h"
@@ -98,29 +100,24 @@ public:
     bool isInFront() const override { return false; }
 };
 
-// What follows the store in the app: the prompt list, the sidebar by policy
-// and by session, and the icon's count and notices. As on the app's policies
-// tab, the sidebar by session is not shown and does not follow.
+// The store as the app holds it, on its policies tab, and what follows it
+// there: the prompt list, the sidebar's models, and the icon's count and
+// notices.
 class AppViews {
 public:
-    explicit AppViews(PromptStore& store)
-        : list(store)
-        , attention(store, {systemClock(), system, system, system, system}, {}) {
-        policies.setGrouping(SidebarGrouping::policy);
-        policies.setStore(&store);
-        sessions.setGrouping(SidebarGrouping::session);
-        sessions.setActive(false);
-        sessions.setStore(&store);
-    }
+    AppViews()
+        : list(store())
+        , attention(store(), {systemClock(), system, system, system, system}, {}) {}
 
+    PromptStore& store() { return *appState.promptStore(); }
     const PromptListModel& promptList() const { return list; }
-    const PromptsSidebarModel& policySidebar() const { return policies; }
+    const PromptsSidebarModel& policySidebar() const { return *sidebars.shown(); }
 
 private:
+    AppState appState;
     NoSystem system;
+    SidebarModels sidebars{appState};
     PromptListModel list;
-    PromptsSidebarModel policies;
-    PromptsSidebarModel sessions;
     PromptAttention attention;
 };
 
@@ -271,9 +268,9 @@ struct SyncRun {
 };
 
 SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
-    auto store = std::make_unique<PromptStore>();
-    AppViews views(*store);
-    PromptFeed feed([&store] { return store.get(); }, systemClock());
+    AppViews views;
+    PromptStore& store = views.store();
+    PromptFeed feed([&store] { return &store; }, systemClock());
     QEventLoop loop;
     std::vector<SteadyClock::time_point> beats;
     beats.reserve(10'000);
@@ -303,8 +300,8 @@ SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
     loop.exec();
     decoder.join();
     heartbeat.stop();
-    if (store->prompts().size() != count || views.promptList().count() != count ||
-        views.policySidebar().rowCount() != store->uniquePolicyPaths().size() + 1) {
+    if (store.prompts().size() != count || views.promptList().count() != count ||
+        views.policySidebar().rowCount() != store.uniquePolicyPaths().size() + 1) {
         std::fprintf(stderr, "the sync did not add every prompt\n");
         std::exit(2);
     }
@@ -402,8 +399,8 @@ qint64 statusKb(const char* field) {
 // figures in kB.
 int memoryChild(const QString& path, qsizetype count) {
     tools::FileLog log;
-    PromptStore store;
-    AppViews views(store);
+    AppViews views;
+    PromptStore& store = views.store();
     PromptFeed feed([&store] { return &store; }, systemClock());
     const qint64 emptyKb = statusKb("VmRSS");
     qint64 decodedKb = 0;
@@ -566,8 +563,8 @@ void fill(PromptStore& store, const Scale& scale) {
 // operation, the views' row changes and the log line. The floor is a QHash
 // insert into one holding as many prompts.
 bool benchmarkEvents(const Scale& scale, Figures& figures) {
-    PromptStore store;
-    AppViews views(store);
+    AppViews views;
+    PromptStore& store = views.store();
     fill(store, scale);
     QHash<QUuid, PromptItem> floorHash;
     std::vector<QUuid> floorIds;
@@ -636,8 +633,8 @@ bool benchmarkEvents(const Scale& scale, Figures& figures) {
 // The list's one reset: a filter switch, to one session, one policy or all.
 // The floor is copying as many sequence numbers as the list then shows.
 bool benchmarkFilterSwitch(const Scale& scale) {
-    PromptStore store;
-    AppViews views(store);
+    AppViews views;
+    PromptStore& store = views.store();
     fill(store, scale);
     const PromptFilter filters[] = {PromptFilter::session(sessionId(5)),
                                     PromptFilter::policy(policyPath(3)), PromptFilter::all()};
@@ -669,8 +666,8 @@ bool benchmarkFilterSwitch(const Scale& scale) {
 // The floor is a case-insensitive find of the same text in every prompt's
 // target, kept beside the store.
 bool benchmarkSearch(const Scale& scale) {
-    PromptStore store;
-    AppViews views(store);
+    AppViews views;
+    PromptStore& store = views.store();
     fill(store, scale);
     std::vector<QString> targets;
     for (const PromptItem& item : store.prompts())
