@@ -195,11 +195,9 @@ bool benchmarkViews(int count, double lastRowBudget, double firstRowsBudget) {
                                              .clipboard = prompts.clipboard});
     mainWindow.show();
     QQuickWindow* window = mainWindow.window();
-    if (qEnvironmentVariableIsSet("X_NO_SIDEBAR"))
-        window->findChild<QQuickItem*>(QStringLiteral("sidebarEntries"))
-            ->setProperty("model", QVariant());
-    auto* list = window->findChild<QQuickItem*>(QStringLiteral("promptList"))
-                     ->property("model")
+    // The list's model, there from the start: the list is made after the first frame.
+    auto* list = window->findChild<QQuickItem*>(QStringLiteral("promptsView"))
+                     ->property("listModel")
                      .value<PromptListModel*>();
     std::vector<double> lastRows;
     std::vector<double> frames;
