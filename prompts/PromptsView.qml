@@ -15,32 +15,12 @@ Rectangle {
     required property PromptDecider decider
     required property PromptRowMenu rowMenu
     required property GroupDecision group
+    // The list is made once this holds: after the window's first frame, which
+    // shows no rows yet.
+    required property bool isListMade
 
     objectName: "promptsView"
     color: SetupTheme.system.base
-
-    // On the highlighted prompt, from anywhere in the window while the list shows.
-    component DecisionShortcut: Shortcut {
-        required property int decision
-
-        enabled: view.visible && view.viewModel.contentState === PromptsViewModel.ContentState.list
-        sequence: view.decider.shortcut(decision)
-        context: Qt.WindowShortcut
-        onActivated: view.viewModel.decideHighlighted(decision)
-    }
-
-    DecisionShortcut { id: allowOnceShortcut; decision: PromptDecider.Decision.allowOnce }
-    DecisionShortcut { id: allowSessionShortcut; decision: PromptDecider.Decision.allowSession }
-    DecisionShortcut { id: allowAlwaysShortcut; decision: PromptDecider.Decision.allowAlways }
-    DecisionShortcut { id: denySessionShortcut; decision: PromptDecider.Decision.denySession }
-    DecisionShortcut { id: denyAlwaysShortcut; decision: PromptDecider.Decision.denyAlways }
-
-    // In the order of the decisions.
-    readonly property var shortcutTexts: [
-        allowOnceShortcut.nativeText, allowSessionShortcut.nativeText,
-        allowAlwaysShortcut.nativeText, denySessionShortcut.nativeText,
-        denyAlwaysShortcut.nativeText
-    ]
 
     Shortcut {
         sequence: StandardKey.Find
@@ -76,7 +56,7 @@ Rectangle {
             Accessible.name: "Search prompts"
             Keys.onEscapePressed: {
                 view.viewModel.clearSearch();
-                list.forceActiveFocus();
+                listPane.item?.focusList();
             }
         }
     }
@@ -120,7 +100,7 @@ Rectangle {
 
     ColumnLayout {
         objectName: "emptyState"
-        anchors.centerIn: list
+        anchors.centerIn: listPane
         width: Math.min(parent.width - 40, 360)
         spacing: 12
         visible: view.viewModel.contentState !== PromptsViewModel.ContentState.list
@@ -150,96 +130,25 @@ Rectangle {
         }
     }
 
-    ListView {
-        id: list
+    // From its own file, so that the rows' types are read only once it is made.
+    Loader {
+        id: listPane
 
-        objectName: "promptList"
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: searchBar.bottom
         anchors.bottom: parent.bottom
-        bottomMargin: footBars.height
-        visible: view.viewModel.contentState === PromptsViewModel.ContentState.list
-        model: view.listModel
-        clip: true
-        keyNavigationEnabled: false
-        activeFocusOnTab: true
-        // The highlight is the model's; a current item would be one more row
-        // kept alive, out of sight, for assistive tools to trip over.
-        currentIndex: -1
-        boundsBehavior: Flickable.StopAtBounds
-        ScrollBar.vertical: ScrollBar {}
-        Accessible.role: Accessible.List
-        Accessible.name: "Prompts"
-        // Screen readers walk the rows in the order they are shown.
-        ReadingOrder.isKept: true
-
-        Keys.onPressed: (event) => { event.accepted = view.viewModel.handleListKey(event.key, event.modifiers); }
-        onActiveFocusChanged: view.viewModel.isListFocused = activeFocus
-
-        delegate: PromptRow {
-            width: ListView.view.width
-            decider: view.decider
-            isListFocused: view.viewModel.isListFocused
-            shortcutTexts: view.shortcutTexts
-            onClicked: (click) => {
-                view.viewModel.clickPrompt(promptId, click);
-                list.forceActiveFocus();
-            }
-            onContextMenuRequested: (x, y) => {
-                view.rowMenu.openFor(policyPath, sessionId);
-                contextMenu.popup(this, x, y);
-            }
-        }
-
-        Connections {
-            target: view.viewModel
-
-            function onIsListFocusedChanged() {
-                if (view.viewModel.isListFocused)
-                    list.forceActiveFocus();
-            }
-            // The highlight stays in sight as the arrow keys move it.
-            function onKeepRowInView(row) {
-                list.positionViewAtIndex(row, ListView.Contain);
-            }
-            function onShowFirstRow() {
-                list.positionViewAtBeginning();
-            }
-            // On the row, as the sidebar's entries' menus open from the keyboard.
-            function onRowMenuRequested(row, policyPath, sessionId) {
-                list.positionViewAtIndex(row, ListView.Contain);
-                const item = list.itemAtIndex(row);
-                if (!item)
-                    return;
-                view.rowMenu.openFor(policyPath, sessionId);
-                contextMenu.popup(item, item.width / 2, item.height / 2);
-            }
-            // Rows differ in height, and the list knows only those it has
-            // made: near the end the first call may fall short of the row,
-            // the second, among made rows, brings all of it in.
-            function onBringRowToTop(row) {
-                list.positionViewAtIndex(row, ListView.Beginning);
-                list.forceLayout();
-                list.positionViewAtIndex(row, ListView.Contain);
-            }
-        }
+        active: view.isListMade
+        Component.onCompleted: setSource(Qt.resolvedUrl("PromptListPane.qml"), {
+            viewModel: view.viewModel, listModel: view.listModel,
+            decider: view.decider, rowMenu: view.rowMenu
+        })
     }
 
-    // Where the keyboard is: drawn over the list, not scrolled with it.
-    Rectangle {
-        objectName: "promptListFocusRing"
-        anchors.fill: list
-        visible: list.visible && list.activeFocus
-        color: "transparent"
-        border.width: 2
-        border.color: SetupTheme.focusRing
-    }
-
-    LazyMenu {
-        id: contextMenu
-
-        menu: Qt.resolvedUrl("PromptRowContextMenu.qml")
-        menuProperties: ({rowMenu: view.rowMenu})
+    Binding {
+        target: listPane.item
+        property: "footHeight"
+        value: footBars.height
+        when: listPane.item !== null
     }
 }

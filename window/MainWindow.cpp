@@ -83,10 +83,12 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     // The window's views are part of the app: without them it cannot run.
     if (!quickWindow)
         qFatal("MainWindow: %s", qPrintable(component.errorString()));
-    // What the first frame does not show is made after it.
+    // What the first frame does not show is made after it, once the frame is
+    // out and the event loop turns: not while the frame is still being handed on.
     connect(
         quickWindow.get(), &QQuickWindow::frameSwapped, this,
-        [this] { quickWindow->setProperty("hasFirstFrame", true); }, Qt::SingleShotConnection);
+        [this] { quickWindow->setProperty("hasFirstFrame", true); },
+        Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection));
     services.windowChrome.styleMainWindow(*quickWindow);
 }
 

@@ -172,6 +172,7 @@ ApplicationWindow {
                 decider: window.promptDecider
                 rowMenu: window.promptRowMenu
                 group: window.groupDecision
+                isListMade: window.hasFirstFrame
             }
         }
     }

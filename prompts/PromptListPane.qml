@@ -1,0 +1,135 @@
+import QtQuick
+import QtQuick.Controls
+import Zor
+
+// The prompt list, and what acts on its rows: the decision keys, the rows'
+// context menu and the focus ring. Made after the window's first frame, which
+// shows no rows.
+Item {
+    id: pane
+
+    required property PromptsViewModel viewModel
+    required property PromptListModel listModel
+    required property PromptDecider decider
+    required property PromptRowMenu rowMenu
+    // The room the bars over the list's foot take: the list scrolls its last
+    // rows out from under them.
+    property real footHeight: 0
+
+    function focusList() {
+        list.forceActiveFocus();
+    }
+
+    // On the highlighted prompt, from anywhere in the window while the list shows.
+    component DecisionShortcut: Shortcut {
+        required property int decision
+
+        enabled: list.visible
+        sequence: pane.decider.shortcut(decision)
+        context: Qt.WindowShortcut
+        onActivated: pane.viewModel.decideHighlighted(decision)
+    }
+
+    DecisionShortcut { id: allowOnceShortcut; decision: PromptDecider.Decision.allowOnce }
+    DecisionShortcut { id: allowSessionShortcut; decision: PromptDecider.Decision.allowSession }
+    DecisionShortcut { id: allowAlwaysShortcut; decision: PromptDecider.Decision.allowAlways }
+    DecisionShortcut { id: denySessionShortcut; decision: PromptDecider.Decision.denySession }
+    DecisionShortcut { id: denyAlwaysShortcut; decision: PromptDecider.Decision.denyAlways }
+
+    // In the order of the decisions.
+    readonly property var shortcutTexts: [
+        allowOnceShortcut.nativeText, allowSessionShortcut.nativeText,
+        allowAlwaysShortcut.nativeText, denySessionShortcut.nativeText,
+        denyAlwaysShortcut.nativeText
+    ]
+
+    ListView {
+        id: list
+
+        objectName: "promptList"
+        anchors.fill: parent
+        bottomMargin: pane.footHeight
+        visible: pane.viewModel.contentState === PromptsViewModel.ContentState.list
+        model: pane.listModel
+        clip: true
+        keyNavigationEnabled: false
+        activeFocusOnTab: true
+        // The highlight is the model's; a current item would be one more row
+        // kept alive, out of sight, for assistive tools to trip over.
+        currentIndex: -1
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar {}
+        Accessible.role: Accessible.List
+        Accessible.name: "Prompts"
+        // Screen readers walk the rows in the order they are shown.
+        ReadingOrder.isKept: true
+
+        Keys.onPressed: (event) => { event.accepted = pane.viewModel.handleListKey(event.key, event.modifiers); }
+        onActiveFocusChanged: pane.viewModel.isListFocused = activeFocus
+
+        delegate: PromptRow {
+            width: ListView.view.width
+            decider: pane.decider
+            isListFocused: pane.viewModel.isListFocused
+            shortcutTexts: pane.shortcutTexts
+            onClicked: (click) => {
+                pane.viewModel.clickPrompt(promptId, click);
+                list.forceActiveFocus();
+            }
+            onContextMenuRequested: (x, y) => {
+                pane.rowMenu.openFor(policyPath, sessionId);
+                contextMenu.popup(this, x, y);
+            }
+        }
+
+        Connections {
+            target: pane.viewModel
+
+            function onIsListFocusedChanged() {
+                if (pane.viewModel.isListFocused)
+                    list.forceActiveFocus();
+            }
+            // The highlight stays in sight as the arrow keys move it.
+            function onKeepRowInView(row) {
+                list.positionViewAtIndex(row, ListView.Contain);
+            }
+            function onShowFirstRow() {
+                list.positionViewAtBeginning();
+            }
+            // On the row, as the sidebar's entries' menus open from the keyboard.
+            function onRowMenuRequested(row, policyPath, sessionId) {
+                list.positionViewAtIndex(row, ListView.Contain);
+                const item = list.itemAtIndex(row);
+                if (!item)
+                    return;
+                pane.rowMenu.openFor(policyPath, sessionId);
+                contextMenu.popup(item, item.width / 2, item.height / 2);
+            }
+            // Rows differ in height, and the list knows only those it has
+            // made: near the end the first call may fall short of the row,
+            // the second, among made rows, brings all of it in.
+            function onBringRowToTop(row) {
+                list.positionViewAtIndex(row, ListView.Beginning);
+                list.forceLayout();
+                list.positionViewAtIndex(row, ListView.Contain);
+            }
+        }
+    }
+
+    // Where the keyboard is: drawn over the list, not scrolled with it.
+    Rectangle {
+        objectName: "promptListFocusRing"
+        anchors.fill: list
+        visible: list.visible && list.activeFocus
+        color: "transparent"
+        border.width: 2
+        border.color: SetupTheme.focusRing
+    }
+
+    LazyMenu {
+        id: contextMenu
+
+        menu: Qt.resolvedUrl("PromptRowContextMenu.qml")
+        menuProperties: ({rowMenu: pane.rowMenu})
+    }
+}
