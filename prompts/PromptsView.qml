@@ -143,6 +143,7 @@ Rectangle {
             viewModel: view.viewModel, listModel: view.listModel,
             decider: view.decider, rowMenu: view.rowMenu
         })
+        onLoaded: view.viewModel.listMade()
     }
 
     Binding {

@@ -288,6 +288,21 @@ void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {
     lastScrollRequest = ScrollRequest{id, anchor, ++scrollGeneration};
     scrollRow = listModel.rowOf(id);
     emit scrollRequestChanged();
+    scrollToRequest();
+}
+
+void PromptsViewModel::listMade() {
+    if (!lastScrollRequest)
+        return;
+    const int row = listModel.rowOf(lastScrollRequest->id);
+    if (row != scrollRow) {
+        scrollRow = row;
+        emit scrollRequestChanged();
+    }
+    scrollToRequest();
+}
+
+void PromptsViewModel::scrollToRequest() {
     if (scrollRow == 0)
         emit showFirstRow();
     else if (scrollRow > 0)

@@ -33,7 +33,8 @@ class PromptsViewModel final : public QObject {
         bool isListFocused READ isListFocused WRITE setListFocused NOTIFY isListFocusedChanged)
     Q_PROPERTY(
         zor::ScrollRequest scrollRequest READ scrollRequestOrNone NOTIFY scrollRequestChanged)
-    // The row of the requested prompt when the request was made; -1 when not shown.
+    // The row of the requested prompt when the request was made, or when the
+    // list was made after it; -1 when not shown.
     Q_PROPERTY(int scrollRequestRow READ scrollRequestRow NOTIFY scrollRequestChanged)
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectedCountChanged)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
@@ -92,6 +93,9 @@ public:
     // Escape in the search field: the search is cleared.
     Q_INVOKABLE void clearSearch();
     void requestScroll(const QUuid& id, QPointF anchor);
+    // The list's view is made, after the window's first frame: a scroll asked
+    // before then, by a link given at launch, is asked again of it.
+    Q_INVOKABLE void listMade();
 
 signals:
     void contentStateChanged();
@@ -125,6 +129,8 @@ private:
     // Selects the prompts from the anchor's row to `row`.
     void selectRange(int row);
     void followSelectedCount();
+    // Asks the view to bring the last request's row, as last found, into view.
+    void scrollToRequest();
 
     PromptStore& store;
     PromptListModel& listModel;

@@ -64,7 +64,7 @@ QString idText(const QUuid& id) {
     return id.toString(QUuid::WithoutBraces);
 }
 
-PromptScreen::PromptScreen()
+PromptScreen::PromptScreen(Showing showing)
     : mainWindow(scene.appState, {.serviceMonitor = *setup.monitor,
                                   .serviceRepairs = *setup.repairs,
                                   .notificationHandler = scene.handler,
@@ -73,10 +73,16 @@ PromptScreen::PromptScreen()
                                   .commandLineToolPath = QString(),
                                   .liveRegion = nullptr})
     , window(mainWindow.window()) {
-    mainWindow.show();
-    if (!QTest::qWaitForWindowExposed(window))
-        qFatal("PromptScreen: the window did not show");
+    if (showing == Showing::atOnce)
+        show();
     sync({});
+}
+
+void PromptScreen::show() {
+    mainWindow.show();
+    if (!QTest::qWaitForWindowExposed(window) || !QTest::qWaitFor([this] { return list(); }))
+        qFatal("PromptScreen: the window did not show its list");
+    settle();
 }
 
 QQuickItem* PromptScreen::item(const char* objectName) const {
@@ -86,7 +92,8 @@ QQuickItem* PromptScreen::item(const char* objectName) const {
 void PromptScreen::settle() {
     scene.settle();
     for (QQuickItem* view : {list(), sidebarList()})
-        QMetaObject::invokeMethod(view, "forceLayout");
+        if (view)
+            QMetaObject::invokeMethod(view, "forceLayout");
     QCoreApplication::processEvents();
 }
 

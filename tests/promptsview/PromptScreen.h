@@ -23,7 +23,14 @@ namespace zor::testing {
 // off the screen comes from the instantiated delegates, never from the models.
 class PromptScreen {
 public:
-    PromptScreen();
+    // Whether the window shows at once, or only when show() is called: until
+    // then it has drawn no frame and made nothing that waits for the first.
+    enum class Showing { atOnce, later };
+
+    explicit PromptScreen(Showing showing = Showing::atOnce);
+
+    // Shows the window, and returns once it has made its list.
+    void show();
 
     QQuickItem* item(const char* objectName) const;
     QQuickItem* list() const { return item("promptList"); }

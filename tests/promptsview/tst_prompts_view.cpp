@@ -108,6 +108,25 @@ private slots:
         QCOMPARE(screen.mismatch(), QString());
     }
 
+    // A link given at launch may be followed before the window has drawn its
+    // first frame, and so before it has made its list: the list, once made,
+    // shows the prompt.
+    void aLinkFollowedBeforeTheFirstFrame() {
+        PromptScreen screen(PromptScreen::Showing::later);
+        const QList<SerializablePromptItem> many = records(60);
+        screen.sync(many);
+        screen.scene.appState.navigateToPrompt(idOf(many.first()));
+        screen.settle();
+        QVERIFY(!screen.list());
+
+        screen.show();
+        QQuickItem* oldest = screen.rowFor(idOf(many.first()));
+        QVERIFY(oldest);
+        QVERIFY(screen.isFullyInView(oldest));
+        QVERIFY(oldest->property("isHighlighted").toBool());
+        QCOMPARE(screen.mismatch(), QString());
+    }
+
     // Each decision, by its button and by its keys, reaches the agent with
     // its action and lifetime; the prompt goes when the agent answers.
     void decisionsReachTheAgent_data() {
