@@ -292,6 +292,10 @@ void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {
 }
 
 void PromptsViewModel::listMade() {
+    // The view gives the list the keyboard on this signal, as it would have
+    // when the keyboard was asked for.
+    if (isFocused)
+        emit isListFocusedChanged();
     if (!lastScrollRequest)
         return;
     const int row = listModel.rowOf(lastScrollRequest->id);

@@ -93,8 +93,9 @@ public:
     // Escape in the search field: the search is cleared.
     Q_INVOKABLE void clearSearch();
     void requestScroll(const QUuid& id, QPointF anchor);
-    // The list's view is made, after the window's first frame: a scroll asked
-    // before then, by a link given at launch, is asked again of it.
+    // The list's view is made, after the window's first frame: the keyboard
+    // and a scroll asked before then, by a link given at launch, are asked
+    // again of it.
     Q_INVOKABLE void listMade();
 
 signals:

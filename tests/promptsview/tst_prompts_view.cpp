@@ -110,7 +110,7 @@ private slots:
 
     // A link given at launch may be followed before the window has drawn its
     // first frame, and so before it has made its list: the list, once made,
-    // shows the prompt.
+    // shows the prompt and takes the keyboard.
     void aLinkFollowedBeforeTheFirstFrame() {
         PromptScreen screen(PromptScreen::Showing::later);
         const QList<SerializablePromptItem> many = records(60);
@@ -124,6 +124,8 @@ private slots:
         QVERIFY(oldest);
         QVERIFY(screen.isFullyInView(oldest));
         QVERIFY(oldest->property("isHighlighted").toBool());
+        // The keyboard is on the list, as the link asked.
+        QVERIFY(screen.list()->hasActiveFocus());
         QCOMPARE(screen.mismatch(), QString());
     }
 
