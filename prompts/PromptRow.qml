@@ -164,11 +164,12 @@ Rectangle {
     }
 
     PromptGlyph {
+        objectName: "promptGlyph"
         x: row.margin
         y: 10
         width: 20
         height: 20
-        name: ["file", "network", "exec", "signal", "device"][row.kind]
+        shape: row.kind
         color: row.sessionEnded || row.isProcessing ? row.secondaryOnRow
                                                     : SetupTheme.rowGlyph
     }

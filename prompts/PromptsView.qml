@@ -109,7 +109,7 @@ Rectangle {
             Layout.alignment: Qt.AlignHCenter
             Layout.preferredWidth: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? 48 : 36
             Layout.preferredHeight: Layout.preferredWidth
-            name: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? "app" : "filter"
+            shape: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? PromptGlyph.Shape.app : PromptGlyph.Shape.filter
             color: SetupTheme.secondaryText
         }
         Label {

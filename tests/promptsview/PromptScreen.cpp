@@ -283,6 +283,15 @@ QString PromptScreen::mismatch() const {
                 .arg(index)
                 .arg(shows("promptTitle"), shows("promptTarget"), promptTitle(prompt.denial),
                      prompt.denial.target());
+        if (const int glyph = row->findChild<QQuickItem*>(QStringLiteral("promptGlyph"))
+                                  ->property("shape")
+                                  .toInt();
+            glyph != int(prompt.denial.kind()))
+            return QStringLiteral("row %1 (%2) shows glyph %3 for kind %4")
+                .arg(index)
+                .arg(prompt.denial.target())
+                .arg(glyph)
+                .arg(int(prompt.denial.kind()));
         const bool isHighlighted = store.highlightedPromptId() == prompt.id;
         if (row->property("isHighlighted").toBool() != isHighlighted)
             return QStringLiteral("row %1 (%2) is drawn %3highlighted")

@@ -9,9 +9,12 @@
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/ColorContrast.h"
+#include "window/qml/PromptGlyph.h"
 #include "window/qml/QuickViews.h"
 #include "window/qml/SetupTheme.h"
 
+#include <QImage>
+#include <QPainter>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QSignalSpy>
@@ -252,6 +255,66 @@ private slots:
         QTest::qWait(50); // the row icons paint on a later frame
         const QStringList failures = contrastFailures(window);
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n"))));
+    }
+
+    // Each glyph, drawn four times its 24-unit grid: its lines and fills in
+    // its colour, what it cuts out of them clear, and the file's folded
+    // corner in a lighter shade. Points are on the grid.
+    void glyphsDrawTheirShapes_data() {
+        QTest::addColumn<qml::PromptGlyph::Shape>("shape");
+        QTest::addColumn<QList<QPointF>>("drawn");
+        QTest::addColumn<QList<QPointF>>("clear");
+        using Shape = qml::PromptGlyph::Shape;
+        using Points = QList<QPointF>;
+        QTest::newRow("file") << Shape::file << Points{{8, 15}, {17, 12}}
+                              << Points{{14, 7.5}, {22, 12}};
+        QTest::newRow("network") << Shape::network << Points{{12, 12}, {2.5, 12}, {12, 7}}
+                                 << Points{{15, 10}, {22.5, 3}};
+        QTest::newRow("exec") << Shape::exec << Points{{10, 12}, {2, 12}, {14.5, 15.5}}
+                              << Points{{17, 8}, {12, 1.5}};
+        QTest::newRow("signal") << Shape::signal << Points{{6, 19}, {12, 5}}
+                                << Points{{12, 11}, {12, 17.5}, {3, 5}};
+        QTest::newRow("device") << Shape::device << Points{{12, 12}, {9, 4}, {20, 15}}
+                                << Points{{8, 12}, {3, 3}};
+        QTest::newRow("filter") << Shape::filter << Points{{2, 12}, {12, 12}, {12, 15.5}}
+                                << Points{{12, 5}, {12, 10.2}};
+        QTest::newRow("app") << Shape::app << Points{{4, 8}, {12, 12}, {20, 8}}
+                             << Points{{12, 5}, {1, 1}};
+    }
+
+    void glyphsDrawTheirShapes() {
+        QFETCH(qml::PromptGlyph::Shape, shape);
+        QFETCH(QList<QPointF>, drawn);
+        QFETCH(QList<QPointF>, clear);
+        const QColor color(0x1e, 0x6f, 0xd9);
+        constexpr int scale = 4;
+        qml::PromptGlyph glyph;
+        glyph.setSize({24 * scale, 24 * scale});
+        glyph.setShape(shape);
+        glyph.setColor(color);
+        QImage image(24 * scale, 24 * scale, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        {
+            QPainter painter(&image);
+            glyph.paint(&painter);
+        }
+        const auto at = [&](QPointF point) { return image.pixelColor((point * scale).toPoint()); };
+        for (const QPointF& point : drawn)
+            QVERIFY2(at(point) == color, qPrintable(QStringLiteral("%1,%2 is %3")
+                                                        .arg(point.x())
+                                                        .arg(point.y())
+                                                        .arg(at(point).name(QColor::HexArgb))));
+        for (const QPointF& point : clear)
+            QVERIFY2(at(point).alpha() == 0,
+                     qPrintable(QStringLiteral("%1,%2 is drawn").arg(point.x()).arg(point.y())));
+        if (shape == qml::PromptGlyph::Shape::file) {
+            // Its channels come back rounded from the pixel's premultiplied ones.
+            const QColor fold = at({15.5, 6});
+            QVERIFY(qAbs(fold.red() - color.red()) <= 2 &&
+                    qAbs(fold.green() - color.green()) <= 2 &&
+                    qAbs(fold.blue() - color.blue()) <= 2);
+            QVERIFY(qAbs(fold.alphaF() - 0.55) < 0.02);
+        }
     }
 
     // The theme follows the application's palette as it changes. In either,
