@@ -1,6 +1,8 @@
 #include "window/qml/QuickViews.h"
 
+#include <QFileInfo>
 #include <QGuiApplication>
+#include <QLibraryInfo>
 #include <QQmlEngine>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -31,6 +33,18 @@ void prepareZorEngine(QQmlEngine& engine) {
     Q_UNUSED(isRegistered);
     // Qt adds this path by itself from 6.5 on.
     engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+    // Qt's modules are found on disk where Qt keeps them there, as a shared
+    // Qt does; only a static one needs this resource path. Every import would
+    // look there first, in every version of its name, and each resource it
+    // misses walks all the resources loaded: a twentieth of the main window's
+    // first frame.
+    static const bool hasModulesOnDisk = QFileInfo::exists(
+        QLibraryInfo::path(QLibraryInfo::QmlImportsPath) + QStringLiteral("/QtQuick/qmldir"));
+    if (hasModulesOnDisk) {
+        QStringList paths = engine.importPathList();
+        paths.removeAll(QStringLiteral("qrc:/qt-project.org/imports"));
+        engine.setImportPathList(paths);
+    }
 }
 
 } // namespace zor

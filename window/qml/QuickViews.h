@@ -13,7 +13,8 @@ void useDesktopControlsStyle();
 void useSoftwareDrawingIf(bool isPreferred);
 
 // Lets `engine` load the Zor module: registers its types once per process and
-// adds the resource path that "import Zor" resolves against.
+// adds the resource path that "import Zor" resolves against. Leaves out Qt's
+// own resource path where Qt's modules are on disk, as imports look there.
 void prepareZorEngine(QQmlEngine& engine);
 
 } // namespace zor
