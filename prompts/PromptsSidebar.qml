@@ -1,5 +1,5 @@
 import QtQuick
-import QtQuick.Controls
+import QtQuick.Templates as T
 import Zor
 
 // The column beside the prompt list: "All", then one entry per policy file or
@@ -14,6 +14,9 @@ Item {
     required property SidebarEntryActions actions
     // What the entries are, for assistive tools.
     required property string title
+    // The scroll bar is made once this holds: the window's first frame shows
+    // the "All" entry alone, which never needs it.
+    required property bool isScrollBarMade
 
     function openMenu(row, entry, x, y) {
         sidebar.actions.openFor(sidebar.model, row);
@@ -40,7 +43,8 @@ Item {
         Accessible.name: sidebar.title
         // Screen readers walk the entries in the order they are shown.
         ReadingOrder.isKept: true
-        ScrollBar.vertical: ScrollBar {}
+        // The template's: the style's type would be read at launch to attach it.
+        T.ScrollBar.vertical: scrollBar.item
 
         Keys.onPressed: (event) => { event.accepted = sidebar.model.handleKey(event.key, event.modifiers); }
 
@@ -67,6 +71,18 @@ Item {
                     sidebar.openMenu(row, entry, entry.width / 2, entry.height / 2);
             }
         }
+    }
+
+    // Where the list would put a bar of its own, which it lays out only as its
+    // child: at its trailing edge, its full height.
+    Loader {
+        id: scrollBar
+
+        anchors.top: entries.top
+        anchors.bottom: entries.bottom
+        anchors.right: entries.right
+        active: sidebar.isScrollBarMade
+        source: "SidebarScrollBar.qml"
     }
 
     // Over the entries, not scrolled with them.

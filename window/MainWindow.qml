@@ -147,7 +147,7 @@ ApplicationWindow {
             hasMainMenu: window.hasMainMenu
             quitAction: quitAction
             quitKeys: quitShortcut.nativeText
-            isSetupMade: window.hasFirstFrame
+            hasFirstFrame: window.hasFirstFrame
         }
 
         Item {

@@ -21,12 +21,13 @@ Rectangle {
     required property bool hasMainMenu
     required property T.Action quitAction
     required property string quitKeys
-    // The setup screen is made once this holds: after the window's first
-    // frame, which does not show it, so that its first checks run at launch.
-    required property bool isSetupMade
+    // Set once the window has drawn its first frame. The setup screen is made
+    // then, as that frame does not show it, so that its first checks run at
+    // launch; so is the entries' scroll bar.
+    required property bool hasFirstFrame
 
     // From its own file, so that its types are read only then.
-    onIsSetupMadeChanged: if (isSetupMade)
+    onHasFirstFrameChanged: if (hasFirstFrame)
         setupLoader.setSource("qrc:/qt/qml/Zor/setup/SetupView.qml",
                               {monitor: serviceMonitor, repairs: serviceRepairs, topPadding: 0})
 
@@ -146,6 +147,7 @@ Rectangle {
                 model: sidebar.sidebarModels.shown
                 title: sidebar.sidebarModels.shownTitle
                 actions: sidebar.sidebarEntryActions
+                isScrollBarMade: sidebar.hasFirstFrame
             }
         }
     }

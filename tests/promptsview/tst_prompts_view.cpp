@@ -325,6 +325,40 @@ private slots:
         }
     }
 
+    // The sidebar's scroll bar, made after the first frame, stands at the
+    // entries' trailing edge at their full height and follows them: whole
+    // while they fit, a part once they do not, at the end once the last shows.
+    void theSidebarScrollsItsEntries() {
+        Rig rig(records(1));
+        QQuickItem* entries = rig.sidebarList();
+        const auto bar = [&]() -> QQuickItem* {
+            QList<QQuickItem*> bars;
+            for (QQuickItem* child : rig.item("promptsSidebar")->findChildren<QQuickItem*>())
+                if (child->inherits("QQuickScrollBar"))
+                    bars.append(child);
+            return bars.size() == 1 ? bars.first() : nullptr;
+        };
+        const auto size = [&] { return bar()->property("size").toReal(); };
+        const auto end = [&] { return bar()->property("position").toReal() + size(); };
+        QVERIFY(bar());
+        QCOMPARE(size(), 1.0);
+
+        QList<SerializablePromptItem> many;
+        for (int n = 1; n <= 40; ++n)
+            many.append(record(n, QStringLiteral("s%1").arg(n), fileDenial(n)));
+        rig.sync(many);
+        QVERIFY2(size() > 0 && size() < 1, qPrintable(QString::number(size())));
+        QCOMPARE(bar()->property("position").toReal(), 0.0);
+        const QRectF placed = bar()->mapRectToItem(entries, bar()->boundingRect());
+        QCOMPARE(placed.right(), entries->width());
+        QCOMPARE(placed.top(), 0.0);
+        QCOMPARE(placed.height(), entries->height());
+
+        entries->forceActiveFocus();
+        rig.keys(QKeySequence(Qt::Key_End));
+        QVERIFY2(qAbs(end() - 1) < 0.001, qPrintable(QString::number(end())));
+    }
+
     // Hovering an entry shows the style's tool tip with the entry's text,
     // though the window reads the style's tool tip only once one shows.
     void aToolTipShowsOnHover() {

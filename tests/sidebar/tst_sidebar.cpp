@@ -339,7 +339,8 @@ private slots:
         prepareZorEngine(*view.engine());
         view.setInitialProperties({{"model", QVariant::fromValue(&model)},
                                    {"actions", QVariant::fromValue(&actions)},
-                                   {"title", QStringLiteral("Sessions")}});
+                                   {"title", QStringLiteral("Sessions")},
+                                   {"isScrollBarMade", true}});
         view.setSource(QUrl("qrc:/qt/qml/Zor/prompts/PromptsSidebar.qml"));
         QCOMPARE(view.status(), QQuickView::Ready);
         view.resize(340, 300);
