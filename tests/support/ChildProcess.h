@@ -22,7 +22,10 @@ public:
         process.start(program, arguments);
     }
     ~ChildProcess() {
-        ::kill(pid_t(process.processId()), SIGCONT);
+        // Only a process still there: a pid of 0 would wake every stopped
+        // process of the test's group, other tests' children among them.
+        if (const qint64 pid = process.processId(); pid > 0)
+            ::kill(pid_t(pid), SIGCONT);
         process.kill();
         process.waitForFinished();
     }

@@ -58,6 +58,11 @@ private slots:
         QCOMPARE_LT(elapsed.elapsed(), 1000);
 
         QCOMPARE(::kill(pid_t(running.process.processId()), SIGSTOP), 0);
+        // Nothing here wakes it, not another child that ends and goes.
+        {
+            ChildProcess ended("true", {}, environment);
+            QCOMPARE(ended.finish(), 0);
+        }
         ChildProcess stopped(ZOR_APP_PATH, {"zor://prompt/" + kId}, environment);
         QCOMPARE(stopped.finish(), 1);
         QVERIFY2(stopped.out.contains("\nZor is already running but not responding\n"),
