@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls as Controls
 import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
@@ -74,7 +73,9 @@ Rectangle {
                 Layout.fillWidth: true
             }
 
-            Controls.ToolButton {
+            // The template, drawn as the tabs beside it are: a plate while
+            // pointed at or pressed. The style's would be read at launch.
+            T.ToolButton {
                 id: mainMenuButton
 
                 objectName: "mainMenuButton"
@@ -105,6 +106,12 @@ Rectangle {
                             }
                         }
                     }
+                }
+
+                background: Rectangle {
+                    radius: 6
+                    color: mainMenuButton.down || mainMenuButton.hovered
+                           ? SetupTheme.selectedTabBackground : "transparent"
                 }
 
                 FocusRing {
