@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls
+import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
 
@@ -112,7 +113,8 @@ Rectangle {
             shape: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? PromptGlyph.Shape.app : PromptGlyph.Shape.filter
             color: SetupTheme.secondaryText
         }
-        Label {
+        // The template's labels, as in the sidebar's entries.
+        T.Label {
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap
@@ -120,7 +122,7 @@ Rectangle {
             font.pixelSize: 17
             color: SetupTheme.secondaryText
         }
-        Label {
+        T.Label {
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap

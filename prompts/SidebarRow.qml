@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Templates as T
 import QtQuick.Layouts
 import Zor
@@ -55,7 +54,9 @@ Rectangle {
             Layout.alignment: Qt.AlignVCenter
             spacing: 2
 
-            Label {
+            // The template's labels: each sets its own colour, all that the
+            // style's adds, whose file would be read at launch.
+            T.Label {
                 objectName: "entryLabel"
                 Layout.fillWidth: true
                 text: row.label
@@ -64,7 +65,7 @@ Rectangle {
                 elide: Text.ElideMiddle
             }
 
-            Label {
+            T.Label {
                 objectName: "entrySubtitle"
                 Layout.fillWidth: true
                 visible: row.hasSubtitle
@@ -83,7 +84,7 @@ Rectangle {
             radius: height / 2
             color: row.capsuleColor
 
-            Label {
+            T.Label {
                 id: countText
 
                 anchors.centerIn: parent
