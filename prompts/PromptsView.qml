@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Templates as T
-import QtQuick.Layouts
 import Zor
 
 // The detail pane of the prompt tabs: the search field, the prompts that pass
@@ -99,7 +98,7 @@ Rectangle {
         }
     }
 
-    ColumnLayout {
+    Column {
         objectName: "emptyState"
         anchors.centerIn: listPane
         width: Math.min(parent.width - 40, 360)
@@ -107,15 +106,15 @@ Rectangle {
         visible: view.viewModel.contentState !== PromptsViewModel.ContentState.list
 
         PromptGlyph {
-            Layout.alignment: Qt.AlignHCenter
-            Layout.preferredWidth: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? 48 : 36
-            Layout.preferredHeight: Layout.preferredWidth
+            anchors.horizontalCenter: parent.horizontalCenter
+            width: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? 48 : 36
+            height: width
             shape: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? PromptGlyph.Shape.app : PromptGlyph.Shape.filter
             color: SetupTheme.secondaryText
         }
         // The template's labels, as in the sidebar's entries.
         T.Label {
-            Layout.fillWidth: true
+            width: parent.width
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap
             text: view.viewModel.emptyTitle
@@ -123,7 +122,7 @@ Rectangle {
             color: SetupTheme.secondaryText
         }
         T.Label {
-            Layout.fillWidth: true
+            width: parent.width
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap
             text: view.viewModel.emptyMessage
