@@ -22,6 +22,8 @@ Rectangle {
     radius: 4
     color: "transparent"
     border.width: 2
-    border.color: Contrast.toReach(Contrast.toReach(SetupTheme.focusRing, outside, Contrast.markRatio),
-                                   inside, Contrast.markRatio)
+    // Worked out only while shown: every control has a ring, and few show one.
+    border.color: isShown ? Contrast.toReach(Contrast.toReach(SetupTheme.focusRing, outside, Contrast.markRatio),
+                                             inside, Contrast.markRatio)
+                          : "transparent"
 }

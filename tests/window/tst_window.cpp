@@ -195,8 +195,9 @@ private slots:
     void initTestCase() { useDesktopControlsStyle(); }
 
     // Every screen, light and dark: the prompt list with a highlighted row, a
-    // row being decided and rows of ended sessions; the sessions tab; an
-    // empty list; the setup screen with a banner, a link and red statuses, and
+    // row being decided and rows of ended sessions; the sessions tab, its
+    // entries with the keyboard and their focus ring; an empty list; the
+    // setup screen with a banner, a link and red statuses, and
     // with services this system does not have.
     void everyTextReads_data() {
         QTest::addColumn<bool>("isDark");
@@ -234,6 +235,8 @@ private slots:
         if (screen == "sessions") {
             prompts.appState.setSelectedTab(AppTab::sessions);
             store.setFilter(PromptFilter::session(store.uniqueSessionIds().at(1)));
+            // The keyboard on the entries, so that their ring shows.
+            findItem(window, "sidebarEntries")->forceActiveFocus();
         } else if (screen == "policies") {
             // The policy with the most prompts: all five kinds and an ended session.
             const QStringList paths = store.uniquePolicyPaths();
