@@ -4,6 +4,7 @@
 #include "prompts/PromptTitle.h"
 #include "prompts/RowRuns.h"
 
+#include <QVarLengthArray>
 #include <algorithm>
 
 namespace zor {
@@ -21,7 +22,8 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
         removedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptsEnded, this, [this](const QList<quint64>& seqs) {
-        changedSeqs.insert(changedSeqs.end(), seqs.cbegin(), seqs.cend());
+        for (const quint64 seq : seqs)
+            changedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptsChanged, this, &PromptListModel::takeChanges);
     connect(&store, &PromptStore::filterChanged, this, &PromptListModel::rebuild);
@@ -176,10 +178,11 @@ void PromptListModel::rebuild() {
     emit updated();
 }
 
-void PromptListModel::removeRows(std::vector<quint64> seqs, bool isForgetting) {
+void PromptListModel::removeRows(const std::vector<quint64>& seqs, bool isForgetting) {
     // From the bottom up, in runs of adjacent rows, so that the rows still to
     // go keep the numbers they were found at.
-    std::vector<std::pair<int, quint64>> removed; // row, seq
+    // Held inline for the few rows of a single event.
+    QVarLengthArray<std::pair<int, quint64>, 16> removed; // row, seq
     for (const quint64 seq : seqs)
         if (const int row = rowOfSeq(seq); row >= 0)
             removed.emplace_back(row, seq);
@@ -198,16 +201,16 @@ void PromptListModel::removeRows(std::vector<quint64> seqs, bool isForgetting) {
 void PromptListModel::takeChanges() {
     const int before = count();
 
-    const std::vector<quint64> removed = std::exchange(removedSeqs, {});
-    removeRows(removed, true);
+    Gathered<quint64>::Taken removed = removedSeqs.take();
+    removeRows(*removed, true);
     // Those the search had left out go without a row.
     for (const quint64 seq : removed)
         rows.remove(seq);
 
     // What came and stayed, newest on top; the search's finds as rows.
     int found = 0;
-    std::vector<std::pair<quint64, bool>> added;
-    for (const quint64 seq : std::exchange(addedSeqs, {}))
+    QVarLengthArray<std::pair<quint64, bool>, 16> added;
+    for (const quint64 seq : addedSeqs.take())
         if (const PromptItem* item = store.promptWithSeq(seq)) {
             added.emplace_back(seq, shownSearch.matches(*item));
             found += added.back().second ? 1 : 0;
@@ -221,7 +224,7 @@ void PromptListModel::takeChanges() {
 
     int firstChanged = count();
     int lastChanged = -1;
-    for (const quint64 seq : std::exchange(changedSeqs, {}))
+    for (const quint64 seq : changedSeqs.take())
         if (const int row = rowOfSeq(seq); row >= 0) {
             firstChanged = std::min(firstChanged, row);
             lastChanged = std::max(lastChanged, row);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prompts/Gathered.h"
 #include "prompts/MarkedSeqs.h"
 #include "prompts/PromptItem.h"
 #include "prompts/PromptSearch.h"
@@ -91,7 +92,7 @@ private:
     void takeChanges();
     void followSearch();
     // Removes the rows of these marked numbers, in runs from the bottom up.
-    void removeRows(std::vector<quint64> seqs, bool isForgetting);
+    void removeRows(const std::vector<quint64>& seqs, bool isForgetting);
     void followHighlight();
     bool passesFilter(const PromptItem& item) const;
     quint64 seqAt(int row) const;
@@ -102,9 +103,9 @@ private:
     MarkedSeqs rows;
     PromptSearch shownSearch;
     // The store's changes since the last promptsChanged(), in order.
-    std::vector<quint64> addedSeqs;
-    std::vector<quint64> removedSeqs;
-    std::vector<quint64> changedSeqs;
+    Gathered<quint64> addedSeqs;
+    Gathered<quint64> removedSeqs;
+    Gathered<quint64> changedSeqs;
     std::optional<quint64> highlightedSeq;
     QSet<QUuid> processingIds;
     QSet<QUuid> selectedIds;

@@ -220,19 +220,20 @@ PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key) {
 void PromptsSidebarModel::takeChanges() {
     // What came and stayed. Few go in a batch, so look them up rather than
     // each newcomer in the store.
-    std::vector<quint64> removed = std::exchange(removedSeqs, {});
+    Gathered<quint64>::Taken removed = removedSeqs.take();
     std::sort(removed.begin(), removed.end());
-    for (const quint64 seq : std::exchange(addedSeqs, {}))
-        if (!std::binary_search(removed.cbegin(), removed.cend(), seq))
+    for (const quint64 seq : addedSeqs.take())
+        if (!std::binary_search(removed.begin(), removed.end(), seq))
             seqs.append(seq, false);
     // Each group once: those that move, come or go, and those that only count
     // anew. A group's newest in the store is the newest the batch added,
     // unless the batch took some of its prompts away.
     ++batch;
-    std::vector<GroupChange> moves;
-    std::vector<quint64> recounts; // their newest, which stays
+    // Held inline for the few groups of a single event.
+    GroupChanges moves;
+    QVarLengthArray<quint64, 8> recounts; // their newest, which stays
     const bool isAnyChanged = !touches.empty();
-    for (Touch& touched : std::exchange(touches, {})) {
+    for (Touch& touched : touches.take()) {
         const std::optional<quint64> newest = touched.hasRemoval    ? newestInStore(touched.key)
                                               : touched.newestAdded ? touched.newestAdded
                                                                     : touched.shown;
@@ -313,7 +314,7 @@ void PromptsSidebarModel::moveGroup(const GroupChange& change) {
     rowChanged(to);
 }
 
-void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
+void PromptsSidebarModel::regroup(GroupChanges& changes) {
     // Out, from the bottom up, so that the rows still to go keep their numbers.
     std::vector<std::pair<int, const GroupChange*>> leaving;
     for (const GroupChange& change : changes)
@@ -335,12 +336,12 @@ void PromptsSidebarModel::regroup(std::vector<GroupChange>& changes) {
             groups.remove(change.key);
     // Back in, from the top down: each lands below those already back, which
     // are newer, so its row is known before any of them is marked.
-    std::erase_if(changes, [](const GroupChange& change) { return !change.to; });
+    changes.removeIf([](const GroupChange& change) { return !change.to; });
     std::sort(changes.begin(), changes.end(),
               [](const GroupChange& a, const GroupChange& b) { return *a.to > *b.to; });
     std::vector<int> rows;
-    rows.reserve(changes.size());
-    for (std::size_t i = 0; i < changes.size(); ++i)
+    rows.reserve(std::size_t(changes.size()));
+    for (qsizetype i = 0; i < changes.size(); ++i)
         rows.push_back(rowFor(*changes[i].to) + int(i));
     forEachRun(
         rows, 1, [](int row) { return row; },

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prompts/Gathered.h"
 #include "prompts/MarkedSeqs.h"
 #include "prompts/PromptFilter.h"
 #include "prompts/SidebarEntry.h"
@@ -8,6 +9,7 @@
 #include <QAbstractListModel>
 #include <QHash>
 #include <QPointer>
+#include <QVarLengthArray>
 #include <optional>
 #include <vector>
 
@@ -109,7 +111,8 @@ private:
     void rebuild();
     void takeChanges();
     void moveGroup(const GroupChange& change);
-    void regroup(std::vector<GroupChange>& changes);
+    using GroupChanges = QVarLengthArray<GroupChange, 4>;
+    void regroup(GroupChanges& changes);
     // A group's newest as shown: no longer, or from now on (none: the group goes).
     void unmark(std::optional<quint64> newest);
     void mark(const QString& key, std::optional<quint64> newest);
@@ -131,9 +134,9 @@ private:
     QHash<quint64, QString> keyByNewest;
     quint64 batch = 1; // being gathered
     // The store's changes since the last promptsChanged().
-    std::vector<quint64> addedSeqs;
-    std::vector<quint64> removedSeqs;
-    std::vector<Touch> touches;
+    Gathered<quint64> addedSeqs;
+    Gathered<quint64> removedSeqs;
+    Gathered<Touch> touches;
     PromptFilter shownFilter;
 };
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
 
 namespace zor {
 
@@ -10,11 +9,12 @@ namespace zor {
 // whose rows, `rowOf(item)`, each lie `step` (1 or -1) from the one before,
 // calls `take(begin, end, first, last)` with the stretch's lowest and
 // highest row.
-template <typename Item, typename RowOf, typename Take>
-void forEachRun(const std::vector<Item>& items, int step, RowOf rowOf, Take take) {
-    for (std::size_t begin = 0; begin < items.size();) {
+template <typename Items, typename RowOf, typename Take>
+void forEachRun(const Items& items, int step, RowOf rowOf, Take take) {
+    const auto count = std::size_t(items.size());
+    for (std::size_t begin = 0; begin < count;) {
         std::size_t end = begin + 1;
-        while (end < items.size() && rowOf(items[end]) == rowOf(items[end - 1]) + step)
+        while (end < count && rowOf(items[end]) == rowOf(items[end - 1]) + step)
             ++end;
         const int a = rowOf(items[begin]);
         const int b = rowOf(items[end - 1]);

@@ -1,5 +1,6 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
+#include "prompts/Gathered.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
@@ -316,6 +317,31 @@ private slots:
             QVERIFY(
                 std::equal(seqs.crbegin(), seqs.crend(), reference.crbegin(), reference.crend()));
         }
+    }
+
+    // A taken batch holds what was gathered; what comes while it is handled
+    // waits for the next. Once handled, its room serves the next batches.
+    void gatheredBatchesComeWhole() {
+        Gathered<int> gathered;
+        for (int n = 1; n <= 100; ++n)
+            gathered.push_back(n);
+        const int* room = nullptr;
+        {
+            Gathered<int>::Taken first = gathered.take();
+            QCOMPARE((*first).size(), std::size_t(100));
+            QVERIFY(gathered.empty());
+            gathered.push_back(101);
+            room = (*first).data();
+        }
+        {
+            Gathered<int>::Taken second = gathered.take();
+            QCOMPARE(*second, std::vector<int>{101});
+        }
+        gathered.push_back(102);
+        QCOMPARE(gathered.size(), std::size_t(1));
+        Gathered<int>::Taken third = gathered.take();
+        QCOMPARE(*third, std::vector<int>{102});
+        QCOMPARE((*third).data(), room);
     }
 
     // Random operations against the plain reference, which must agree after
