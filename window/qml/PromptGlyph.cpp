@@ -67,13 +67,6 @@ void PromptGlyph::setColor(const QColor& color) {
     emit colorChanged();
 }
 
-void PromptGlyph::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {
-    QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
-    // Drawn to scale: a new size is a new drawing.
-    if (newGeometry.size() != oldGeometry.size())
-        update();
-}
-
 void PromptGlyph::paint(QPainter* painter) {
     QPainter& p = *painter;
     p.setRenderHint(QPainter::Antialiasing);

@@ -34,9 +34,6 @@ signals:
     void shapeChanged();
     void colorChanged();
 
-protected:
-    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
-
 private:
     Shape currentShape = Shape::file;
     QColor glyphColor = Qt::black;
