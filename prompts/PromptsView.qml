@@ -99,6 +99,11 @@ Rectangle {
     }
 
     Column {
+        id: emptyState
+
+        // The app's mark when nothing waits; the filter's when it hides all.
+        readonly property bool isNothingPending: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts
+
         objectName: "emptyState"
         anchors.centerIn: listPane
         width: Math.min(parent.width - 40, 360)
@@ -107,9 +112,9 @@ Rectangle {
 
         PromptGlyph {
             anchors.horizontalCenter: parent.horizontalCenter
-            width: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? 48 : 36
+            width: emptyState.isNothingPending ? 48 : 36
             height: width
-            shape: view.viewModel.contentState === PromptsViewModel.ContentState.noPendingPrompts ? PromptGlyph.Shape.app : PromptGlyph.Shape.filter
+            shape: emptyState.isNothingPending ? PromptGlyph.Shape.app : PromptGlyph.Shape.filter
             color: SetupTheme.secondaryText
         }
         // The template's labels, as in the sidebar's entries.
