@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Templates as T
 import Zor
 
@@ -40,7 +39,7 @@ Rectangle {
         anchors.top: parent.top
         height: searchField.implicitHeight + 16
 
-        TextField {
+        SearchField {
             id: searchField
 
             objectName: "promptSearch"
@@ -50,7 +49,6 @@ Rectangle {
             anchors.leftMargin: 12
             anchors.rightMargin: 12
             placeholderText: "Search prompts"
-            placeholderTextColor: SetupTheme.secondaryText
             text: view.viewModel.searchText
             onTextEdited: view.viewModel.searchText = text
             Accessible.name: "Search prompts"

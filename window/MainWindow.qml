@@ -1,12 +1,13 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Templates as T
 import Zor
 
 // The app's one window: the tab sidebar, and beside it the detail pane that
 // folds away on the setup tab. The controller decides every size; this file
 // reports what it measures and plays the animations asked of it.
-ApplicationWindow {
+// The template's window, coloured as the style's would be: naming the style's
+// would have the whole style read before the first frame.
+T.ApplicationWindow {
     id: window
 
     required property QtObject appState
@@ -35,6 +36,7 @@ ApplicationWindow {
 
     objectName: "mainWindow"
     title: "Zor"
+    color: palette.window
     // The size it opens at is MainWindow's.
     minimumWidth: splitController.windowMinimumWidth
     minimumHeight: 300

@@ -106,8 +106,8 @@ Shown howShown(QQuickItem* item) {
 }
 
 // Every text on screen against what is drawn behind it: 4.5:1, 3:1 for large
-// text and for closed controls; lines and focus rings 3:1 against what they
-// lie on. The colours are those the views use, as drawn.
+// text and for closed controls; lines, focus rings and field outlines 3:1
+// against what they lie on. The colours are those the views use, as drawn.
 QStringList contrastFailures(QQuickWindow* window) {
     const QImage image = window->grabWindow().convertToFormat(QImage::Format_RGB32);
     QStringList failures;
@@ -138,8 +138,9 @@ QStringList contrastFailures(QQuickWindow* window) {
                                      colour.name(QColor::HexArgb), background.name())
                                 .arg(ratio, 0, 'f', 2);
         } else if (name.endsWith(QLatin1String("Separator")) ||
-                   name.endsWith(QLatin1String("FocusRing"))) {
-            const bool isRing = name.endsWith(QLatin1String("FocusRing"));
+                   name.endsWith(QLatin1String("FocusRing")) ||
+                   name.endsWith(QLatin1String("Outline"))) {
+            const bool isRing = !name.endsWith(QLatin1String("Separator"));
             QColor colour =
                 isRing
                     ? item->property("border").value<QObject*>()->property("color").value<QColor>()
@@ -196,9 +197,9 @@ private slots:
 
     // Every screen, light and dark: the prompt list with a highlighted row, a
     // row being decided and rows of ended sessions; the sessions tab, its
-    // entries with the keyboard and their focus ring; an empty list; the
-    // setup screen with a banner, a link and red statuses, and
-    // with services this system does not have.
+    // entries with the keyboard and their focus ring; an empty list, with the
+    // keyboard in the search field; the setup screen with a banner, a link and
+    // red statuses, and with services this system does not have.
     void everyTextReads_data() {
         QTest::addColumn<bool>("isDark");
         QTest::addColumn<QString>("screen");
@@ -232,7 +233,10 @@ private slots:
         QVERIFY(setup.settle());
         QTRY_VERIFY(prompts.appState.hasPickedInitialTab());
         PromptStore& store = *prompts.appState.promptStore();
-        if (screen == "sessions") {
+        if (screen == "empty") {
+            // The keyboard in the search field, so that its outline takes the ring's colour.
+            findItem(window, "promptSearch")->forceActiveFocus();
+        } else if (screen == "sessions") {
             prompts.appState.setSelectedTab(AppTab::sessions);
             store.setFilter(PromptFilter::session(store.uniqueSessionIds().at(1)));
             // The keyboard on the entries, so that their ring shows.

@@ -283,7 +283,7 @@ const QList<PromptsShot>& promptsShots() {
              scene.addSamplePrompts();
              scene.appState.promptStore()->setSearchText(QStringLiteral("cargo"));
          },
-         [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}},
+         [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}, "promptSearch"},
         {"prompts-08-selection.png", Appearance::light, arrangeCliPolicy, selectThree},
         {"prompts-09-group-question.png", Appearance::light, arrangeCliPolicy, askForThree},
         {"prompts-10-selection-dark.png", Appearance::dark, arrangeCliPolicy, selectThree},
