@@ -16,12 +16,14 @@
 #include "setup/ServiceRepairs.h"
 #include "window/MainSplitViewController.h"
 #include "window/qml/QuickViews.h"
+#include "window/qml/SetupTheme.h"
 
 #include <QDir>
 #include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QScreen>
+#include <utility>
 
 namespace zor {
 
@@ -31,6 +33,43 @@ namespace {
 constexpr QSize launchSize(int(MainSplitViewController::sidebarWidth) + 1 +
                                int(MainSplitViewController::detailWidth),
                            500);
+
+// The system's colours the controls take, by their names in the window's palette.
+constexpr std::pair<const char*, QColor (qml::SystemColors::*)() const> paletteRoles[] = {
+    {"window", &qml::SystemColors::window},
+    {"windowText", &qml::SystemColors::windowText},
+    {"base", &qml::SystemColors::base},
+    {"alternateBase", &qml::SystemColors::alternateBase},
+    {"text", &qml::SystemColors::text},
+    {"button", &qml::SystemColors::button},
+    {"buttonText", &qml::SystemColors::buttonText},
+    {"light", &qml::SystemColors::light},
+    {"midlight", &qml::SystemColors::midlight},
+    {"mid", &qml::SystemColors::mid},
+    {"dark", &qml::SystemColors::dark},
+    {"shadow", &qml::SystemColors::shadow},
+    {"highlight", &qml::SystemColors::highlight},
+    {"highlightedText", &qml::SystemColors::highlightedText},
+};
+
+// The controls follow the system's palette as it changes, light or dark: the
+// style keeps the one the app started with. Set once the first frame is out,
+// which draws nothing of the style: each colour set passes through every item
+// the window has, and bound in the window's file they cost that frame a
+// twentieth of its time.
+void followSystemPalette(QQmlEngine& engine, QQuickWindow& window) {
+    auto* theme = engine.singletonInstance<qml::SetupTheme*>(qmlTypeId("Zor", 1, 0, "SetupTheme"));
+    auto* palette = window.property("palette").value<QObject*>();
+    if (!theme || !palette)
+        qFatal("MainWindow: the window has no palette to follow the system's");
+    const qml::SystemColors* colors = theme->system();
+    const auto apply = [colors, palette] {
+        for (const auto& [name, color] : paletteRoles)
+            palette->setProperty(name, (colors->*color)());
+    };
+    apply();
+    QObject::connect(colors, &qml::SystemColors::changed, palette, apply);
+}
 
 } // namespace
 
@@ -84,10 +123,14 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     if (!quickWindow)
         qFatal("MainWindow: %s", qPrintable(component.errorString()));
     // What the first frame does not show is made after it, once the frame is
-    // out and the event loop turns: not while the frame is still being handed on.
+    // out and the event loop turns: not while the frame is still being handed
+    // on. So is the controls' palette, which that frame does not use either.
     connect(
         quickWindow.get(), &QQuickWindow::frameSwapped, this,
-        [this] { quickWindow->setProperty("hasFirstFrame", true); },
+        [this] {
+            followSystemPalette(*engine, *quickWindow);
+            quickWindow->setProperty("hasFirstFrame", true);
+        },
         Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection));
     services.windowChrome.styleMainWindow(*quickWindow);
 }

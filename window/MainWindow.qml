@@ -6,7 +6,8 @@ import Zor
 // folds away on the setup tab. The controller decides every size; this file
 // reports what it measures and plays the animations asked of it.
 // The template's window, coloured as the style's would be: naming the style's
-// would have the whole style read before the first frame.
+// would have the whole style read before the first frame. Its palette, which
+// the controls made later take, follows the system's from MainWindow.
 T.ApplicationWindow {
     id: window
 
@@ -36,25 +37,10 @@ T.ApplicationWindow {
 
     objectName: "mainWindow"
     title: "Zor"
-    color: palette.window
+    color: SetupTheme.system.window
     // The size it opens at is MainWindow's.
     minimumWidth: splitController.windowMinimumWidth
     minimumHeight: 300
-    // The controls follow the system's palette as it changes, light or dark.
-    palette.window: SetupTheme.system.window
-    palette.windowText: SetupTheme.system.windowText
-    palette.base: SetupTheme.system.base
-    palette.alternateBase: SetupTheme.system.alternateBase
-    palette.text: SetupTheme.system.text
-    palette.button: SetupTheme.system.button
-    palette.buttonText: SetupTheme.system.buttonText
-    palette.light: SetupTheme.system.light
-    palette.midlight: SetupTheme.system.midlight
-    palette.mid: SetupTheme.system.mid
-    palette.dark: SetupTheme.system.dark
-    palette.shadow: SetupTheme.system.shadow
-    palette.highlight: SetupTheme.system.highlight
-    palette.highlightedText: SetupTheme.system.highlightedText
 
     onFrameChanged: splitController.reportWindowFrame(frame)
     onPaneWidthsChanged: splitController.reportPaneWidths(paneWidths.width, paneWidths.height)

@@ -360,6 +360,37 @@ private slots:
         QVERIFY(!theme.isDark());
     }
 
+    // The style's controls, all made after the first frame, take the system's
+    // palette, dark from launch, and follow it as it changes.
+    void controlsFollowTheSystemPalette() {
+        const QPalette lightPalette = QGuiApplication::palette();
+        const auto restore =
+            qScopeGuard([&lightPalette] { QGuiApplication::setPalette(lightPalette); });
+        QGuiApplication::setPalette(darkPalette());
+        SetupScene setup;
+        PromptsScene prompts;
+        MainWindow mainWindow(prompts.appState, {.serviceMonitor = *setup.monitor,
+                                                 .serviceRepairs = *setup.repairs,
+                                                 .notificationHandler = prompts.handler,
+                                                 .clipboard = prompts.clipboard});
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowExposed(mainWindow.window()));
+        QVERIFY(setup.settle());
+        QQuickItem* button = nullptr;
+        QTRY_VERIFY((button = findItem(mainWindow.window(), "refreshButton")));
+        const auto* controlPalette = button->property("palette").value<QObject*>();
+        QVERIFY(controlPalette);
+        for (const QPalette& palette : {darkPalette(), lightPalette}) {
+            QGuiApplication::setPalette(palette);
+            for (const auto& [name, role] :
+                 {std::pair{"window", QPalette::Window}, std::pair{"button", QPalette::Button},
+                  std::pair{"buttonText", QPalette::ButtonText},
+                  std::pair{"highlight", QPalette::Highlight}, std::pair{"mid", QPalette::Mid}})
+                QCOMPARE(controlPalette->property(name).value<QColor>(),
+                         palette.color(QPalette::Active, role));
+        }
+    }
+
     void splitFollowsTheTab_data() {
         // Each list of tabs is selected in one turn of the event loop, then
         // the loop runs; the next list follows.
