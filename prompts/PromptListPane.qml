@@ -3,8 +3,9 @@ import QtQuick.Controls
 import Zor
 
 // The prompt list, and what acts on its rows: the decision keys, the rows'
-// context menu and the focus ring. Made after the window's first frame, which
-// shows no rows.
+// context menu, the focus ring, and with more than one selected what can be
+// decided for them together. Made after the window's first frame, which shows
+// no rows.
 Item {
     id: pane
 
@@ -12,9 +13,7 @@ Item {
     required property PromptListModel listModel
     required property PromptDecider decider
     required property PromptRowMenu rowMenu
-    // The room the bars over the list's foot take: the list scrolls its last
-    // rows out from under them.
-    property real footHeight: 0
+    required property GroupDecision group
 
     function focusList() {
         list.forceActiveFocus();
@@ -48,7 +47,8 @@ Item {
 
         objectName: "promptList"
         anchors.fill: parent
-        bottomMargin: pane.footHeight
+        // The list scrolls its last rows out from under the bars over its foot.
+        bottomMargin: footBars.height
         visible: pane.viewModel.contentState === PromptsViewModel.ContentState.list
         model: pane.listModel
         clip: true
@@ -124,6 +124,42 @@ Item {
         color: "transparent"
         border.width: 2
         border.color: SetupTheme.focusRing
+    }
+
+    // Over the foot of the list, which leaves room for them to scroll past:
+    // the rows stay where the pointer left them when these come and go.
+    Column {
+        id: footBars
+
+        z: 1
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+
+        // Each made from its own file while it shows.
+        Loader {
+            width: parent.width
+            active: (pane.group.state === GroupDecision.State.deciding && pane.group.showsProgress)
+                    || pane.group.outcome !== ""
+            Component.onCompleted: setSource(Qt.resolvedUrl("GroupBar.qml"), {group: pane.group})
+        }
+
+        Loader {
+            width: parent.width
+            active: pane.viewModel.selectedCount > 1
+            Component.onCompleted: setSource(Qt.resolvedUrl("SelectionBar.qml"),
+                                             {viewModel: pane.viewModel, group: pane.group})
+        }
+    }
+
+    // Made while a group is asked, from its own file.
+    Loader {
+        active: pane.group.state === GroupDecision.State.asking
+        source: Qt.resolvedUrl("GroupConfirmation.qml")
+        onLoaded: {
+            item.group = pane.group;
+            item.open();
+        }
     }
 
     LazyMenu {

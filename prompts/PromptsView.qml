@@ -59,43 +59,6 @@ Rectangle {
         }
     }
 
-    // Over the foot of the list, which leaves room for them to scroll past:
-    // the rows stay where the pointer left them when these come and go.
-    Column {
-        id: footBars
-
-        z: 1
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.bottom: parent.bottom
-
-        // Each made from its own file while it shows: the first frame does
-        // without them.
-        Loader {
-            width: parent.width
-            active: (view.group.state === GroupDecision.State.deciding && view.group.showsProgress)
-                    || view.group.outcome !== ""
-            Component.onCompleted: setSource(Qt.resolvedUrl("GroupBar.qml"), {group: view.group})
-        }
-
-        Loader {
-            width: parent.width
-            active: view.viewModel.selectedCount > 1
-            Component.onCompleted: setSource(Qt.resolvedUrl("SelectionBar.qml"),
-                                             {viewModel: view.viewModel, group: view.group})
-        }
-    }
-
-    // Made while a group is asked, from its own file.
-    Loader {
-        active: view.group.state === GroupDecision.State.asking
-        source: Qt.resolvedUrl("GroupConfirmation.qml")
-        onLoaded: {
-            item.group = view.group;
-            item.open();
-        }
-    }
-
     Column {
         id: emptyState
 
@@ -145,15 +108,8 @@ Rectangle {
         active: view.isListMade
         Component.onCompleted: setSource(Qt.resolvedUrl("PromptListPane.qml"), {
             viewModel: view.viewModel, listModel: view.listModel,
-            decider: view.decider, rowMenu: view.rowMenu
+            decider: view.decider, rowMenu: view.rowMenu, group: view.group
         })
         onLoaded: view.viewModel.listMade()
-    }
-
-    Binding {
-        target: listPane.item
-        property: "footHeight"
-        value: footBars.height
-        when: listPane.item !== null
     }
 }
