@@ -39,7 +39,11 @@ Rectangle {
         anchors.top: parent.top
         height: searchField.implicitHeight + 16
 
-        SearchField {
+        // The template, drawn in the app's colours: the style's field would
+        // have the whole style read before the first frame. Its outline reaches
+        // the contrast marks need, in the focus ring's colour while the field
+        // has the keyboard.
+        T.TextField {
             id: searchField
 
             objectName: "promptSearch"
@@ -48,6 +52,14 @@ Rectangle {
             anchors.verticalCenter: parent.verticalCenter
             anchors.leftMargin: 12
             anchors.rightMargin: 12
+            implicitHeight: Math.max(implicitBackgroundHeight, contentHeight + topPadding + bottomPadding)
+            padding: 4
+            leftPadding: 6
+            rightPadding: 6
+            verticalAlignment: TextInput.AlignVCenter
+            color: SetupTheme.primaryText
+            selectionColor: SetupTheme.system.highlight
+            selectedTextColor: SetupTheme.system.highlightedText
             placeholderText: "Search prompts"
             text: view.viewModel.searchText
             onTextEdited: view.viewModel.searchText = text
@@ -55,6 +67,29 @@ Rectangle {
             Keys.onEscapePressed: {
                 view.viewModel.clearSearch();
                 listPane.item?.focusList();
+            }
+
+            Text {
+                objectName: "searchPlaceholder"
+                x: searchField.leftPadding
+                y: searchField.topPadding
+                width: searchField.width - (searchField.leftPadding + searchField.rightPadding)
+                height: searchField.height - (searchField.topPadding + searchField.bottomPadding)
+                visible: !searchField.length && !searchField.preeditText
+                text: searchField.placeholderText
+                font: searchField.font
+                color: SetupTheme.secondaryText
+                verticalAlignment: Text.AlignVCenter
+                elide: Text.ElideRight
+            }
+
+            background: Rectangle {
+                objectName: "searchFieldOutline"
+                implicitHeight: 24
+                radius: 4
+                color: SetupTheme.system.base
+                border.width: searchField.activeFocus ? 2 : 1
+                border.color: searchField.activeFocus ? SetupTheme.focusRing : SetupTheme.separator
             }
         }
     }
