@@ -15,9 +15,12 @@
 
 #include <QImage>
 #include <QPainter>
+#include <QQmlComponent>
+#include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace zor;
@@ -389,6 +392,54 @@ private slots:
                 QCOMPARE(controlPalette->property(name).value<QColor>(),
                          palette.color(QPalette::Active, role));
         }
+    }
+
+    // A lazy menu makes its menu on the first call, with its properties, over
+    // itself, and keeps it for the next; a file that fails makes a warning
+    // and no menu.
+    void lazyMenuMakesItsMenuOnce() {
+        QTemporaryDir directory;
+        QFile file(directory.filePath("TestMenu.qml"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("import QtQuick.Controls\n"
+                   "Menu { required property string label; objectName: \"made\";"
+                   " MenuItem { text: label } }\n");
+        file.close();
+        QQmlEngine engine;
+        prepareZorEngine(engine);
+        QQmlComponent component(&engine);
+        component.setData("import QtQuick\nimport Zor\n"
+                          "Window { width: 500; height: 400; visible: true\n"
+                          " property alias lazy: lazy\n"
+                          " LazyMenu { id: lazy; width: 40; height: 20;"
+                          " menuProperties: ({label: \"Copy\"}) }\n"
+                          " LazyMenu { objectName: \"broken\"; menu: \"Missing.qml\" } }\n",
+                          QUrl::fromLocalFile(directory.filePath("Scene.qml")));
+        std::unique_ptr<QObject> window(component.createWithInitialProperties({}));
+        QVERIFY2(window, qPrintable(component.errorString()));
+        auto* lazy = window->property("lazy").value<QQuickItem*>();
+        lazy->setProperty("menu", QUrl::fromLocalFile(file.fileName()));
+        const auto made = [lazy] { return lazy->findChildren<QObject*>("made"); };
+        QVERIFY(made().isEmpty());
+
+        QMetaObject::invokeMethod(lazy, "open");
+        QCOMPARE(made().size(), 1);
+        QObject* menu = made().first();
+        QTRY_VERIFY(menu->property("opened").toBool());
+        QCOMPARE(menu->property("parent").value<QQuickItem*>(), lazy);
+        QCOMPARE(menu->property("label").toString(), "Copy");
+        QMetaObject::invokeMethod(menu, "close");
+        QTRY_VERIFY(!menu->property("opened").toBool());
+
+        QMetaObject::invokeMethod(lazy, "popup", Q_ARG(QQuickItem*, lazy->parentItem()),
+                                  Q_ARG(qreal, 50), Q_ARG(qreal, 60));
+        QCOMPARE(made(), QList<QObject*>{menu});
+        QTRY_VERIFY(menu->property("opened").toBool());
+        QCOMPARE(menu->property("x").toReal(), 50);
+        QCOMPARE(menu->property("y").toReal(), 60);
+
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Missing\\.qml"));
+        QMetaObject::invokeMethod(window->findChild<QQuickItem*>("broken"), "open");
     }
 
     void splitFollowsTheTab_data() {

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QPointer>
+#include <QQuickItem>
+#include <QUrl>
+#include <QVariantMap>
+#include <QtQml/qqml.h>
+
+namespace zor::qml {
+
+// A menu made, from its own file, the first time it opens: a window's menus
+// open rarely, and making them, or even reading their types, would cost the
+// first frame. So would this item, written in QML: one more file read then.
+//
+// The menu is made as a Loader would make it, as this item's child; opened
+// without a place, it opens where this item lies.
+class LazyMenu : public QQuickItem {
+    Q_OBJECT
+    QML_ELEMENT
+    // The file of the Menu, and its initial properties.
+    Q_PROPERTY(QUrl menu READ menu WRITE setMenu NOTIFY menuChanged REQUIRED)
+    Q_PROPERTY(QVariantMap menuProperties READ menuProperties WRITE setMenuProperties NOTIFY
+                   menuPropertiesChanged)
+
+public:
+    explicit LazyMenu(QQuickItem* parent = nullptr);
+
+    QUrl menu() const { return menuUrl; }
+    void setMenu(const QUrl& url);
+    QVariantMap menuProperties() const { return properties; }
+    void setMenuProperties(const QVariantMap& menuProperties);
+
+    Q_INVOKABLE void open();
+    // At (x, y) in `parentItem`, as the Menu's own popup() puts it.
+    Q_INVOKABLE void popup(QQuickItem* parentItem, qreal x, qreal y);
+
+signals:
+    void menuChanged();
+    void menuPropertiesChanged();
+
+private:
+    // The Menu, made on the first call; null, with a QML warning, if its file fails.
+    QObject* madeMenu();
+    void call(const char* method, const QJSValueList& arguments = {});
+
+    QUrl menuUrl;
+    QVariantMap properties;
+    QPointer<QObject> made;
+};
+
+} // namespace zor::qml
