@@ -89,7 +89,7 @@ Item {
     FocusRing {
         objectName: "sidebarFocusRing"
         isShown: entries.activeFocus
-        gap: -border.width
+        gap: -thickness
         radius: 0
     }
 

@@ -9,6 +9,7 @@
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/ColorContrast.h"
+#include "window/qml/FocusRing.h"
 #include "window/qml/PromptGlyph.h"
 #include "window/qml/QuickViews.h"
 #include "window/qml/SetupTheme.h"
@@ -144,10 +145,9 @@ QStringList contrastFailures(QQuickWindow* window) {
                    name.endsWith(QLatin1String("FocusRing")) ||
                    name.endsWith(QLatin1String("Outline"))) {
             const bool isRing = !name.endsWith(QLatin1String("Separator"));
-            QColor colour =
-                isRing
-                    ? item->property("border").value<QObject*>()->property("color").value<QColor>()
-                    : item->property("color").value<QColor>();
+            // A ring drawn as a Rectangle's border, or as a ring of its colour.
+            const auto* border = item->property("border").value<QObject*>();
+            QColor colour = (isRing && border ? border : item)->property("color").value<QColor>();
             colour.setAlphaF(colour.alphaF() * float(shown.opacity));
             // Beside the line, or inside the ring.
             const QRect beside = isRing ? area.adjusted(6, 6, -6, -6)
@@ -440,6 +440,36 @@ private slots:
 
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Missing\\.qml"));
         QMetaObject::invokeMethod(window->findChild<QQuickItem*>("broken"), "open");
+    }
+
+    // A focus ring lies around its control, its gap and thickness out from
+    // the control's edges as the control's size changes, and shows only while
+    // asked to, in a colour that reaches the marks' contrast against what the
+    // control lies on and against its face.
+    void focusRingFollowsItsControl() {
+        QQmlEngine engine;
+        prepareZorEngine(engine);
+        QQmlComponent component(&engine);
+        component.setData("import QtQuick\nimport Zor\n"
+                          "Rectangle { width: 80; height: 30; color: \"#777777\"\n"
+                          " FocusRing { isShown: false; gap: 3; outside: \"#ffffff\";"
+                          " inside: parent.color } }\n",
+                          QUrl());
+        std::unique_ptr<QObject> control(component.create());
+        QVERIFY2(control, qPrintable(component.errorString()));
+        auto* ring = control->findChild<qml::FocusRing*>();
+        QVERIFY(ring);
+        QVERIFY(!ring->isVisible());
+        const qreal out = 3 + ring->thickness();
+        QCOMPARE(QRectF(ring->position(), ring->size()),
+                 QRectF(-out, -out, 80 + 2 * out, 30 + 2 * out));
+        control->setProperty("height", 50);
+        QCOMPARE(ring->height(), 50 + 2 * out);
+        ring->setShown(true);
+        QVERIFY(ring->isVisible());
+        QVERIFY(ColorContrast::ratio(ring->color(), Qt::white) >= ColorContrast::kMark);
+        QVERIFY(ColorContrast::ratio(ring->color(), QColor(0x77, 0x77, 0x77)) >=
+                ColorContrast::kMark);
     }
 
     void splitFollowsTheTab_data() {
