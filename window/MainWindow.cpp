@@ -52,13 +52,13 @@ constexpr std::pair<const char*, QColor (qml::SystemColors::*)() const> paletteR
     {"highlightedText", &qml::SystemColors::highlightedText},
 };
 
-// The controls follow the system's palette as it changes, light or dark: the
-// style keeps the one the app started with. Set once the first frame is out,
-// which draws nothing of the style: each colour set passes through every item
-// the window has, and bound in the window's file they cost that frame a
-// twentieth of its time.
+// The style's controls take the system's colours, the same in every colour
+// group, and follow them as they change, light or dark. Set once the first
+// frame is out, which draws nothing of the style: each colour set passes
+// through every item the window has, and bound in the window's file they cost
+// that frame a twentieth of its time.
 void followSystemPalette(QQmlEngine& engine, QQuickWindow& window) {
-    auto* theme = engine.singletonInstance<qml::SetupTheme*>(qmlTypeId("Zor", 1, 0, "SetupTheme"));
+    const qml::SetupTheme* theme = qml::SetupTheme::of(engine);
     auto* palette = window.property("palette").value<QObject*>();
     if (!theme || !palette)
         qFatal("MainWindow: the window has no palette to follow the system's");

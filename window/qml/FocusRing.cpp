@@ -97,10 +97,8 @@ QSGNode* FocusRing::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data)
 
 void FocusRing::componentComplete() {
     QQuickPaintedItem::componentComplete();
-    if (QQmlEngine* engine = qmlEngine(this)) {
-        static const int themeType = qmlTypeId("Zor", 1, 0, "SetupTheme");
-        theme = engine->singletonInstance<SetupTheme*>(themeType);
-    }
+    if (QQmlEngine* engine = qmlEngine(this))
+        theme = SetupTheme::of(*engine);
     if (theme)
         connect(theme, &SetupTheme::changed, this, [this] {
             update();

@@ -4,6 +4,7 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QQmlEngine>
 
 namespace zor::qml {
 namespace {
@@ -46,6 +47,11 @@ QColor darker(const QColor& color, double factor) {
 void SystemColors::setPalette(const QPalette& newPalette) {
     palette = newPalette;
     emit changed();
+}
+
+SetupTheme* SetupTheme::of(QQmlEngine& engine) {
+    static const int type = qmlTypeId("Zor", 1, 0, "SetupTheme");
+    return engine.singletonInstance<SetupTheme*>(type);
 }
 
 SetupTheme::SetupTheme(QObject* parent)

@@ -7,6 +7,8 @@
 #include <QPalette>
 #include <QtQml/qqml.h>
 
+class QQmlEngine;
+
 namespace zor::qml {
 
 // The system palette's colours, active, as the screens hand them to their controls.
@@ -123,6 +125,8 @@ class SetupTheme : public QObject {
 public:
     // Follows the application's palette.
     explicit SetupTheme(QObject* parent = nullptr);
+    // The engine's one theme, the views' SetupTheme, made if not yet.
+    static SetupTheme* of(QQmlEngine& engine);
 
     int bodySize() const { return 13; }
     int captionSize() const { return 11; }
