@@ -25,32 +25,22 @@ void LazyMenu::setMenuProperties(const QVariantMap& menuProperties) {
 }
 
 void LazyMenu::open() {
-    call("open");
+    call("open", {});
 }
 
 void LazyMenu::popup(QQuickItem* parentItem, qreal x, qreal y) {
-    QQmlEngine* engine = qmlEngine(this);
-    if (!engine)
-        return;
-    call("popup", {engine->toScriptValue(parentItem), x, y});
+    call("popup", {QVariant::fromValue(parentItem), x, y});
 }
 
-QObject* LazyMenu::madeMenu() {
+QObject* LazyMenu::madeMenu(QQmlEngine& engine) {
     if (made)
         return made;
-    QQmlEngine* engine = qmlEngine(this);
-    if (!engine)
-        return nullptr;
-    QQmlComponent component(engine, menuUrl);
-    if (!component.isReady()) {
-        // As a Loader reports a file it cannot make.
-        qmlWarning(this) << component.errorString();
-        return nullptr;
-    }
+    QQmlComponent component(&engine, menuUrl);
     // Begun, then given this item as its parent before it completes: a menu
     // takes the item it is made in as the one it opens over.
-    QObject* menu = component.beginCreate(qmlContext(this));
+    QObject* menu = component.isReady() ? component.beginCreate(qmlContext(this)) : nullptr;
     if (!menu) {
+        // As a Loader reports a file it cannot make.
         qmlWarning(this) << component.errorString();
         return nullptr;
     }
@@ -61,14 +51,17 @@ QObject* LazyMenu::madeMenu() {
     return made;
 }
 
-void LazyMenu::call(const char* method, const QJSValueList& arguments) {
-    QObject* menu = madeMenu();
+void LazyMenu::call(const char* method, const QVariantList& arguments) {
+    QQmlEngine* engine = qmlEngine(this);
+    QObject* menu = engine ? madeMenu(*engine) : nullptr;
     if (!menu)
         return;
     // The Menu's open() and popup() are QML methods: called as QML calls them.
-    const QJSValue value = qmlEngine(this)->toScriptValue(menu);
-    const QJSValue result =
-        value.property(QLatin1String(method)).callWithInstance(value, arguments);
+    QJSValueList values;
+    for (const QVariant& argument : arguments)
+        values.append(engine->toScriptValue(argument));
+    const QJSValue value = engine->toScriptValue(menu);
+    const QJSValue result = value.property(QLatin1String(method)).callWithInstance(value, values);
     if (result.isError())
         qmlWarning(this) << result.toString();
 }

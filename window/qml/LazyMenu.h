@@ -6,6 +6,8 @@
 #include <QVariantMap>
 #include <QtQml/qqml.h>
 
+class QQmlEngine;
+
 namespace zor::qml {
 
 // A menu made, from its own file, the first time it opens: a window's menus
@@ -40,8 +42,8 @@ signals:
 
 private:
     // The Menu, made on the first call; null, with a QML warning, if its file fails.
-    QObject* madeMenu();
-    void call(const char* method, const QJSValueList& arguments = {});
+    QObject* madeMenu(QQmlEngine& engine);
+    void call(const char* method, const QVariantList& arguments);
 
     QUrl menuUrl;
     QVariantMap properties;
