@@ -15,30 +15,44 @@ char16_t asciiLower(char16_t c) {
 
 PromptSearch::PromptSearch(const QString& text)
     : needle(text.trimmed()) {
-    if (std::all_of(needle.cbegin(), needle.cend(), [](QChar c) { return c.unicode() < 0x80; }))
-        loweredNeedle = needle.toLower();
+    if (!std::all_of(needle.cbegin(), needle.cend(), [](QChar c) { return c.unicode() < 0x80; }))
+        return;
+    loweredNeedle = needle.toLower();
+    const qsizetype length = loweredNeedle.size();
+    skips.fill(quint8(std::min<qsizetype>(length, 255)));
+    for (qsizetype i = std::max<qsizetype>(0, length - 256); i + 1 < length; ++i)
+        skips[loweredNeedle[i].unicode()] = quint8(length - 1 - i);
 }
 
 bool PromptSearch::holds(QStringView field) const {
     // Qt's comparison folds the case of every character, which makes a
     // keystroke's look through thousands of prompts slow. An ASCII needle
-    // is compared with ASCII text directly; from the first other character
-    // that comes into a comparison on, as it may fold to ASCII, Qt compares.
+    // is looked for in ASCII text directly, moving on by what the last
+    // character a look covers rules out. From the first other character that
+    // comes into a look on, as it may fold to ASCII, Qt compares.
     if (loweredNeedle.isEmpty())
         return field.contains(needle, Qt::CaseInsensitive);
     const QStringView lowered(loweredNeedle);
     const qsizetype length = lowered.size();
-    for (qsizetype start = 0; start + length <= field.size(); ++start) {
-        qsizetype matched = 0;
-        for (; matched < length; ++matched) {
-            const char16_t c = field[start + matched].unicode();
-            if (c >= 0x80)
-                return field.sliced(start).contains(needle, Qt::CaseInsensitive);
-            if (asciiLower(c) != lowered[matched].unicode())
-                break;
+    const char16_t last = lowered[length - 1].unicode();
+    for (qsizetype start = 0; start + length <= field.size();) {
+        const char16_t c = field[start + length - 1].unicode();
+        if (c >= 0x80)
+            return field.sliced(start).contains(needle, Qt::CaseInsensitive);
+        const char16_t lowerC = asciiLower(c);
+        if (lowerC == last) {
+            qsizetype matched = 0;
+            for (; matched + 1 < length; ++matched) {
+                const char16_t other = field[start + matched].unicode();
+                if (other >= 0x80)
+                    return field.sliced(start).contains(needle, Qt::CaseInsensitive);
+                if (asciiLower(other) != lowered[matched].unicode())
+                    break;
+            }
+            if (matched + 1 == length)
+                return true;
         }
-        if (matched == length)
-            return true;
+        start += skips[lowerC];
     }
     return false;
 }
@@ -46,13 +60,16 @@ bool PromptSearch::holds(QStringView field) const {
 bool PromptSearch::matches(const PromptItem& item) const {
     if (needle.isEmpty())
         return true;
-    // The texts at hand first; the title and the target are put together.
+    // The texts at hand first. The target and the title may be put together,
+    // in one buffer for the thread: a keystroke's look through thousands of
+    // prompts allocates nothing.
     if (holds(item.sessionId) || holds(item.policyPath))
         return true;
-    if (const std::optional<QString> process = item.denial.processName();
+    if (const std::optional<QString>& process = item.denial.processName();
         process && holds(*process))
         return true;
-    return holds(item.denial.target()) || holds(promptTitle(item.denial));
+    thread_local QString scratch;
+    return holds(item.denial.target(scratch)) || holds(promptTitle(item.denial, scratch));
 }
 
 bool PromptSearch::includes(const PromptSearch& other) const {

@@ -3,6 +3,7 @@
 #include "prompts/PromptItem.h"
 
 #include <QString>
+#include <array>
 
 namespace zor {
 
@@ -25,6 +26,10 @@ public:
 private:
     QString needle;
     QString loweredNeedle; // when the needle is ASCII, else empty
+    // For an ASCII needle: how far a look may move on when the last character
+    // it covers is this one, lowered (the needle's length for a character
+    // it does not hold, at most 255).
+    std::array<quint8, 128> skips{};
 
     bool holds(QStringView field) const;
 };

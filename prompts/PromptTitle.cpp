@@ -3,35 +3,57 @@
 namespace zor {
 namespace {
 
-QString capitalisedWords(QString text) {
+void appendFileTitle(QString& text, const FileDenial& denial) {
+    const qsizetype start = text.size();
+    text += denial.operation;
     bool isWordStart = true;
-    for (QChar& c : text) {
-        if (c.isSpace()) {
+    for (QChar* c = text.data() + start; c != text.data() + text.size(); ++c) {
+        if (c->isSpace()) {
             isWordStart = true;
         } else if (isWordStart) {
-            c = c.toUpper();
+            *c = c->toUpper();
             isWordStart = false;
         }
     }
-    return text;
+    text += u" File";
+}
+
+// Every other kind's title: static text.
+QStringView fixedTitle(Denial::Kind kind) {
+    switch (kind) {
+    case Denial::Kind::file:
+        break;
+    case Denial::Kind::network:
+        return u"Network Request";
+    case Denial::Kind::exec:
+        return u"Execute Process";
+    case Denial::Kind::signal:
+        return u"Signal";
+    case Denial::Kind::ioDevice:
+        return u"IOKit Device";
+    }
+    return {};
 }
 
 } // namespace
 
 QString promptTitle(const Denial& denial) {
-    switch (denial.kind()) {
-    case Denial::Kind::file:
-        return capitalisedWords(denial.as<FileDenial>()->operation) + QStringLiteral(" File");
-    case Denial::Kind::network:
-        return QStringLiteral("Network Request");
-    case Denial::Kind::exec:
-        return QStringLiteral("Execute Process");
-    case Denial::Kind::signal:
-        return QStringLiteral("Signal");
-    case Denial::Kind::ioDevice:
-        return QStringLiteral("IOKit Device");
+    if (const FileDenial* file = denial.as<FileDenial>()) {
+        QString title;
+        appendFileTitle(title, *file);
+        return title;
     }
-    return {};
+    const QStringView title = fixedTitle(denial.kind());
+    return QString::fromRawData(title.data(), title.size());
+}
+
+QStringView promptTitle(const Denial& denial, QString& scratch) {
+    if (const FileDenial* file = denial.as<FileDenial>()) {
+        scratch.resize(0);
+        appendFileTitle(scratch, *file);
+        return scratch;
+    }
+    return fixedTitle(denial.kind());
 }
 
 } // namespace zor

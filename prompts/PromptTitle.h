@@ -10,5 +10,8 @@ namespace zor {
 // with each word capitalised, whatever the operation), "Network Request",
 // "Execute Process", "Signal", "IOKit Device".
 QString promptTitle(const Denial& denial);
+// The same as a view: of fixed text, or of `scratch`, where a file's title is
+// put together. For a caller that looks at many titles through one buffer.
+QStringView promptTitle(const Denial& denial, QString& scratch);
 
 } // namespace zor

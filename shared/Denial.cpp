@@ -3,6 +3,8 @@
 #include "shared/DenialJson.h"
 
 #include <QJsonArray>
+#include <charconv>
+#include <iterator>
 #include <limits>
 
 namespace zor {
@@ -18,24 +20,51 @@ std::optional<Denial::Kind> kindFromTypeString(const QString& text) {
     return std::nullopt;
 }
 
-QString networkTarget(const NetworkDenial& denial) {
-    const QString host = denial.host.contains(u':') ? u'[' + denial.host + u']' : denial.host;
-    return host + u':' + QString::number(denial.port);
+// Targets that are text of the denial's own.
+const QString& ownTarget(const FileDenial& denial) {
+    return denial.path;
 }
 
-QString execTarget(const ExecDenial& denial) {
-    QString text = denial.path;
-    for (const QString& arg : denial.args)
-        text += u' ' + arg;
-    return text;
+const QString& ownTarget(const IoDeviceDenial& denial) {
+    return denial.deviceClass;
 }
 
-QString signalTarget(const SignalDenial& denial) {
-    QString text =
-        QStringLiteral("signal %1 to pid %2").arg(denial.signalNumber).arg(denial.targetPid);
-    if (denial.targetProcessName)
-        text += QStringLiteral(" (%1)").arg(*denial.targetProcessName);
-    return text;
+// Targets put together, appended to `text`.
+void appendNumber(QString& text, qint64 number) {
+    char digits[24];
+    const char* end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
+    text.append(QLatin1String(digits, end));
+}
+
+void appendTarget(QString& text, const NetworkDenial& denial) {
+    const bool isBracketed = denial.host.contains(u':');
+    if (isBracketed)
+        text += u'[';
+    text += denial.host;
+    if (isBracketed)
+        text += u']';
+    text += u':';
+    appendNumber(text, denial.port);
+}
+
+void appendTarget(QString& text, const ExecDenial& denial) {
+    text += denial.path;
+    for (const QString& arg : denial.args) {
+        text += u' ';
+        text += arg;
+    }
+}
+
+void appendTarget(QString& text, const SignalDenial& denial) {
+    text += u"signal ";
+    appendNumber(text, denial.signalNumber);
+    text += u" to pid ";
+    appendNumber(text, denial.targetPid);
+    if (denial.targetProcessName) {
+        text += u" (";
+        text += *denial.targetProcessName;
+        text += u')';
+    }
 }
 
 void putOptional(QJsonObject& object, const char* key, const std::optional<QString>& value) {
@@ -209,23 +238,35 @@ QString Denial::typeString() const {
 QString Denial::target() const {
     return std::visit(
         [](const auto& denial) -> QString {
-            using T = std::decay_t<decltype(denial)>;
-            if constexpr (std::is_same_v<T, FileDenial>)
-                return denial.path;
-            else if constexpr (std::is_same_v<T, NetworkDenial>)
-                return networkTarget(denial);
-            else if constexpr (std::is_same_v<T, ExecDenial>)
-                return execTarget(denial);
-            else if constexpr (std::is_same_v<T, SignalDenial>)
-                return signalTarget(denial);
-            else
-                return denial.deviceClass;
+            if constexpr (requires { ownTarget(denial); }) {
+                return ownTarget(denial);
+            } else {
+                QString text;
+                appendTarget(text, denial);
+                return text;
+            }
         },
         payload);
 }
 
-std::optional<QString> Denial::processName() const {
-    return std::visit([](const auto& denial) { return denial.processName; }, payload);
+QStringView Denial::target(QString& scratch) const {
+    return std::visit(
+        [&scratch](const auto& denial) -> QStringView {
+            if constexpr (requires { ownTarget(denial); }) {
+                return ownTarget(denial);
+            } else {
+                scratch.resize(0);
+                appendTarget(scratch, denial);
+                return scratch;
+            }
+        },
+        payload);
+}
+
+const std::optional<QString>& Denial::processName() const {
+    return std::visit(
+        [](const auto& denial) -> const std::optional<QString>& { return denial.processName; },
+        payload);
 }
 
 QJsonObject Denial::toJson() const {

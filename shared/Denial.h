@@ -81,7 +81,11 @@ public:
     Kind kind() const { return Kind(payload.index()); }
     QString typeString() const;
     QString target() const;
-    std::optional<QString> processName() const;
+    // The target as a view: of the denial's own text where it is that, else
+    // of `scratch`, where it is put together. For a caller that looks at many
+    // targets through one buffer.
+    QStringView target(QString& scratch) const;
+    const std::optional<QString>& processName() const;
 
     // The payload when it is of kind T, else null.
     template <typename T> const T* as() const { return std::get_if<T>(&payload); }

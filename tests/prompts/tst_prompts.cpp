@@ -4,6 +4,7 @@
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
+#include "prompts/PromptTitle.h"
 #include "prompts/SeqList.h"
 
 #include <QAbstractItemModelTester>
@@ -106,6 +107,30 @@ private slots:
         QCOMPARE(policyDisplayName(path), name);
     }
 
+    // A row's heading, by kind, and the same put together in a reused buffer.
+    void titlesByKind_data() {
+        QTest::addColumn<Denial>("denial");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("file") << Denial(FileDenial{"/x", "write", {}}) << "Write File";
+        QTest::newRow("file, words")
+            << Denial(FileDenial{"/x", "read  xattr\tlist", {}}) << "Read  Xattr\tList File";
+        QTest::newRow("file, not ASCII")
+            << Denial(FileDenial{"/x", QString::fromUtf16(u"\u00E9crire"), {}})
+            << QString::fromUtf16(u"\u00C9crire File");
+        QTest::newRow("network") << Denial(NetworkDenial{"h", 1, {}}) << "Network Request";
+        QTest::newRow("exec") << Denial(ExecDenial{"/bin/sh", {}, {}}) << "Execute Process";
+        QTest::newRow("signal") << Denial(SignalDenial{9, 1, {}, {}}) << "Signal";
+        QTest::newRow("device") << Denial(IoDeviceDenial{"IOHIDDevice", {}}) << "IOKit Device";
+    }
+
+    void titlesByKind() {
+        QFETCH(Denial, denial);
+        QFETCH(QString, title);
+        QCOMPARE(promptTitle(denial), title);
+        QString scratch = QStringLiteral("a longer title left from before");
+        QCOMPARE(promptTitle(denial, scratch), title);
+    }
+
     // What a search finds, in any case: the fields it looks in, texts beyond
     // ASCII, and characters that fold to ASCII.
     void searchesFindTextInAnyCase_data() {
@@ -149,6 +174,35 @@ private slots:
                               {},
                               false};
         QTEST(PromptSearch(text).matches(item), "isFound");
+    }
+
+    // Random texts of few letters, in both cases and with characters that
+    // fold to them, found exactly where Qt's own comparison finds them.
+    void searchesAgreeWithQtsComparison() {
+        const std::u16string letters = u"abkKsS/\u212A\u017F\u00E9";
+        QRandomGenerator random(42);
+        const auto text = [&](int most) {
+            QString made;
+            for (int length = random.bounded(most + 1); length > 0; --length)
+                made += QChar(letters[random.bounded(int(letters.size()))]);
+            return made;
+        };
+        for (int round = 0; round < 4000; ++round) {
+            const QString needle = text(5);
+            const PromptItem item{QUuid::createUuid(),
+                                  text(8),
+                                  text(8),
+                                  FileDenial{text(12), text(4), text(4)},
+                                  {},
+                                  false};
+            const QStringList fields{item.sessionId, item.policyPath, *item.denial.processName(),
+                                     item.denial.target(), promptTitle(item.denial)};
+            const bool isFound =
+                std::any_of(fields.cbegin(), fields.cend(), [&](const QString& field) {
+                    return field.contains(needle, Qt::CaseInsensitive);
+                });
+            QCOMPARE(PromptSearch(needle).matches(item), isFound);
+        }
     }
 
     void promptIdsParseOnlyTheStandardForm_data() {

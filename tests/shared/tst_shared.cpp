@@ -81,6 +81,8 @@ private slots:
         QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
         QVERIFY(decoded.value().denial == expected);
         QCOMPARE(decoded.value().denial.target(), target);
+        QString scratch = QStringLiteral("left from an earlier target");
+        QCOMPARE(decoded.value().denial.target(scratch), target);
     }
 
     void recordsSurviveEncodingAndDecoding() {
