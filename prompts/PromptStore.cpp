@@ -64,7 +64,9 @@ size_t PromptStore::keyHash(const QString& policyPath, const QString& typeString
     keyText += typeString;
     keyText += u':';
     keyText += target;
-    return qHash(keyText);
+    // Seeded, Qt hashes with the processor's AES instructions where it has
+    // them; unseeded, it takes a slower hash.
+    return qHash(keyText, QHashSeed::globalSeed());
 }
 
 PromptItem PromptStore::take(quint64 seq, std::optional<size_t> knownKeyHash) {
