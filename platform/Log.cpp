@@ -15,10 +15,15 @@
 namespace zor {
 namespace {
 
+bool isStringConversion(QChar c) {
+    return c == u's' || c == u'@';
+}
+
 struct Placeholder {
     qsizetype start = 0;
     qsizetype length = 0;
     QStringView privacy;    // "public", "private" or empty
+    bool isPublic = false;  // marked so, or a number left unmarked
     QStringView printfSpec; // flags, width and precision, without length modifiers
     QChar conversion;
 };
@@ -52,6 +57,8 @@ bool nextPlaceholder(const QString& format, qsizetype from, Placeholder& out) {
             return false;
         p.conversion = format[j];
         p.length = j + 1 - i;
+        p.isPublic =
+            p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
         out = p;
         return true;
     }
@@ -98,14 +105,9 @@ ParsedFormat parsedFormat(const char* format) {
     return parsed;
 }
 
-bool isStringConversion(QChar c) {
-    return c == u's' || c == u'@';
-}
-
 LogValue render(const Placeholder& p, const LogArg& arg) {
     LogValue v;
-    v.isPublic =
-        p.privacy == u"public" || (p.privacy.isEmpty() && !isStringConversion(p.conversion));
+    v.isPublic = p.isPublic;
     v.placeholderStart = p.start;
     v.placeholderLength = p.length;
     if (const auto* text = std::get_if<QString>(&arg.value)) {
@@ -140,26 +142,38 @@ LogValue render(const Placeholder& p, const LogArg& arg) {
     return v;
 }
 
-// Where a line is put together: a string, or the text log's buffer kept
-// between lines, which takes a piece for next to nothing.
+// Where a line is put together: a string, or the text log's buffer, into
+// which it goes as UTF-8 with no string in between.
 void appendTo(QString& out, QStringView piece) {
     out.append(piece);
 }
-template <qsizetype Prealloc>
-void appendTo(QVarLengthArray<char16_t, Prealloc>& out, QStringView piece) {
-    out.append(piece.utf16(), piece.size());
+
+// Writes into room made beforehand: at most 3 bytes for each UTF-16 unit.
+struct Utf8Cursor {
+    char* at;
+};
+
+void appendTo(Utf8Cursor& out, QStringView piece) {
+    // ASCII as it is, byte by byte; from the first other character on, Qt's
+    // encoder, stateless so that nothing is held back past the piece.
+    qsizetype i = 0;
+    for (; i < piece.size() && piece[i].unicode() < 0x80; ++i)
+        *out.at++ = char(piece[i].unicode());
+    if (i < piece.size()) {
+        QStringEncoder encoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+        out.at = encoder.appendToBuffer(out.at, piece.sliced(i));
+    }
 }
 
 // A literal stretch of the format, with "%%" standing for "%".
 template <typename Out> void appendLiteral(Out& out, QStringView literal) {
-    for (qsizetype percent; (percent = literal.indexOf(u'%')) >= 0;) {
-        const qsizetype end = percent + 1 < literal.size() && literal[percent + 1] == u'%'
-                                  ? percent + 2
-                                  : percent + 1;
-        appendTo(out, literal.first(percent + 1));
-        literal = literal.sliced(end);
-    }
-    appendTo(out, literal);
+    qsizetype plain = 0; // where the stretch not yet written starts
+    for (qsizetype i = 0; i + 1 < literal.size(); ++i)
+        if (literal[i] == u'%' && literal[i + 1] == u'%') {
+            appendTo(out, literal.sliced(plain, i + 1 - plain));
+            plain = ++i + 1;
+        }
+    appendTo(out, literal.sliced(plain));
 }
 
 bool needsEscape(char16_t c) {
@@ -168,16 +182,20 @@ bool needsEscape(char16_t c) {
     return c < 0xa0 || c == 0x2028 || c == 0x2029;
 }
 
+// At most this many characters stand for one escaped character: "\u{xxxx}".
+constexpr qsizetype kLongestEscape = 8;
+
 // Escapes what could end a line or pass for one of the app's own: control
 // characters, line separators and the backslash that introduces the escapes.
-template <typename Out> void appendEscaped(Out& out, const QString& text) {
-    if (std::none_of(text.cbegin(), text.cend(),
-                     [](QChar c) { return needsEscape(c.unicode()); })) {
-        appendTo(out, text);
-        return;
-    }
-    for (const QChar c : text) {
-        switch (c.unicode()) {
+template <typename Out> void appendEscaped(Out& out, QStringView text) {
+    qsizetype plain = 0; // where the stretch not yet written starts
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        if (!needsEscape(c))
+            continue;
+        appendTo(out, text.sliced(plain, i - plain));
+        plain = i + 1;
+        switch (c) {
         case u'\\':
             appendTo(out, u"\\\\");
             break;
@@ -191,12 +209,10 @@ template <typename Out> void appendEscaped(Out& out, const QString& text) {
             appendTo(out, u"\\t");
             break;
         default:
-            if (needsEscape(c.unicode()))
-                appendTo(out, QStringLiteral("\\u{%1}").arg(int(c.unicode()), 4, 16, QChar(u'0')));
-            else
-                appendTo(out, QStringView(&c, 1));
+            appendTo(out, QStringLiteral("\\u{%1}").arg(int(c), 4, 16, QChar(u'0')));
         }
     }
+    appendTo(out, text.sliced(plain));
 }
 
 enum class ValueForm { clear, redacted, escaped };
@@ -337,19 +353,23 @@ TextLogSink::~TextLogSink() {
 }
 
 void TextLogSink::write(const LogRecord& record) {
-    // "[subsystem:category] level: message", put together in buffers kept
+    // "[subsystem:category] level: message", put together in the buffer kept
     // for the next line: this runs once per line, thousands of times in a sync.
     QMutexLocker lock(&mutex);
-    message.clear();
-    assemble(record, ValueForm::escaped, message);
-    gathered += linePrefix(record.category, record.level);
+    const QByteArray prefix = linePrefix(record.category, record.level);
+    // Room for the most the line may take: 3 bytes for each unit of the
+    // format, as many as an escape for each of a value's, and the newline.
+    qsizetype room = prefix.size() + 3 * record.format.size() + 1;
+    for (const LogValue& value : record.values)
+        room += kLongestEscape * value.text.size();
     const qsizetype start = gathered.size();
-    QStringEncoder encoder(QStringEncoder::Utf8);
-    gathered.resize(start + encoder.requiredSpace(message.size()) + 1);
-    char* end = encoder.appendToBuffer(gathered.data() + start,
-                                       QStringView(message.constData(), message.size()));
-    *end++ = '\n';
-    gathered.truncate(end - gathered.constData());
+    gathered.resize(start + room);
+    char* const line = gathered.data() + start;
+    std::memcpy(line, prefix.constData(), std::size_t(prefix.size()));
+    Utf8Cursor cursor{line + prefix.size()};
+    assemble(record, ValueForm::escaped, cursor);
+    *cursor.at++ = '\n';
+    gathered.truncate(cursor.at - gathered.constData());
     if (gatheringDepth == 0 || record.level == LogLevel::error || record.level == LogLevel::fault ||
         gathered.size() >= kGatheredLimit)
         writeGathered();

@@ -53,7 +53,7 @@ struct LogRecord {
     LogCategory category = LogCategory::app;
     LogLevel level = LogLevel::info;
     QString format;
-    QList<LogValue> values;
+    QVarLengthArray<LogValue, 4> values; // held inline: a line has few
 
     // The line with every value in the clear.
     QString message() const;
@@ -90,8 +90,7 @@ private:
 
     std::FILE* stream;
     QMutex mutex;
-    QVarLengthArray<char16_t, 512> message; // the line being written
-    QByteArray gathered;                    // whole lines, UTF-8
+    QByteArray gathered; // whole lines, UTF-8
 };
 
 // While one lives, the lines its thread writes are gathered and written

@@ -135,6 +135,10 @@ private slots:
                                << "Added /Users/ada/é.";
         QTest::newRow("beyond the basic plane")
             << QString::fromUtf16(u"a\U0001F600b") << QString::fromUtf16(u"Added a\U0001F600b.");
+        QTest::newRow("escapes at both ends, an accent between")
+            << QString::fromUtf16(u"\nà\\é\t") << QString::fromUtf16(u"Added \\nà\\\\é\\t.");
+        QTest::newRow("nothing but escapes")
+            << QString(64, u'\u0001') << "Added " + QString("\\u{0001}").repeated(64) + ".";
         QTest::newRow("delete, C1 control")
             << QString::fromUtf16(u"a\u007fb\u0085c") << "Added a\\u{007f}b\\u{0085}c.";
     }
