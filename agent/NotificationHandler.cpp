@@ -153,9 +153,24 @@ void NotificationHandler::syncPrompts() {
     }
     const QPointer<NotificationHandler> self(this);
     proxy->getPromptsWithReply([self](const QByteArray& data) {
-        // One bad record costs that record only.
-        auto decoded = SerializablePromptItem::partialListFromJson(data);
-        if (!decoded) {
+        // The records reach the store in batches as they are read, so that
+        // the first rows show while the rest are still read. One bad record
+        // costs that record only.
+        const PromptFeed::SyncId id = PromptFeed::newSyncId();
+        const auto read = SerializablePromptItem::partialListFromJson(
+            data, PromptFeed::kSyncBatchSize,
+            [self, id](SerializablePromptItem::PartialList batch, qsizetype toCome) {
+                for (const auto& failure : batch.failures)
+                    log().error("Skipped prompt record %ld from ZorAgent: %s",
+                                {qint64(failure.index), failure.error});
+                if (batch.records.isEmpty())
+                    return;
+                onMainThread([self, id, toCome, records = std::move(batch.records)]() mutable {
+                    if (self)
+                        self->feed.addToSync(id, std::move(records), toCome);
+                });
+            });
+        if (!read) {
             log().error("Failed to decode prompts from ZorAgent");
             onMainThread([self] {
                 if (self)
@@ -163,14 +178,11 @@ void NotificationHandler::syncPrompts() {
             });
             return;
         }
-        for (const auto& failure : decoded.value().failures)
-            log().error("Skipped prompt record %ld from ZorAgent: %s",
-                        {qint64(failure.index), failure.error});
-        onMainThread([self, records = std::move(decoded).value().records]() mutable {
-            if (!self || !self->state)
+        onMainThread([self, id, count = read.value()] {
+            if (!self)
                 return;
-            const qsizetype count = records.size();
-            self->feed.sync(std::move(records), [self, count] {
+            // Without a store the feed drops the sync, and nothing is synced.
+            self->feed.endSync(id, [self, count] {
                 if (!self)
                     return;
                 self->hasSynced = true;

@@ -6,6 +6,8 @@
 
 #include <QElapsedTimer>
 #include <QThreadPool>
+#include <algorithm>
+#include <atomic>
 #include <utility>
 #include <vector>
 
@@ -25,15 +27,75 @@ void PromptFeed::apply(Change change) {
             change(*target);
         return;
     }
-    steps.push_back(Step{std::move(change), {}, {}, 0, false});
+    Step step;
+    step.change = std::move(change);
+    steps.push_back(std::move(step));
 }
 
 void PromptFeed::sync(QList<SerializablePromptItem> records, std::function<void()> onSynced) {
     requireMainThread("PromptFeed::sync");
-    const bool isIdle = steps.empty();
-    steps.push_back(Step{{}, std::move(records), std::move(onSynced), 0, true});
-    if (isIdle)
+    Step& step = syncStep(newSyncId());
+    if (!records.isEmpty())
+        step.batches.push_back(std::move(records));
+    step.isEnded = true;
+    step.onSynced = std::move(onSynced);
+    resume();
+}
+
+PromptFeed::SyncId PromptFeed::newSyncId() {
+    static std::atomic<SyncId> last{0};
+    return ++last;
+}
+
+void PromptFeed::addToSync(SyncId id, QList<SerializablePromptItem> records, qsizetype toCome) {
+    requireMainThread("PromptFeed::addToSync");
+    Step& step = syncStep(id);
+    if (step.isEnded || records.isEmpty())
+        return;
+    step.batches.push_back(std::move(records));
+    step.toCome = toCome;
+    resume();
+}
+
+void PromptFeed::endSync(SyncId id, std::function<void()> onSynced) {
+    requireMainThread("PromptFeed::endSync");
+    Step& step = syncStep(id);
+    step.isEnded = true;
+    step.onSynced = std::move(onSynced);
+    resume();
+}
+
+PromptFeed::Step& PromptFeed::syncStep(SyncId id) {
+    const auto held = std::find_if(steps.begin(), steps.end(), [id](const Step& step) {
+        return step.isSync && step.syncId == id;
+    });
+    if (held != steps.end())
+        return *held;
+    Step step;
+    step.syncId = id;
+    step.isSync = true;
+    steps.push_back(std::move(step));
+    return steps.back();
+}
+
+void PromptFeed::resume() {
+    // Steps wait only behind a sync that waits for its records; otherwise a
+    // turn is under way or on its way, and takes what came.
+    if (isInTurn || steps.empty() || clock.isPending(nextTurn))
+        return;
+    const Step& front = steps.front();
+    if (front.isSync && (front.isEnded || !front.batches.empty()))
         runSteps();
+}
+
+void PromptFeed::releaseFirstBatch(Step& step) {
+    // Emptied one by one as they were added, the records still fill an array
+    // the size of the batch, which a worker frees: handing its pages back
+    // took milliseconds of a turn.
+    QThreadPool::globalInstance()->start(
+        [spent = std::move(step.batches.front())]() mutable { spent = {}; });
+    step.batches.pop_front();
+    step.nextInBatch = 0;
 }
 
 void PromptFeed::runSteps() {
@@ -48,48 +110,61 @@ void PromptFeed::runSteps() {
     // changes at once.
     const LogGathering gathering;
     target->beginChanges();
+    isInTurn = true;
     std::vector<std::function<void()>> synced;
     while (!steps.empty()) {
         Step& step = steps.front();
         if (step.isSync) {
-            if (!continueSync(step, *target, turn)) {
-                if (!clock.isPending(nextTurn))
-                    nextTurn = clock.schedule(Millis(0), this, [this] { runSteps(); });
+            const SyncProgress progress = continueSync(step, *target, turn);
+            if (progress == SyncProgress::outOfTime && !clock.isPending(nextTurn))
+                nextTurn = clock.schedule(Millis(0), this, [this] { runSteps(); });
+            if (progress != SyncProgress::synced)
                 break;
-            }
             if (step.onSynced)
                 synced.push_back(std::move(step.onSynced));
-            // Emptied one by one as they were added, the records still fill
-            // an array the size of the reply, which a worker frees: handing
-            // its pages back took milliseconds of a turn.
-            QThreadPool::globalInstance()->start(
-                [spent = std::move(step.records)]() mutable { spent = {}; });
         } else {
             step.change(*target);
         }
         steps.pop_front();
     }
+    isInTurn = false;
     target->endChanges();
     for (const std::function<void()>& onSynced : synced)
         onSynced();
 }
 
-bool PromptFeed::continueSync(Step& step, PromptStore& target, const QElapsedTimer& turn) {
-    // The agent's pending prompts, which the store will hold once synced.
-    if (step.added == 0)
-        target.reserve(step.records.size());
-    while (step.added < step.records.size()) {
-        // Released once added: the store keeps its own copy.
-        const SerializablePromptItem record = std::exchange(step.records[step.added], {});
-        ++step.added;
-        target.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
-                         record.denial, record.isSessionEnded);
-        if (step.added < step.records.size() && turn.nsecsElapsed() >= turnBudgetNanos)
-            return false;
+PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& target,
+                                                  const QElapsedTimer& turn) {
+    while (!step.batches.empty()) {
+        QList<SerializablePromptItem>& batch = step.batches.front();
+        // The agent's pending prompts, which the store will hold once synced.
+        if (step.nextInBatch == 0 && step.added == 0) {
+            qsizetype coming = step.toCome;
+            for (const QList<SerializablePromptItem>& held : step.batches)
+                coming += held.size();
+            target.reserve(target.prompts().size() + coming);
+        }
+        while (step.nextInBatch < batch.size()) {
+            // Released once added: the store keeps its own copy.
+            const SerializablePromptItem record = std::exchange(batch[step.nextInBatch], {});
+            ++step.nextInBatch;
+            ++step.added;
+            target.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
+                             record.denial, record.isSessionEnded);
+            const bool isMore = step.nextInBatch < batch.size() || step.batches.size() > 1;
+            if (isMore && turn.nsecsElapsed() >= turnBudgetNanos) {
+                if (step.nextInBatch == batch.size())
+                    releaseFirstBatch(step);
+                return SyncProgress::outOfTime;
+            }
+        }
+        releaseFirstBatch(step);
     }
+    if (!step.isEnded)
+        return SyncProgress::waitingForRecords;
     logger(LogCategory::notifications)
-        .info("Synced %ld prompts from ZorAgent", {qint64(step.records.size())});
-    return true;
+        .info("Synced %ld prompts from ZorAgent", {qint64(step.added)});
+    return SyncProgress::synced;
 }
 
 } // namespace zor

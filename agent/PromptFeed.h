@@ -44,26 +44,53 @@ public:
     // runs once the views have taken the last of them.
     void sync(QList<SerializablePromptItem> records, std::function<void()> onSynced = {});
 
+    // A sync whose records come in batches as they are read, so that its first
+    // turns run while the rest are read. Its first batch, or its end, takes
+    // its place among the changes; changes after it wait for its end, and the
+    // turns wait for its next batch. Ids come from newSyncId(), on any thread.
+    using SyncId = quint64;
+    // How many records a batch holds: the first comes soon after the reply,
+    // and a large sync makes few posts.
+    static constexpr qsizetype kSyncBatchSize = 1000;
+    static SyncId newSyncId();
+    // Main thread only. `toCome`: how many records may still follow, so that
+    // the store makes room for all of them at once.
+    void addToSync(SyncId id, QList<SerializablePromptItem> records, qsizetype toCome);
+    // Main thread only. No more records come: as sync() once the last is added.
+    void endSync(SyncId id, std::function<void()> onSynced = {});
+
     bool isSyncing() const { return !steps.empty(); }
 
 private:
     struct Step {
-        Change change;                         // a single change, or
-        QList<SerializablePromptItem> records; // a sync's records
-        std::function<void()> onSynced;
+        Change change; // a single change, or a sync:
+        SyncId syncId = 0;
+        std::deque<QList<SerializablePromptItem>> batches;
+        qsizetype nextInBatch = 0; // in the first batch
         qsizetype added = 0;
+        qsizetype toCome = 0;
+        std::function<void()> onSynced;
         bool isSync = false;
+        bool isEnded = false;
     };
+    enum class SyncProgress { synced, outOfTime, waitingForRecords };
 
     void runSteps();
-    // False when the turn's time ran out before the sync's last record.
-    bool continueSync(Step& step, PromptStore& store, const QElapsedTimer& turn);
+    SyncProgress continueSync(Step& step, PromptStore& store, const QElapsedTimer& turn);
+    // The sync's step, placed last among the changes when it has none yet.
+    Step& syncStep(SyncId id);
+    // Starts a turn when the sync at the front has records or its end to
+    // take and no turn is under way or on its way.
+    void resume();
+    // Hands the first batch, all added, to a worker to free.
+    static void releaseFirstBatch(Step& step);
 
     StoreLookup store;
     Clock& clock;
     const qint64 turnBudgetNanos;
     std::deque<Step> steps;
     Clock::TimerId nextTurn = 0;
+    bool isInTurn = false;
 };
 
 } // namespace zor

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// Any text as the agent's reply to a sync, read both ways the app can read
+// Any text as the agent's reply to a sync, read the ways the app can read
 // it: the record-by-record reading keeps every record the strict one keeps,
 // accounts for what it skips, and what it keeps survives its JSON.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -31,6 +31,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
               "each record set aside has its own position in the list, and a reason");
         previous = failure.index;
     }
+
+    // In batches, as a sync reads it: the same records and failures.
+    SerializablePromptItem::PartialList batched;
+    const auto read = SerializablePromptItem::partialListFromJson(
+        json, 2, [&batched](SerializablePromptItem::PartialList batch, qsizetype) {
+            batched.records += batch.records;
+            batched.failures += batch.failures;
+        });
+    check(read && read.value() == records.size() && batched.records == records &&
+              batched.failures.size() == failures.size(),
+          "a list read in batches reads as in one go");
 
     const QByteArray again = SerializablePromptItem::listToJson(records);
     const auto decodedAgain = SerializablePromptItem::listFromJson(again);

@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <cmath>
+#include <limits>
 
 namespace zor {
 namespace {
@@ -138,29 +139,50 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
 
 Decoded<SerializablePromptItem::PartialList>
 SerializablePromptItem::partialListFromJson(QByteArrayView text) {
-    using Result = Decoded<PartialList>;
+    // One batch of everything.
+    PartialList list;
+    const Decoded<qsizetype> read =
+        partialListFromJson(text, std::numeric_limits<qsizetype>::max(),
+                            [&list](PartialList batch, qsizetype) { list = std::move(batch); });
+    if (!read)
+        return Decoded<PartialList>::failure(read.error());
+    return list;
+}
+
+Decoded<qsizetype> SerializablePromptItem::partialListFromJson(QByteArrayView text,
+                                                               qsizetype batchSize,
+                                                               const BatchHandler& onBatch) {
     // The parse checks the whole text, so only text that is not one
     // well-formed array fails as a whole; then each record counts on its own.
     StrictJson json(text);
     JsonValue root;
     if (!json.root(root))
-        return Result::failure(json.error());
-    PartialList list;
-    list.records.reserve(StrictJson::elementCount(root));
+        return Decoded<qsizetype>::failure(json.error());
+    const qsizetype count = StrictJson::elementCount(root);
     json.releaseParser();
+    PartialList batch;
     qsizetype index = 0;
+    qsizetype recordCount = 0;
     const bool isArray = json.forEachElement(root, [&](JsonValue element) {
-        if (!readRecord(json, element, list.records.emplace_back())) {
-            list.records.removeLast();
-            list.failures.append(RecordFailure{index, json.error()});
+        if (batch.records.isEmpty())
+            batch.records.reserve(std::min(batchSize, count - index));
+        if (readRecord(json, element, batch.records.emplace_back())) {
+            ++recordCount;
+        } else {
+            batch.records.removeLast();
+            batch.failures.append(RecordFailure{index, json.error()});
             json.clearError();
         }
         ++index;
+        if (batch.records.size() == batchSize)
+            onBatch(std::exchange(batch, {}), count - index);
         return true;
     });
     if (!isArray)
-        return Result::failure(json.error());
-    return list;
+        return Decoded<qsizetype>::failure(json.error());
+    if (!batch.records.isEmpty() || !batch.failures.isEmpty())
+        onBatch(std::move(batch), 0);
+    return recordCount;
 }
 
 } // namespace zor

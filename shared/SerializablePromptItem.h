@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 #include <chrono>
+#include <functional>
 
 namespace zor {
 
@@ -43,6 +44,14 @@ struct SerializablePromptItem {
     };
     // An error only when the text is not a JSON array at all.
     static Decoded<PartialList> partialListFromJson(QByteArrayView json);
+    // The same in batches of `batchSize` records at most, each handed on as
+    // it is read with the number of records that may still follow, so that
+    // the first can be used while the rest are read. Failures keep their
+    // index in the whole list. A text that is not a JSON array fails before
+    // any batch; otherwise the value is the number of records read.
+    using BatchHandler = std::function<void(PartialList batch, qsizetype toCome)>;
+    static Decoded<qsizetype> partialListFromJson(QByteArrayView json, qsizetype batchSize,
+                                                  const BatchHandler& onBatch);
 };
 
 } // namespace zor

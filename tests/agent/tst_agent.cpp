@@ -263,6 +263,38 @@ private slots:
         QCOMPARE(target.prompts().size(), 1);
     }
 
+    // A sync whose records come in batches: its turns wait for the next
+    // batch without a timer, what comes meanwhile waits for its end, and a
+    // second sync read at the same time keeps its records apart.
+    void aSyncInBatchesTakesItsPlaceWithItsFirst() {
+        PromptStore& target = store();
+        PromptFeed feed([&target] { return &target; }, *clock);
+        const PromptFeed::SyncId first = PromptFeed::newSyncId();
+        const PromptFeed::SyncId second = PromptFeed::newSyncId();
+        const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
+        feed.addToSync(first, {record(kIdA, "s1")}, 2);
+        QCOMPARE(target.prompts().size(), 1);
+        QVERIFY(feed.isSyncing());
+        QCOMPARE(clock->nextTimerIn(), std::nullopt);
+        feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
+        feed.addToSync(second, {record(kIdB, "s2", NetworkDenial{"b.org", 1, {}})}, 0);
+        feed.addToSync(first, {record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})}, 0);
+        QCOMPARE(target.prompts().size(), 2);
+        int syncedCount = 0;
+        feed.endSync(first, [&] { ++syncedCount; });
+        QCOMPARE(syncedCount, 1);
+        QVERIFY(feed.isSyncing());
+        feed.endSync(second);
+        QVERIFY(!feed.isSyncing());
+        QCOMPARE(log->messages(), (QStringList{"Added prompt: file /etc/hosts session=s1",
+                                               "Added prompt: network c.org:1 session=s1",
+                                               "Synced 2 prompts from ZorAgent",
+                                               "Marked 2 prompts as ended for session s1",
+                                               "Added prompt: network b.org:1 session=s2",
+                                               "Synced 1 prompts from ZorAgent"}));
+        QCOMPARE(target.prompts().size(), 3);
+    }
+
     void badDataFromTheAgentIsDropped_data() {
         QTest::addColumn<QString>("channel");
         QTest::addColumn<QByteArray>("data");

@@ -241,6 +241,45 @@ private slots:
                      .hasValue());
     }
 
+    // In batches, the same records and failures as read in one go, each batch
+    // told how many may still follow; a text that fails as a whole hands out
+    // nothing.
+    void listsDecodeInBatches() {
+        QByteArrayList texts;
+        for (int n = 0; n < 8; ++n)
+            texts.append(
+                n == 2 || n == 5
+                    ? record(R"({"kind":"file","path":"/a"})")
+                    : sampleItem(FileDenial{QString("/%1").arg(n), "read", {}}, QString::number(n))
+                          .toJson());
+        const QByteArray json = "[" + texts.join(',') + "]";
+        QList<SerializablePromptItem> records;
+        QList<qsizetype> failed;
+        QList<qsizetype> sizes;
+        QList<qsizetype> toComes;
+        const auto read = SerializablePromptItem::partialListFromJson(
+            json, 2, [&](SerializablePromptItem::PartialList batch, qsizetype toCome) {
+                records += batch.records;
+                for (const auto& failure : batch.failures)
+                    failed.append(failure.index);
+                sizes.append(batch.records.size());
+                toComes.append(toCome);
+            });
+        QVERIFY2(read.hasValue(), qPrintable(read.error()));
+        QCOMPARE(read.value(), 6);
+        QCOMPARE(sizes, (QList<qsizetype>{2, 2, 2}));
+        QCOMPARE(toComes, (QList<qsizetype>{6, 3, 0}));
+        QCOMPARE(failed, (QList<qsizetype>{2, 5}));
+        const auto whole = SerializablePromptItem::partialListFromJson(json);
+        QCOMPARE(records, whole.value().records);
+
+        bool isHandedOut = false;
+        const auto broken = SerializablePromptItem::partialListFromJson(
+            "[" + texts.first() + ",{]", 1,
+            [&](SerializablePromptItem::PartialList, qsizetype) { isHandedOut = true; });
+        QVERIFY(!broken.hasValue() && !isHandedOut);
+    }
+
     // A sync repeats sessions, policy paths, operations and process names:
     // each text is held once, whatever its escapes, and only equal ones meet.
     void equalTextsAcrossRecordsShareOneString() {

@@ -26,6 +26,7 @@
 #include "prompts/SidebarModels.h"
 #include "prompts/WindowPresence.h"
 #include "shared/SerializablePromptItem.h"
+#include "tools/common/BatchedSync.h"
 #include "tools/common/FileLog.h"
 
 #include <QCoreApplication>
@@ -285,17 +286,11 @@ SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
     const auto start = SteadyClock::now();
     beats.push_back(start);
     std::thread decoder([&json, &feed, &loop, &end, &cpuEnd] {
-        auto decoded = SerializablePromptItem::partialListFromJson(json);
-        QMetaObject::invokeMethod(
-            &feed,
-            [&, records = std::move(decoded).value().records]() mutable {
-                feed.sync(std::move(records), [&] {
-                    end = SteadyClock::now();
-                    cpuEnd = cpuMicros(CLOCK_PROCESS_CPUTIME_ID);
-                    QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
-                });
-            },
-            Qt::QueuedConnection);
+        tools::readSyncInBatches(json, feed, [&] {
+            end = SteadyClock::now();
+            cpuEnd = cpuMicros(CLOCK_PROCESS_CPUTIME_ID);
+            QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+        });
     });
     loop.exec();
     decoder.join();
@@ -367,7 +362,7 @@ bool benchmarkSync(const Scale& scale, const QByteArray& json, Figures& figures)
         figures.idleGaps.add(idleGapMs(std::chrono::milliseconds(qint64(result.wallMs) + 1)));
     }
 
-    std::printf("  sync of %d records: decoded on a thread, added in turns (9 syncs)\n",
+    std::printf("  sync of %d records: read on a thread in batches, added in turns (9 syncs)\n",
                 scale.prompts);
     printHeader("ms");
     bool isMet = printFigure("sync: the floor, decode into a vector and a QHash", figures.syncFloor,

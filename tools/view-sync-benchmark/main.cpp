@@ -20,6 +20,7 @@
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "prompts/PromptListModel.h"
+#include "tools/common/BatchedSync.h"
 #include "tools/common/FileLog.h"
 #include "window/MainWindow.h"
 #include "window/qml/QuickViews.h"
@@ -96,8 +97,8 @@ double msBetween(SteadyClock::time_point from, SteadyClock::time_point to) {
     return std::chrono::duration<double, std::milli>(to - from).count();
 }
 
-// The reply decoded on a thread of its own, as the connection's thread does,
-// and handed to the feed on the main thread; `window` is null for the floor.
+// The reply read on a thread of its own, as the connection's thread does,
+// and handed to the feed on the main thread in batches; `window` is null for the floor.
 Run syncOnce(PromptStore& store, const QByteArray& reply, QQuickWindow* window,
              const PromptListModel* list) {
     PromptFeed feed([&store] { return &store; }, systemClock());
@@ -132,15 +133,8 @@ Run syncOnce(PromptStore& store, const QByteArray& reply, QQuickWindow* window,
         else
             loop.quit();
     };
-    std::thread decoder([&reply, &feed, onSynced] {
-        auto decoded = SerializablePromptItem::partialListFromJson(reply);
-        QMetaObject::invokeMethod(
-            &feed,
-            [&feed, onSynced, records = std::move(decoded).value().records]() mutable {
-                feed.sync(std::move(records), onSynced);
-            },
-            Qt::QueuedConnection);
-    });
+    std::thread decoder(
+        [&reply, &feed, onSynced] { tools::readSyncInBatches(reply, feed, onSynced); });
     loop.exec();
     decoder.join();
     heartbeat.stop();
