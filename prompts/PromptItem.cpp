@@ -23,6 +23,10 @@ int hexValue(char16_t c) {
     return c < kHexValues.size() ? kHexValues[c] : -1;
 }
 
+// Where each byte's two digits start in the standard form, between its dashes.
+constexpr std::array<quint8, 16> kByteAt = {0,  2,  4,  6,  9,  11, 14, 16,
+                                            19, 21, 24, 26, 28, 30, 32, 34};
+
 // The last `count` components of a path, last first. Repeated and trailing
 // slashes make no components, as with file URLs. A component that the path
 // does not have is the root ("/") for an absolute path, empty for a relative one.
@@ -50,24 +54,19 @@ QString PromptItem::dedupeKey() const {
 }
 
 std::optional<QUuid> parsePromptId(QStringView text) {
-    // In one pass, as a sync reads thousands. QUuid would also take braces;
-    // the agent sends the bare standard form.
-    if (text.size() != 36)
+    // A digit pair at a time from fixed places, as a sync reads thousands.
+    // QUuid would also take braces; the agent sends the bare standard form.
+    if (text.size() != 36 || text[8] != u'-' || text[13] != u'-' || text[18] != u'-' ||
+        text[23] != u'-')
         return std::nullopt;
     std::array<char, 16> bytes{};
-    qsizetype digit = 0;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool isDashPosition = i == 8 || i == 13 || i == 18 || i == 23;
-        if (isDashPosition) {
-            if (text[i] != u'-')
-                return std::nullopt;
-            continue;
-        }
-        const int value = hexValue(text[i].unicode());
-        if (value < 0)
+    for (std::size_t byte = 0; byte < bytes.size(); ++byte) {
+        const qsizetype at = kByteAt[byte];
+        const int high = hexValue(text[at].unicode());
+        const int low = hexValue(text[at + 1].unicode());
+        if ((high | low) < 0)
             return std::nullopt;
-        bytes[std::size_t(digit / 2)] = char(bytes[std::size_t(digit / 2)] << 4 | value);
-        ++digit;
+        bytes[byte] = char(high << 4 | low);
     }
     return QUuid::fromRfc4122(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
 }

@@ -210,6 +210,8 @@ private slots:
         QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}";
         QTest::newRow("dash moved") << "6F9619F-F8B86-D011-B42D-00C04FC964FF";
         QTest::newRow("not hex") << "6F9619FF-8B86-D011-B42D-00C04FC964FG";
+        QTest::newRow("not hex, first") << "XF9619FF-8B86-D011-B42D-00C04FC964FF";
+        QTest::newRow("a dash for a digit") << "6F9619FF-8B86-D011-B42D-00C04FC964-F";
         QTest::newRow("too long") << "6F9619FF-8B86-D011-B42D-00C04FC964FF0";
         QTest::newRow("wide digit")
             << QString::fromUtf16(u"6F9619FF-8B86-D011-B42D-00C04FC964F\uFF16");
