@@ -185,6 +185,26 @@ bool needsEscape(char16_t c) {
 // At most this many characters stand for one escaped character: "\u{xxxx}".
 constexpr qsizetype kLongestEscape = 8;
 
+// The escape that stands for `c`, which needsEscape().
+template <typename Out> void appendEscape(Out& out, char16_t c) {
+    switch (c) {
+    case u'\\':
+        appendTo(out, u"\\\\");
+        break;
+    case u'\n':
+        appendTo(out, u"\\n");
+        break;
+    case u'\r':
+        appendTo(out, u"\\r");
+        break;
+    case u'\t':
+        appendTo(out, u"\\t");
+        break;
+    default:
+        appendTo(out, QStringLiteral("\\u{%1}").arg(int(c), 4, 16, QChar(u'0')));
+    }
+}
+
 // Escapes what could end a line or pass for one of the app's own: control
 // characters, line separators and the backslash that introduces the escapes.
 template <typename Out> void appendEscaped(Out& out, QStringView text) {
@@ -195,24 +215,31 @@ template <typename Out> void appendEscaped(Out& out, QStringView text) {
             continue;
         appendTo(out, text.sliced(plain, i - plain));
         plain = i + 1;
-        switch (c) {
-        case u'\\':
-            appendTo(out, u"\\\\");
-            break;
-        case u'\n':
-            appendTo(out, u"\\n");
-            break;
-        case u'\r':
-            appendTo(out, u"\\r");
-            break;
-        case u'\t':
-            appendTo(out, u"\\t");
-            break;
-        default:
-            appendTo(out, QStringLiteral("\\u{%1}").arg(int(c), 4, 16, QChar(u'0')));
-        }
+        appendEscape(out, c);
     }
     appendTo(out, text.sliced(plain));
+}
+
+// The same straight into UTF-8, in one pass: printable ASCII is written as it
+// is met, other characters in runs through the encoder.
+void appendEscaped(Utf8Cursor& out, QStringView text) {
+    const char16_t* c = text.utf16();
+    const char16_t* const end = c + text.size();
+    while (c != end) {
+        if (char16_t(*c - 0x20) < 0x5f && *c != u'\\') {
+            *out.at++ = char(*c++);
+            continue;
+        }
+        const char16_t* run = c;
+        while (run != end && *run >= 0x80 && !needsEscape(*run))
+            ++run;
+        if (run != c) {
+            appendTo(out, QStringView(c, run));
+            c = run;
+        } else {
+            appendEscape(out, *c++);
+        }
+    }
 }
 
 enum class ValueForm { clear, redacted, escaped };
