@@ -34,12 +34,13 @@ void PromptFeed::apply(Change change) {
 
 void PromptFeed::sync(QList<SerializablePromptItem> records, std::function<void()> onSynced) {
     requireMainThread("PromptFeed::sync");
+    const bool isIdle = steps.empty();
     Step& step = syncStep(newSyncId());
     if (!records.isEmpty())
         step.batches.push_back(std::move(records));
     step.isEnded = true;
     step.onSynced = std::move(onSynced);
-    resume();
+    resume(isIdle);
 }
 
 PromptFeed::SyncId PromptFeed::newSyncId() {
@@ -49,12 +50,13 @@ PromptFeed::SyncId PromptFeed::newSyncId() {
 
 void PromptFeed::addToSync(SyncId id, QList<SerializablePromptItem> records, qsizetype toCome) {
     requireMainThread("PromptFeed::addToSync");
+    const bool isIdle = steps.empty();
     Step& step = syncStep(id);
     if (step.isEnded || records.isEmpty())
         return;
     step.batches.push_back(std::move(records));
     step.toCome = toCome;
-    resume();
+    resume(isIdle);
 }
 
 void PromptFeed::endSync(SyncId id, std::function<void()> onSynced) {
@@ -62,7 +64,9 @@ void PromptFeed::endSync(SyncId id, std::function<void()> onSynced) {
     Step& step = syncStep(id);
     step.isEnded = true;
     step.onSynced = std::move(onSynced);
-    resume();
+    // Its records are added or on their way with a turn: what is left for
+    // now is the synced line, at once.
+    resume(true);
 }
 
 PromptFeed::Step& PromptFeed::syncStep(SyncId id) {
@@ -78,14 +82,21 @@ PromptFeed::Step& PromptFeed::syncStep(SyncId id) {
     return steps.back();
 }
 
-void PromptFeed::resume() {
+void PromptFeed::resume(bool isAtOnce) {
     // Steps wait only behind a sync that waits for its records; otherwise a
     // turn is under way or on its way, and takes what came.
     if (isInTurn || steps.empty() || clock.isPending(nextTurn))
         return;
     const Step& front = steps.front();
-    if (front.isSync && (front.isEnded || !front.batches.empty()))
+    if (!front.isSync || (!front.isEnded && front.batches.empty()))
+        return;
+    // A sync's later batches come as posted calls, many in one go of the
+    // loop: each starting a turn at once would run them all without a frame
+    // between.
+    if (isAtOnce)
         runSteps();
+    else
+        nextTurn = clock.schedule(Millis(0), this, [this] { runSteps(); });
 }
 
 void PromptFeed::releaseFirstBatch(Step& step) {

@@ -80,8 +80,9 @@ private:
     // The sync's step, placed last among the changes when it has none yet.
     Step& syncStep(SyncId id);
     // Starts a turn when the sync at the front has records or its end to
-    // take and no turn is under way or on its way.
-    void resume();
+    // take and no turn is under way or on its way: at once, or through the
+    // clock.
+    void resume(bool isAtOnce);
     // Hands the first batch, all added, to a worker to free.
     static void releaseFirstBatch(Step& step);
 
