@@ -186,7 +186,7 @@ bool needsEscape(char16_t c) {
 constexpr qsizetype kLongestEscape = 8;
 
 // The escape that stands for `c`, which needsEscape().
-template <typename Out> void appendEscape(Out& out, char16_t c) {
+void appendEscape(Utf8Cursor& out, char16_t c) {
     switch (c) {
     case u'\\':
         appendTo(out, u"\\\\");
@@ -207,21 +207,8 @@ template <typename Out> void appendEscape(Out& out, char16_t c) {
 
 // Escapes what could end a line or pass for one of the app's own: control
 // characters, line separators and the backslash that introduces the escapes.
-template <typename Out> void appendEscaped(Out& out, QStringView text) {
-    qsizetype plain = 0; // where the stretch not yet written starts
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t c = text[i].unicode();
-        if (!needsEscape(c))
-            continue;
-        appendTo(out, text.sliced(plain, i - plain));
-        plain = i + 1;
-        appendEscape(out, c);
-    }
-    appendTo(out, text.sliced(plain));
-}
-
-// The same straight into UTF-8, in one pass: printable ASCII is written as it
-// is met, other characters in runs through the encoder.
+// In one pass: printable ASCII is written as it is met, other characters in
+// runs through the encoder.
 void appendEscaped(Utf8Cursor& out, QStringView text) {
     const char16_t* c = text.utf16();
     const char16_t* const end = c + text.size();
@@ -242,27 +229,16 @@ void appendEscaped(Utf8Cursor& out, QStringView text) {
     }
 }
 
-enum class ValueForm { clear, redacted, escaped };
-
 // Appends the line: the format's text with each value in its placeholder's
-// place, filled in once, so that the text of a value is never read as format.
-// A placeholder left without a value stays empty.
-template <typename Out> void assemble(const LogRecord& record, ValueForm form, Out& out) {
+// place, filled in once by `appendValue`, so that the text of a value is never
+// read as format. A placeholder left without a value stays empty.
+template <typename Out, typename AppendValue>
+void assemble(const LogRecord& record, Out& out, AppendValue appendValue) {
     const QStringView format(record.format);
     qsizetype pos = 0;
     for (const LogValue& value : record.values) {
         appendLiteral(out, format.mid(pos, value.placeholderStart - pos));
-        switch (form) {
-        case ValueForm::clear:
-            appendTo(out, value.text);
-            break;
-        case ValueForm::redacted:
-            appendTo(out, value.isPublic ? QStringView(value.text) : QStringView(u"<private>"));
-            break;
-        case ValueForm::escaped:
-            appendEscaped(out, value.text);
-            break;
-        }
+        appendValue(out, value);
         pos = value.placeholderStart + value.placeholderLength;
     }
     Placeholder p;
@@ -273,14 +249,30 @@ template <typename Out> void assemble(const LogRecord& record, ValueForm form, O
     appendLiteral(out, format.mid(pos));
 }
 
-QString assemble(const LogRecord& record, ValueForm form) {
+template <typename AppendValue> QString assemble(const LogRecord& record, AppendValue appendValue) {
     QString out;
     qsizetype length = record.format.size();
     for (const LogValue& value : record.values)
         length += value.text.size();
     out.reserve(length + 16);
-    assemble(record, form, out);
+    assemble(record, out, appendValue);
     return out;
+}
+
+// The most room the line may take as a text log writes it, values escaped, in
+// UTF-8: 3 bytes for each unit of the format, as many as an escape for each of
+// a value's.
+qsizetype escapedLineRoom(const LogRecord& record) {
+    qsizetype room = 3 * record.format.size();
+    for (const LogValue& value : record.values)
+        room += kLongestEscape * value.text.size();
+    return room;
+}
+
+// Writes the line so, into room made for it.
+void writeEscapedLine(const LogRecord& record, Utf8Cursor& out) {
+    assemble(record, out,
+             [](Utf8Cursor& to, const LogValue& value) { appendEscaped(to, value.text); });
 }
 
 TextLogSink& standardErrorSink() {
@@ -361,15 +353,20 @@ QString levelName(LogLevel level) {
 }
 
 QString LogRecord::message() const {
-    return assemble(*this, ValueForm::clear);
+    return assemble(*this, [](QString& out, const LogValue& value) { out += value.text; });
 }
 
 QString LogRecord::redactedMessage() const {
-    return assemble(*this, ValueForm::redacted);
+    return assemble(*this, [](QString& out, const LogValue& value) {
+        out += value.isPublic ? QStringView(value.text) : QStringView(u"<private>");
+    });
 }
 
 QString LogRecord::escapedMessage() const {
-    return assemble(*this, ValueForm::escaped);
+    QByteArray line(escapedLineRoom(*this), Qt::Uninitialized);
+    Utf8Cursor cursor{line.data()};
+    writeEscapedLine(*this, cursor);
+    return QString::fromUtf8(line.constData(), cursor.at - line.constData());
 }
 
 TextLogSink::TextLogSink(std::FILE* stream)
@@ -384,17 +381,12 @@ void TextLogSink::write(const LogRecord& record) {
     // for the next line: this runs once per line, thousands of times in a sync.
     QMutexLocker lock(&mutex);
     const QByteArray prefix = linePrefix(record.category, record.level);
-    // Room for the most the line may take: 3 bytes for each unit of the
-    // format, as many as an escape for each of a value's, and the newline.
-    qsizetype room = prefix.size() + 3 * record.format.size() + 1;
-    for (const LogValue& value : record.values)
-        room += kLongestEscape * value.text.size();
     const qsizetype start = gathered.size();
-    gathered.resize(start + room);
+    gathered.resize(start + prefix.size() + escapedLineRoom(record) + 1);
     char* const line = gathered.data() + start;
     std::memcpy(line, prefix.constData(), std::size_t(prefix.size()));
     Utf8Cursor cursor{line + prefix.size()};
-    assemble(record, ValueForm::escaped, cursor);
+    writeEscapedLine(record, cursor);
     *cursor.at++ = '\n';
     gathered.truncate(cursor.at - gathered.constData());
     if (gatheringDepth == 0 || record.level == LogLevel::error || record.level == LogLevel::fault ||
