@@ -267,8 +267,11 @@ private slots:
             session.agent->out.contains(
                 QStringLiteral("decision %1 deny session /home/alice/.zor/policy.yml").arg(id)),
             20000);
-        QVERIFY(
-            app.out.contains("Denying prompt " + id + " for the session from its notification"));
+        // The app logs the line once the decision is on its way: the agent's
+        // may be read first.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            app.out.contains("Denying prompt " + id + " for the session from its notification"),
+            20000);
         QTRY_VERIFY_WITH_TIMEOUT(app.out.contains("Removed prompt: file /home/alice/notes.txt"),
                                  20000);
         // Denied without a look: the window stays down.
