@@ -95,26 +95,29 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     // A key has one prompt at most, so a duplicate is one prompt to replace.
     // Keys whose parts differ can still be equal, as parts may hold colons.
     // Most duplicates repeat the whole request, which compares without
-    // writing out the held one's target.
+    // writing out the held one's target. The hash's entry is looked up once:
+    // in a large store a lookup mostly misses the processor's caches.
     std::optional<std::pair<PromptItem, quint64>> replaced;
     const size_t hash = keyHash(item.policyPath, typeString, target);
-    if (const SequenceIndex<size_t>::Seqs* seqs = seqsByKeyHash.find(hash)) {
-        const auto held = std::find_if(seqs->cbegin(), seqs->cend(), [&](quint64 heldSeq) {
-            const PromptItem& other = *promptList.find(heldSeq);
-            return (other.policyPath == item.policyPath &&
-                    (other.denial == item.denial || (other.denial.kind() == item.denial.kind() &&
-                                                     other.denial.target() == target))) ||
-                   other.dedupeKey() == item.dedupeKey();
-        });
-        if (held != seqs->cend()) {
-            const quint64 heldSeq = *held;
-            replaced.emplace(take(heldSeq, hash), heldSeq);
-        }
+    SequenceIndex<size_t>::Seqs& sameHash = seqsByKeyHash.entry(hash);
+    const auto held = std::find_if(sameHash.cbegin(), sameHash.cend(), [&](quint64 heldSeq) {
+        const PromptItem& other = *promptList.find(heldSeq);
+        return (other.policyPath == item.policyPath &&
+                (other.denial == item.denial ||
+                 (other.denial.kind() == item.denial.kind() && other.denial.target() == target))) ||
+               other.dedupeKey() == item.dedupeKey();
+    });
+    if (held == sameHash.cend()) {
+        sameHash.append(seq);
+    } else {
+        // Taking it may drop the entry, so the new number goes in anew.
+        const quint64 heldSeq = *held;
+        replaced.emplace(take(heldSeq, hash), heldSeq);
+        seqsByKeyHash.insert(hash, seq);
     }
 
     // Only `item` from here on: the arguments may have referred to the replaced
     // prompt. Prompts of one session or policy share the index's copy of its text.
-    seqsByKeyHash.insert(hash, seq);
     seqsById.insert(item.id, seq);
     item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
     item.sessionId = seqsBySession.insert(item.sessionId, seq);

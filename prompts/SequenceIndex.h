@@ -29,6 +29,11 @@ public:
         return it.key();
     }
 
+    // The numbers of `key`, held from now on even while empty: one lookup
+    // for a caller that reads them and then appends. Valid until the next
+    // change of the index.
+    Seqs& entry(const Key& key) { return seqsByKey[key]; }
+
     // A key without sequence numbers leaves the index.
     void remove(const Key& key, quint64 seq) {
         const auto it = seqsByKey.find(key);
