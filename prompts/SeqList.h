@@ -13,6 +13,7 @@ namespace zor {
 // held: removing from a group of any size costs about the same.
 class SeqList {
     static constexpr quint64 kRemoved = quint64(1) << 63;
+    static constexpr qsizetype kFirstRoom = 8;
 
 public:
     // Over the numbers held, skipping the marked ones.
@@ -62,8 +63,13 @@ public:
     };
     using const_reverse_iterator = std::reverse_iterator<const_iterator>;
 
-    // `seq` exceeds every number held.
-    void append(quint64 seq) { numbers.append(seq); }
+    // `seq` exceeds every number held. The first room taken holds a few
+    // numbers, not two: a session of ten prompts grows twice, not four times.
+    void append(quint64 seq) {
+        if (numbers.size() == numbers.capacity())
+            numbers.reserve(std::max<qsizetype>(numbers.size() * 2, kFirstRoom));
+        numbers.append(seq);
+    }
 
     // False when `seq` is not held.
     bool remove(quint64 seq) {
