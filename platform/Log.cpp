@@ -295,7 +295,7 @@ constexpr qsizetype kGatheredLimit = 64 * 1024;
 
 // "[subsystem:category] level: " in UTF-8, for each category and level;
 // never freed, like the format cache.
-QByteArray linePrefix(LogCategory category, LogLevel level) {
+const QByteArray& linePrefix(LogCategory category, LogLevel level) {
     static const auto* const prefixes = [] {
         constexpr int kCategories = int(LogCategory::setup) + 1;
         constexpr int kLevels = int(LogLevel::fault) + 1;
@@ -380,7 +380,7 @@ void TextLogSink::write(const LogRecord& record) {
     // "[subsystem:category] level: message", put together in the buffer kept
     // for the next line: this runs once per line, thousands of times in a sync.
     QMutexLocker lock(&mutex);
-    const QByteArray prefix = linePrefix(record.category, record.level);
+    const QByteArray& prefix = linePrefix(record.category, record.level);
     const qsizetype start = gathered.size();
     gathered.resize(start + prefix.size() + escapedLineRoom(record) + 1);
     char* const line = gathered.data() + start;
