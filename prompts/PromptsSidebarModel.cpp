@@ -253,6 +253,9 @@ void PromptsSidebarModel::takeChanges() {
         regroup(moves);
     for (const quint64 newest : recounts)
         rowChanged(rowOfNewest(newest));
+    // The total, and drawn again even where a replaced duplicate left it as
+    // it was: without this change of data, Qt 6.4's list view, given rows that
+    // went and came and then a move in the next batch, drew a stale row.
     if (isAnyChanged)
         rowChanged(0);
     // None of them is a group's newest any longer.
