@@ -1,12 +1,12 @@
 // Times the prompt store as the app holds it -- the prompt list and both
 // sidebars following it, the attention counting, the text log written to a
 // file -- at 10,000 pending prompts across 1,000 sessions and 200 policy
-// files, then at 100,000 across 10,000 sessions; first the decode of the
-// sync reply beside simdjson. Each line gives the median,
-// the worst and the ratio to a floor taken in the same run, taking turns with
-// the figure, and the CPU time the figure took; a noisy machine stretches the
-// figure and its floor alike, and moves the CPU time least. Exits with status
-// 1 when a budget is missed.
+// files and at 100,000 across 10,000 sessions, the two sizes' syncs and
+// events taking turns; first the decode of the sync reply beside simdjson.
+// Each line gives the median, the worst and the ratio to a floor taken in the
+// same run, taking turns with the figure, and the CPU time the figure took; a
+// noisy machine stretches the figure and its floor alike, and moves the CPU
+// time least. Exits with status 1 when a budget is missed.
 //
 //   cmake -B build-release -DCMAKE_BUILD_TYPE=Release
 //   ninja -C build-release prompt-store-benchmark
@@ -351,17 +351,30 @@ double idleGapMs(std::chrono::milliseconds duration) {
     return longest;
 }
 
-bool benchmarkSync(const Scale& scale, const QByteArray& json, Figures& figures) {
-    // Taking turns, so that a busy moment slows each alike. The heartbeat's
-    // floor is its own longest gap with nothing to do for as long.
-    for (int run = 0; run < 9; ++run) {
-        const SyncRun result = syncInTurns(json, scale.prompts);
-        figures.sync.add(result.wallMs * 1000, result.cpuMs * 1000);
-        figures.gaps.add(result.longestGapMs);
-        figures.syncFloor.take([&] { syncFloor(json, scale.prompts); });
-        figures.idleGaps.add(idleGapMs(std::chrono::milliseconds(qint64(result.wallMs) + 1)));
-    }
+// One size of store: its sync reply and what was measured of it.
+struct ScaleRun {
+    Scale scale;
+    QByteArray json;
+    Figures figures;
+};
 
+// The syncs of both sizes take turns, as each does with its floor, so that a
+// busy moment of the machine slows both sizes alike and their growth is the
+// code's. The heartbeat's floor is its own longest gap with nothing to do for
+// as long.
+void measureSyncs(std::vector<ScaleRun>& runs) {
+    for (int run = 0; run < 9; ++run)
+        for (ScaleRun& scaleRun : runs) {
+            Figures& figures = scaleRun.figures;
+            const SyncRun result = syncInTurns(scaleRun.json, scaleRun.scale.prompts);
+            figures.sync.add(result.wallMs * 1000, result.cpuMs * 1000);
+            figures.gaps.add(result.longestGapMs);
+            figures.syncFloor.take([&] { syncFloor(scaleRun.json, scaleRun.scale.prompts); });
+            figures.idleGaps.add(idleGapMs(std::chrono::milliseconds(qint64(result.wallMs) + 1)));
+        }
+}
+
+bool printSyncs(const Scale& scale, const Figures& figures) {
     std::printf("  sync of %d records: read on a thread in batches, added in turns (9 syncs)\n",
                 scale.prompts);
     printHeader("ms");
@@ -557,23 +570,21 @@ void fill(PromptStore& store, const Scale& scale) {
 // Single events on a full store with the views attached, each the store's
 // operation, the views' row changes and the log line. The floor is a QHash
 // insert into one holding as many prompts.
-bool benchmarkEvents(const Scale& scale, Figures& figures) {
-    AppViews views;
-    PromptStore& store = views.store();
-    fill(store, scale);
-    QHash<QUuid, PromptItem> floorHash;
-    std::vector<QUuid> floorIds;
-    for (const PromptItem& item : store.prompts()) {
-        floorHash.insert(item.id, item);
-        floorIds.push_back(item.id);
+class EventRounds {
+public:
+    EventRounds(const Scale& scale, Figures& figures)
+        : scale(scale)
+        , figures(figures) {
+        fill(store(), scale);
+        for (const PromptItem& item : store().prompts()) {
+            floorHash.insert(item.id, item);
+            floorIds.push_back(item.id);
+        }
     }
-    QRandomGenerator random(42);
-    const auto randomHeld = [&] {
-        return store.prompts().at(random.bounded(int(store.prompts().size())));
-    };
 
-    constexpr int kRounds = 5000;
-    for (int n = 0; n < kRounds; ++n) {
+    // An add at the top, a removal, and an add that replaces a duplicate,
+    // which keeps the store's size.
+    void round(int n) {
         // A new prompt in a session that has some: its session and policy move to the top.
         const PromptItem held = randomHeld();
         PromptItem floorItem = held;
@@ -586,28 +597,74 @@ bool benchmarkEvents(const Scale& scale, Figures& figures) {
         const QUuid id = QUuid::createUuid();
         const Denial fresh = denialFor(scale, scale.prompts + n);
         figures.adds.take(
-            [&] { store.addPrompt(id, held.sessionId, held.policyPath, fresh, false); });
+            [&] { store().addPrompt(id, held.sessionId, held.policyPath, fresh, false); });
         // A removal at a random row keeps the size.
         const QUuid removed = randomHeld().id;
-        figures.removals.take([&] { store.removePrompt(removed); });
+        figures.removals.take([&] { store().removePrompt(removed); });
         // The same request again, from another session: it replaces the held one.
         const PromptItem duplicated = randomHeld();
         const QUuid duplicateId = QUuid::createUuid();
         const QString session = sessionId(random.bounded(scale.sessions));
         figures.duplicates.take([&] {
-            store.addPrompt(duplicateId, session, duplicated.policyPath, duplicated.denial, false);
+            store().addPrompt(duplicateId, session, duplicated.policyPath, duplicated.denial,
+                              false);
         });
     }
-    if (store.prompts().size() != scale.prompts || views.promptList().count() != scale.prompts) {
-        std::fprintf(stderr, "the events did not keep the size\n");
-        std::exit(2);
-    }
-    // Every session once, while none of its prompts has ended yet.
-    for (int n = 0; n < scale.sessions; ++n) {
+
+    // The end of session `n`, while none of its prompts has ended yet.
+    void ending(int n) {
         const QString session = sessionId(n);
-        figures.endings.take([&] { store.markSessionEnded(session); });
+        figures.endings.take([&] { store().markSessionEnded(session); });
     }
 
+    bool isSizeKept() {
+        return store().prompts().size() == scale.prompts &&
+               views.promptList().count() == scale.prompts;
+    }
+
+private:
+    PromptStore& store() { return views.store(); }
+    PromptItem randomHeld() {
+        return store().prompts().at(random.bounded(int(store().prompts().size())));
+    }
+
+    const Scale scale;
+    Figures& figures;
+    AppViews views;
+    QHash<QUuid, PromptItem> floorHash;
+    std::vector<QUuid> floorIds;
+    QRandomGenerator random{42};
+};
+
+// The sizes take turns in blocks: long enough that each size's store is as
+// warm in the caches as between a stream of events, short enough that a busy
+// moment of the machine falls on both sizes alike.
+void measureEvents(std::vector<ScaleRun>& runs) {
+    constexpr int kRounds = 5000;
+    constexpr int kBlock = 250;
+    std::vector<std::unique_ptr<EventRounds>> sizes;
+    for (ScaleRun& run : runs)
+        sizes.push_back(std::make_unique<EventRounds>(run.scale, run.figures));
+    for (int first = 0; first < kRounds; first += kBlock)
+        for (const auto& size : sizes)
+            for (int n = first; n < first + kBlock; ++n)
+                size->round(n);
+    for (const auto& size : sizes)
+        if (!size->isSizeKept()) {
+            std::fprintf(stderr, "the events did not keep the size\n");
+            std::exit(2);
+        }
+    // Every session once.
+    int sessions = 0;
+    for (const ScaleRun& run : runs)
+        sessions = std::max(sessions, run.scale.sessions);
+    for (int first = 0; first < sessions; first += kBlock)
+        for (std::size_t i = 0; i < sizes.size(); ++i)
+            for (int n = first; n < std::min(first + kBlock, runs[i].scale.sessions); ++n)
+                sizes[i]->ending(n);
+}
+
+bool printEvents(const Scale& scale, const Figures& figures) {
     std::printf("  single events on a full store, views and log attached (floor: a QHash "
                 "insert)\n");
     printHeader("us");
@@ -693,15 +750,15 @@ bool benchmarkSearch(const Scale& scale) {
                        {isBase(scale) ? kSearchBudgetMs : 0});
 }
 
-bool benchmarkScale(const Scale& scale, Figures& figures) {
+bool printScale(ScaleRun& run) {
+    const Scale& scale = run.scale;
     std::printf("\n%d prompts, %d sessions, %d policy files\n", scale.prompts, scale.sessions,
                 scale.policies);
-    const QByteArray json = SerializablePromptItem::listToJson(dataset(scale));
-    std::printf("  sync payload: %.1f MB of JSON\n", json.size() / 1e6);
-    bool isMet = !isBase(scale) || decoding::benchmark(json, scale.prompts);
-    isMet &= benchmarkSync(scale, json, figures);
-    isMet &= benchmarkMemory(scale, json, figures);
-    isMet &= benchmarkEvents(scale, figures);
+    std::printf("  sync payload: %.1f MB of JSON\n", run.json.size() / 1e6);
+    bool isMet = !isBase(scale) || decoding::benchmark(run.json, scale.prompts);
+    isMet &= printSyncs(scale, run.figures);
+    isMet &= benchmarkMemory(scale, run.json, run.figures);
+    isMet &= printEvents(scale, run.figures);
     isMet &= benchmarkFilterSwitch(scale);
     isMet &= benchmarkSearch(scale);
     return isMet;
@@ -752,11 +809,14 @@ int main(int argc, char** argv) {
                 *ZOR_BENCHMARK_BUILD_TYPE ? ZOR_BENCHMARK_BUILD_TYPE : "unspecified");
     bool isEveryLimitMet = true;
 
-    Figures base;
-    isEveryLimitMet &= benchmarkScale(kBase, base);
-    Figures large;
-    isEveryLimitMet &= benchmarkScale(kLarge, large);
-    isEveryLimitMet &= compareScales(base, large);
+    std::vector<ScaleRun> runs;
+    for (const Scale& scale : {kBase, kLarge})
+        runs.push_back({scale, SerializablePromptItem::listToJson(dataset(scale)), {}});
+    measureSyncs(runs);
+    measureEvents(runs);
+    for (ScaleRun& run : runs)
+        isEveryLimitMet &= printScale(run);
+    isEveryLimitMet &= compareScales(runs[0].figures, runs[1].figures);
 
     std::printf("%s\n", isEveryLimitMet ? "every limit met" : "a limit was missed");
     return isEveryLimitMet ? 0 : 1;
