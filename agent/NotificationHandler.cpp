@@ -135,23 +135,35 @@ void NotificationHandler::scheduleReconnect() {
     clock.schedule(Millis(qint64(std::llround(delay * 1000.0))), this, [this] { connect(); });
 }
 
-std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy() {
+std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy(std::function<void()> onError) {
     if (!connection) {
         log().error("No connection to ZorAgent");
         return nullptr;
     }
-    return connection->remoteObjectProxyWithErrorHandler([](const PlatformError& error) {
-        log().error("ZorAgent proxy error: %{public}s", {error.localizedDescription});
-    });
+    return connection->remoteObjectProxyWithErrorHandler(
+        [onError = std::move(onError)](const PlatformError& error) {
+            log().error("ZorAgent proxy error: %{public}s", {error.localizedDescription});
+            if (onError)
+                onError();
+        });
 }
 
 void NotificationHandler::syncPrompts() {
-    const auto proxy = remoteProxy();
+    const QPointer<NotificationHandler> self(this);
+    // A sync whose answer never comes has ended all the same: a link held
+    // for it goes on without it, even while the connection stays. One of a
+    // connection since replaced leaves the wait to the new one's sync.
+    const std::weak_ptr<AgentConnection> syncing = connection;
+    const auto proxy = remoteProxy([self, syncing] {
+        onMainThread([self, syncing] {
+            if (self && self->connection && self->connection == syncing.lock())
+                self->endSyncWait();
+        });
+    });
     if (!proxy) {
         endSyncWait();
         return;
     }
-    const QPointer<NotificationHandler> self(this);
     proxy->getPromptsWithReply([self](const QByteArray& data) {
         // The records reach the store in batches as they are read, so that
         // the first rows show while the rest are still read. One bad record

@@ -71,7 +71,9 @@ signals:
     void promptsSynced(qsizetype count);
 
 private:
-    std::shared_ptr<ZorAgentProtocol> remoteProxy();
+    // The proxy's error handler logs the error, then runs `onError` on the
+    // connection's thread.
+    std::shared_ptr<ZorAgentProtocol> remoteProxy(std::function<void()> onError = {});
     void syncPrompts();
     // Until the first sync has ended, well or not, navigation waits for it.
     void endSyncWait();

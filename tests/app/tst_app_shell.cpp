@@ -240,28 +240,34 @@ private slots:
     }
 
     // A link that starts the app waits for the launch sync, or for the
-    // connection to fail, then lands on its prompt. Followed, it is the
-    // initial choice of tab: an unhealthy first report does not move away.
+    // sync or the connection to fail, then lands on its prompt. Followed, it
+    // is the initial choice of tab: an unhealthy first report does not move away.
     void aLinkAtLaunchWaitsForTheSync_data() {
-        QTest::addColumn<bool>("isAgentAbsent");
+        QTest::addColumn<QString>("agent");
         QTest::addColumn<QString>("line");
-        QTest::newRow("synced") << false << "Navigating to prompt " + kIdA.toUpper();
-        QTest::newRow("no agent") << true
-                                  << "No prompt found for " + kIdA.toUpper() +
-                                         ", switching to Prompts tab";
+        const QString notFound =
+            "No prompt found for " + kIdA.toUpper() + ", switching to Prompts tab";
+        QTest::newRow("synced") << "answers"
+                                << "Navigating to prompt " + kIdA.toUpper();
+        QTest::newRow("no agent") << "absent" << notFound;
+        // The connection stays, but this sync's answer never comes.
+        QTest::newRow("sync call failed") << "fails the sync" << notFound;
     }
     void aLinkAtLaunchWaitsForTheSync() {
-        QFETCH(bool, isAgentAbsent);
+        QFETCH(QString, agent);
         QFETCH(QString, line);
         LogCapture capture;
         Shell shell;
-        shell.connector.isAgentAbsent = isAgentAbsent;
+        shell.connector.isAgentAbsent = agent == u"absent";
         shell.delegate.applicationDidFinishLaunching();
         shell.delegate.openUrls({promptLink(kIdA)});
         QCOMPARE(shell.store().highlightedPromptId(), std::nullopt);
         QVERIFY(!capture.messages(LogCategory::app).contains(line));
 
         QSignalSpy synced(&shell.handler, &NotificationHandler::promptsSynced);
+        if (agent == u"fails the sync")
+            shell.connector.connections.last()->failCall("getPrompts",
+                                                         "The agent sent a malformed reply.");
         shell.connector.connections.last()->replyToPrompts(
             "[" +
             SerializablePromptItem{kIdA, "s1", "/p/.zor/policy.yml", FileDenial{"/a", "read", {}}}
@@ -269,9 +275,10 @@ private slots:
             "]");
         shell.queue.drain();
         QTRY_VERIFY(capture.messages(LogCategory::app).contains(line));
-        QCOMPARE(synced.size(), isAgentAbsent ? 0 : 1);
+        const bool isSynced = agent == u"answers";
+        QCOMPARE(synced.size(), isSynced ? 1 : 0);
         QCOMPARE(shell.store().highlightedPromptId(),
-                 isAgentAbsent ? std::nullopt : std::optional(QUuid::fromString(kIdA)));
+                 isSynced ? std::optional(QUuid::fromString(kIdA)) : std::nullopt);
         shell.state().pickInitialTab(false);
         QCOMPARE(shell.state().selectedTab(), AppTab::policies);
         // Later links go at once.
