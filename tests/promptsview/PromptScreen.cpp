@@ -179,6 +179,12 @@ bool PromptScreen::isFullyInView(QQuickItem* item) const {
     return inList.top() >= -0.5 && inList.bottom() <= list()->height() + 0.5;
 }
 
+bool PromptScreen::isClickable(QQuickItem* item) const {
+    const QRectF inList = item->mapRectToItem(list(), item->boundingRect());
+    const qreal barsHeight = list()->property("bottomMargin").toReal();
+    return inList.top() >= -0.5 && inList.bottom() <= list()->height() - barsHeight + 0.5;
+}
+
 QList<QQuickItem*> PromptScreen::sidebarEntries() const {
     return delegatesOf(sidebarList(), "isSelected");
 }

@@ -57,6 +57,8 @@ public:
     QQuickItem* highlightedRow() const;
     QQuickItem* rowFor(const QUuid& id) const;
     bool isFullyInView(QQuickItem* item) const;
+    // In view, and clear of the bars over the list's foot, which take the clicks there.
+    bool isClickable(QQuickItem* item) const;
     // The sidebar's entries made, top to bottom.
     QList<QQuickItem*> sidebarEntries() const;
     QQuickItem* button(QQuickItem* row, PromptDecider::Decision decision) const;
