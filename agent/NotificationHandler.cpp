@@ -36,6 +36,13 @@ DecisionReply completionOnMainThread(NotificationHandler::DecisionCompletion com
     };
 }
 
+// `fn`, to be queued for the main thread when called.
+std::function<void()> onMainThreadLater(std::function<void()> fn) {
+    if (!fn)
+        return {};
+    return [fn = std::move(fn)] { onMainThread(fn); };
+}
+
 } // namespace
 
 NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock, QObject* parent)
@@ -238,9 +245,9 @@ void NotificationHandler::promptsClearedWithSessionId(const QString& sessionId) 
 
 void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,
                                        const QString& lifetime, const QString& policyPath,
-                                       DecisionCompletion completion) {
+                                       DecisionCompletion completion, NoAnswer noAnswer) {
     requireMainThread("NotificationHandler::handlePrompt");
-    const auto proxy = remoteProxy();
+    const auto proxy = remoteProxy(onMainThreadLater(std::move(noAnswer)));
     if (!proxy) {
         completion(false, QStringLiteral("Not connected to ZorAgent"));
         return;
@@ -249,9 +256,10 @@ void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,
                                     completionOnMainThread(std::move(completion)));
 }
 
-void NotificationHandler::dismissPrompt(const QUuid& id, DecisionCompletion completion) {
+void NotificationHandler::dismissPrompt(const QUuid& id, DecisionCompletion completion,
+                                        NoAnswer noAnswer) {
     requireMainThread("NotificationHandler::dismissPrompt");
-    const auto proxy = remoteProxy();
+    const auto proxy = remoteProxy(onMainThreadLater(std::move(noAnswer)));
     if (!proxy) {
         completion(false, QStringLiteral("Not connected to ZorAgent"));
         return;

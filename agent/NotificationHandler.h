@@ -53,10 +53,12 @@ public:
     void scheduleReconnect();
 
     // The completion runs on the main thread; at once on the calling thread
-    // when there is no connection. On a proxy error it never runs.
+    // when there is no connection. On a proxy error it never runs: `noAnswer`
+    // runs instead, on the main thread.
     void handlePrompt(const QUuid& id, const QString& action, const QString& lifetime,
-                      const QString& policyPath, DecisionCompletion completion) override;
-    void dismissPrompt(const QUuid& id, DecisionCompletion completion) override;
+                      const QString& policyPath, DecisionCompletion completion,
+                      NoAnswer noAnswer) override;
+    void dismissPrompt(const QUuid& id, DecisionCompletion completion, NoAnswer noAnswer) override;
 
     // Blocks for up to five seconds: never call it on the main thread.
     std::optional<QString> getBuildNumber();

@@ -68,39 +68,53 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
             onDone(true);
         return true;
     }
+    // Lost on the way, the request leaves the prompt as it is; only whoever
+    // waits for its end learns of it.
+    AgentRequests::NoAnswer noAnswer = [onDone] {
+        if (onDone)
+            onDone(false);
+    };
     // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
-    agent.handlePrompt(id, actionText(button.action), description(button.lifetime),
-                       item->policyPath,
-                       [store = QPointer(&store), item = *item,
-                        onDone = std::move(onDone)](bool success, std::optional<QString> error) {
-                           if (success)
-                               logger(LogCategory::promptsView)
-                                   .info("Override handled for %{public}s: %{public}s",
-                                         {item.denial.typeString(), item.denial.target()});
-                           else
-                               logger(LogCategory::promptsView)
-                                   .error("Failed to handle prompt: %s",
-                                          {error.value_or(QStringLiteral("unknown"))});
-                           // A failure is not offered again: the prompt goes either way.
-                           if (store)
-                               store->removePrompt(item.id);
-                           if (onDone)
-                               onDone(success);
-                       });
+    agent.handlePrompt(
+        id, actionText(button.action), description(button.lifetime), item->policyPath,
+        [store = QPointer(&store), item = *item,
+         onDone = std::move(onDone)](bool success, std::optional<QString> error) {
+            if (success)
+                logger(LogCategory::promptsView)
+                    .info("Override handled for %{public}s: %{public}s",
+                          {item.denial.typeString(), item.denial.target()});
+            else
+                logger(LogCategory::promptsView)
+                    .error("Failed to handle prompt: %s",
+                           {error.value_or(QStringLiteral("unknown"))});
+            // A failure is not offered again: the prompt goes either way.
+            if (store)
+                store->removePrompt(item.id);
+            if (onDone)
+                onDone(success);
+        },
+        std::move(noAnswer));
     return true;
 }
 
 bool PromptDecider::dismiss(const QUuid& id, Done onDone) {
     if (!store.containsPrompt(id) || listModel.isProcessing(id))
         return false;
-    agent.dismissPrompt(id, [onDone = std::move(onDone)](bool success,
-                                                         std::optional<QString> error) {
-        if (!success)
-            logger(LogCategory::promptsView)
-                .error("Failed to dismiss prompt: %s", {error.value_or(QStringLiteral("unknown"))});
+    AgentRequests::NoAnswer noAnswer = [onDone] {
         if (onDone)
-            onDone(success);
-    });
+            onDone(false);
+    };
+    agent.dismissPrompt(
+        id,
+        [onDone = std::move(onDone)](bool success, std::optional<QString> error) {
+            if (!success)
+                logger(LogCategory::promptsView)
+                    .error("Failed to dismiss prompt: %s",
+                           {error.value_or(QStringLiteral("unknown"))});
+            if (onDone)
+                onDone(success);
+        },
+        std::move(noAnswer));
     // Marked as the user's own act, which passes the highlight on once it is gone.
     listModel.setProcessing(id);
     store.removePrompt(id);

@@ -31,8 +31,10 @@ public:
     PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
                   QObject* parent = nullptr);
 
-    // Runs once the prompt has gone: true when the agent took the decision
-    // or the dismissal, or when there was nothing to send.
+    // Runs once the request has ended: true when the agent took the decision
+    // or the dismissal, or when there was nothing to send. False when it
+    // refused, or when the request got no answer: then a decided prompt stays,
+    // still marked as being decided.
     using Done = std::function<void(bool isTaken)>;
 
     // Nothing is sent, and false returned, when the prompt is not pending or

@@ -37,6 +37,14 @@ NotificationHandler::DecisionCompletion recorder(QStringList& answers) {
     };
 }
 
+// The same for a request that got no answer.
+NotificationHandler::NoAnswer noAnswerRecorder(QStringList& answers) {
+    return [&answers] {
+        answers.append(
+            QStringLiteral("no answer%1").arg(isMainThread() ? "" : " off the main thread"));
+    };
+}
+
 } // namespace
 
 class AgentLinkTest : public QObject {
@@ -200,8 +208,9 @@ private slots:
         QCOMPARE(log->records().first().level, LogLevel::info);
         log->clear();
         QStringList answers;
-        handler->handlePrompt(QUuid::createUuid(), "allow", "once", "/p", recorder(answers));
-        handler->dismissPrompt(QUuid::createUuid(), recorder(answers));
+        handler->handlePrompt(QUuid::createUuid(), "allow", "once", "/p", recorder(answers),
+                              noAnswerRecorder(answers));
+        handler->dismissPrompt(QUuid::createUuid(), recorder(answers), noAnswerRecorder(answers));
         QCOMPARE(answers, (QStringList{"false Not connected to ZorAgent",
                                        "false Not connected to ZorAgent"}));
         QCOMPARE(log->records().first().level, LogLevel::error);
@@ -378,18 +387,20 @@ private slots:
     }
 
     // A refusal reaches its completion on the main thread; a proxy error calls
-    // none, and its line shows its text to everyone.
+    // none but says there was no answer, and its line shows its text to everyone.
     void decisionAnswersReachTheMainThread() {
         const auto connection = connectToAgent();
         QStringList answers;
-        handler->handlePrompt(QUuid::fromString(kIdA), "deny", "session", "/p", recorder(answers));
-        handler->dismissPrompt(QUuid::fromString(kIdA), recorder(answers));
+        handler->handlePrompt(QUuid::fromString(kIdA), "deny", "session", "/p", recorder(answers),
+                              noAnswerRecorder(answers));
+        handler->dismissPrompt(QUuid::fromString(kIdA), recorder(answers),
+                               noAnswerRecorder(answers));
         connection->failCall("handlePrompt", "agent went away");
         connection->answer("dismissPrompt", [](const FakeAgentCall& call) {
             call.decisionReply(false, "unknown prompt");
         });
         settle();
-        QCOMPARE(answers, QStringList{"false unknown prompt"});
+        QCOMPARE(answers, (QStringList{"no answer", "false unknown prompt"}));
         QCOMPARE(redactedLines(), QStringList{"ZorAgent proxy error: agent went away"});
     }
 

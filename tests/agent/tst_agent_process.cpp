@@ -102,7 +102,7 @@ private slots:
         agent->send("clear s2");
         QTRY_VERIFY(store.prompts().at(1).sessionEnded);
         // A prompt it settles, it removes.
-        handler.dismissPrompt(QUuid::fromString(kIdB), [](bool, auto) {});
+        handler.dismissPrompt(QUuid::fromString(kIdB), [](bool, auto) {}, {});
         QTRY_COMPARE(ids(), QStringList{kIdC});
 
         // The agent dies: the app lets the connection go and plans a reconnect.

@@ -529,6 +529,41 @@ private slots:
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
     }
 
+    // The link to the agent breaks while a group is decided: the requests it
+    // took along get no answer and count as failed, and the group ends, so
+    // that another can be asked. Their prompts stay, as for a single one.
+    void aGroupEndsWhenTheLinkBreaksUnderIt_data() {
+        QTest::addColumn<GroupDecision::Action>("action");
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("deny") << GroupDecision::Action::denyAlways << "Denied 1 prompt, 2 failed";
+        QTest::newRow("dismiss") << GroupDecision::Action::dismiss
+                                 << "Dismissed 1 prompt, 2 failed";
+    }
+    void aGroupEndsWhenTheLinkBreaksUnderIt() {
+        QFETCH(GroupDecision::Action, action);
+        QFETCH(QString, outcome);
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        QList<QUuid> ids;
+        for (const SerializablePromptItem& made : prompts)
+            ids.append(idOf(made));
+        QVERIFY(rig.group().ask(action, ids));
+        rig.group().confirm();
+        const QString method =
+            action == GroupDecision::Action::dismiss ? "dismissPrompt" : "handlePrompt";
+        rig.agent->answer(method, [](const FakeAgentCall& call) { call.decisionReply(true, {}); });
+        rig.agent->interrupt();
+        rig.settle();
+        QCOMPARE(rig.log.messages(LogCategory::notifications)
+                     .filter("ZorAgent proxy error: The connection was invalidated.")
+                     .size(),
+                 2);
+        QCOMPARE(rig.group().state(), GroupDecision::State::idle);
+        QCOMPARE(rig.group().outcome(), outcome);
+        QCOMPARE(rig.store.prompts().size(), action == GroupDecision::Action::dismiss ? 0 : 2);
+        QVERIFY(rig.group().ask(action, {ids.first()}));
+    }
+
     // The menu key and Shift+F10 open the highlighted prompt's menu, as a
     // right click on its row does; with none highlighted, nothing opens.
     void rowMenuFromTheKeyboard_data() {
@@ -811,7 +846,7 @@ QString PromptsViewTest::runSequence(PromptScreen& screen, quint32 seed) {
                 steps << QStringLiteral("button %1 on %2")
                              .arg(int(decision))
                              .arg(row->property("target").toString());
-                if (button->isVisible() && screen.isFullyInView(button)) {
+                if (button->isVisible() && screen.isClickable(button)) {
                     screen.click(button);
                     if (!callsAreFor(shownId))
                         return fail(

@@ -13,12 +13,12 @@ namespace zor::testing {
 class FakeAgentRequests final : public AgentRequests {
 public:
     void handlePrompt(const QUuid& id, const QString& action, const QString& lifetime,
-                      const QString& policyPath, DecisionCompletion completion) override {
+                      const QString& policyPath, DecisionCompletion completion, NoAnswer) override {
         requests.append(
             QStringList{"decision", idText(id), action, lifetime, policyPath}.join(u' '));
         completions.append(std::move(completion));
     }
-    void dismissPrompt(const QUuid& id, DecisionCompletion completion) override {
+    void dismissPrompt(const QUuid& id, DecisionCompletion completion, NoAnswer) override {
         requests.append("dismiss " + idText(id));
         completions.append(std::move(completion));
     }
