@@ -101,6 +101,10 @@ void NotificationHandler::connect() {
     });
 
     connection = std::move(newConnection);
+    if (state && state->isAwaitingSync()) {
+        clock.cancel(syncWaitLimit);
+        syncWaitLimit = clock.schedule(kSyncWaitLimit, this, [this] { endSyncWait(); });
+    }
     // Reset before anything is known about the agent: an absent agent thus
     // gets a retry every two seconds for as long as it stays away.
     attempt = 0;
@@ -122,6 +126,7 @@ void NotificationHandler::disconnect() {
 }
 
 void NotificationHandler::endSyncWait() {
+    clock.cancel(syncWaitLimit);
     if (state)
         state->setAwaitingSync(false);
 }

@@ -31,6 +31,9 @@ public:
     static constexpr double kReconnectBaseDelaySeconds = 2.0;
     static constexpr double kMaxReconnectDelaySeconds = 60.0;
     static constexpr Millis kBuildNumberTimeout{5000};
+    // A link held for the first sync waits this long at most: a connection
+    // may stay up while no answer comes.
+    static constexpr Millis kSyncWaitLimit{10000};
 
     // Main thread only.
     NotificationHandler(AgentConnector& connector, Clock& clock, QObject* parent = nullptr);
@@ -77,7 +80,8 @@ private:
     // connection's thread.
     std::shared_ptr<ZorAgentProtocol> remoteProxy(std::function<void()> onError = {});
     void syncPrompts();
-    // Until the first sync has ended, well or not, navigation waits for it.
+    // Until the first sync has ended, well or not, navigation waits for it;
+    // kSyncWaitLimit at most from each connection.
     void endSyncWait();
     // Hands `change` to the store on the main thread later, after the syncs
     // before it, if this handler and its app state still exist then.
@@ -90,6 +94,7 @@ private:
     QPointer<AppState> state;
     qint64 attempt = 0;
     bool hasSynced = false;
+    Clock::TimerId syncWaitLimit = 0;
     PromptFeed feed;
 };
 

@@ -252,6 +252,7 @@ private slots:
         QTest::newRow("no agent") << "absent" << notFound;
         // The connection stays, but this sync's answer never comes.
         QTest::newRow("sync call failed") << "fails the sync" << notFound;
+        QTest::newRow("no answer") << "never answers" << notFound;
     }
     void aLinkAtLaunchWaitsForTheSync() {
         QFETCH(QString, agent);
@@ -268,11 +269,20 @@ private slots:
         if (agent == u"fails the sync")
             shell.connector.connections.last()->failCall("getPrompts",
                                                          "The agent sent a malformed reply.");
-        shell.connector.connections.last()->replyToPrompts(
-            "[" +
-            SerializablePromptItem{kIdA, "s1", "/p/.zor/policy.yml", FileDenial{"/a", "read", {}}}
-                .toJson() +
-            "]");
+        if (agent == u"never answers") {
+            shell.queue.drain();
+            QCoreApplication::sendPostedEvents();
+            shell.clock.advance(NotificationHandler::kSyncWaitLimit - Millis(1));
+            QVERIFY(!capture.messages(LogCategory::app).contains(line));
+            shell.clock.advance(Millis(1));
+        } else {
+            shell.connector.connections.last()->replyToPrompts(
+                "[" +
+                SerializablePromptItem{kIdA, "s1", "/p/.zor/policy.yml",
+                                       FileDenial{"/a", "read", {}}}
+                    .toJson() +
+                "]");
+        }
         shell.queue.drain();
         QTRY_VERIFY(capture.messages(LogCategory::app).contains(line));
         const bool isSynced = agent == u"answers";
