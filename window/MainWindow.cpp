@@ -150,10 +150,11 @@ void MainWindow::show() {
 
 void MainWindow::bringBack() {
     requireMainThread("MainWindow::bringBack");
-    if (quickWindow->windowStates() & Qt::WindowMinimized)
-        quickWindow->showNormal();
-    else
-        quickWindow->show();
+    // Only the minimising is undone: a window minimised or closed while
+    // maximised comes back maximised. show() would make it normal.
+    if (const Qt::WindowStates states = quickWindow->windowStates(); states & Qt::WindowMinimized)
+        quickWindow->setWindowStates(states & ~Qt::WindowMinimized);
+    quickWindow->setVisible(true);
     quickWindow->raise();
     quickWindow->requestActivate();
 }
