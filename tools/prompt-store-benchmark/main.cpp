@@ -1,8 +1,8 @@
 // Times the prompt store as the app holds it -- the prompt list and both
 // sidebars following it, the attention counting, the text log written to a
 // file -- at 10,000 pending prompts across 1,000 sessions and 200 policy
-// files and at 100,000 across 10,000 sessions, the two sizes' syncs and
-// events taking turns; first the decode of the sync reply beside simdjson.
+// files and at 100,000 across 10,000 sessions, the two sizes' syncs taking
+// turns; first the decode of the sync reply beside simdjson.
 // Each line gives the median, the worst and the ratio to a floor taken in the
 // same run, taking turns with the figure, and the CPU time the figure took; a
 // noisy machine stretches the figure and its floor alike, and moves the CPU
@@ -573,21 +573,23 @@ void fill(PromptStore& store, const Scale& scale) {
 // Single events on a full store with the views attached, each the store's
 // operation, the views' row changes and the log line. The floor is a QHash
 // insert into one holding as many prompts.
-class EventRounds {
-public:
-    EventRounds(const Scale& scale, Figures& figures)
-        : scale(scale)
-        , figures(figures) {
-        fill(store(), scale);
-        for (const PromptItem& item : store().prompts()) {
-            floorHash.insert(item.id, item);
-            floorIds.push_back(item.id);
-        }
+bool benchmarkEvents(const Scale& scale, Figures& figures) {
+    AppViews views;
+    PromptStore& store = views.store();
+    fill(store, scale);
+    QHash<QUuid, PromptItem> floorHash;
+    std::vector<QUuid> floorIds;
+    for (const PromptItem& item : store.prompts()) {
+        floorHash.insert(item.id, item);
+        floorIds.push_back(item.id);
     }
+    QRandomGenerator random(42);
+    const auto randomHeld = [&] {
+        return store.prompts().at(random.bounded(int(store.prompts().size())));
+    };
 
-    // An add at the top, a removal, and an add that replaces a duplicate,
-    // which keeps the store's size.
-    void round(int n) {
+    constexpr int kRounds = 5000;
+    for (int n = 0; n < kRounds; ++n) {
         // A new prompt in a session that has some: its session and policy move to the top.
         const PromptItem held = randomHeld();
         PromptItem floorItem = held;
@@ -600,74 +602,28 @@ public:
         const QUuid id = QUuid::createUuid();
         const Denial fresh = denialFor(scale, scale.prompts + n);
         figures.adds.take(
-            [&] { store().addPrompt(id, held.sessionId, held.policyPath, fresh, false); });
+            [&] { store.addPrompt(id, held.sessionId, held.policyPath, fresh, false); });
         // A removal at a random row keeps the size.
         const QUuid removed = randomHeld().id;
-        figures.removals.take([&] { store().removePrompt(removed); });
+        figures.removals.take([&] { store.removePrompt(removed); });
         // The same request again, from another session: it replaces the held one.
         const PromptItem duplicated = randomHeld();
         const QUuid duplicateId = QUuid::createUuid();
         const QString session = sessionId(random.bounded(scale.sessions));
         figures.duplicates.take([&] {
-            store().addPrompt(duplicateId, session, duplicated.policyPath, duplicated.denial,
-                              false);
+            store.addPrompt(duplicateId, session, duplicated.policyPath, duplicated.denial, false);
         });
     }
-
-    // The end of session `n`, while none of its prompts has ended yet.
-    void ending(int n) {
+    if (store.prompts().size() != scale.prompts || views.promptList().count() != scale.prompts) {
+        std::fprintf(stderr, "the events did not keep the size\n");
+        std::exit(2);
+    }
+    // Every session once, while none of its prompts has ended yet.
+    for (int n = 0; n < scale.sessions; ++n) {
         const QString session = sessionId(n);
-        figures.endings.take([&] { store().markSessionEnded(session); });
+        figures.endings.take([&] { store.markSessionEnded(session); });
     }
 
-    bool isSizeKept() {
-        return store().prompts().size() == scale.prompts &&
-               views.promptList().count() == scale.prompts;
-    }
-
-private:
-    PromptStore& store() { return views.store(); }
-    PromptItem randomHeld() {
-        return store().prompts().at(random.bounded(int(store().prompts().size())));
-    }
-
-    const Scale scale;
-    Figures& figures;
-    AppViews views;
-    QHash<QUuid, PromptItem> floorHash;
-    std::vector<QUuid> floorIds;
-    QRandomGenerator random{42};
-};
-
-// The sizes take turns in blocks: long enough that each size's store is as
-// warm in the caches as between a stream of events, short enough that a busy
-// moment of the machine falls on both sizes alike.
-void measureEvents(std::vector<ScaleRun>& runs) {
-    constexpr int kRounds = 5000;
-    constexpr int kBlock = 250;
-    std::vector<std::unique_ptr<EventRounds>> sizes;
-    for (ScaleRun& run : runs)
-        sizes.push_back(std::make_unique<EventRounds>(run.scale, run.figures));
-    for (int first = 0; first < kRounds; first += kBlock)
-        for (const auto& size : sizes)
-            for (int n = first; n < first + kBlock; ++n)
-                size->round(n);
-    for (const auto& size : sizes)
-        if (!size->isSizeKept()) {
-            std::fprintf(stderr, "the events did not keep the size\n");
-            std::exit(2);
-        }
-    // Every session once.
-    int sessions = 0;
-    for (const ScaleRun& run : runs)
-        sessions = std::max(sessions, run.scale.sessions);
-    for (int first = 0; first < sessions; first += kBlock)
-        for (std::size_t i = 0; i < sizes.size(); ++i)
-            for (int n = first; n < std::min(first + kBlock, runs[i].scale.sessions); ++n)
-                sizes[i]->ending(n);
-}
-
-bool printEvents(const Scale& scale, const Figures& figures) {
     std::printf("  single events on a full store, views and log attached (floor: a QHash "
                 "insert)\n");
     printHeader("us");
@@ -761,7 +717,7 @@ bool printScale(ScaleRun& run) {
     bool isMet = !isBase(scale) || decoding::benchmark(run.json, scale.prompts);
     isMet &= printSyncs(scale, run.figures);
     isMet &= benchmarkMemory(scale, run.json, run.figures);
-    isMet &= printEvents(scale, run.figures);
+    isMet &= benchmarkEvents(scale, run.figures);
     isMet &= benchmarkFilterSwitch(scale);
     isMet &= benchmarkSearch(scale);
     return isMet;
@@ -816,7 +772,6 @@ int main(int argc, char** argv) {
     for (const Scale& scale : {kBase, kLarge})
         runs.push_back({scale, SerializablePromptItem::listToJson(dataset(scale)), {}});
     measureSyncs(runs);
-    measureEvents(runs);
     for (ScaleRun& run : runs)
         isEveryLimitMet &= printScale(run);
     isEveryLimitMet &= compareScales(runs[0].figures, runs[1].figures);
