@@ -709,7 +709,7 @@ bool benchmarkSearch(const Scale& scale) {
                        {isBase(scale) ? kSearchBudgetMs : 0});
 }
 
-bool printScale(ScaleRun& run) {
+bool benchmarkScale(ScaleRun& run) {
     const Scale& scale = run.scale;
     std::printf("\n%d prompts, %d sessions, %d policy files\n", scale.prompts, scale.sessions,
                 scale.policies);
@@ -773,7 +773,7 @@ int main(int argc, char** argv) {
         runs.push_back({scale, SerializablePromptItem::listToJson(dataset(scale)), {}});
     measureSyncs(runs);
     for (ScaleRun& run : runs)
-        isEveryLimitMet &= printScale(run);
+        isEveryLimitMet &= benchmarkScale(run);
     isEveryLimitMet &= compareScales(runs[0].figures, runs[1].figures);
 
     std::printf("%s\n", isEveryLimitMet ? "every limit met" : "a limit was missed");
