@@ -124,16 +124,19 @@ void ServiceMonitor::recheckLink() {
 QCoro::Task<> ServiceMonitor::recheckDaemon() {
     setDaemonStatus(co_await probeDaemon());
     reportStatus();
+    updatePolling();
 }
 
 QCoro::Task<> ServiceMonitor::recheckAgent() {
     setAgentStatus(co_await probeAgent());
     reportStatus();
+    updatePolling();
 }
 
 QCoro::Task<> ServiceMonitor::recheckNetworkExtension() {
     setNEStatus(co_await probeNetworkExtension());
     reportStatus();
+    updatePolling();
 }
 
 QCoro::Task<DaemonStatus> ServiceMonitor::probeDaemon() {

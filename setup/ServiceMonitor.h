@@ -71,7 +71,9 @@ public:
     void setAgentStatus(AgentStatus status) { store(agentState, status); }
     void setNEStatus(NEStatus status) { store(neState, status); }
     void recheckLink();
-    // Probe one service again, store its status and report.
+    // Probe one service again, store its status and report. Polling starts
+    // again if anything is unhealthy: a poll during a repair's wait may have
+    // found everything healthy and ended it.
     QCoro::Task<> recheckDaemon();
     QCoro::Task<> recheckAgent();
     QCoro::Task<> recheckNetworkExtension();

@@ -86,6 +86,33 @@ private slots:
         QVERIFY(scene.waitForReports(2));
     }
 
+    // A poll that finds everything healthy while a repair waits ends the
+    // polling; when the repair's own probe then finds its service down, the
+    // polling starts again, or the screen would show it down until Refresh.
+    void aRepairThatEndsUnhealthyKeepsPolling() {
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(1s)));
+
+        scene.repairs->fixDaemon();
+        scene.makeAllHealthy();
+        scene.clock.advance(1s); // the poll, in the repair's wait
+        QVERIFY(scene.waitForReports(2));
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
+        QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(1s))); // the repair's wait
+
+        scene.makeDaemonUnreachable(ServiceStatus::enabled);
+        scene.clock.advance(1s);
+        QVERIFY(scene.waitForReports(3));
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::cannotConnect);
+        QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(1s)));
+        scene.makeAllHealthy();
+        scene.clock.advance(1s);
+        QVERIFY(scene.waitForReports(4));
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
+    }
+
     void extensionRequestOutcomes_data() {
         QTest::addColumn<QString>("answer");
         QTest::addColumn<NEStatus>("status");
