@@ -43,6 +43,7 @@ void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
 }
 
 void MainSplitViewController::finishAnimation() {
+    isAnimating = false;
     if (!isShowingDetail)
         return;
     isShowingDetail = false;
@@ -56,12 +57,17 @@ void MainSplitViewController::followSelectedTab() {
     if (!frame.isValid())
         return;
     const bool isSetup = appState.selectedTab() == AppTab::setup;
+    // A tab chosen while the last animation still plays starts from where that
+    // one was going, so that cutting it short neither widens the window nor
+    // makes the pane's halfway width the one to come back with.
+    const qreal width = isAnimating ? animationTarget.width() : frame.width();
     if (!isSetup && isCollapsed) {
         isShowingDetail = true;
         setCollapsed(false);
-        requestAnimation(frame.width() + savedWidth + divider, false);
+        requestAnimation(width + savedWidth + divider, false);
     } else if (isSetup && !isCollapsed) {
-        if (detailMeasured > 0 && savedWidth != detailMeasured) {
+        // While the pane comes back, it comes back at the saved width.
+        if (!isAnimating && detailMeasured > 0 && savedWidth != detailMeasured) {
             savedWidth = detailMeasured;
             emit savedDetailWidthChanged();
         }
@@ -90,8 +96,9 @@ void MainSplitViewController::setCanCollapse(bool isAllowed) {
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {
     // Only the width changes: the window keeps its top-left corner.
-    const QRectF target(frame.topLeft(), QSizeF(windowWidth, frame.height()));
-    emit animationRequested(target, isCollapsing, animationMilliseconds);
+    animationTarget = QRectF(frame.topLeft(), QSizeF(windowWidth, frame.height()));
+    isAnimating = true;
+    emit animationRequested(animationTarget, isCollapsing, animationMilliseconds);
 }
 
 } // namespace zor

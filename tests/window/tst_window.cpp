@@ -37,7 +37,9 @@ struct Animation {
 };
 
 // Stands for the view: reports a window and panes, and plays every animation
-// to its end at once. Each time the detail pane is back, the user widens it by 40.
+// to its end at once. Each time the detail pane is back, the user widens it by
+// 40. While `isStoppedHalfway` is set, an animation stops halfway instead, as
+// when the tab changes again before it ends.
 struct SplitRig {
     static constexpr QRectF launchFrame{100, 80, 900, 600};
     static constexpr qreal sidebar = 339;
@@ -45,20 +47,28 @@ struct SplitRig {
     AppState appState;
     MainSplitViewController controller{appState};
     QList<Animation> animations;
+    bool isStoppedHalfway = false;
+    QRectF frame = launchFrame;
+    qreal detail = 560;
 
     SplitRig() {
         controller.setDividerThickness(1);
-        controller.reportWindowFrame(launchFrame);
-        controller.reportPaneWidths(sidebar, 560);
+        controller.reportWindowFrame(frame);
+        controller.reportPaneWidths(sidebar, detail);
         QObject::connect(&controller, &MainSplitViewController::animationRequested,
                          [this](const QRectF& target, bool isCollapsing, int duration) {
                              animations.append({target, isCollapsing, duration});
-                             const qreal widening = isCollapsing ? 0 : 40;
-                             controller.reportWindowFrame(target.adjusted(0, 0, widening, 0));
-                             controller.reportPaneWidths(
-                                 isCollapsing ? target.width() : sidebar,
-                                 isCollapsing ? 0 : target.width() - sidebar - 1 + widening);
-                             controller.finishAnimation();
+                             const qreal widening = isCollapsing || isStoppedHalfway ? 0 : 40;
+                             const qreal share = isStoppedHalfway ? 0.5 : 1;
+                             const qreal targetDetail =
+                                 isCollapsing ? 0 : target.width() - sidebar - 1 + widening;
+                             frame.setWidth(frame.width() +
+                                            (target.width() + widening - frame.width()) * share);
+                             detail += (targetDetail - detail) * share;
+                             controller.reportWindowFrame(frame);
+                             controller.reportPaneWidths(sidebar, detail);
+                             if (!isStoppedHalfway)
+                                 controller.finishAnimation();
                          });
     }
 };
@@ -523,6 +533,48 @@ private slots:
         QCOMPARE(rig.controller.canDetailCollapse(), !rig.animations.isEmpty());
         QCoreApplication::processEvents();
         QCOMPARE(rig.controller.canDetailCollapse(), isCollapsed);
+    }
+
+    void splitFollowsTheTabMidAnimation_data() {
+        // One tab a turn; `halfway` says whether its animation stops halfway,
+        // as the next tab comes, or plays to its end.
+        QTest::addColumn<QList<AppTab>>("tabs");
+        QTest::addColumn<QList<bool>>("halfway");
+        QTest::addColumn<QList<qreal>>("animatedWidths");
+
+        using Tabs = QList<AppTab>;
+        QTest::newRow("a prompt tab while the pane folds away")
+            << Tabs{AppTab::setup, AppTab::policies} << QList<bool>{true, false}
+            << QList<qreal>{339, 900};
+        QTest::newRow("setup while the pane comes back")
+            << Tabs{AppTab::setup, AppTab::policies, AppTab::setup, AppTab::sessions}
+            << QList<bool>{false, true, false, false} << QList<qreal>{339, 900, 339, 900};
+        QTest::newRow("back and forth, every animation cut short")
+            << Tabs{AppTab::setup, AppTab::policies, AppTab::setup, AppTab::policies}
+            << QList<bool>{true, true, true, false} << QList<qreal>{339, 900, 339, 900};
+    }
+
+    // The window and the pane end as wide as if each animation had played to its end.
+    void splitFollowsTheTabMidAnimation() {
+        QFETCH(QList<AppTab>, tabs);
+        QFETCH(QList<bool>, halfway);
+        QFETCH(QList<qreal>, animatedWidths);
+
+        SplitRig rig;
+        for (qsizetype i = 0; i < tabs.size(); ++i) {
+            rig.isStoppedHalfway = halfway[i];
+            rig.appState.setSelectedTab(tabs[i]);
+            QCoreApplication::processEvents();
+        }
+
+        QList<qreal> widths;
+        for (const Animation& animation : rig.animations)
+            widths << animation.target.width();
+        QCOMPARE(widths, animatedWidths);
+        QCOMPARE(rig.controller.savedDetailWidth(), 560);
+        QCOMPARE(rig.controller.isDetailCollapsed(), false);
+        QCoreApplication::processEvents();
+        QCOMPARE(rig.controller.canDetailCollapse(), false);
     }
 
     void tabsSetupScreenPresenceAndAlerts() {
