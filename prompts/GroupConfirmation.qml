@@ -25,6 +25,8 @@ Dialog {
     contentItem: Label {
         objectName: "groupTargets"
         text: confirmation.group ? confirmation.group.targets : ""
+        // The agent's targets, which a process may have chosen: never read as markup.
+        textFormat: Text.PlainText
         wrapMode: Text.WrapAnywhere
         font.family: FixedFont.family
         font.pixelSize: 12

@@ -182,6 +182,8 @@ Rectangle {
         y: 8
         width: Math.min(implicitWidth, row.width - x - row.margin)
         text: row.title
+        // The agent's texts, which a process may have chosen: never read as markup.
+        textFormat: Text.PlainText
         elide: Text.ElideRight
         font.pixelSize: 13
         font.weight: Font.Medium
@@ -197,6 +199,7 @@ Rectangle {
         width: Math.max(0, Math.min(implicitWidth, row.width - x - row.margin))
         elide: Text.ElideRight
         text: row.processName
+        textFormat: Text.PlainText
         font.pixelSize: 11
         color: row.secondaryOnRow
     }

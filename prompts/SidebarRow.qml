@@ -60,6 +60,8 @@ Rectangle {
                 objectName: "entryLabel"
                 Layout.fillWidth: true
                 text: row.label
+                // Labels and paths come from the agent: never read as markup.
+                textFormat: Text.PlainText
                 color: row.labelColor
                 font.pixelSize: 14
                 elide: Text.ElideMiddle
@@ -70,6 +72,7 @@ Rectangle {
                 Layout.fillWidth: true
                 visible: row.hasSubtitle
                 text: row.subtitle
+                textFormat: Text.PlainText
                 color: row.subtitleColor
                 font.pixelSize: SetupTheme.captionSize
                 elide: Text.ElideMiddle

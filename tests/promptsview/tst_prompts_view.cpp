@@ -45,6 +45,13 @@ QUuid idOf(const SerializablePromptItem& made) {
     return QUuid(made.id);
 }
 
+// Whether a text item read its text as markup: a line break of markup makes
+// a line of its own, which plain text does not have.
+bool isReadAsMarkup(const QQuickItem* text) {
+    return text->property("lineCount").toInt() !=
+           text->property("text").toString().count(u'\n') + 1;
+}
+
 // The screen after a sync of `prompts`, the list holding the keyboard.
 struct Rig : PromptScreen {
     explicit Rig(const QList<SerializablePromptItem>& prompts = records(4)) {
@@ -591,6 +598,56 @@ private slots:
         QTRY_VERIFY(menu()->property("opened").toBool());
         rig.click(rig.popupItem("Copy Session ID"));
         QCOMPARE(rig.scene.clipboard.texts, QStringList{"b"});
+    }
+
+    // The agent's texts are shown as they are, never read as markup: a
+    // process could otherwise name itself, or a path, so that the row, the
+    // sidebar or the question before a group decision shows something else.
+    void agentTextIsNeverMarkup() {
+        const QString markup = QStringLiteral("a<br>b");
+        QList<SerializablePromptItem> prompts;
+        for (int n = 1; n <= 2; ++n) {
+            SerializablePromptItem made =
+                record(n, "s" + markup,
+                       FileDenial{QStringLiteral("/tmp/%1").arg(n) + markup, markup, "p" + markup});
+            made.policyPath = "/work/p" + markup + "/.zor/policy.yml";
+            prompts.append(made);
+        }
+        Rig rig(prompts);
+        QStringList checked;
+        QStringList readAsMarkup;
+        const auto check = [&] {
+            rig.window->grabWindow();
+            // Delegates and popups hang off their views, not their QObject parents.
+            QList<QQuickItem*> items{rig.window->contentItem()};
+            for (qsizetype i = 0; i < items.size(); ++i)
+                items.append(items[i]->childItems());
+            for (QQuickItem* text : items) {
+                if (!text->isVisible() || !text->property("text").toString().contains(u"<br>") ||
+                    !(text->inherits("QQuickText") || text->inherits("QQuickTextEdit")))
+                    continue;
+                const QString name = text->objectName().isEmpty()
+                                         ? text->property("text").toString()
+                                         : text->objectName();
+                checked.append(name);
+                if (isReadAsMarkup(text))
+                    readAsMarkup.append(name);
+            }
+        };
+        check();
+        rig.scene.appState.setSelectedTab(AppTab::sessions);
+        rig.settle();
+        check();
+        rig.clickRow(rig.rowOf(prompts[0]));
+        rig.clickRow(rig.rowOf(prompts[1]), Qt::ShiftModifier);
+        rig.click(rig.item("selectionDenyAlways"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+        check();
+        readAsMarkup.removeDuplicates();
+        QVERIFY2(readAsMarkup.isEmpty(), qPrintable(readAsMarkup.join(", ")));
+        for (const QString& shown : QStringList{"entryLabel", "entrySubtitle", "promptTitle",
+                                                "groupTargets", "p" + markup})
+            QVERIFY2(checked.contains(shown), qPrintable(shown));
     }
 
     void scrollRequests() {
