@@ -36,13 +36,6 @@ DecisionReply completionOnMainThread(NotificationHandler::DecisionCompletion com
     };
 }
 
-// `fn`, to be queued for the main thread when called.
-std::function<void()> onMainThreadLater(std::function<void()> fn) {
-    if (!fn)
-        return {};
-    return [fn = std::move(fn)] { onMainThread(fn); };
-}
-
 } // namespace
 
 NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock, QObject* parent)
@@ -156,7 +149,7 @@ std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy(std::function
         [onError = std::move(onError)](const PlatformError& error) {
             log().error("ZorAgent proxy error: %{public}s", {error.localizedDescription});
             if (onError)
-                onError();
+                onMainThread(onError);
         });
 }
 
@@ -167,10 +160,8 @@ void NotificationHandler::syncPrompts() {
     // connection since replaced leaves the wait to the new one's sync.
     const std::weak_ptr<AgentConnection> syncing = connection;
     const auto proxy = remoteProxy([self, syncing] {
-        onMainThread([self, syncing] {
-            if (self && self->connection && self->connection == syncing.lock())
-                self->endSyncWait();
-        });
+        if (self && self->connection && self->connection == syncing.lock())
+            self->endSyncWait();
     });
     if (!proxy) {
         endSyncWait();
@@ -252,7 +243,7 @@ void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,
                                        const QString& lifetime, const QString& policyPath,
                                        DecisionCompletion completion, NoAnswer noAnswer) {
     requireMainThread("NotificationHandler::handlePrompt");
-    const auto proxy = remoteProxy(onMainThreadLater(std::move(noAnswer)));
+    const auto proxy = remoteProxy(std::move(noAnswer));
     if (!proxy) {
         completion(false, QStringLiteral("Not connected to ZorAgent"));
         return;
@@ -264,7 +255,7 @@ void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,
 void NotificationHandler::dismissPrompt(const QUuid& id, DecisionCompletion completion,
                                         NoAnswer noAnswer) {
     requireMainThread("NotificationHandler::dismissPrompt");
-    const auto proxy = remoteProxy(onMainThreadLater(std::move(noAnswer)));
+    const auto proxy = remoteProxy(std::move(noAnswer));
     if (!proxy) {
         completion(false, QStringLiteral("Not connected to ZorAgent"));
         return;

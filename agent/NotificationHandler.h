@@ -76,8 +76,8 @@ signals:
     void promptsSynced(qsizetype count);
 
 private:
-    // The proxy's error handler logs the error, then runs `onError` on the
-    // connection's thread.
+    // The proxy's error handler logs the error, then queues `onError` for the
+    // main thread.
     std::shared_ptr<ZorAgentProtocol> remoteProxy(std::function<void()> onError = {});
     void syncPrompts();
     // Until the first sync has ended, well or not, navigation waits for it;
