@@ -43,6 +43,20 @@ QString actionText(PolicyAction action) {
     return {};
 }
 
+namespace {
+
+// A request lost on the way leaves the prompt as it is; only whoever waits
+// for its end learns of it. Made before the request, whose completion takes
+// `onDone` over.
+AgentRequests::NoAnswer notTaken(const PromptDecider::Done& onDone) {
+    return [onDone] {
+        if (onDone)
+            onDone(false);
+    };
+}
+
+} // namespace
+
 PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
                              QObject* parent)
     : QObject(parent)
@@ -68,12 +82,7 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
             onDone(true);
         return true;
     }
-    // Lost on the way, the request leaves the prompt as it is; only whoever
-    // waits for its end learns of it.
-    AgentRequests::NoAnswer noAnswer = [onDone] {
-        if (onDone)
-            onDone(false);
-    };
+    AgentRequests::NoAnswer noAnswer = notTaken(onDone);
     // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
     agent.handlePrompt(
         id, actionText(button.action), description(button.lifetime), item->policyPath,
@@ -100,10 +109,7 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
 bool PromptDecider::dismiss(const QUuid& id, Done onDone) {
     if (!store.containsPrompt(id) || listModel.isProcessing(id))
         return false;
-    AgentRequests::NoAnswer noAnswer = [onDone] {
-        if (onDone)
-            onDone(false);
-    };
+    AgentRequests::NoAnswer noAnswer = notTaken(onDone);
     agent.dismissPrompt(
         id,
         [onDone = std::move(onDone)](bool success, std::optional<QString> error) {
