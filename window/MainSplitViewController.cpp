@@ -43,7 +43,7 @@ void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
 }
 
 void MainSplitViewController::finishAnimation() {
-    isAnimating = false;
+    animatingToWidth.reset();
     if (!isShowingDetail)
         return;
     isShowingDetail = false;
@@ -60,14 +60,14 @@ void MainSplitViewController::followSelectedTab() {
     // A tab chosen while the last animation still plays starts from where that
     // one was going, so that cutting it short neither widens the window nor
     // makes the pane's halfway width the one to come back with.
-    const qreal width = isAnimating ? animationTarget.width() : frame.width();
+    const qreal width = animatingToWidth.value_or(frame.width());
     if (!isSetup && isCollapsed) {
         isShowingDetail = true;
         setCollapsed(false);
         requestAnimation(width + savedWidth + divider, false);
     } else if (isSetup && !isCollapsed) {
         // While the pane comes back, it comes back at the saved width.
-        if (!isAnimating && detailMeasured > 0 && savedWidth != detailMeasured) {
+        if (!animatingToWidth && detailMeasured > 0 && savedWidth != detailMeasured) {
             savedWidth = detailMeasured;
             emit savedDetailWidthChanged();
         }
@@ -96,9 +96,9 @@ void MainSplitViewController::setCanCollapse(bool isAllowed) {
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {
     // Only the width changes: the window keeps its top-left corner.
-    animationTarget = QRectF(frame.topLeft(), QSizeF(windowWidth, frame.height()));
-    isAnimating = true;
-    emit animationRequested(animationTarget, isCollapsing, animationMilliseconds);
+    animatingToWidth = windowWidth;
+    emit animationRequested(QRectF(frame.topLeft(), QSizeF(windowWidth, frame.height())),
+                            isCollapsing, animationMilliseconds);
 }
 
 } // namespace zor

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QRectF>
+#include <optional>
 
 namespace zor {
 
@@ -73,10 +74,9 @@ private:
     bool canCollapse = false;
     // The last animation brings the pane back: it may not shrink below its minimum once it ends.
     bool isShowingDetail = false;
-    // An animation asked for has not ended: the window and the pane are on
-    // their way to `animationTarget`, not where they will stay.
-    bool isAnimating = false;
-    QRectF animationTarget;
+    // Set while an animation asked for has not ended: the window and the pane
+    // are on their way to this width, not where they will stay.
+    std::optional<qreal> animatingToWidth;
     qreal savedWidth = detailWidth;
     qreal divider = 1;
     qreal sidebarMeasured = 0; // 0 until the view reports
