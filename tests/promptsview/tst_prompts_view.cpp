@@ -45,6 +45,15 @@ QUuid idOf(const SerializablePromptItem& made) {
     return QUuid(made.id);
 }
 
+// Every item of the window, in breadth: delegates and popups hang off their
+// views, not their QObject parents.
+QList<QQuickItem*> itemsOf(QQuickWindow* window) {
+    QList<QQuickItem*> items{window->contentItem()};
+    for (qsizetype i = 0; i < items.size(); ++i)
+        items.append(items[i]->childItems());
+    return items;
+}
+
 // Whether a text item read its text as markup: a line break of markup makes
 // a line of its own, which plain text does not have.
 bool isReadAsMarkup(const QQuickItem* text) {
@@ -380,9 +389,7 @@ private slots:
         const QPointF centre(policyEntry->width() / 2, policyEntry->height() / 2);
         QTest::mouseMove(rig.window, policyEntry->mapToScene(centre).toPoint());
         const auto isTipShown = [&] {
-            QList<QQuickItem*> items{rig.window->contentItem()};
-            for (qsizetype i = 0; i < items.size(); ++i)
-                items.append(items[i]->childItems());
+            const QList<QQuickItem*> items = itemsOf(rig.window);
             return std::any_of(items.cbegin(), items.cend(), [&](QQuickItem* item) {
                 return item->inherits("QQuickPopupItem") && isTextShown(item, text);
             });
@@ -618,11 +625,7 @@ private slots:
         QStringList readAsMarkup;
         const auto check = [&] {
             rig.window->grabWindow();
-            // Delegates and popups hang off their views, not their QObject parents.
-            QList<QQuickItem*> items{rig.window->contentItem()};
-            for (qsizetype i = 0; i < items.size(); ++i)
-                items.append(items[i]->childItems());
-            for (QQuickItem* text : items) {
+            for (QQuickItem* text : itemsOf(rig.window)) {
                 if (!text->isVisible() || !text->property("text").toString().contains(u"<br>") ||
                     !(text->inherits("QQuickText") || text->inherits("QQuickTextEdit")))
                     continue;
