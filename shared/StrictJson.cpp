@@ -1,5 +1,7 @@
 #include "shared/StrictJson.h"
 
+#include "shared/TextHash.h"
+
 namespace zor {
 namespace {
 
@@ -59,12 +61,16 @@ bool StrictJson::readSharedText(JsonValue value, QString& out) {
     std::string_view utf8;
     if (!readUtf8(value, utf8))
         return false;
-    const QByteArrayView key(utf8.data(), qsizetype(utf8.size()));
+    const SharedTextKey key{QByteArrayView(utf8.data(), qsizetype(utf8.size()))};
     auto shared = sharedTexts.constFind(key);
     if (shared == sharedTexts.cend())
-        shared = sharedTexts.insert(key, QString::fromUtf8(key));
+        shared = sharedTexts.insert(key, QString::fromUtf8(key.utf8));
     out = *shared;
     return true;
+}
+
+size_t qHash(SharedTextKey key, size_t seed) noexcept {
+    return textHash(key.utf8, seed);
 }
 
 bool StrictJson::readUtf8(JsonValue value, std::string_view& out) {

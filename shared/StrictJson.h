@@ -26,6 +26,14 @@ namespace zor {
 //     });
 using JsonValue = simdjson::dom::element;
 
+// The UTF-8 of a text in the parsed document, as a hash table's key, hashed
+// with textHash().
+struct SharedTextKey {
+    QByteArrayView utf8;
+    friend bool operator==(SharedTextKey a, SharedTextKey b) { return a.utf8 == b.utf8; }
+};
+size_t qHash(SharedTextKey key, size_t seed) noexcept;
+
 class StrictJson {
 public:
     // `text` must outlive root().
@@ -78,8 +86,8 @@ private:
     // What the elements point into: the parsed values and their unescaped
     // strings, apart from the parser.
     simdjson::dom::document document;
-    // The texts read with readSharedText(), by their UTF-8 in the document.
-    QHash<QByteArrayView, QString> sharedTexts;
+    // The texts read with readSharedText().
+    QHash<SharedTextKey, QString> sharedTexts;
     QString errorText;
 };
 

@@ -1,6 +1,7 @@
 #include "shared/Denial.h"
 #include "shared/FileOperation.h"
 #include "shared/SerializablePromptItem.h"
+#include "shared/TextHash.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -297,6 +298,29 @@ private slots:
                  b.denial.as<FileDenial>()->operation.constData());
         QCOMPARE(*a.denial.processName(), "node");
         QCOMPARE(*b.denial.processName(), "nodes");
+    }
+
+    // The shared texts' table hashes with SipHash-2-4, as its reference
+    // vectors give it (key 00 01 .. 0f, message 00 01 .. of each length),
+    // keyed so that another seed gives another hash.
+    void textHashIsKeyedSipHash_data() {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<quint64>("hash");
+        QTest::newRow("empty") << 0 << Q_UINT64_C(0x726fdb47dd0e0e31);
+        QTest::newRow("one byte") << 1 << Q_UINT64_C(0x74f839c593dc67fd);
+        QTest::newRow("one word") << 8 << Q_UINT64_C(0x93f5f5799a932462);
+        QTest::newRow("a word and seven") << 15 << Q_UINT64_C(0xa129ca6149be45e5);
+    }
+    void textHashIsKeyedSipHash() {
+        QFETCH(int, length);
+        QFETCH(quint64, hash);
+        QByteArray message;
+        for (int n = 0; n < length; ++n)
+            message.append(char(n));
+        QCOMPARE(sipHash24(message, Q_UINT64_C(0x0706050403020100), Q_UINT64_C(0x0f0e0d0c0b0a0908)),
+                 hash);
+        QCOMPARE(textHash(message, 1), textHash(QByteArray(message), 1));
+        QVERIFY(textHash(message, 1) != textHash(message, 2));
     }
 
     void fileOperationsParseExactly_data() {
