@@ -102,10 +102,16 @@ Rectangle {
         id: hover
     }
 
-    // Attached from the template, so the style's tool tip is read only when one shows.
-    T.ToolTip.visible: hover.hovered && tooltip.length > 0
-    T.ToolTip.delay: 600
-    T.ToolTip.text: tooltip
+    // The policy path, as it is. Made when hovered: most entries never show theirs.
+    Loader {
+        active: hover.hovered && row.tooltip.length > 0
+        sourceComponent: PlainToolTip {
+            parent: row
+            text: row.tooltip
+            delay: 600
+            visible: true
+        }
+    }
 
     TapHandler {
         onTapped: row.clicked()

@@ -638,6 +638,24 @@ private slots:
             }
         };
         check();
+        // The policy path again, in the entry's tool tip.
+        QQuickItem* entry = nullptr;
+        for (QQuickItem* shown : rig.sidebarEntries())
+            if (shown->property("tooltip").toString().contains(markup))
+                entry = shown;
+        QVERIFY(entry);
+        QTest::mouseMove(rig.window,
+                         entry->mapToScene({entry->width() / 2, entry->height() / 2}).toPoint());
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                const QList<QQuickItem*> items = itemsOf(rig.window);
+                return std::any_of(items.cbegin(), items.cend(), [&](QQuickItem* item) {
+                    return item->inherits("QQuickPopupItem") &&
+                           isTextShown(item, entry->property("tooltip").toString());
+                });
+            },
+            3000));
+        check();
         rig.scene.appState.setSelectedTab(AppTab::sessions);
         rig.settle();
         check();
@@ -649,7 +667,7 @@ private slots:
         readAsMarkup.removeDuplicates();
         QVERIFY2(readAsMarkup.isEmpty(), qPrintable(readAsMarkup.join(", ")));
         for (const QString& shown : QStringList{"entryLabel", "entrySubtitle", "promptTitle",
-                                                "groupTargets", "p" + markup})
+                                                "groupTargets", "plainToolTipText", "p" + markup})
             QVERIFY2(checked.contains(shown), qPrintable(shown));
     }
 

@@ -233,6 +233,8 @@ struct PromptsShot {
     std::function<void(PromptsScene&, PromptListModel&, PromptsViewModel&)> act = {};
     // What Tab has put the focus on, by its object name; none: nothing.
     const char* focused = nullptr;
+    // Whether the pointer rests on the first policy's sidebar entry, its tool tip shown.
+    bool isEntryHovered = false;
 };
 
 const QString kCliPolicy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
@@ -294,6 +296,8 @@ const QList<PromptsShot>& promptsShots() {
          [](PromptsScene&, PromptListModel&, PromptsViewModel&) {}, "sidebarEntries"},
         {"prompts-14-focus-on-list.png", Appearance::light, arrangeCliPolicy, {}, "promptList"},
         {"prompts-15-focus-on-list-dark.png", Appearance::dark, arrangeCliPolicy, {}, "promptList"},
+        {"prompts-16-tool-tip.png", Appearance::light, arrangeCliPolicy, {}, nullptr, true},
+        {"prompts-17-tool-tip-dark.png", Appearance::dark, arrangeCliPolicy, {}, nullptr, true},
     };
     return all;
 }
@@ -331,6 +335,18 @@ bool render(const PromptsShot& shot, const QDir& outDir) {
         if (!focused)
             return fail(shot.fileName, "nothing to focus");
         focused->forceActiveFocus(Qt::TabFocusReason);
+    }
+    if (shot.isEntryHovered) {
+        auto* entries = window->findChild<QQuickItem*>(QStringLiteral("sidebarEntries"));
+        QQuickItem* entry = nullptr;
+        if (entries)
+            QMetaObject::invokeMethod(entries, "itemAtIndex", Q_RETURN_ARG(QQuickItem*, entry),
+                                      Q_ARG(int, 1));
+        if (!entry)
+            return fail(shot.fileName, "no policy entry to hover");
+        QTest::mouseMove(window,
+                         entry->mapToScene({entry->width() / 2, entry->height() / 2}).toPoint());
+        QTest::qWait(800); // the tool tip's delay
     }
     QTest::qWait(100); // the row icons paint on a later frame
     return save(window->grabWindow(), shot.fileName, outDir);
