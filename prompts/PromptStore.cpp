@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+#include "shared/TextHash.h"
 
 #include <algorithm>
 #include <utility>
@@ -64,9 +65,7 @@ size_t PromptStore::keyHash(const QString& policyPath, const QString& typeString
     keyText += typeString;
     keyText += u':';
     keyText += target;
-    // Seeded, Qt hashes with the processor's AES instructions where it has
-    // them; unseeded, it takes a slower hash.
-    return qHash(keyText, QHashSeed::globalSeed());
+    return textHash(keyText, QHashSeed::globalSeed());
 }
 
 PromptItem PromptStore::take(quint64 seq, std::optional<size_t> knownKeyHash) {

@@ -191,9 +191,9 @@ void PromptsSidebarModel::rebuild() {
         const PromptList prompts = promptStore->prompts();
         for (auto it = prompts.begin(); it != prompts.end(); ++it) {
             const QString key = groupKey(*it);
-            const bool isNewest = !groups.contains(key);
+            const bool isNewest = !groups.contains(TextKey{key});
             if (isNewest) {
-                groups.insert(key, Group{it.seq(), 0, 0});
+                groups.insert(TextKey{key}, Group{it.seq(), 0, 0});
                 keyByNewest.insert(it.seq(), key);
             }
             held.emplace_back(it.seq(), isNewest);
@@ -206,9 +206,10 @@ void PromptsSidebarModel::rebuild() {
 }
 
 PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key) {
-    auto group = groups.find(key);
+    const TextKey held{key};
+    auto group = groups.find(held);
     if (group == groups.end())
-        group = groups.emplace(key, Group{});
+        group = groups.emplace(held, Group{});
     if (group->batch != batch) {
         group->batch = batch;
         group->touch = touches.size();
@@ -243,7 +244,7 @@ void PromptsSidebarModel::takeChanges() {
         else if (change.from)
             recounts.push_back(*change.from);
         else // came and went within the batch
-            groups.remove(change.key);
+            groups.remove(TextKey{change.key});
     }
     // One group keeps its row, and its delegate, as it moves; many go and
     // come back in runs of rows, which a view takes as a few changes.
@@ -268,18 +269,18 @@ void PromptsSidebarModel::unmark(std::optional<quint64> newest) {
         return;
     seqs.setMarked(*newest, false);
     // Until it is marked again, the group has no row.
-    if (const auto group = groups.find(keyByNewest.take(*newest)); group != groups.end())
+    if (const auto group = groups.find(TextKey{keyByNewest.take(*newest)}); group != groups.end())
         group->newest.reset();
 }
 
 void PromptsSidebarModel::mark(const QString& key, std::optional<quint64> newest) {
     if (!newest) {
-        groups.remove(key);
+        groups.remove(TextKey{key});
         return;
     }
     seqs.setMarked(*newest, true);
     keyByNewest.insert(*newest, key);
-    groups[key].newest = newest;
+    groups[TextKey{key}].newest = newest;
 }
 
 int PromptsSidebarModel::rowFor(quint64 newest) const {
@@ -336,7 +337,7 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
     // Gone for good.
     for (const GroupChange& change : changes)
         if (!change.to)
-            groups.remove(change.key);
+            groups.remove(TextKey{change.key});
     // Back in, from the top down: each lands below those already back, which
     // are newer, so its row is known before any of them is marked.
     changes.removeIf([](const GroupChange& change) { return !change.to; });
@@ -374,7 +375,7 @@ int PromptsSidebarModel::rowOfNewest(quint64 seq) const {
 }
 
 int PromptsSidebarModel::rowOfKey(const QString& key) const {
-    const auto group = groups.constFind(key);
+    const auto group = groups.constFind(TextKey{key});
     return group == groups.cend() || !group->newest ? -1 : rowOfNewest(*group->newest);
 }
 

@@ -5,6 +5,7 @@
 #include "prompts/PromptFilter.h"
 #include "prompts/SidebarEntry.h"
 #include "prompts/SidebarGrouping.h"
+#include "shared/TextHash.h"
 
 #include <QAbstractListModel>
 #include <QHash>
@@ -130,7 +131,7 @@ private:
 
     // Every prompt taken in; marked: the newest of its group, as shown.
     MarkedSeqs seqs;
-    QHash<QString, Group> groups;
+    QHash<TextKey, Group> groups;
     QHash<quint64, QString> keyByNewest;
     quint64 batch = 1; // being gathered
     // The store's changes since the last promptsChanged().

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "prompts/SeqList.h"
+#include "shared/TextHash.h"
 
 #include <QHash>
 #include <QList>
@@ -12,6 +13,19 @@
 
 namespace zor {
 
+// How an index holds its keys: a text as a TextKey, which hashes with the
+// app's own hash (see TextHash.h), anything else as it is.
+template <typename Key> struct HeldKey {
+    using Type = Key;
+    static const Key& hold(const Key& key) { return key; }
+    static const Key& unwrap(const Key& key) { return key; }
+};
+template <> struct HeldKey<QString> {
+    using Type = TextKey;
+    static TextKey hold(const QString& key) { return TextKey{key}; }
+    static const QString& unwrap(const TextKey& key) { return key.text; }
+};
+
 // The sequence numbers of the prompts that share a key, oldest first. New
 // numbers always exceed the held ones, so adding is an append. Keys that hold
 // one number or a few keep them in a plain array; keys that may hold many, as
@@ -22,21 +36,21 @@ public:
 
     // The key as held, which a copy can share instead of keeping its own.
     const Key& insert(const Key& key, quint64 seq) {
-        auto it = seqsByKey.find(key);
+        auto it = seqsByKey.find(Held::hold(key));
         if (it == seqsByKey.end())
-            it = seqsByKey.emplace(key, Seqs{});
+            it = seqsByKey.emplace(Held::hold(key), Seqs{});
         it.value().append(seq);
-        return it.key();
+        return Held::unwrap(it.key());
     }
 
     // The numbers of `key`, held from now on even while empty: one lookup
     // for a caller that reads them and then appends. Valid until the next
     // change of the index.
-    Seqs& entry(const Key& key) { return seqsByKey[key]; }
+    Seqs& entry(const Key& key) { return seqsByKey[Held::hold(key)]; }
 
     // A key without sequence numbers leaves the index.
     void remove(const Key& key, quint64 seq) {
-        const auto it = seqsByKey.find(key);
+        const auto it = seqsByKey.find(Held::hold(key));
         if (it == seqsByKey.end())
             return;
         Seqs& seqs = it.value();
@@ -48,7 +62,7 @@ public:
     void reserve(qsizetype count) { seqsByKey.reserve(count); }
 
     const Seqs* find(const Key& key) const {
-        const auto it = seqsByKey.constFind(key);
+        const auto it = seqsByKey.constFind(Held::hold(key));
         return it == seqsByKey.cend() ? nullptr : &it.value();
     }
 
@@ -69,7 +83,7 @@ public:
         std::vector<std::pair<quint64, const Key*>> order;
         order.reserve(std::size_t(seqsByKey.size()));
         for (auto it = seqsByKey.cbegin(); it != seqsByKey.cend(); ++it)
-            order.emplace_back(it.value().last(), &it.key());
+            order.emplace_back(it.value().last(), &Held::unwrap(it.key()));
         std::sort(order.begin(), order.end(),
                   [](const auto& a, const auto& b) { return a.first > b.first; });
         QList<Key> keys;
@@ -89,7 +103,8 @@ private:
     }
     static bool removeSeq(SeqList& seqs, quint64 seq) { return seqs.remove(seq); }
 
-    QHash<Key, Seqs> seqsByKey;
+    using Held = HeldKey<Key>;
+    QHash<typename Held::Type, Seqs> seqsByKey;
 };
 
 } // namespace zor
