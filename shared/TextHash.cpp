@@ -23,13 +23,6 @@ struct SipState {
         v1 = std::rotl(v1, 17) ^ v2;
         v2 = std::rotl(v2, 32);
     }
-
-    void compress(quint64 word) {
-        v3 ^= word;
-        round();
-        round();
-        v0 ^= word;
-    }
 };
 
 struct ProcessKey {
@@ -45,31 +38,47 @@ ProcessKey processKey() {
     return key;
 }
 
-} // namespace
-
-quint64 sipHash24(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
+// SipHash-c-d: c rounds for each word, d to finish.
+template <int wordRounds, int finalRounds>
+quint64 sipHash(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
     SipState state{k0 ^ 0x736f6d6570736575ULL, k1 ^ 0x646f72616e646f6dULL,
                    k0 ^ 0x6c7967656e657261ULL, k1 ^ 0x7465646279746573ULL};
+    const auto compress = [&state](quint64 word) {
+        state.v3 ^= word;
+        for (int n = 0; n < wordRounds; ++n)
+            state.round();
+        state.v0 ^= word;
+    };
     const char* data = bytes.data();
     const auto size = std::size_t(bytes.size());
     const std::size_t whole = size - size % 8;
     for (std::size_t at = 0; at < whole; at += 8)
-        state.compress(qFromLittleEndian<quint64>(data + at));
+        compress(qFromLittleEndian<quint64>(data + at));
     // The last word holds the bytes left over and, in its top byte, the length.
     unsigned char last[8] = {};
     if (size > whole)
         std::memcpy(last, data + whole, size - whole);
     last[7] = static_cast<unsigned char>(size);
-    state.compress(qFromLittleEndian<quint64>(last));
+    compress(qFromLittleEndian<quint64>(last));
     state.v2 ^= 0xff;
-    for (int n = 0; n < 4; ++n)
+    for (int n = 0; n < finalRounds; ++n)
         state.round();
     return state.v0 ^ state.v1 ^ state.v2 ^ state.v3;
 }
 
+} // namespace
+
+quint64 sipHash24(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
+    return sipHash<2, 4>(bytes, k0, k1);
+}
+
+quint64 sipHash13(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
+    return sipHash<1, 3>(bytes, k0, k1);
+}
+
 size_t textHash(QByteArrayView bytes, size_t seed) noexcept {
     const ProcessKey key = processKey();
-    return size_t(sipHash24(bytes, key.k0 ^ seed, key.k1));
+    return size_t(sipHash13(bytes, key.k0 ^ seed, key.k1));
 }
 
 size_t textHash(QStringView text, size_t seed) noexcept {
