@@ -72,13 +72,9 @@ quint64 sipHash24(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
     return sipHash<2, 4>(bytes, k0, k1);
 }
 
-quint64 sipHash13(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept {
-    return sipHash<1, 3>(bytes, k0, k1);
-}
-
 size_t textHash(QByteArrayView bytes, size_t seed) noexcept {
     const ProcessKey key = processKey();
-    return size_t(sipHash13(bytes, key.k0 ^ seed, key.k1));
+    return size_t(sipHash<1, 3>(bytes, key.k0 ^ seed, key.k1));
 }
 
 size_t textHash(QStringView text, size_t seed) noexcept {

@@ -30,10 +30,8 @@ struct TextKey {
     }
 };
 
-// SipHash-2-4 and SipHash-1-3 of `bytes` under the 128-bit key (k0, k1): the
-// same code with other numbers of rounds, the first as its reference vectors
-// give it.
+// SipHash-2-4 of `bytes` under the 128-bit key (k0, k1): textHash()'s code
+// with the rounds its reference vectors are given for.
 quint64 sipHash24(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept;
-quint64 sipHash13(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept;
 
 } // namespace zor

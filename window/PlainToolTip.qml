@@ -4,8 +4,8 @@ import Zor
 
 // A tool tip that shows its text as it is, for texts that come from other
 // processes: the style's reads a text with a tag in it as markup. Placed and
-// drawn as the style's; built on the template, so that the style is read
-// only when the first one shows.
+// drawn as the style's, but built on the template, so that showing it reads
+// no file of the style.
 T.ToolTip {
     id: tip
 

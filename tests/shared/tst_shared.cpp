@@ -300,9 +300,9 @@ private slots:
         QCOMPARE(*b.denial.processName(), "nodes");
     }
 
-    // The shared texts' table hashes with SipHash-2-4, as its reference
-    // vectors give it (key 00 01 .. 0f, message 00 01 .. of each length),
-    // keyed so that another seed gives another hash.
+    // The text hash is SipHash, its rounds a parameter: with two and four it
+    // gives SipHash-2-4's reference vectors (key 00 01 .. 0f, message 00 01 ..
+    // of each length). Keyed, so that another seed gives another hash.
     void textHashIsKeyedSipHash_data() {
         QTest::addColumn<int>("length");
         QTest::addColumn<quint64>("hash");
