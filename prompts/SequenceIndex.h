@@ -36,9 +36,10 @@ public:
 
     // The key as held, which a copy can share instead of keeping its own.
     const Key& insert(const Key& key, quint64 seq) {
-        auto it = seqsByKey.find(Held::hold(key));
+        const auto& held = Held::hold(key);
+        auto it = seqsByKey.find(held);
         if (it == seqsByKey.end())
-            it = seqsByKey.emplace(Held::hold(key), Seqs{});
+            it = seqsByKey.emplace(held, Seqs{});
         it.value().append(seq);
         return Held::unwrap(it.key());
     }
