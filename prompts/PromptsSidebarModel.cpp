@@ -228,16 +228,20 @@ void PromptsSidebarModel::takeChanges() {
             seqs.append(seq, false);
     // Each group once: those that move, come or go, and those that only count
     // anew. A group's newest in the store is the newest the batch added,
-    // unless the batch took some of its prompts away.
+    // unless the batch took that one away too; the store is asked only then,
+    // or where the batch took some of its prompts and added none.
     ++batch;
     // Held inline for the few groups of a single event.
     GroupChanges moves;
     QVarLengthArray<quint64, 8> recounts; // their newest, which stays
     const bool isAnyChanged = !touches.empty();
     for (Touch& touched : touches.take()) {
-        const std::optional<quint64> newest = touched.hasRemoval    ? newestInStore(touched.key)
-                                              : touched.newestAdded ? touched.newestAdded
-                                                                    : touched.shown;
+        const bool isNewestAddedHeld =
+            touched.newestAdded &&
+            !std::binary_search(removed.begin(), removed.end(), *touched.newestAdded);
+        const std::optional<quint64> newest = isNewestAddedHeld    ? touched.newestAdded
+                                              : touched.hasRemoval ? newestInStore(touched.key)
+                                                                   : touched.shown;
         GroupChange change{std::move(touched.key), touched.shown, newest};
         if (change.from != change.to)
             moves.push_back(std::move(change));
@@ -283,6 +287,14 @@ void PromptsSidebarModel::mark(const QString& key, std::optional<quint64> newest
     groups[TextKey{key}].newest = newest;
 }
 
+void PromptsSidebarModel::renumber(const GroupChange& change) {
+    // As unmark() and mark() would, with the group looked up once.
+    seqs.setMarked(*change.from, false);
+    seqs.setMarked(*change.to, true);
+    keyByNewest.insert(*change.to, keyByNewest.take(*change.from));
+    groups[TextKey{change.key}].newest = change.to;
+}
+
 int PromptsSidebarModel::rowFor(quint64 newest) const {
     // Below the groups with newer prompts; `newest` is not marked yet.
     return 1 + int(seqs.markedCount() - seqs.markedBelow(newest));
@@ -307,12 +319,10 @@ void PromptsSidebarModel::moveGroup(const GroupChange& change) {
     // Its row once moved, where the group itself no longer counts above it.
     const int to = rowFor(*change.to) - (*change.from > *change.to ? 1 : 0);
     if (to == from) {
-        unmark(change.from);
-        mark(change.key, change.to);
+        renumber(change);
     } else {
         beginMoveRows({}, from, from, {}, to > from ? to + 1 : to);
-        unmark(change.from);
-        mark(change.key, change.to);
+        renumber(change);
         endMoveRows();
     }
     rowChanged(to);

@@ -117,6 +117,8 @@ private:
     // A group's newest as shown: no longer, or from now on (none: the group goes).
     void unmark(std::optional<quint64> newest);
     void mark(const QString& key, std::optional<quint64> newest);
+    // A group that stays: its newest as shown is `to` in place of `from`.
+    void renumber(const GroupChange& change);
     // The row a group whose newest prompt is `newest` would take.
     int rowFor(quint64 newest) const;
     void followFilter();
