@@ -83,25 +83,23 @@ ParsedFormat parseFormat(const char* format) {
     return parsed;
 }
 
-// A copy, which shares the cached text: another thread may add to the cache
-// meanwhile. The cache is never freed, as lines may still be written while
-// the process ends, from any thread.
-ParsedFormat parsedFormat(const char* format) {
-    // Formats are literals, a few dozen; those made up at run time are read
-    // each time once the cache is full rather than fill it without end.
+// The format as read when its call site first wrote a line, or none where
+// it is not held: formats are literals, a few dozen, and those made up at run
+// time are read each time once the cache is full rather than fill it without
+// end. So is a text written where another's pointer pointed before. Entries
+// are never freed, as lines may still be written while the process ends, from
+// any thread: a line reads its entry without a copy and without the lock.
+const ParsedFormat* cachedFormat(const char* format) {
     constexpr qsizetype kCached = 256;
     static QBasicMutex mutex;
-    static auto* const cache = new QHash<const char*, ParsedFormat>;
-    {
-        const QMutexLocker lock(&mutex);
-        const auto held = cache->constFind(format);
-        if (held != cache->cend() && std::strcmp(held->source.constData(), format) == 0)
-            return *held;
-    }
-    ParsedFormat parsed = parseFormat(format);
+    static auto* const cache = new QHash<const char*, const ParsedFormat*>;
     const QMutexLocker lock(&mutex);
-    if (cache->size() < kCached || cache->contains(format))
-        cache->insert(format, parsed);
+    if (const auto held = cache->constFind(format); held != cache->cend())
+        return std::strcmp((*held)->source.constData(), format) == 0 ? *held : nullptr;
+    if (cache->size() >= kCached)
+        return nullptr;
+    const auto* parsed = new ParsedFormat(parseFormat(format));
+    cache->insert(format, parsed);
     return parsed;
 }
 
@@ -423,7 +421,9 @@ void setLogSink(LogSink* sink) {
 }
 
 void Logger::write(LogLevel level, const char* format, std::initializer_list<LogArg> args) const {
-    const ParsedFormat parsed = parsedFormat(format);
+    const ParsedFormat* const cached = cachedFormat(format);
+    const ParsedFormat uncached = cached ? ParsedFormat{} : parseFormat(format);
+    const ParsedFormat& parsed = cached ? *cached : uncached;
     LogRecord record;
     record.category = category;
     record.level = level;

@@ -117,6 +117,24 @@ private slots:
         QCOMPARE(records[1].level, LogLevel::error);
     }
 
+    // A format is read once for its call site; a buffer written again with
+    // another text is read anew.
+    void aFormatBufferWrittenAgainLogsItsNewText() {
+        LogCapture capture;
+        const Logger& log = logger(LogCategory::promptStore);
+        char format[32];
+        for (const char* text : {"First %{public}s", "Second %s", "First %{public}s"}) {
+            std::snprintf(format, sizeof format, "%s", text);
+            log.info(format, {"a"});
+            log.info(format, {"b"});
+        }
+        QStringList lines;
+        for (const LogRecord& record : capture.records())
+            lines << record.redactedMessage();
+        QCOMPARE(lines, (QStringList{"First a", "First b", "Second <private>", "Second <private>",
+                                     "First a", "First b"}));
+    }
+
     void textLinesEscapeValuesNotTheFormat_data() {
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("line");
