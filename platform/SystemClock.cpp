@@ -39,8 +39,8 @@ public:
     }
 
     bool isPending(TimerId id) const override {
-        const QPointer<QTimer> timer = timers.value(id);
-        return timer && timer->isActive();
+        const auto held = timers.constFind(id);
+        return held != timers.cend() && *held && (*held)->isActive();
     }
 
     void sleep(Millis duration) override { QThread::msleep(duration.count()); }

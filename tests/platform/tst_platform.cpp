@@ -243,10 +243,12 @@ private slots:
         clock.schedule(1ms, &context, [&] { fired << "later"; });
         const auto first = clock.schedule(0ms, &context, [&] { fired << "first"; });
         const auto cancelled = clock.schedule(0ms, &context, [&] { fired << "never"; });
+        Clock::TimerId goneTimer = 0;
         {
             QObject gone;
-            clock.schedule(0ms, &gone, [&] { fired << "gone"; });
+            goneTimer = clock.schedule(0ms, &gone, [&] { fired << "gone"; });
         }
+        QVERIFY(!clock.isPending(goneTimer));
         QVERIFY(clock.isPending(cancelled));
         clock.cancel(cancelled);
         QVERIFY(!clock.isPending(cancelled));
