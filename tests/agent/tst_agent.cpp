@@ -6,6 +6,7 @@
 #include "prompts/AppState.h"
 #include "shared/SerializablePromptItem.h"
 
+#include <QSignalSpy>
 #include <QTest>
 #include <future>
 
@@ -245,9 +246,11 @@ private slots:
 
     // A sync that takes several turns, one record each here: what comes
     // meanwhile applies after it, as if the sync had run in one go. Each turn
-    // follows the last through the clock, after no delay.
+    // follows the last through the clock, after no delay, and reaches the
+    // views as one change.
     void changesDuringASyncWaitForIt() {
         PromptStore& target = store();
+        QSignalSpy changes(&target, &PromptStore::promptsChanged);
         PromptFeed feed([&target] { return &target; }, *clock, std::chrono::nanoseconds(0));
         const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
         feed.sync({record(kIdA, "s1"), record(kIdB, "s2", NetworkDenial{"b.org", 1, {}}),
@@ -267,6 +270,8 @@ private slots:
                               "Marked 2 prompts as ended for session s1"}));
         QCOMPARE(target.prompts().size(), 2);
         QVERIFY(target.prompts().at(0).sessionEnded && target.prompts().at(1).sessionEnded);
+        // The last turn's record, removal and session end made one.
+        QCOMPARE(changes.size(), 3);
         // Idle again: a change runs at once.
         feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdA)); });
         QCOMPARE(target.prompts().size(), 1);
