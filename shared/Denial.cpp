@@ -1,8 +1,8 @@
 #include "shared/Denial.h"
 
 #include "shared/DenialJson.h"
+#include "shared/JsonWriter.h"
 
-#include <QJsonArray>
 #include <charconv>
 #include <iterator>
 #include <limits>
@@ -67,9 +67,11 @@ void appendTarget(QString& text, const SignalDenial& denial) {
     }
 }
 
-void putOptional(QJsonObject& object, const char* key, const std::optional<QString>& value) {
-    if (value)
-        object.insert(QLatin1String(key), *value);
+void writeOptional(JsonWriter& writer, std::string_view key, const std::optional<QString>& value) {
+    if (!value)
+        return;
+    writer.key(key);
+    writer.value(*value);
 }
 
 // Every field any kind may carry, collected before the kind is known: JSON
@@ -269,31 +271,42 @@ const std::optional<QString>& Denial::processName() const {
         payload);
 }
 
-QJsonObject Denial::toJson() const {
-    QJsonObject object{{QLatin1String("kind"), typeString()}};
+void Denial::writeJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writer.key("kind");
+    writer.value(typeString());
     std::visit(
-        [&object](const auto& denial) {
+        [&writer](const auto& denial) {
             using T = std::decay_t<decltype(denial)>;
             if constexpr (std::is_same_v<T, FileDenial>) {
-                object.insert(QLatin1String("path"), denial.path);
-                object.insert(QLatin1String("operation"), denial.operation);
+                writer.key("path");
+                writer.value(denial.path);
+                writer.key("operation");
+                writer.value(denial.operation);
             } else if constexpr (std::is_same_v<T, NetworkDenial>) {
-                object.insert(QLatin1String("host"), denial.host);
-                object.insert(QLatin1String("port"), int(denial.port));
+                writer.key("host");
+                writer.value(denial.host);
+                writer.key("port");
+                writer.value(qint64(denial.port));
             } else if constexpr (std::is_same_v<T, ExecDenial>) {
-                object.insert(QLatin1String("path"), denial.path);
-                object.insert(QLatin1String("args"), QJsonArray::fromStringList(denial.args));
+                writer.key("path");
+                writer.value(denial.path);
+                writer.key("args");
+                writer.value(denial.args);
             } else if constexpr (std::is_same_v<T, SignalDenial>) {
-                object.insert(QLatin1String("signalNumber"), denial.signalNumber);
-                object.insert(QLatin1String("targetPid"), denial.targetPid);
-                putOptional(object, "targetProcessName", denial.targetProcessName);
+                writer.key("signalNumber");
+                writer.value(qint64(denial.signalNumber));
+                writer.key("targetPid");
+                writer.value(qint64(denial.targetPid));
+                writeOptional(writer, "targetProcessName", denial.targetProcessName);
             } else {
-                object.insert(QLatin1String("deviceClass"), denial.deviceClass);
+                writer.key("deviceClass");
+                writer.value(denial.deviceClass);
             }
-            putOptional(object, "processName", denial.processName);
+            writeOptional(writer, "processName", denial.processName);
         },
         payload);
-    return object;
+    writer.endObject();
 }
 
 bool readDenial(StrictJson& json, JsonValue value, Denial& out) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QJsonObject>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -9,6 +8,8 @@
 #include <variant>
 
 namespace zor {
+
+class JsonWriter;
 
 // What the sandbox refused. Each kind has its payload record; processName is
 // the process that was refused, when the services know it.
@@ -92,7 +93,8 @@ public:
 
     bool operator==(const Denial&) const = default;
 
-    QJsonObject toJson() const;
+    // The JSON object of docs/prompt-format.md.
+    void writeJson(JsonWriter& writer) const;
 
 private:
     // In the order of Kind: kind() is the index of the alternative.

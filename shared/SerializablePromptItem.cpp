@@ -1,9 +1,8 @@
 #include "shared/SerializablePromptItem.h"
 
 #include "shared/DenialJson.h"
+#include "shared/JsonWriter.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <cmath>
 #include <limits>
 
@@ -18,15 +17,21 @@ double secondsSinceEpoch(Time time) {
     return double(time.time_since_epoch().count()) / 1000.0;
 }
 
-QJsonObject toJsonObject(const SerializablePromptItem& item) {
-    return QJsonObject{
-        {QLatin1String("id"), item.id},
-        {QLatin1String("sessionId"), item.sessionId},
-        {QLatin1String("policyPath"), item.policyPath},
-        {QLatin1String("denial"), item.denial.toJson()},
-        {QLatin1String("sessionEnded"), item.isSessionEnded},
-        {QLatin1String("createdAt"), secondsSinceEpoch(item.createdAt)},
-    };
+void writeRecord(JsonWriter& writer, const SerializablePromptItem& item) {
+    writer.beginObject();
+    writer.key("id");
+    writer.value(item.id);
+    writer.key("sessionId");
+    writer.value(item.sessionId);
+    writer.key("policyPath");
+    writer.value(item.policyPath);
+    writer.key("denial");
+    item.denial.writeJson(writer);
+    writer.key("sessionEnded");
+    writer.value(item.isSessionEnded);
+    writer.key("createdAt");
+    writer.value(secondsSinceEpoch(item.createdAt));
+    writer.endObject();
 }
 
 bool readTime(StrictJson& json, JsonValue value, Time& out) {
@@ -97,14 +102,20 @@ bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) 
 } // namespace
 
 QByteArray SerializablePromptItem::toJson() const {
-    return QJsonDocument(toJsonObject(*this)).toJson(QJsonDocument::Compact);
+    QByteArray json;
+    JsonWriter writer(json);
+    writeRecord(writer, *this);
+    return json;
 }
 
 QByteArray SerializablePromptItem::listToJson(const QList<SerializablePromptItem>& items) {
-    QJsonArray array;
+    QByteArray json;
+    JsonWriter writer(json);
+    writer.beginArray();
     for (const SerializablePromptItem& item : items)
-        array.append(toJsonObject(item));
-    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+        writeRecord(writer, item);
+    writer.endArray();
+    return json;
 }
 
 Decoded<SerializablePromptItem> SerializablePromptItem::fromJson(QByteArrayView text) {
