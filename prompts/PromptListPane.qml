@@ -58,6 +58,10 @@ Item {
         // kept alive, out of sight, for assistive tools to trip over.
         currentIndex: -1
         boundsBehavior: Flickable.StopAtBounds
+        // Rows scrolled out of sight, or pushed out by new ones at the head,
+        // show the next prompts that come into sight: a sync's turns then
+        // fill the rows they have, rather than make and drop them.
+        reuseItems: true
         ScrollBar.vertical: ScrollBar {}
         Accessible.role: Accessible.List
         Accessible.name: "Prompts"
@@ -79,6 +83,13 @@ Item {
             onContextMenuRequested: (x, y) => {
                 pane.rowMenu.openFor(policyPath, sessionId);
                 contextMenu.popup(this, x, y);
+            }
+            // Hidden while it waits, so that neither assistive tools nor the
+            // pointer meet the prompt it showed last.
+            ListView.onPooled: visible = false
+            ListView.onReused: {
+                clearSelection();
+                visible = true;
             }
         }
 

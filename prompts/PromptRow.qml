@@ -28,6 +28,12 @@ Rectangle {
     // The native text of each decision's shortcut, by decision.
     required property var shortcutTexts
 
+    // Before the row shows another prompt. A new text clears the selection
+    // by itself, but two prompts may have the same target.
+    function clearSelection() {
+        targetText.deselect();
+    }
+
     // A PromptsViewModel.Click: alone, with Ctrl (Cmd), or with Shift.
     signal clicked(int click)
     signal contextMenuRequested(real x, real y)

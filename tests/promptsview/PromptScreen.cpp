@@ -95,6 +95,8 @@ void PromptScreen::settle() {
         if (view)
             QMetaObject::invokeMethod(view, "forceLayout");
     QCoreApplication::processEvents();
+    // What the frame's layout left for the next turn: the rows' reading order.
+    QCoreApplication::sendPostedEvents();
 }
 
 void PromptScreen::sync(const QList<SerializablePromptItem>& records) {

@@ -673,6 +673,39 @@ private slots:
             QVERIFY2(checked.contains(shown), qPrintable(shown));
     }
 
+    // Rows scrolled out of sight show other prompts later: what the user
+    // selected of one prompt's target is not left over the next one's, even
+    // where both have the same target, under policies of their own.
+    void aReusedRowCarriesNoSelection() {
+        QList<SerializablePromptItem> sameTarget;
+        for (int n = 1; n <= 60; ++n) {
+            sameTarget.append(record(n, "s", fileDenial(1)));
+            sameTarget.last().policyPath = QStringLiteral("/work/p%1/.zor/policy.yml").arg(n);
+        }
+        Rig rig(sameTarget);
+        QQuickItem* first = rig.rows().first();
+        const QString firstId = first->property("promptId").toString();
+        auto* target = first->findChild<QQuickItem*>(QStringLiteral("promptTarget"));
+        QVERIFY(QMetaObject::invokeMethod(target, "selectAll"));
+        QVERIFY(!target->property("selectedText").toString().isEmpty());
+        // Scrolled down a little at a time, as a wheel does, until the row
+        // that showed the first prompt shows another.
+        const auto isReused = [&] {
+            return rig.rows().contains(first) && first->property("promptId").toString() != firstId;
+        };
+        QQuickItem* list = rig.list();
+        for (int step = 0; step < 100 && !isReused(); ++step) {
+            list->setProperty("contentY", list->property("contentY").toReal() + 40);
+            rig.settle();
+        }
+        QVERIFY2(isReused(), "the first row was not reused");
+        for (QQuickItem* row : rig.rows())
+            QCOMPARE(row->findChild<QQuickItem*>(QStringLiteral("promptTarget"))
+                         ->property("selectedText")
+                         .toString(),
+                     QString());
+    }
+
     void scrollRequests() {
         Rig rig(records(2));
         auto* viewModel = rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
