@@ -60,26 +60,31 @@ void JsonWriter::separate() {
         out += ',';
 }
 
-void JsonWriter::beginObject() {
+void JsonWriter::open(char bracket) {
     separate();
-    out += '{';
+    out += bracket;
     isAfterValue = false;
+}
+
+void JsonWriter::close(char bracket) {
+    out += bracket;
+    isAfterValue = true;
+}
+
+void JsonWriter::beginObject() {
+    open('{');
 }
 
 void JsonWriter::endObject() {
-    out += '}';
-    isAfterValue = true;
+    close('}');
 }
 
 void JsonWriter::beginArray() {
-    separate();
-    out += '[';
-    isAfterValue = false;
+    open('[');
 }
 
 void JsonWriter::endArray() {
-    out += ']';
-    isAfterValue = true;
+    close(']');
 }
 
 void JsonWriter::key(std::string_view name) {

@@ -33,6 +33,8 @@ public:
 private:
     // The comma before anything that follows a value.
     void separate();
+    void open(char bracket);
+    void close(char bracket);
 
     QByteArray& out;
     bool isAfterValue = false;
