@@ -250,8 +250,8 @@ void PromptsSidebarModel::takeChanges() {
         else // came and went within the batch
             groups.remove(TextKey{change.key});
     }
-    // One group keeps its row, and its delegate, as it moves; many go and
-    // come back in runs of rows, which a view takes as a few changes.
+    // One group keeps its row, and its delegate, as it moves; many come and
+    // go in runs of rows, and those that stay take their new order at once.
     if (moves.size() == 1)
         moveGroup(moves.front());
     else if (!moves.empty())
@@ -332,7 +332,7 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
     // Out, from the bottom up, so that the rows still to go keep their numbers.
     std::vector<std::pair<int, const GroupChange*>> leaving;
     for (const GroupChange& change : changes)
-        if (change.from)
+        if (change.from && !change.to)
             leaving.emplace_back(rowOfNewest(*change.from), &change);
     std::sort(leaving.begin(), leaving.end(),
               [](const auto& a, const auto& b) { return a.first > b.first; });
@@ -340,17 +340,16 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
         leaving, -1, [](const auto& entry) { return entry.first; },
         [&](std::size_t begin, std::size_t end, int first, int last) {
             beginRemoveRows({}, first, last);
-            for (std::size_t i = begin; i < end; ++i)
+            for (std::size_t i = begin; i < end; ++i) {
                 unmark(leaving[i].second->from);
+                groups.remove(TextKey{leaving[i].second->key});
+            }
             endRemoveRows();
         });
-    // Gone for good.
-    for (const GroupChange& change : changes)
-        if (!change.to)
-            groups.remove(TextKey{change.key});
-    // Back in, from the top down: each lands below those already back, which
+    reorder(changes);
+    // Those new, from the top down: each lands below those already in, which
     // are newer, so its row is known before any of them is marked.
-    changes.removeIf([](const GroupChange& change) { return !change.to; });
+    changes.removeIf([](const GroupChange& change) { return change.from || !change.to; });
     std::sort(changes.begin(), changes.end(),
               [](const GroupChange& a, const GroupChange& b) { return *a.to > *b.to; });
     std::vector<int> rows;
@@ -365,6 +364,36 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
                 mark(changes[i].key, changes[i].to);
             endInsertRows();
         });
+}
+
+void PromptsSidebarModel::reorder(const GroupChanges& changes) {
+    // The groups that stay and move, all at once, as a new order of the rows
+    // there are: a view shows the rows it has anew, where moves, or rows
+    // taken out and put back, would have it drop and make them.
+    const bool isAnyMoving = std::any_of(changes.cbegin(), changes.cend(),
+                                         [](const GroupChange& c) { return c.from && c.to; });
+    if (!isAnyMoving)
+        return;
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    // Indexes held elsewhere follow their group; none: the "All" row.
+    const QModelIndexList held = persistentIndexList();
+    QList<std::optional<QString>> heldKeys;
+    heldKeys.reserve(held.size());
+    for (const QModelIndex& index : held)
+        heldKeys.append(index.row() == 0 ? std::nullopt : std::optional(keyOfRow(index.row())));
+    for (const GroupChange& change : changes)
+        if (change.from && change.to)
+            renumber(change);
+    QModelIndexList moved;
+    moved.reserve(held.size());
+    for (const std::optional<QString>& key : heldKeys)
+        moved.append(index(key ? rowOfKey(*key) : 0));
+    changePersistentIndexList(held, moved);
+    emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+}
+
+QString PromptsSidebarModel::keyOfRow(int row) const {
+    return keyByNewest.value(seqs.markedAt(seqs.markedCount() - row));
 }
 
 void PromptsSidebarModel::followFilter() {

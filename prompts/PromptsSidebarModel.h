@@ -114,6 +114,9 @@ private:
     void moveGroup(const GroupChange& change);
     using GroupChanges = QVarLengthArray<GroupChange, 4>;
     void regroup(GroupChanges& changes);
+    void reorder(const GroupChanges& changes);
+    // The key of a group's row; not of the "All" row.
+    QString keyOfRow(int row) const;
     // A group's newest as shown: no longer, or from now on (none: the group goes).
     void unmark(std::optional<quint64> newest);
     void mark(const QString& key, std::optional<quint64> newest);

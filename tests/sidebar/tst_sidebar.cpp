@@ -42,7 +42,8 @@ QString rowText(const QAbstractItemModel& model, int row) {
 }
 
 // What a view of the model shows: rows read when the model says they came or
-// changed, and moved or dropped as it says, never read again otherwise.
+// changed, or that their order changed, and moved or dropped as it says,
+// never read again otherwise.
 class Mirror {
 public:
     explicit Mirror(QAbstractItemModel& model) {
@@ -53,6 +54,7 @@ public:
         };
         readAll();
         QObject::connect(&model, &QAbstractItemModel::modelReset, &context, readAll);
+        QObject::connect(&model, &QAbstractItemModel::layoutChanged, &context, readAll);
         QObject::connect(&model, &QAbstractItemModel::rowsInserted, &context,
                          [this, &model](const QModelIndex&, int first, int last) {
                              for (int row = first; row <= last; ++row)
@@ -165,7 +167,15 @@ private slots:
                 if (!ids.isEmpty())
                     store.removePrompt(ids.takeAt(random.bounded(int(ids.size()))));
             };
+            // Which group a row is: its session, or its policy file.
+            const int identity = grouping == SidebarGrouping::session
+                                     ? PromptsSidebarModel::sessionIdRole
+                                     : PromptsSidebarModel::tooltipRole;
             for (int step = 0; step < 600; ++step) {
+                // Indexes held across a change stay with their group.
+                QList<std::pair<QPersistentModelIndex, QString>> held;
+                for (int row = 0; row < model.rowCount(); ++row)
+                    held.append({model.index(row), model.index(row).data(identity).toString()});
                 const int choice = random.bounded(12);
                 if (choice < 5) {
                     add();
@@ -182,6 +192,9 @@ private slots:
                 }
                 QCOMPARE(view.rows, rebuiltRows(store, grouping));
                 QCOMPARE(boundSelected, selectedRow());
+                for (const auto& [index, group] : held)
+                    if (index.isValid())
+                        QCOMPARE(index.data(identity).toString(), group);
             }
             QCOMPARE(resets.count(), 0);
         }
