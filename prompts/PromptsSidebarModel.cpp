@@ -11,19 +11,21 @@ namespace zor {
 
 PromptsSidebarModel::PromptsSidebarModel(QObject* parent)
     : QAbstractListModel(parent) {
-    // The selected entry moves with any change of the rows; a change that
-    // leaves it in place is told too, which costs the view nothing. The data
-    // changes are needed: a ListView moves its current index itself after
-    // rows come in above it, and only the "All" row's change, which ends
-    // every batch, binds it back to the selected entry.
-    connect(this, &QAbstractItemModel::dataChanged, this, &PromptsSidebarModel::selectedRowChanged);
-    connect(this, &QAbstractItemModel::rowsInserted, this,
-            &PromptsSidebarModel::selectedRowChanged);
-    connect(this, &QAbstractItemModel::rowsRemoved, this, &PromptsSidebarModel::selectedRowChanged);
-    connect(this, &QAbstractItemModel::rowsMoved, this, &PromptsSidebarModel::selectedRowChanged);
-    connect(this, &QAbstractItemModel::modelReset, this, &PromptsSidebarModel::selectedRowChanged);
-    connect(this, &QAbstractItemModel::layoutChanged, this,
-            &PromptsSidebarModel::selectedRowChanged);
+    // The selected entry moves with any change of the rows, and a change that
+    // leaves it in place is told too: a ListView moves its current index
+    // itself after rows come in above it, and is bound back to the selected
+    // entry only by this. A batch's changes tell it once, at their end: the
+    // view takes every change it holds whenever its current index is set.
+    const auto tell = [this] {
+        if (!isTakingChanges)
+            emit selectedRowChanged();
+    };
+    connect(this, &QAbstractItemModel::dataChanged, this, tell);
+    connect(this, &QAbstractItemModel::rowsInserted, this, tell);
+    connect(this, &QAbstractItemModel::rowsRemoved, this, tell);
+    connect(this, &QAbstractItemModel::rowsMoved, this, tell);
+    connect(this, &QAbstractItemModel::modelReset, this, tell);
+    connect(this, &QAbstractItemModel::layoutChanged, this, tell);
 }
 
 void PromptsSidebarModel::setStore(PromptStore* store) {
@@ -231,6 +233,7 @@ void PromptsSidebarModel::takeChanges() {
     // unless the batch took that one away too; the store is asked only then,
     // or where the batch took some of its prompts and added none.
     ++batch;
+    isTakingChanges = true;
     // Held inline for the few groups of a single event.
     GroupChanges moves;
     QVarLengthArray<quint64, 8> recounts; // their newest, which stays
@@ -266,6 +269,9 @@ void PromptsSidebarModel::takeChanges() {
     // None of them is a group's newest any longer.
     for (const quint64 seq : removed)
         seqs.remove(seq);
+    isTakingChanges = false;
+    if (isAnyChanged)
+        emit selectedRowChanged();
 }
 
 void PromptsSidebarModel::unmark(std::optional<quint64> newest) {

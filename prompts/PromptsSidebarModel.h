@@ -132,6 +132,8 @@ private:
 
     QPointer<PromptStore> promptStore;
     bool isFollowing = true;
+    // While a batch's changes go out; the selected row is told after them.
+    bool isTakingChanges = false;
     SidebarGrouping currentGrouping = SidebarGrouping::policy;
 
     // Every prompt taken in; marked: the newest of its group, as shown.
