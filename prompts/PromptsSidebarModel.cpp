@@ -123,7 +123,7 @@ SidebarEntry PromptsSidebarModel::entry(int row) const {
     Q_ASSERT(promptStore && row >= 0 && row < rowCount());
     if (row == 0)
         return SidebarEntry::all(*promptStore);
-    const QString key = keyByNewest.value(seqs.markedAt(seqs.markedCount() - row));
+    const QString key = keyOfRow(row);
     return currentGrouping == SidebarGrouping::policy ? SidebarEntry::forPolicy(*promptStore, key)
                                                       : SidebarEntry::forSession(*promptStore, key);
 }
