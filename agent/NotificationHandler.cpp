@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+#include "prompts/IncomingPrompt.h"
 #include "prompts/PromptStore.h"
 #include "shared/Identifiers.h"
 #include "shared/SerializablePromptItem.h"
@@ -180,9 +181,10 @@ void NotificationHandler::syncPrompts() {
                                 {qint64(failure.index), failure.error});
                 if (batch.records.isEmpty())
                     return;
-                onMainThread([self, id, toCome, records = std::move(batch.records)]() mutable {
+                onMainThread([self, id, toCome,
+                              prompts = incomingPrompts(std::move(batch.records))]() mutable {
                     if (self)
-                        self->feed.addToSync(id, std::move(records), toCome);
+                        self->feed.addToSync(id, std::move(prompts), toCome);
                 });
             });
         if (!read) {
@@ -222,10 +224,8 @@ void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData
         log().error("Failed to decode prompt from ZorAgent callback");
         return;
     }
-    onMainThreadWithStore([record = std::move(decoded).value()](PromptStore& store) {
-        store.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
-                        record.denial, record.isSessionEnded);
-    });
+    onMainThreadWithStore([prompt = IncomingPrompt(std::move(decoded).value())](
+                              PromptStore& store) { store.addPrompt(prompt); });
 }
 
 void NotificationHandler::promptRemovedWithPromptId(const QString& promptId) {

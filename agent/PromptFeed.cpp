@@ -32,12 +32,12 @@ void PromptFeed::apply(Change change) {
     steps.push_back(std::move(step));
 }
 
-void PromptFeed::sync(QList<SerializablePromptItem> records, std::function<void()> onSynced) {
+void PromptFeed::sync(QList<IncomingPrompt> prompts, std::function<void()> onSynced) {
     requireMainThread("PromptFeed::sync");
     const bool isIdle = steps.empty();
     Step& step = syncStep(newSyncId());
-    if (!records.isEmpty())
-        step.batches.push_back(std::move(records));
+    if (!prompts.isEmpty())
+        step.batches.push_back(std::move(prompts));
     step.isEnded = true;
     step.onSynced = std::move(onSynced);
     resume(isIdle);
@@ -48,13 +48,13 @@ PromptFeed::SyncId PromptFeed::newSyncId() {
     return ++last;
 }
 
-void PromptFeed::addToSync(SyncId id, QList<SerializablePromptItem> records, qsizetype toCome) {
+void PromptFeed::addToSync(SyncId id, QList<IncomingPrompt> prompts, qsizetype toCome) {
     requireMainThread("PromptFeed::addToSync");
     const bool isIdle = steps.empty();
     Step& step = syncStep(id);
-    if (step.isEnded || records.isEmpty())
+    if (step.isEnded || prompts.isEmpty())
         return;
-    step.batches.push_back(std::move(records));
+    step.batches.push_back(std::move(prompts));
     step.toCome = toCome;
     resume(isIdle);
 }
@@ -147,21 +147,19 @@ void PromptFeed::runSteps() {
 PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& target,
                                                   const QElapsedTimer& turn) {
     while (!step.batches.empty()) {
-        QList<SerializablePromptItem>& batch = step.batches.front();
+        QList<IncomingPrompt>& batch = step.batches.front();
         // The agent's pending prompts, which the store will hold once synced.
         if (step.nextInBatch == 0 && step.added == 0) {
             qsizetype coming = step.toCome;
-            for (const QList<SerializablePromptItem>& held : step.batches)
+            for (const QList<IncomingPrompt>& held : step.batches)
                 coming += held.size();
             target.reserve(target.prompts().size() + coming);
         }
         while (step.nextInBatch < batch.size()) {
-            // Released once added: the store keeps its own copy.
-            const SerializablePromptItem record = std::exchange(batch[step.nextInBatch], {});
+            // Moved into the store, which keeps it.
+            target.addPrompt(std::move(batch[step.nextInBatch]));
             ++step.nextInBatch;
             ++step.added;
-            target.addPrompt(promptIdFromText(record.id), record.sessionId, record.policyPath,
-                             record.denial, record.isSessionEnded);
             const bool isMore = step.nextInBatch < batch.size() || step.batches.size() > 1;
             if (isMore && turn.nsecsElapsed() >= turnBudgetNanos) {
                 if (step.nextInBatch == batch.size())

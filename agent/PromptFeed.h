@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Clock.h"
-#include "shared/SerializablePromptItem.h"
+#include "prompts/IncomingPrompt.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -42,10 +42,11 @@ public:
     void apply(Change change);
     // Adds the records in their order, then logs the synced line; `onSynced`
     // runs once the views have taken the last of them.
-    void sync(QList<SerializablePromptItem> records, std::function<void()> onSynced = {});
+    void sync(QList<IncomingPrompt> prompts, std::function<void()> onSynced = {});
 
     // A sync whose records come in batches as they are read, so that its first
-    // turns run while the rest are read. Its first batch, or its end, takes
+    // turns run while the rest are read. Each batch is made into prompts where
+    // it is read (see incomingPrompts()). Its first batch, or its end, takes
     // its place among the changes; changes after it wait for its end, and the
     // turns wait for its next batch. Ids come from newSyncId(), on any thread.
     using SyncId = quint64;
@@ -55,7 +56,7 @@ public:
     static SyncId newSyncId();
     // Main thread only. `toCome`: how many records may still follow, so that
     // the store makes room for all of them at once.
-    void addToSync(SyncId id, QList<SerializablePromptItem> records, qsizetype toCome);
+    void addToSync(SyncId id, QList<IncomingPrompt> prompts, qsizetype toCome);
     // Main thread only. No more records come: as sync() once the last is added.
     void endSync(SyncId id, std::function<void()> onSynced = {});
 
@@ -65,7 +66,7 @@ private:
     struct Step {
         Change change; // a single change, or a sync:
         SyncId syncId = 0;
-        std::deque<QList<SerializablePromptItem>> batches;
+        std::deque<QList<IncomingPrompt>> batches;
         qsizetype nextInBatch = 0; // in the first batch
         qsizetype added = 0;
         qsizetype toCome = 0;

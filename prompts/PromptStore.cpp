@@ -2,7 +2,6 @@
 
 #include "platform/Log.h"
 #include "platform/MainThread.h"
-#include "shared/TextHash.h"
 
 #include <algorithm>
 #include <utility>
@@ -56,40 +55,35 @@ void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     emit sidebarGroupingChanged();
 }
 
-size_t PromptStore::keyHash(const QString& policyPath, const QString& typeString,
-                            const QString& target) {
-    keyText.resize(0);
-    keyText.reserve(policyPath.size() + typeString.size() + target.size() + 2);
-    keyText += policyPath;
-    keyText += u':';
-    keyText += typeString;
-    keyText += u':';
-    keyText += target;
-    return textHash(keyText, QHashSeed::globalSeed());
-}
-
 PromptItem PromptStore::take(quint64 seq, std::optional<size_t> knownKeyHash) {
     PromptItem item = *promptList.find(seq);
     promptList.remove(seq);
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, seq);
     seqsBySession.remove(item.sessionId, seq);
-    seqsByKeyHash.remove(
-        knownKeyHash ? *knownKeyHash
-                     : keyHash(item.policyPath, item.denial.typeString(), item.denial.target()),
-        seq);
+    seqsByKeyHash.remove(knownKeyHash ? *knownKeyHash
+                                      : promptKeyHash(item.policyPath, item.denial.typeString(),
+                                                      item.denial.target()),
+                         seq);
     return item;
 }
 
 void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
                             const Denial& denial, bool sessionEnded) {
+    addPrompt(IncomingPrompt(id, sessionId, policyPath, denial, sessionEnded));
+}
+
+void PromptStore::addPrompt(IncomingPrompt incoming) {
     requireMainThread("PromptStore::addPrompt");
     // UTC: the same instant as local time, without a time zone lookup per prompt.
-    PromptItem item{id,          sessionId, policyPath, denial, QDateTime::currentDateTimeUtc(),
-                    sessionEnded};
+    PromptItem item{incoming.id,
+                    std::move(incoming.sessionId),
+                    std::move(incoming.policyPath),
+                    std::move(incoming.denial),
+                    QDateTime::currentDateTimeUtc(),
+                    incoming.isSessionEnded};
     const quint64 seq = ++lastSeq;
-    const QString typeString = item.denial.typeString();
-    const QString target = item.denial.target();
+    const QString& target = incoming.target;
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
     // Keys whose parts differ can still be equal, as parts may hold colons.
@@ -97,7 +91,7 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     // writing out the held one's target. The hash's entry is looked up once:
     // in a large store a lookup mostly misses the processor's caches.
     std::optional<std::pair<PromptItem, quint64>> replaced;
-    const size_t hash = keyHash(item.policyPath, typeString, target);
+    const size_t hash = incoming.keyHash;
     SequenceIndex<size_t>::Seqs& sameHash = seqsByKeyHash.entry(hash);
     const auto held = std::find_if(sameHash.cbegin(), sameHash.cend(), [&](quint64 heldSeq) {
         const PromptItem& other = *promptList.find(heldSeq);
@@ -115,8 +109,7 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
         seqsByKeyHash.insert(hash, seq);
     }
 
-    // Only `item` from here on: the arguments may have referred to the replaced
-    // prompt. Prompts of one session or policy share the index's copy of its text.
+    // Prompts of one session or policy share the index's copy of its text.
     seqsById.insert(item.id, seq);
     item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
     item.sessionId = seqsBySession.insert(item.sessionId, seq);
@@ -124,7 +117,7 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
-              {typeString, target, added.sessionId});
+              {incoming.typeString, target, added.sessionId});
     if (replaced)
         emit promptRemoved(replaced->first, replaced->second);
     emit promptAdded(added, seq);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "prompts/IncomingPrompt.h"
 #include "prompts/PromptFilter.h"
 #include "prompts/PromptItem.h"
 #include "prompts/PromptList.h"
@@ -68,6 +69,7 @@ public:
     // Adds the prompt first, replacing any prompt with the same de-duplication key.
     void addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
                    const Denial& denial, bool sessionEnded);
+    void addPrompt(IncomingPrompt prompt);
     // The same with a fresh random id, for a session that has not ended.
     void addPrompt(const QString& sessionId, const QString& policyPath, const Denial& denial);
     // Removes the first prompt with that id; the filter falls back to all when
@@ -135,10 +137,6 @@ signals:
     void sidebarGroupingChanged();
 
 private:
-    // The hash of the de-duplication key, put together in a buffer kept
-    // between calls: a fresh string for every prompt of a sync cost more than
-    // the rest of its indexing.
-    size_t keyHash(const QString& policyPath, const QString& typeString, const QString& target);
     // Takes the prompt out of the list and every index; the hash of its key
     // when the caller has it.
     PromptItem take(quint64 seq, std::optional<size_t> knownKeyHash = std::nullopt);
@@ -155,7 +153,6 @@ private:
     // themselves would cost more than the rest of a prompt. A key has one
     // prompt at most; a hash may have more when keys collide.
     SequenceIndex<size_t> seqsByKeyHash;
-    QString keyText; // see keyHash()
 
     std::optional<QUuid> highlighted;
     std::optional<QUuid> scrollTarget;

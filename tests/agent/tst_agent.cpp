@@ -253,8 +253,9 @@ private slots:
         QSignalSpy changes(&target, &PromptStore::promptsChanged);
         PromptFeed feed([&target] { return &target; }, *clock, std::chrono::nanoseconds(0));
         const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
-        feed.sync({record(kIdA, "s1"), record(kIdB, "s2", NetworkDenial{"b.org", 1, {}}),
-                   record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})});
+        feed.sync(
+            incomingPrompts({record(kIdA, "s1"), record(kIdB, "s2", NetworkDenial{"b.org", 1, {}}),
+                             record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})}));
         QCOMPARE(target.prompts().size(), 1);
         feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdB)); });
         feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
@@ -286,16 +287,18 @@ private slots:
         const PromptFeed::SyncId first = PromptFeed::newSyncId();
         const PromptFeed::SyncId second = PromptFeed::newSyncId();
         const QString kIdC = QStringLiteral("0b0c2f8e-39a5-4a43-9c1b-6a1e0d3f7c21");
-        feed.addToSync(first, {record(kIdA, "s1")}, 2);
+        feed.addToSync(first, incomingPrompts({record(kIdA, "s1")}), 2);
         QCOMPARE(target.prompts().size(), 1);
         QVERIFY(feed.isSyncing());
         QCOMPARE(clock->nextTimerIn(), std::nullopt);
         feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
-        feed.addToSync(second, {record(kIdB, "s2", NetworkDenial{"b.org", 1, {}})}, 0);
+        feed.addToSync(second, incomingPrompts({record(kIdB, "s2", NetworkDenial{"b.org", 1, {}})}),
+                       0);
         // A later batch comes as a posted call, as do others: its turn comes
         // through the clock, so that several in one go of the loop do not run
         // their turns back to back.
-        feed.addToSync(first, {record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})}, 0);
+        feed.addToSync(first, incomingPrompts({record(kIdC, "s1", NetworkDenial{"c.org", 1, {}})}),
+                       0);
         QCOMPARE(target.prompts().size(), 1);
         QCOMPARE(clock->nextTimerIn(), std::optional<Millis>(0ms));
         clock->advance(0ms);

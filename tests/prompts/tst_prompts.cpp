@@ -1,6 +1,7 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
 #include "prompts/Gathered.h"
+#include "prompts/IncomingPrompt.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
@@ -12,6 +13,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <memory>
 #include <set>
 
 using namespace zor;
@@ -335,13 +337,25 @@ private slots:
     }
 
     // A request is the same when its key reads the same, though colons in
-    // the policy path and the target split it differently.
+    // the policy path and the target split it differently, and whichever
+    // thread made the prompt ready to add: a sync makes its prompts where it
+    // reads them.
     void keysThatReadTheSameAreOneRequest() {
         PromptStore store;
         store.addPrompt(uuid(1), "s", "/p:file:/a", file("/b"), false);
         store.addPrompt(uuid(2), "s", "/p", file("/a:file:/b", "read"), false);
         QCOMPARE(store.prompts().size(), 1);
         QCOMPARE(store.prompts().first().id, uuid(2));
+        IncomingPrompt madeElsewhere;
+        std::unique_ptr<QThread> thread(QThread::create([&madeElsewhere] {
+            madeElsewhere = IncomingPrompt(uuid(3), "t", "/p", file("/a:file:/b"), false);
+        }));
+        thread->start();
+        QVERIFY(thread->wait());
+        store.addPrompt(std::move(madeElsewhere));
+        QCOMPARE(store.prompts().size(), 1);
+        QCOMPARE(store.prompts().first().id, uuid(3));
+        QCOMPARE(store.prompts().first().sessionId, QStringLiteral("t"));
     }
 
     // A group's numbers under random appends and removals, the newest and

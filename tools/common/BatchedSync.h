@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/PromptFeed.h"
+#include "prompts/IncomingPrompt.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <QMetaObject>
@@ -19,8 +20,8 @@ inline void readSyncInBatches(const QByteArray& reply, PromptFeed& feed,
         [&feed, id](SerializablePromptItem::PartialList batch, qsizetype toCome) {
             QMetaObject::invokeMethod(
                 &feed,
-                [&feed, id, toCome, records = std::move(batch.records)]() mutable {
-                    feed.addToSync(id, std::move(records), toCome);
+                [&feed, id, toCome, prompts = incomingPrompts(std::move(batch.records))]() mutable {
+                    feed.addToSync(id, std::move(prompts), toCome);
                 },
                 Qt::QueuedConnection);
         });

@@ -423,7 +423,7 @@ int memoryChild(const QString& path, qsizetype count) {
         auto decoded = SerializablePromptItem::partialListFromJson(reply);
         reply = {};
         decodedKb = statusKb("VmRSS");
-        feed.sync(std::move(decoded).value().records);
+        feed.sync(incomingPrompts(std::move(decoded).value().records));
     }
     while (feed.isSyncing())
         QCoreApplication::processEvents();

@@ -1,0 +1,49 @@
+#include "prompts/IncomingPrompt.h"
+
+#include "prompts/PromptItem.h"
+#include "shared/TextHash.h"
+
+#include <QHashFunctions>
+#include <utility>
+
+namespace zor {
+
+IncomingPrompt::IncomingPrompt(const QUuid& id, QString sessionId, QString policyPath,
+                               Denial denial, bool isSessionEnded)
+    : id(id)
+    , sessionId(std::move(sessionId))
+    , policyPath(std::move(policyPath))
+    , denial(std::move(denial))
+    , isSessionEnded(isSessionEnded)
+    , typeString(this->denial.typeString())
+    , target(this->denial.target())
+    , keyHash(promptKeyHash(this->policyPath, typeString, target)) {}
+
+IncomingPrompt::IncomingPrompt(SerializablePromptItem record)
+    : IncomingPrompt(promptIdFromText(record.id), std::move(record.sessionId),
+                     std::move(record.policyPath), std::move(record.denial),
+                     record.isSessionEnded) {}
+
+QList<IncomingPrompt> incomingPrompts(QList<SerializablePromptItem> records) {
+    QList<IncomingPrompt> prompts;
+    prompts.reserve(records.size());
+    for (SerializablePromptItem& record : records)
+        prompts.emplace_back(std::move(record));
+    return prompts;
+}
+
+size_t promptKeyHash(QStringView policyPath, QStringView typeString, QStringView target) {
+    // Put together in a buffer kept between calls: a fresh string for every
+    // prompt of a sync cost more than the rest of its indexing.
+    thread_local QString key;
+    key.resize(0);
+    key.reserve(policyPath.size() + typeString.size() + target.size() + 2);
+    key += policyPath;
+    key += u':';
+    key += typeString;
+    key += u':';
+    key += target;
+    return textHash(key, QHashSeed::globalSeed());
+}
+
+} // namespace zor
