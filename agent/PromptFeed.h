@@ -40,7 +40,7 @@ public:
 
     // Main thread only. Runs at once unless a sync is under way.
     void apply(Change change);
-    // Adds the records in their order, then logs the synced line; `onSynced`
+    // Adds the prompts in their order, then logs the synced line; `onSynced`
     // runs once the views have taken the last of them.
     void sync(QList<IncomingPrompt> prompts, std::function<void()> onSynced = {});
 
