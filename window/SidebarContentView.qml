@@ -89,22 +89,34 @@ Rectangle {
                 T.ToolTip.delay: 500
                 onClicked: mainMenu.open()
 
-                // Three bars, drawn rather than taken from a font that may lack them.
+                // Three bars, drawn rather than taken from a font that may lack
+                // them: each its own rectangle, as a repeater's model would
+                // cost the window's first frame.
                 contentItem: Item {
-                    Column {
+                    Rectangle {
                         anchors.centerIn: parent
-                        spacing: 3
+                        anchors.verticalCenterOffset: -5
+                        width: 14
+                        height: 2
+                        radius: 1
+                        color: SetupTheme.secondaryText
+                    }
 
-                        Repeater {
-                            model: 3
+                    Rectangle {
+                        anchors.centerIn: parent
+                        width: 14
+                        height: 2
+                        radius: 1
+                        color: SetupTheme.secondaryText
+                    }
 
-                            Rectangle {
-                                width: 14
-                                height: 2
-                                radius: 1
-                                color: SetupTheme.secondaryText
-                            }
-                        }
+                    Rectangle {
+                        anchors.centerIn: parent
+                        anchors.verticalCenterOffset: 5
+                        width: 14
+                        height: 2
+                        radius: 1
+                        color: SetupTheme.secondaryText
                     }
                 }
 
