@@ -159,6 +159,18 @@ private slots:
             << QString(64, u'\u0001') << "Added " + QString("\\u{0001}").repeated(64) + ".";
         QTest::newRow("delete, C1 control")
             << QString::fromUtf16(u"a\u007fb\u0085c") << "Added a\\u{007f}b\\u{0085}c.";
+        // Long enough that plain text is checked many characters at a time.
+        const QString printable = " !\"#$&'()*+,-./0123456789:;<=>?@[]^_`{|}~AZaz";
+        QTest::newRow("printable ASCII, long") << printable << "Added " + printable + ".";
+        QTest::newRow("delete deep in printable ASCII")
+            << QString(37, u'x') + QChar(0x7f) + "yz"
+            << "Added " + QString(37, u'x') + "\\u{007f}yz.";
+        QTest::newRow("backslash deep in printable ASCII, last")
+            << QString(33, u'y') + "\\"
+            << "Added " + QString(33, u'y') + "\\\\.";
+        QTest::newRow("unit separator deep in printable ASCII")
+            << QString(20, u'z') + QChar(0x1f) + QString(20, u'z')
+            << "Added " + QString(20, u'z') + "\\u{001f}" + QString(20, u'z') + ".";
     }
     void textLinesEscapeValuesNotTheFormat() {
         QFETCH(QString, value);
