@@ -1,6 +1,5 @@
 #include "prompts/IncomingPrompt.h"
 
-#include "prompts/PromptItem.h"
 #include "shared/TextHash.h"
 
 #include <QHashFunctions>
@@ -8,16 +7,15 @@
 
 namespace zor {
 
+IncomingPrompt::IncomingPrompt()
+    : IncomingPrompt(QUuid(), {}, {}, Denial(), false) {}
+
 IncomingPrompt::IncomingPrompt(const QUuid& id, QString sessionId, QString policyPath,
                                Denial denial, bool isSessionEnded)
-    : id(id)
-    , sessionId(std::move(sessionId))
-    , policyPath(std::move(policyPath))
-    , denial(std::move(denial))
-    , isSessionEnded(isSessionEnded)
-    , typeString(this->denial.typeString())
-    , target(this->denial.target())
-    , keyHash(promptKeyHash(this->policyPath, typeString, target)) {}
+    : prompt{id, std::move(sessionId), std::move(policyPath), std::move(denial), {}, isSessionEnded}
+    , denialType(prompt.denial.typeString())
+    , denialTarget(prompt.denial.target())
+    , hash(promptKeyHash(prompt.policyPath, denialType, denialTarget)) {}
 
 IncomingPrompt::IncomingPrompt(SerializablePromptItem record)
     : IncomingPrompt(promptIdFromText(record.id), std::move(record.sessionId),

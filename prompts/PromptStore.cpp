@@ -75,15 +75,11 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
 
 void PromptStore::addPrompt(IncomingPrompt incoming) {
     requireMainThread("PromptStore::addPrompt");
+    PromptItem item = incoming.takeItem();
     // UTC: the same instant as local time, without a time zone lookup per prompt.
-    PromptItem item{incoming.id,
-                    std::move(incoming.sessionId),
-                    std::move(incoming.policyPath),
-                    std::move(incoming.denial),
-                    QDateTime::currentDateTimeUtc(),
-                    incoming.isSessionEnded};
+    item.timestamp = QDateTime::currentDateTimeUtc();
     const quint64 seq = ++lastSeq;
-    const QString& target = incoming.target;
+    const QString& target = incoming.target();
 
     // A key has one prompt at most, so a duplicate is one prompt to replace.
     // Keys whose parts differ can still be equal, as parts may hold colons.
@@ -91,7 +87,7 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
     // writing out the held one's target. The hash's entry is looked up once:
     // in a large store a lookup mostly misses the processor's caches.
     std::optional<std::pair<PromptItem, quint64>> replaced;
-    const size_t hash = incoming.keyHash;
+    const size_t hash = incoming.keyHash();
     SequenceIndex<size_t>::Seqs& sameHash = seqsByKeyHash.entry(hash);
     const auto held = std::find_if(sameHash.cbegin(), sameHash.cend(), [&](quint64 heldSeq) {
         const PromptItem& other = *promptList.find(heldSeq);
@@ -117,7 +113,7 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
-              {incoming.typeString, target, added.sessionId});
+              {incoming.typeString(), target, added.sessionId});
     if (replaced)
         emit promptRemoved(replaced->first, replaced->second);
     emit promptAdded(added, seq);

@@ -356,6 +356,14 @@ private slots:
         QCOMPARE(store.prompts().size(), 1);
         QCOMPARE(store.prompts().first().id, uuid(3));
         QCOMPARE(store.prompts().first().sessionId, QStringLiteral("t"));
+
+        // An empty one, as a list's room holds, keys as it reads too: once
+        // removed, nothing of it is left to meet the next.
+        store.addPrompt(IncomingPrompt());
+        store.removePrompt(QUuid());
+        store.addPrompt(IncomingPrompt());
+        QCOMPARE(store.prompts().size(), 2);
+        QCOMPARE(store.dedupeKeys(), (QSet<QString>{"/p:file:/a:file:/b", ":file:"}));
     }
 
     // A group's numbers under random appends and removals, the newest and
