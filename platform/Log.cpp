@@ -174,6 +174,12 @@ template <typename Out> void appendLiteral(Out& out, QStringView literal) {
     appendTo(out, literal.sliced(plain));
 }
 
+// Printable ASCII but the backslash: written as it is. Without a branch, so
+// that a loop over a text's characters vectorises.
+bool isPlain(char16_t c) {
+    return (char16_t(c - 0x20) < 0x5f) & (c != u'\\');
+}
+
 bool needsEscape(char16_t c) {
     if (c >= 0x20 && c < 0x7f)
         return c == u'\\';
@@ -214,7 +220,7 @@ void appendEscaped(Utf8Cursor& out, QStringView text) {
     const char16_t* const end = c + text.size();
     unsigned isAnyOther = 0;
     for (const char16_t* at = c; at != end; ++at)
-        isAnyOther |= unsigned(char16_t(*at - 0x20) >= 0x5f) | unsigned(*at == u'\\');
+        isAnyOther |= unsigned(!isPlain(*at));
     if (!isAnyOther) {
         char* const to = out.at;
         for (qsizetype i = 0; i < text.size(); ++i)
@@ -223,7 +229,7 @@ void appendEscaped(Utf8Cursor& out, QStringView text) {
         return;
     }
     while (c != end) {
-        if (char16_t(*c - 0x20) < 0x5f && *c != u'\\') {
+        if (isPlain(*c)) {
             *out.at++ = char(*c++);
             continue;
         }
