@@ -67,13 +67,6 @@ void appendTarget(QString& text, const SignalDenial& denial) {
     }
 }
 
-void writeOptional(JsonWriter& writer, std::string_view key, const std::optional<QString>& value) {
-    if (!value)
-        return;
-    writer.key(key);
-    writer.value(*value);
-}
-
 // Every field any kind may carry, collected before the kind is known: JSON
 // does not order the members of an object.
 struct DenialFields {
@@ -273,37 +266,27 @@ const std::optional<QString>& Denial::processName() const {
 
 void Denial::writeJson(JsonWriter& writer) const {
     writer.beginObject();
-    writer.key("kind");
-    writer.value(typeString());
+    writer.member("kind", typeString());
     std::visit(
         [&writer](const auto& denial) {
             using T = std::decay_t<decltype(denial)>;
             if constexpr (std::is_same_v<T, FileDenial>) {
-                writer.key("path");
-                writer.value(denial.path);
-                writer.key("operation");
-                writer.value(denial.operation);
+                writer.member("path", denial.path);
+                writer.member("operation", denial.operation);
             } else if constexpr (std::is_same_v<T, NetworkDenial>) {
-                writer.key("host");
-                writer.value(denial.host);
-                writer.key("port");
-                writer.value(qint64(denial.port));
+                writer.member("host", denial.host);
+                writer.member("port", qint64(denial.port));
             } else if constexpr (std::is_same_v<T, ExecDenial>) {
-                writer.key("path");
-                writer.value(denial.path);
-                writer.key("args");
-                writer.value(denial.args);
+                writer.member("path", denial.path);
+                writer.member("args", denial.args);
             } else if constexpr (std::is_same_v<T, SignalDenial>) {
-                writer.key("signalNumber");
-                writer.value(qint64(denial.signalNumber));
-                writer.key("targetPid");
-                writer.value(qint64(denial.targetPid));
-                writeOptional(writer, "targetProcessName", denial.targetProcessName);
+                writer.member("signalNumber", qint64(denial.signalNumber));
+                writer.member("targetPid", qint64(denial.targetPid));
+                writer.member("targetProcessName", denial.targetProcessName);
             } else {
-                writer.key("deviceClass");
-                writer.value(denial.deviceClass);
+                writer.member("deviceClass", denial.deviceClass);
             }
-            writeOptional(writer, "processName", denial.processName);
+            writer.member("processName", denial.processName);
         },
         payload);
     writer.endObject();

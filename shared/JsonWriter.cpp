@@ -132,6 +132,11 @@ void JsonWriter::value(const QString& text) {
     isAfterValue = true;
 }
 
+void JsonWriter::member(std::string_view name, const std::optional<QString>& text) {
+    if (text)
+        member(name, *text);
+}
+
 void JsonWriter::value(const QStringList& texts) {
     beginArray();
     for (const QString& text : texts)

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <optional>
 #include <string_view>
 
 namespace zor {
@@ -29,6 +30,14 @@ public:
     void value(qint64 number);
     // Non-finite numbers have no JSON form and are written as null.
     void value(double number);
+
+    // A member: its name, then its value.
+    template <typename Value> void member(std::string_view name, const Value& memberValue) {
+        key(name);
+        value(memberValue);
+    }
+    // A member that may be absent: none is written then.
+    void member(std::string_view name, const std::optional<QString>& text);
 
 private:
     // The comma before anything that follows a value.

@@ -19,18 +19,13 @@ double secondsSinceEpoch(Time time) {
 
 void writeRecord(JsonWriter& writer, const SerializablePromptItem& item) {
     writer.beginObject();
-    writer.key("id");
-    writer.value(item.id);
-    writer.key("sessionId");
-    writer.value(item.sessionId);
-    writer.key("policyPath");
-    writer.value(item.policyPath);
+    writer.member("id", item.id);
+    writer.member("sessionId", item.sessionId);
+    writer.member("policyPath", item.policyPath);
     writer.key("denial");
     item.denial.writeJson(writer);
-    writer.key("sessionEnded");
-    writer.value(item.isSessionEnded);
-    writer.key("createdAt");
-    writer.value(secondsSinceEpoch(item.createdAt));
+    writer.member("sessionEnded", item.isSessionEnded);
+    writer.member("createdAt", secondsSinceEpoch(item.createdAt));
     writer.endObject();
 }
 
