@@ -56,8 +56,10 @@ void SetupScene::finishFlows() {
         }
         QThreadPool::globalInstance()->waitForDone();
         QCoreApplication::processEvents();
-        // A resumed flow may have started another probe.
-        const bool isProbing = QThreadPool::globalInstance()->activeThreadCount() > 0;
+        // A resumed flow may have started another probe, which may be done
+        // already, with the call that resumes its check still posted.
+        const bool isProbing =
+            QThreadPool::globalInstance()->activeThreadCount() > 0 || isChecking();
         if (!clock.advanceToNextTimer() && !hasAnswered && !isProbing)
             return;
     }
@@ -153,11 +155,13 @@ bool SetupScene::show(int width, std::optional<int> height) {
     return QTest::qWaitForWindowExposed(view.get());
 }
 
+bool SetupScene::isChecking() const {
+    return monitor->daemonStep().isChecking || monitor->agentStep().isChecking ||
+           monitor->neStep().isChecking || monitor->cliStep().isChecking;
+}
+
 bool SetupScene::settle() {
-    return QTest::qWaitFor([this] {
-        return !monitor->daemonStep().isChecking && !monitor->agentStep().isChecking &&
-               !monitor->neStep().isChecking && !monitor->cliStep().isChecking;
-    });
+    return QTest::qWaitFor([this] { return !isChecking(); });
 }
 
 void SetupScene::fitHeight() {

@@ -74,6 +74,8 @@ private:
     // Runs every started flow to its end: a flow left waiting when the monitor
     // goes would never be resumed, and its frame would leak.
     void finishFlows();
+    // Whether a status is being checked: a check under way.
+    bool isChecking() const;
     void fitHeight();
 
     bool isFixedHeight = false;
