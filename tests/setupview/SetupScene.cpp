@@ -44,6 +44,7 @@ SetupScene::~SetupScene() {
 void SetupScene::finishFlows() {
     monitor->disappear();
     QList<std::shared_ptr<SystemExtensionRequestDelegate>> answered;
+    int idleRounds = 0;
     for (;;) {
         bool hasAnswered = false;
         for (const auto& weak : extensions.delegates) {
@@ -56,11 +57,15 @@ void SetupScene::finishFlows() {
         }
         QThreadPool::globalInstance()->waitForDone();
         QCoreApplication::processEvents();
-        // A resumed flow may have started another probe, which may be done
-        // already, with the call that resumes its check still posted.
-        const bool isProbing =
-            QThreadPool::globalInstance()->activeThreadCount() > 0 || isChecking();
-        if (!clock.advanceToNextTimer() && !hasAnswered && !isProbing)
+        // A resumed flow may have started another probe.
+        const bool isProbing = QThreadPool::globalInstance()->activeThreadCount() > 0;
+        if (clock.advanceToNextTimer() || hasAnswered || isProbing)
+            continue;
+        // That probe may be done already, the call that resumes its check
+        // still posted: a few more rounds take it. Not without end, as a
+        // screen never shown stays checking.
+        constexpr int kRoundsForAPostedCheck = 8;
+        if (!isChecking() || ++idleRounds > kRoundsForAPostedCheck)
             return;
     }
 }
