@@ -208,10 +208,9 @@ void PromptsSidebarModel::rebuild() {
 }
 
 PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key) {
-    const TextKey held{key};
-    auto group = groups.find(held);
+    auto group = groups.find(borrowedTextKey(key));
     if (group == groups.end())
-        group = groups.emplace(held, Group{});
+        group = groups.emplace(TextKey{key}, Group{});
     if (group->batch != batch) {
         group->batch = batch;
         group->touch = touches.size();
@@ -420,7 +419,7 @@ int PromptsSidebarModel::rowOfNewest(quint64 seq) const {
 }
 
 int PromptsSidebarModel::rowOfKey(const QString& key) const {
-    const auto group = groups.constFind(TextKey{key});
+    const auto group = groups.constFind(borrowedTextKey(key));
     return group == groups.cend() || !group->newest ? -1 : rowOfNewest(*group->newest);
 }
 

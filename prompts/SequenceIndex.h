@@ -14,15 +14,18 @@
 namespace zor {
 
 // How an index holds its keys: a text as a TextKey, which hashes with the
-// app's own hash (see TextHash.h), anything else as it is.
+// app's own hash (see TextHash.h), anything else as it is. A lookup borrows
+// the text rather than holding it.
 template <typename Key> struct HeldKey {
     using Type = Key;
     static const Key& hold(const Key& key) { return key; }
+    static const Key& borrow(const Key& key) { return key; }
     static const Key& unwrap(const Key& key) { return key; }
 };
 template <> struct HeldKey<QString> {
     using Type = TextKey;
     static TextKey hold(const QString& key) { return TextKey{key}; }
+    static TextKey borrow(const QString& key) { return borrowedTextKey(key); }
     static const QString& unwrap(const TextKey& key) { return key.text; }
 };
 
@@ -36,10 +39,9 @@ public:
 
     // The key as held, which a copy can share instead of keeping its own.
     const Key& insert(const Key& key, quint64 seq) {
-        const auto& held = Held::hold(key);
-        auto it = seqsByKey.find(held);
+        auto it = seqsByKey.find(Held::borrow(key));
         if (it == seqsByKey.end())
-            it = seqsByKey.emplace(held, Seqs{});
+            it = seqsByKey.emplace(Held::hold(key), Seqs{});
         it.value().append(seq);
         return Held::unwrap(it.key());
     }
@@ -51,7 +53,7 @@ public:
 
     // A key without sequence numbers leaves the index.
     void remove(const Key& key, quint64 seq) {
-        const auto it = seqsByKey.find(Held::hold(key));
+        const auto it = seqsByKey.find(Held::borrow(key));
         if (it == seqsByKey.end())
             return;
         Seqs& seqs = it.value();
@@ -63,7 +65,7 @@ public:
     void reserve(qsizetype count) { seqsByKey.reserve(count); }
 
     const Seqs* find(const Key& key) const {
-        const auto it = seqsByKey.constFind(Held::hold(key));
+        const auto it = seqsByKey.constFind(Held::borrow(key));
         return it == seqsByKey.cend() ? nullptr : &it.value();
     }
 

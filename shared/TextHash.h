@@ -30,6 +30,14 @@ struct TextKey {
     }
 };
 
+// A key for looking `text` up, valid while `text` is: it shares the text's
+// characters without counting a reference. Counting one writes to the text's
+// header, and for a text that another thread wrote, as a prompt read from a
+// reply is, that write waits for the header's cache line to come over.
+inline TextKey borrowedTextKey(const QString& text) {
+    return TextKey{QString::fromRawData(text.constData(), text.size())};
+}
+
 // SipHash-2-4 of `bytes` under the 128-bit key (k0, k1): textHash()'s code
 // with the rounds its reference vectors are given for.
 quint64 sipHash24(QByteArrayView bytes, quint64 k0, quint64 k1) noexcept;
