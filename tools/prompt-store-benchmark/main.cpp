@@ -19,6 +19,7 @@
 #include "platform/Log.h"
 #include "platform/UserNotifications.h"
 #include "prompts/AppState.h"
+#include "prompts/IncomingPrompt.h"
 #include "prompts/PromptAttention.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
@@ -571,8 +572,10 @@ void fill(PromptStore& store, const Scale& scale) {
 }
 
 // Single events on a full store with the views attached, each the store's
-// operation, the views' row changes and the log line. The floor is a QHash
-// insert into one holding as many prompts.
+// operation, the views' row changes and the log line: what the main thread
+// does. A new prompt comes to it with its key worked out, as the connection
+// thread hands it over. The floor is a QHash insert into one holding as many
+// prompts.
 class EventRun {
 public:
     EventRun(const Scale& scale, Figures& figures, quint32 seed)
@@ -597,21 +600,17 @@ public:
         floorHash.remove(floorIds.back());
         floorIds.back() = floorItem.id;
 
-        const QUuid id = QUuid::createUuid();
-        const Denial fresh = denialFor(scale, scale.prompts + added++);
-        figures.adds.take(
-            [&] { store().addPrompt(id, held.sessionId, held.policyPath, fresh, false); });
+        IncomingPrompt fresh(QUuid::createUuid(), held.sessionId, held.policyPath,
+                             denialFor(scale, scale.prompts + added++), false);
+        figures.adds.take([&] { store().addPrompt(std::move(fresh)); });
         // A removal at a random row keeps the size.
         const QUuid removed = randomHeld().id;
         figures.removals.take([&] { store().removePrompt(removed); });
         // The same request again, from another session: it replaces the held one.
         const PromptItem duplicated = randomHeld();
-        const QUuid duplicateId = QUuid::createUuid();
-        const QString session = sessionId(random.bounded(scale.sessions));
-        figures.duplicates.take([&] {
-            store().addPrompt(duplicateId, session, duplicated.policyPath, duplicated.denial,
-                              false);
-        });
+        IncomingPrompt duplicate(QUuid::createUuid(), sessionId(random.bounded(scale.sessions)),
+                                 duplicated.policyPath, duplicated.denial, false);
+        figures.duplicates.take([&] { store().addPrompt(std::move(duplicate)); });
     }
 
     // A session's end, while none of its prompts has ended yet.
