@@ -482,6 +482,43 @@ private slots:
                 ColorContrast::kMark);
     }
 
+    // A control that takes the focus in the turn that moves it, before the
+    // layout has placed it anew, comes into sight where the layout puts it.
+    void focusComesIntoSightWhereTheLayoutPutsIt() {
+        QQmlEngine engine;
+        prepareZorEngine(engine);
+        QQmlComponent component(&engine);
+        component.setData("import QtQuick\nimport QtQuick.Controls\nimport QtQuick.Layouts\n"
+                          "import Zor\n"
+                          "Window { width: 200; height: 200; visible: true\n"
+                          " property real spacerHeight: 40\n"
+                          " ScrollView { objectName: \"scroller\"; anchors.fill: parent;"
+                          " FocusInView.isKept: true\n"
+                          "  ColumnLayout { width: 180; spacing: 0\n"
+                          "   Rectangle { Layout.preferredHeight: spacerHeight;"
+                          " Layout.fillWidth: true }\n"
+                          "   Rectangle { objectName: \"control\"; activeFocusOnTab: true;"
+                          " Layout.preferredHeight: 30; Layout.fillWidth: true } } } }\n",
+                          QUrl());
+        std::unique_ptr<QObject> root(component.create());
+        QVERIFY2(root, qPrintable(component.errorString()));
+        auto* window = qobject_cast<QQuickWindow*>(root.get());
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        auto* scroller = window->findChild<QQuickItem*>("scroller");
+        auto* flickable = scroller->property("contentItem").value<QQuickItem*>();
+        auto* control = window->findChild<QQuickItem*>("control");
+        const auto isInSight = [flickable, control] {
+            const QRectF shown = control->mapRectToItem(flickable, control->boundingRect());
+            return shown.top() >= 0 && shown.bottom() <= flickable->height();
+        };
+        QTRY_COMPARE(control->y(), 40);
+
+        root->setProperty("spacerHeight", 400);
+        control->forceActiveFocus(Qt::TabFocusReason);
+        QTRY_COMPARE(control->y(), 400);
+        QTRY_VERIFY(isInSight());
+    }
+
     void splitFollowsTheTab_data() {
         // Each list of tabs is selected in one turn of the event loop, then
         // the loop runs; the next list follows.

@@ -44,9 +44,20 @@ QQuickItem* FocusInView::flickable() const {
 
 void FocusInView::followWindow() {
     disconnect(focusChanges);
+    disconnect(nextFrame);
     if (isOn && attachee && attachee->window())
         focusChanges = connect(attachee->window(), &QQuickWindow::activeFocusItemChanged, this,
-                               &FocusInView::bringIntoView);
+                               &FocusInView::focusMoved);
+}
+
+void FocusInView::focusMoved() {
+    bringIntoView();
+    // A change made in the same turn, a text that grew or a row that came,
+    // moves the control only when the next frame lays the screen out: look
+    // again then, once the layouts have placed it.
+    disconnect(nextFrame);
+    nextFrame = connect(attachee->window(), &QQuickWindow::afterAnimating, this,
+                        &FocusInView::bringIntoView, Qt::SingleShotConnection);
 }
 
 void FocusInView::bringIntoView() {

@@ -37,10 +37,12 @@ signals:
 private:
     QQuickItem* flickable() const;
     void followWindow();
+    void focusMoved();
     void bringIntoView();
 
     QPointer<QQuickItem> attachee;
     QMetaObject::Connection focusChanges;
+    QMetaObject::Connection nextFrame;
     bool isOn = false;
 };
 
