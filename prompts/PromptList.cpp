@@ -101,10 +101,10 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
     return *owned.chunk;
 }
 
-const PromptItem& PromptList::prepend(quint64 seq, PromptItem item) {
+const PromptItem& PromptList::prepend(quint64 seq, PromptItem item, size_t keyHash) {
     Q_ASSERT(isEmpty() ||
              std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
-    Entry entry{seq, Ref<Box>(new Box(std::move(item)))};
+    Entry entry{seq, Ref<Box>(new Box(std::move(item), keyHash))};
     const PromptItem& added = entry.box->item;
     ++count;
     if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
@@ -148,13 +148,20 @@ void PromptList::removeSlot(qsizetype slot) {
         lastVisible = chunkSlots.isEmpty() ? 0 : chunkSlots.last().visible;
 }
 
-bool PromptList::remove(quint64 seq) {
+std::optional<PromptList::Taken> PromptList::take(quint64 seq) {
     qsizetype slot = 0;
     qsizetype entry = 0;
     if (!locate(seq, slot, entry))
-        return false;
+        return std::nullopt;
     Chunk& chunk = ownChunk(slot);
-    chunk.entries.erase(chunk.entries.begin() + entry);
+    const auto at = chunk.entries.begin() + entry;
+    Box& box = *at->box;
+    std::optional<Taken> taken;
+    if (box.refs > 1)
+        taken.emplace(Taken{box.item, box.keyHash});
+    else
+        taken.emplace(Taken{std::move(box.item), box.keyHash});
+    chunk.entries.erase(at);
     --count;
     if (chunk.entries.empty()) {
         removeSlot(slot);
@@ -162,7 +169,7 @@ bool PromptList::remove(quint64 seq) {
         setVisible(slot, qsizetype(chunk.entries.size()));
         mergeIfSmall(slot);
     }
-    return true;
+    return taken;
 }
 
 // Keeps the slot array short when removals thin the chunks out.

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <iterator>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -21,7 +22,9 @@ namespace zor {
 // they were read from changes.
 //
 // Each item sits in a box of its own that copies share, so that copying a
-// chunk to change one item copies pointers, not items.
+// chunk to change one item copies pointers, not items. The box also keeps
+// the hash of the key that the store filed the item under, so that the store
+// takes it out from under the same hash without working the key out again.
 //
 // Chunks, rather than one array of shared items, because a resync replaces
 // every prompt, each the oldest held: in one array each replacement moves
@@ -74,9 +77,11 @@ class PromptList {
     };
 
     struct Box : Counted {
-        explicit Box(PromptItem item)
-            : item(std::move(item)) {}
+        Box(PromptItem item, size_t keyHash)
+            : item(std::move(item))
+            , keyHash(keyHash) {}
         PromptItem item;
+        size_t keyHash;
     };
     struct Entry {
         quint64 seq;
@@ -145,12 +150,18 @@ public:
     // The item with that sequence number, or null.
     const PromptItem* find(quint64 seq) const;
     // Adds the newest item; `seq` must be above every sequence number held.
-    const PromptItem& prepend(quint64 seq, PromptItem item);
+    const PromptItem& prepend(quint64 seq, PromptItem item, size_t keyHash = 0);
     // Sets the item's ended flag, copying only what a change needs; the item,
     // or null when it had ended already or there is none.
     const PromptItem* setSessionEnded(quint64 seq);
-    // False when no item has that sequence number.
-    bool remove(quint64 seq);
+    struct Taken {
+        PromptItem item;
+        size_t keyHash;
+    };
+    // Removes the item and hands it over with its key's hash: moved out of
+    // its box when no other list shares the box, copied when one does;
+    // nothing when no item has that sequence number.
+    std::optional<Taken> take(quint64 seq);
 
 private:
     qsizetype visibleIn(qsizetype slot) const {

@@ -55,17 +55,16 @@ void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     emit sidebarGroupingChanged();
 }
 
-PromptItem PromptStore::take(quint64 seq, std::optional<size_t> knownKeyHash) {
-    PromptItem item = *promptList.find(seq);
-    promptList.remove(seq);
+PromptItem PromptStore::take(quint64 seq) {
+    std::optional<PromptList::Taken> taken = promptList.take(seq);
+    Q_ASSERT(taken);
+    PromptItem& item = taken->item;
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, seq);
     seqsBySession.remove(item.sessionId, seq);
-    seqsByKeyHash.remove(knownKeyHash ? *knownKeyHash
-                                      : promptKeyHash(item.policyPath, item.denial.typeString(),
-                                                      item.denial.target()),
-                         seq);
-    return item;
+    // Under the hash it was filed under, whatever a key worked out now would give.
+    seqsByKeyHash.remove(taken->keyHash, seq);
+    return std::move(item);
 }
 
 void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
@@ -101,7 +100,7 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
     } else {
         // Taking it may drop the entry, so the new number goes in anew.
         const quint64 heldSeq = *held;
-        replaced.emplace(take(heldSeq, hash), heldSeq);
+        replaced.emplace(take(heldSeq), heldSeq);
         seqsByKeyHash.insert(hash, seq);
     }
 
@@ -109,7 +108,7 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
     seqsById.insert(item.id, seq);
     item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
     item.sessionId = seqsBySession.insert(item.sessionId, seq);
-    const PromptItem& added = promptList.prepend(seq, std::move(item));
+    const PromptItem& added = promptList.prepend(seq, std::move(item), hash);
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",

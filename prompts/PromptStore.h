@@ -137,9 +137,8 @@ signals:
     void sidebarGroupingChanged();
 
 private:
-    // Takes the prompt out of the list and every index; the hash of its key
-    // when the caller has it.
-    PromptItem take(quint64 seq, std::optional<size_t> knownKeyHash = std::nullopt);
+    // Takes the prompt out of the list and every index.
+    PromptItem take(quint64 seq);
     PromptList promptsWithSeqs(const SeqList* seqs) const;
     // Reports the prompts' change now, or at the end of the batch.
     void promptsDidChange();
