@@ -156,11 +156,7 @@ std::optional<PromptList::Taken> PromptList::take(quint64 seq) {
     Chunk& chunk = ownChunk(slot);
     const auto at = chunk.entries.begin() + entry;
     Box& box = *at->box;
-    std::optional<Taken> taken;
-    if (box.refs > 1)
-        taken.emplace(Taken{box.item, box.keyHash});
-    else
-        taken.emplace(Taken{std::move(box.item), box.keyHash});
+    Taken taken{box.refs > 1 ? box.item : std::move(box.item), box.keyHash};
     chunk.entries.erase(at);
     --count;
     if (chunk.entries.empty()) {
