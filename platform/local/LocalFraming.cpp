@@ -63,8 +63,7 @@ Decoded<Message> decodeMessage(QByteArrayView body) {
         if (!readMember(json, value, member))
             return false;
         if (member)
-            message.members.insert(QByteArray(key.data(), qsizetype(key.size())),
-                                   std::move(*member));
+            message.members[QByteArray(key.data(), qsizetype(key.size()))] = std::move(*member);
         return true;
     });
     if (!isRead)

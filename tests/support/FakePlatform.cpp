@@ -21,7 +21,8 @@ public:
         auto& results = isDaemon() ? owner.daemonRegisterResults : owner.agentRegisterResults;
         if (results.empty())
             return std::nullopt;
-        auto result = results.front();
+        std::optional<PlatformError> result;
+        result.swap(results.front());
         results.pop_front();
         return result;
     }
