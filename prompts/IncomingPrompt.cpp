@@ -15,7 +15,8 @@ IncomingPrompt::IncomingPrompt(const QUuid& id, QString sessionId, QString polic
     : prompt{id, std::move(sessionId), std::move(policyPath), std::move(denial), {}, isSessionEnded}
     , denialType(prompt.denial.typeString())
     , denialTarget(prompt.denial.target())
-    , hash(promptKeyHash(prompt.policyPath, denialType, denialTarget)) {}
+    , hash(promptKeyHash(prompt.policyPath, denialType, denialTarget))
+    , texts{textKeyHash(prompt.sessionId), textKeyHash(prompt.policyPath)} {}
 
 IncomingPrompt::IncomingPrompt(SerializablePromptItem record)
     : IncomingPrompt(promptIdFromText(record.id), std::move(record.sessionId),

@@ -3,6 +3,7 @@
 #include "prompts/PromptItem.h"
 #include "shared/Denial.h"
 #include "shared/SerializablePromptItem.h"
+#include "shared/TextHash.h"
 
 #include <QList>
 #include <QString>
@@ -10,6 +11,13 @@
 #include <QUuid>
 
 namespace zor {
+
+// The hashes of a prompt's session and policy path, as the store's indexes
+// and the sidebars hold those texts.
+struct PromptTextHashes {
+    KeyHash sessionId;
+    KeyHash policyPath;
+};
 
 // A prompt on its way into the store, with the parts of its de-duplication
 // key worked out beforehand. Making one is safe on any thread: a sync makes
@@ -31,6 +39,7 @@ public:
     const QString& target() const { return denialTarget; }
     // promptKeyHash() of the key's parts.
     size_t keyHash() const { return hash; }
+    const PromptTextHashes& textHashes() const { return texts; }
 
     // The prompt itself, for the store to keep; the key's parts stay.
     PromptItem takeItem() { return std::move(prompt); }
@@ -40,6 +49,7 @@ private:
     QString denialType;
     QString denialTarget;
     size_t hash = 0;
+    PromptTextHashes texts;
 };
 
 // The records as prompts to add, in their order; the records are spent.

@@ -106,8 +106,9 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
 
     // Prompts of one session or policy share the index's copy of its text.
     seqsById.insert(item.id, seq);
-    item.policyPath = seqsByPolicy.insert(item.policyPath, seq);
-    item.sessionId = seqsBySession.insert(item.sessionId, seq);
+    const PromptTextHashes& hashes = incoming.textHashes();
+    item.policyPath = seqsByPolicy.insert(item.policyPath, hashes.policyPath, seq);
+    item.sessionId = seqsBySession.insert(item.sessionId, hashes.sessionId, seq);
     const PromptItem& added = promptList.prepend(seq, std::move(item), hash);
 
     logger(LogCategory::promptStore)
@@ -115,7 +116,7 @@ void PromptStore::addPrompt(IncomingPrompt incoming) {
               {incoming.typeString(), target, added.sessionId});
     if (replaced)
         emit promptRemoved(replaced->first, replaced->second);
-    emit promptAdded(added, seq);
+    emit promptAdded(added, seq, hashes);
     promptsDidChange();
 }
 

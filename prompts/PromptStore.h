@@ -127,7 +127,9 @@ public:
 
 signals:
     void promptsChanged();
-    void promptAdded(const zor::PromptItem& item, quint64 seq);
+    // With the hashes of its session and policy path, which a listener that
+    // looks those up needs not work out again.
+    void promptAdded(const zor::PromptItem& item, quint64 seq, const zor::PromptTextHashes& hashes);
     void promptRemoved(const zor::PromptItem& item, quint64 seq);
     void promptsEnded(const QList<quint64>& seqs);
     void highlightedPromptIdChanged();

@@ -56,13 +56,15 @@ void PromptsSidebarModel::setActive(bool isActive) {
 void PromptsSidebarModel::follow(PromptStore* store) {
     if (!store)
         return;
-    connect(store, &PromptStore::promptAdded, this, [this](const PromptItem& item, quint64 seq) {
-        addedSeqs.push_back(seq);
-        touch(groupKey(item)).newestAdded = seq;
-    });
+    connect(store, &PromptStore::promptAdded, this,
+            [this](const PromptItem& item, quint64 seq, const PromptTextHashes& hashes) {
+                addedSeqs.push_back(seq);
+                touch(groupKey(item), groupKeyHash(hashes)).newestAdded = seq;
+            });
     connect(store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
         removedSeqs.push_back(seq);
-        touch(groupKey(item)).hasRemoval = true;
+        const QString key = groupKey(item);
+        touch(key, textKeyHash(key)).hasRemoval = true;
     });
     connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
     connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
@@ -173,6 +175,10 @@ QString PromptsSidebarModel::groupKey(const PromptItem& item) const {
     return currentGrouping == SidebarGrouping::policy ? item.policyPath : item.sessionId;
 }
 
+KeyHash PromptsSidebarModel::groupKeyHash(const PromptTextHashes& hashes) const {
+    return currentGrouping == SidebarGrouping::policy ? hashes.policyPath : hashes.sessionId;
+}
+
 std::optional<quint64> PromptsSidebarModel::newestInStore(const QString& key) const {
     return currentGrouping == SidebarGrouping::policy ? promptStore->newestSeqForPolicy(key)
                                                       : promptStore->newestSeqForSession(key);
@@ -193,9 +199,10 @@ void PromptsSidebarModel::rebuild() {
         const PromptList prompts = promptStore->prompts();
         for (auto it = prompts.begin(); it != prompts.end(); ++it) {
             const QString key = groupKey(*it);
-            const bool isNewest = !groups.contains(TextKey{key});
+            TextKey group = textKey(key);
+            const bool isNewest = !groups.contains(group);
             if (isNewest) {
-                groups.insert(TextKey{key}, Group{it.seq(), 0, 0});
+                groups.insert(std::move(group), Group{it.seq(), 0, 0});
                 keyByNewest.insert(it.seq(), key);
             }
             held.emplace_back(it.seq(), isNewest);
@@ -207,10 +214,10 @@ void PromptsSidebarModel::rebuild() {
     endResetModel();
 }
 
-PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key) {
-    auto group = groups.find(borrowedTextKey(key));
+PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key, KeyHash hash) {
+    auto group = groups.find(borrowedTextKey(key, hash));
     if (group == groups.end())
-        group = groups.emplace(TextKey{key}, Group{});
+        group = groups.emplace(TextKey{key, hash}, Group{});
     if (group->batch != batch) {
         group->batch = batch;
         group->touch = touches.size();
@@ -250,7 +257,7 @@ void PromptsSidebarModel::takeChanges() {
         else if (change.from)
             recounts.push_back(*change.from);
         else // came and went within the batch
-            groups.remove(TextKey{change.key});
+            groups.remove(textKey(change.key));
     }
     // One group keeps its row, and its delegate, as it moves; many come and
     // go in runs of rows, and those that stay take their new order at once.
@@ -278,18 +285,18 @@ void PromptsSidebarModel::unmark(std::optional<quint64> newest) {
         return;
     seqs.setMarked(*newest, false);
     // Until it is marked again, the group has no row.
-    if (const auto group = groups.find(TextKey{keyByNewest.take(*newest)}); group != groups.end())
+    if (const auto group = groups.find(textKey(keyByNewest.take(*newest))); group != groups.end())
         group->newest.reset();
 }
 
 void PromptsSidebarModel::mark(const QString& key, std::optional<quint64> newest) {
     if (!newest) {
-        groups.remove(TextKey{key});
+        groups.remove(textKey(key));
         return;
     }
     seqs.setMarked(*newest, true);
     keyByNewest.insert(*newest, key);
-    groups[TextKey{key}].newest = newest;
+    groups[textKey(key)].newest = newest;
 }
 
 void PromptsSidebarModel::renumber(const GroupChange& change) {
@@ -297,7 +304,7 @@ void PromptsSidebarModel::renumber(const GroupChange& change) {
     seqs.setMarked(*change.from, false);
     seqs.setMarked(*change.to, true);
     keyByNewest.insert(*change.to, keyByNewest.take(*change.from));
-    groups[TextKey{change.key}].newest = change.to;
+    groups[textKey(change.key)].newest = change.to;
 }
 
 int PromptsSidebarModel::rowFor(quint64 newest) const {
@@ -347,7 +354,7 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
             beginRemoveRows({}, first, last);
             for (std::size_t i = begin; i < end; ++i) {
                 unmark(leaving[i].second->from);
-                groups.remove(TextKey{leaving[i].second->key});
+                groups.remove(textKey(leaving[i].second->key));
             }
             endRemoveRows();
         });

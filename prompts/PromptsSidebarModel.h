@@ -1,6 +1,7 @@
 #pragma once
 
 #include "prompts/Gathered.h"
+#include "prompts/IncomingPrompt.h"
 #include "prompts/MarkedSeqs.h"
 #include "prompts/PromptFilter.h"
 #include "prompts/SidebarEntry.h"
@@ -106,8 +107,9 @@ private:
 
     void follow(PromptStore* store);
     QString groupKey(const PromptItem& item) const;
-    // The group's changes in the batch being gathered.
-    Touch& touch(const QString& key);
+    KeyHash groupKeyHash(const PromptTextHashes& hashes) const;
+    // The group's changes in the batch being gathered; `hash` is the key's.
+    Touch& touch(const QString& key, KeyHash hash);
     std::optional<quint64> newestInStore(const QString& key) const;
     void rebuild();
     void takeChanges();

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QVarLengthArray>
 #include <algorithm>
+#include <concepts>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -19,12 +20,17 @@ namespace zor {
 template <typename Key> struct HeldKey {
     using Type = Key;
     static const Key& hold(const Key& key) { return key; }
+    // The key to hold, for one that a lookup with `borrowed` did not find.
+    static const Key& hold(const Key& key, const Key& /*borrowed*/) { return key; }
     static const Key& borrow(const Key& key) { return key; }
     static const Key& unwrap(const Key& key) { return key; }
 };
 template <> struct HeldKey<QString> {
     using Type = TextKey;
-    static TextKey hold(const QString& key) { return TextKey{key}; }
+    static TextKey hold(const QString& key) { return textKey(key); }
+    static TextKey hold(const QString& key, const TextKey& borrowed) {
+        return TextKey{key, borrowed.hash};
+    }
     static TextKey borrow(const QString& key) { return borrowedTextKey(key); }
     static const QString& unwrap(const TextKey& key) { return key.text; }
 };
@@ -39,11 +45,14 @@ public:
 
     // The key as held, which a copy can share instead of keeping its own.
     const Key& insert(const Key& key, quint64 seq) {
-        auto it = seqsByKey.find(Held::borrow(key));
-        if (it == seqsByKey.end())
-            it = seqsByKey.emplace(Held::hold(key), Seqs{});
-        it.value().append(seq);
-        return Held::unwrap(it.key());
+        return insertBorrowed(key, Held::borrow(key), seq);
+    }
+
+    // As insert(), with the text's hash worked out beforehand, on the
+    // thread that read the text.
+    const Key& insert(const Key& key, KeyHash hash,
+                      quint64 seq) requires std::same_as<Key, QString> {
+        return insertBorrowed(key, borrowedTextKey(key, hash), seq);
     }
 
     // The numbers of `key`, held from now on even while empty: one lookup
@@ -97,6 +106,16 @@ public:
     }
 
 private:
+    using Held = HeldKey<Key>;
+
+    const Key& insertBorrowed(const Key& key, const typename Held::Type& borrowed, quint64 seq) {
+        auto it = seqsByKey.find(borrowed);
+        if (it == seqsByKey.end())
+            it = seqsByKey.emplace(Held::hold(key, borrowed), Seqs{});
+        it.value().append(seq);
+        return Held::unwrap(it.key());
+    }
+
     static bool removeSeq(QVarLengthArray<quint64, 1>& seqs, quint64 seq) {
         const auto found = std::lower_bound(seqs.begin(), seqs.end(), seq);
         if (found == seqs.end() || *found != seq)
@@ -106,7 +125,6 @@ private:
     }
     static bool removeSeq(SeqList& seqs, quint64 seq) { return seqs.remove(seq); }
 
-    using Held = HeldKey<Key>;
     QHash<typename Held::Type, Seqs> seqsByKey;
 };
 

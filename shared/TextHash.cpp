@@ -1,5 +1,6 @@
 #include "shared/TextHash.h"
 
+#include <QHashFunctions>
 #include <QRandomGenerator>
 #include <QtEndian>
 #include <bit>
@@ -81,6 +82,11 @@ size_t textHash(QStringView text, size_t seed) noexcept {
     return textHash(QByteArrayView(reinterpret_cast<const char*>(text.utf16()),
                                    text.size() * qsizetype(sizeof(char16_t))),
                     seed);
+}
+
+KeyHash textKeyHash(QStringView text) noexcept {
+    const size_t seed = QHashSeed::globalSeed();
+    return KeyHash{seed, textHash(text, seed)};
 }
 
 } // namespace zor

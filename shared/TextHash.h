@@ -21,21 +21,43 @@ size_t textHash(QByteArrayView bytes, size_t seed) noexcept;
 // Of the text's UTF-16.
 size_t textHash(QStringView text, size_t seed) noexcept;
 
-// A text as a hash table's key, hashed with textHash().
+// The hash a TextKey holds: textHash() of the text's UTF-16 under `seed`,
+// the seed that every QHash of the process is made with. Worked out on any
+// thread, as it is the same on all.
+struct KeyHash {
+    size_t seed = 0;
+    size_t value = 0;
+};
+KeyHash textKeyHash(QStringView text) noexcept;
+
+// A text as a hash table's key, hashed with textHash() and holding its hash:
+// where the table holds the very text looked up, shared, as the prompts of
+// one session share their session's text, a lookup with a hash worked out
+// beforehand compares the two by their address and never reads the text.
+// Reading it is the cost of a lookup on the main thread when another thread
+// wrote the text: its characters have to come over from that processor.
 struct TextKey {
     QString text;
+    KeyHash hash;
     friend bool operator==(const TextKey& a, const TextKey& b) { return a.text == b.text; }
     friend size_t qHash(const TextKey& key, size_t seed) noexcept {
-        return textHash(key.text, seed);
+        return seed == key.hash.seed ? key.hash.value : textHash(key.text, seed);
     }
 };
+
+inline TextKey textKey(const QString& text) {
+    return TextKey{text, textKeyHash(text)};
+}
 
 // A key for looking `text` up, valid while `text` is: it shares the text's
 // characters without counting a reference. Counting one writes to the text's
 // header, and for a text that another thread wrote, as a prompt read from a
 // reply is, that write waits for the header's cache line to come over.
+inline TextKey borrowedTextKey(const QString& text, KeyHash hash) {
+    return TextKey{QString::fromRawData(text.constData(), text.size()), hash};
+}
 inline TextKey borrowedTextKey(const QString& text) {
-    return TextKey{QString::fromRawData(text.constData(), text.size())};
+    return borrowedTextKey(text, textKeyHash(text));
 }
 
 // SipHash-2-4 of `bytes` under the 128-bit key (k0, k1): textHash()'s code
