@@ -225,7 +225,7 @@ void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData
         return;
     }
     onMainThreadWithStore([prompt = IncomingPrompt(std::move(decoded).value())](
-                              PromptStore& store) { store.addPrompt(prompt); });
+                              PromptStore& store) mutable { store.addPrompt(std::move(prompt)); });
 }
 
 void NotificationHandler::promptRemovedWithPromptId(const QString& promptId) {

@@ -72,7 +72,7 @@ void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QSt
     addPrompt(IncomingPrompt(id, sessionId, policyPath, denial, sessionEnded));
 }
 
-void PromptStore::addPrompt(IncomingPrompt incoming) {
+void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     requireMainThread("PromptStore::addPrompt");
     PromptItem item = incoming.takeItem();
     // UTC: the same instant as local time, without a time zone lookup per prompt.

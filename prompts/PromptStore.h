@@ -69,7 +69,10 @@ public:
     // Adds the prompt first, replacing any prompt with the same de-duplication key.
     void addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
                    const Denial& denial, bool sessionEnded);
-    void addPrompt(IncomingPrompt prompt);
+    // Takes the prompt itself out of `prompt`. The key's parts stay there,
+    // to be freed where the caller frees them: a sync hands its spent
+    // batches to a worker, as the thread that read them allocated them.
+    void addPrompt(IncomingPrompt&& prompt);
     // The same with a fresh random id, for a session that has not ended.
     void addPrompt(const QString& sessionId, const QString& policyPath, const Denial& denial);
     // Removes the first prompt with that id; the filter falls back to all when
