@@ -160,10 +160,11 @@ void NotificationHandler::syncPrompts() {
     // for it goes on without it, even while the connection stays. One of a
     // connection since replaced leaves the wait to the new one's sync.
     const std::weak_ptr<AgentConnection> syncing = connection;
-    const auto proxy = remoteProxy([self, syncing] {
+    std::function<void()> onError = [self, syncing] {
         if (self && self->connection && self->connection == syncing.lock())
             self->endSyncWait();
-    });
+    };
+    const auto proxy = remoteProxy(std::move(onError));
     if (!proxy) {
         endSyncWait();
         return;
