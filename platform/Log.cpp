@@ -89,7 +89,7 @@ ParsedFormat parseFormat(const char* format) {
 // end. So is a text written where another's pointer pointed before. Entries
 // are never freed, as lines may still be written while the process ends, from
 // any thread: a line reads its entry without a copy and without the lock.
-const ParsedFormat* cachedFormat(const char* format) {
+const ParsedFormat* sharedCachedFormat(const char* format) {
     constexpr qsizetype kCached = 256;
     static QBasicMutex mutex;
     static auto* const cache = new QHash<const char*, const ParsedFormat*>;
@@ -103,11 +103,32 @@ const ParsedFormat* cachedFormat(const char* format) {
     return parsed;
 }
 
+// The same, first among the formats this thread wrote with last, without the
+// lock: taking it was a fair part of a line, and a sync writes thousands.
+const ParsedFormat* cachedFormat(const char* format) {
+    struct Recent {
+        const char* format = nullptr;
+        const ParsedFormat* parsed = nullptr;
+    };
+    thread_local std::array<Recent, 16> recent;
+    Recent& slot = recent[quintptr(format) % recent.size()];
+    if (slot.format == format && std::strcmp(slot.parsed->source.constData(), format) == 0)
+        return slot.parsed;
+    const ParsedFormat* parsed = sharedCachedFormat(format);
+    if (parsed)
+        slot = Recent{format, parsed};
+    return parsed;
+}
+
 LogValue render(const Placeholder& p, const LogArg& arg) {
     LogValue v;
     v.isPublic = p.isPublic;
     v.placeholderStart = p.start;
     v.placeholderLength = p.length;
+    if (const auto* text = std::get_if<const QString*>(&arg.value)) {
+        v.text = **text;
+        return v;
+    }
     if (const auto* text = std::get_if<QString>(&arg.value)) {
         v.text = *text;
         return v;
@@ -445,7 +466,10 @@ void Logger::write(LogLevel level, const char* format, std::initializer_list<Log
     LogRecord record;
     record.category = category;
     record.level = level;
-    record.format = parsed.text;
+    // A held format's text outlives every record, so a record shares it
+    // without counting a reference.
+    record.format =
+        cached ? QString::fromRawData(parsed.text.constData(), parsed.text.size()) : parsed.text;
     const qsizetype count = std::min(qsizetype(args.size()), parsed.placeholders.size());
     record.values.reserve(count);
     for (qsizetype i = 0; i < count; ++i)

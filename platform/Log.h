@@ -21,10 +21,12 @@ QString levelName(LogLevel level);
 
 // An argument of a log line. Its privacy follows the placeholder it fills, as
 // in the unified log: strings are private unless "%{public}s", numbers public.
+// A QString is referred to, not copied: an argument lives for the call that
+// it is an argument of, as does the string it was made from.
 class LogArg {
 public:
     LogArg(const QString& text)
-        : value(text) {}
+        : value(&text) {}
     LogArg(const char* text)
         : value(QString::fromUtf8(text)) {}
     LogArg(int number)
@@ -36,7 +38,7 @@ public:
     LogArg(double number)
         : value(number) {}
 
-    std::variant<QString, qint64, double> value;
+    std::variant<const QString*, QString, qint64, double> value;
 };
 
 struct LogValue {
