@@ -2,7 +2,6 @@
 
 #include "shared/TextHash.h"
 
-#include <QHashFunctions>
 #include <utility>
 
 namespace zor {
@@ -42,7 +41,7 @@ size_t promptKeyHash(QStringView policyPath, QStringView typeString, QStringView
     key += typeString;
     key += u':';
     key += target;
-    return textHash(key, QHashSeed::globalSeed());
+    return textKeyHash(key).value;
 }
 
 } // namespace zor
