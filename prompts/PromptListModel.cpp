@@ -252,12 +252,24 @@ void PromptListModel::followSearch() {
     const bool isWidening = search.includes(shownSearch);
     shownSearch = search;
     const int before = count();
-    std::vector<quint64> lost;
-    std::vector<quint64> found; // ascending
+    // The rows that need a look, oldest first.
+    std::vector<std::pair<quint64, bool>> looked;
     rows.forEach([&](quint64 seq, bool isShown) {
-        if (isShown ? isWidening : isNarrowing)
-            return;
-        const PromptItem* item = store.promptWithSeq(seq);
+        if (isShown ? !isWidening : !isNarrowing)
+            looked.emplace_back(seq, isShown);
+    });
+    // Each row's prompt from a walk through the store's, newest first, beside
+    // the rows: finding each by its number would search the store's chunks
+    // every time.
+    std::vector<quint64> lost;
+    std::vector<quint64> found; // newest first
+    PromptList::const_iterator prompt = store.prompts().begin();
+    const PromptList::const_iterator last = store.prompts().end();
+    for (auto row = looked.crbegin(); row != looked.crend(); ++row) {
+        const auto [seq, isShown] = *row;
+        while (prompt != last && prompt.seq() > seq)
+            ++prompt;
+        const PromptItem* item = prompt != last && prompt.seq() == seq ? &*prompt : nullptr;
         const bool isFound = item && search.matches(*item);
         if (isShown && !isFound) {
             lost.push_back(seq);
@@ -265,22 +277,20 @@ void PromptListModel::followSearch() {
                 selectedIds.remove(item->id);
         } else if (!isShown && isFound)
             found.push_back(seq);
-    });
+    }
     removeRows(lost, false);
     // Back in from the top down: each lands below the newer ones already back,
     // so its row is known before any of them is marked.
     std::vector<int> at;
     at.reserve(found.size());
-    for (std::size_t i = 0; i < found.size(); ++i) {
-        const quint64 seq = found[found.size() - 1 - i];
-        at.push_back(int(rows.markedCount() - rows.markedBelow(seq)) + int(i));
-    }
+    for (std::size_t i = 0; i < found.size(); ++i)
+        at.push_back(int(rows.markedCount() - rows.markedBelow(found[i])) + int(i));
     forEachRun(
         at, 1, [](int row) { return row; },
         [&](std::size_t begin, std::size_t end, int first, int last) {
             beginInsertRows({}, first, last);
             for (std::size_t i = begin; i < end; ++i)
-                rows.setMarked(found[found.size() - 1 - i], true);
+                rows.setMarked(found[i], true);
             endInsertRows();
         });
     followHighlight();
