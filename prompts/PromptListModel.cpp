@@ -164,8 +164,10 @@ void PromptListModel::rebuild() {
     selectedIds.clear();
     shownSearch = store.search();
     std::vector<std::pair<quint64, bool>> held;
+    SharedTextFinds shared;
     for (const quint64 seq : store.filteredSeqs())
-        held.emplace_back(seq, shownSearch.matches(*store.promptWithSeq(seq)));
+        held.emplace_back(seq, shownSearch.isEmpty() ||
+                                   shownSearch.matches(*store.promptWithSeq(seq), shared));
     rows.assign(held);
     addedSeqs.clear();
     removedSeqs.clear();
@@ -263,6 +265,7 @@ void PromptListModel::followSearch() {
     // every time.
     std::vector<quint64> lost;
     std::vector<quint64> found; // newest first
+    SharedTextFinds shared;
     PromptList::const_iterator prompt = store.prompts().begin();
     const PromptList::const_iterator last = store.prompts().end();
     for (auto row = looked.crbegin(); row != looked.crend(); ++row) {
@@ -270,7 +273,7 @@ void PromptListModel::followSearch() {
         while (prompt != last && prompt.seq() > seq)
             ++prompt;
         const PromptItem* item = prompt != last && prompt.seq() == seq ? &*prompt : nullptr;
-        const bool isFound = item && search.matches(*item);
+        const bool isFound = item && search.matches(*item, shared);
         if (isShown && !isFound) {
             lost.push_back(seq);
             if (item)

@@ -13,6 +13,16 @@ char16_t asciiLower(char16_t c) {
 
 } // namespace
 
+SharedTextFinds::SharedTextFinds()
+    : entries(std::size_t(1) << kSlotBits) {}
+
+SharedTextFinds::Slot& SharedTextFinds::slotFor(const QString& text) {
+    // Texts lie at addresses a few dozen bytes apart: a multiplication spreads
+    // them over the slots.
+    const quint64 spread = quint64(quintptr(text.constData())) * 0x9E3779B97F4A7C15u;
+    return entries[spread >> (64 - kSlotBits)];
+}
+
 PromptSearch::PromptSearch(const QString& text)
     : needle(text.trimmed()) {
     if (!std::all_of(needle.cbegin(), needle.cend(), [](QChar c) { return c.unicode() < 0x80; }))
@@ -57,19 +67,34 @@ bool PromptSearch::holds(QStringView field) const {
     return false;
 }
 
-bool PromptSearch::matches(const PromptItem& item) const {
-    if (needle.isEmpty())
-        return true;
-    // The texts at hand first. The target and the title may be put together,
-    // in one buffer for the thread: a keystroke's look through thousands of
-    // prompts allocates nothing.
-    if (holds(item.sessionId) || holds(item.policyPath))
-        return true;
+bool PromptSearch::holds(const QString& field, SharedTextFinds& shared) const {
+    SharedTextFinds::Slot& slot = shared.slotFor(field);
+    if (slot.text != field.constData() || slot.size != field.size())
+        slot = {field.constData(), qint32(field.size()), holds(field)};
+    return slot.isFound;
+}
+
+bool PromptSearch::holdsOwnTexts(const PromptItem& item) const {
+    // The target and the title may be put together, in one buffer for the
+    // thread: a keystroke's look through thousands of prompts allocates
+    // nothing.
     if (const std::optional<QString>& process = item.denial.processName();
         process && holds(*process))
         return true;
     thread_local QString scratch;
     return holds(item.denial.target(scratch)) || holds(promptTitle(item.denial, scratch));
+}
+
+bool PromptSearch::matches(const PromptItem& item) const {
+    if (needle.isEmpty())
+        return true;
+    return holds(item.sessionId) || holds(item.policyPath) || holdsOwnTexts(item);
+}
+
+bool PromptSearch::matches(const PromptItem& item, SharedTextFinds& shared) const {
+    if (needle.isEmpty())
+        return true;
+    return holds(item.sessionId, shared) || holds(item.policyPath, shared) || holdsOwnTexts(item);
 }
 
 bool PromptSearch::includes(const PromptSearch& other) const {

@@ -207,6 +207,38 @@ private slots:
         }
     }
 
+    // A look through many prompts that share their sessions' and policy
+    // files' texts finds what a look at each prompt alone finds, with more
+    // shared texts than the finds keep, so that texts meet in one place.
+    void sharedTextsAreLookedInForEachPrompt() {
+        QRandomGenerator random(7);
+        QStringList sessions;
+        for (int n = 0; n < 5000; ++n)
+            sessions.append(QStringLiteral("s-%1").arg(random.bounded(100000)));
+        QStringList policies;
+        for (int n = 0; n < 300; ++n)
+            policies.append(QStringLiteral("/p-%1/policy.yml").arg(n));
+        std::vector<PromptItem> items;
+        for (int n = 0; n < 20000; ++n)
+            items.push_back({QUuid::createUuid(),
+                             sessions[random.bounded(int(sessions.size()))],
+                             policies[random.bounded(int(policies.size()))],
+                             FileDenial{QStringLiteral("/x"), "write", "make"},
+                             {},
+                             false});
+        for (const char* needle : {"-12", "P-2", "s-9", "/P-29/"}) {
+            const PromptSearch search(needle);
+            SharedTextFinds shared;
+            qsizetype found = 0;
+            for (const PromptItem& item : items) {
+                const bool isFound = search.matches(item);
+                QCOMPARE(search.matches(item, shared), isFound);
+                found += isFound ? 1 : 0;
+            }
+            QVERIFY2(found > 0 && found < qsizetype(items.size()), needle);
+        }
+    }
+
     void promptIdsParseOnlyTheStandardForm_data() {
         QTest::addColumn<QString>("text");
         QTest::newRow("braces") << "{6F9619FF-8B86-D011-B42D-00C04FC964FF}";
