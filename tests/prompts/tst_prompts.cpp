@@ -2,6 +2,7 @@
 #include "LogCapture.h"
 #include "prompts/Gathered.h"
 #include "prompts/IncomingPrompt.h"
+#include "prompts/MarkedSeqs.h"
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptSearch.h"
 #include "prompts/PromptStore.h"
@@ -13,6 +14,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <map>
 #include <memory>
 #include <set>
 
@@ -426,6 +428,62 @@ private slots:
             QVERIFY(std::equal(seqs.cbegin(), seqs.cend(), reference.cbegin(), reference.cend()));
             QVERIFY(
                 std::equal(seqs.crbegin(), seqs.crend(), reference.crbegin(), reference.crend()));
+        }
+    }
+
+    // A view's rows under random appends with gaps in the numbering, removals
+    // and marks, and now and then a fresh start: every question about held,
+    // absent and out-of-range numbers agrees with a plain map.
+    void markedSeqsAgreeWithAMap() {
+        QRandomGenerator random(11);
+        MarkedSeqs seqs;
+        std::map<quint64, bool> reference;
+        quint64 next = 1;
+        const auto anyNumber = [&] { return quint64(random.bounded(quint32(next + 2))); };
+        for (int step = 0; step < 6000; ++step) {
+            const int choice = random.bounded(100);
+            if (choice < 45 || reference.empty()) {
+                // Mostly dense, as a sync adds, with a run of gaps now and then.
+                next += choice % 7 == 0 ? random.bounded(2000) : random.bounded(3);
+                const bool isMarked = random.bounded(3) != 0;
+                seqs.append(next, isMarked);
+                reference[next++] = isMarked;
+            } else if (choice < 75) {
+                const quint64 seq = anyNumber();
+                seqs.remove(seq);
+                reference.erase(seq);
+            } else if (choice < 99) {
+                const quint64 seq = anyNumber();
+                const bool isMarked = random.bounded(2) == 1;
+                const auto held = reference.find(seq);
+                const bool isChange = held != reference.end() && held->second != isMarked;
+                QCOMPARE(seqs.setMarked(seq, isMarked), isChange);
+                if (isChange)
+                    held->second = isMarked;
+            } else {
+                std::vector<std::pair<quint64, bool>> ascending(reference.cbegin(),
+                                                                reference.cend());
+                seqs.assign(ascending);
+            }
+            std::vector<quint64> marked;
+            for (const auto& [seq, isMarked] : reference)
+                if (isMarked)
+                    marked.push_back(seq);
+            QCOMPARE(seqs.markedCount(), qsizetype(marked.size()));
+            for (int question = 0; question < 4; ++question) {
+                const quint64 seq = anyNumber();
+                const auto held = reference.find(seq);
+                QCOMPARE(seqs.contains(seq), held != reference.end());
+                QCOMPARE(seqs.isMarked(seq), held != reference.end() && held->second);
+                const auto below = std::lower_bound(marked.cbegin(), marked.cend(), seq);
+                QCOMPARE(seqs.markedBelow(seq), qsizetype(below - marked.cbegin()));
+                const bool isMarked = below != marked.cend() && *below == seq;
+                QCOMPARE(seqs.rankOf(seq), isMarked ? qsizetype(below - marked.cbegin()) : -1);
+            }
+            if (!marked.empty()) {
+                const qsizetype rank = random.bounded(int(marked.size()));
+                QCOMPARE(seqs.markedAt(rank), marked[std::size_t(rank)]);
+            }
         }
     }
 
