@@ -260,19 +260,26 @@ void PromptListModel::followSearch() {
         if (isShown ? !isWidening : !isNarrowing)
             looked.emplace_back(seq, isShown);
     });
-    // Each row's prompt from a walk through the store's, newest first, beside
-    // the rows: finding each by its number would search the store's chunks
-    // every time.
+    // Each row's prompt: from a walk through the store's, newest first, beside
+    // the rows, when they are a good share of the store's, as finding each by
+    // its number would search the store's chunks every time; found by its
+    // number when they are few, as under a filter in a large store.
+    const PromptList& prompts = store.prompts();
+    const bool isWalking = qsizetype(looked.size()) * 8 >= prompts.size();
+    PromptList::const_iterator prompt = prompts.begin();
+    const auto promptWithSeq = [&](quint64 seq) -> const PromptItem* {
+        if (!isWalking)
+            return prompts.find(seq);
+        while (prompt != prompts.end() && prompt.seq() > seq)
+            ++prompt;
+        return prompt != prompts.end() && prompt.seq() == seq ? &*prompt : nullptr;
+    };
     std::vector<quint64> lost;
     std::vector<quint64> found; // newest first
     SharedTextFinds shared;
-    PromptList::const_iterator prompt = store.prompts().begin();
-    const PromptList::const_iterator last = store.prompts().end();
     for (auto row = looked.crbegin(); row != looked.crend(); ++row) {
         const auto [seq, isShown] = *row;
-        while (prompt != last && prompt.seq() > seq)
-            ++prompt;
-        const PromptItem* item = prompt != last && prompt.seq() == seq ? &*prompt : nullptr;
+        const PromptItem* item = promptWithSeq(seq);
         const bool isFound = item && search.matches(*item, shared);
         if (isShown && !isFound) {
             lost.push_back(seq);
