@@ -13,10 +13,11 @@ char16_t asciiLower(char16_t c) {
 
 } // namespace
 
-SharedTextFinds::SharedTextFinds()
-    : entries(std::size_t(1) << kSlotBits) {}
-
 SharedTextFinds::Slot& SharedTextFinds::slotFor(const QString& text) {
+    // Made at the first look: a list rebuilt without a search, or a keystroke
+    // with no row to look at, needs no table.
+    if (entries.empty())
+        entries.resize(std::size_t(1) << kSlotBits);
     // Texts lie at addresses a few dozen bytes apart: a multiplication spreads
     // them over the slots.
     const quint64 spread = quint64(quintptr(text.constData())) * 0x9E3779B97F4A7C15u;

@@ -14,10 +14,6 @@ namespace zor {
 // finds its answer again by where the text's characters lie. For one search
 // through prompts that stay as they are meanwhile.
 class SharedTextFinds {
-public:
-    SharedTextFinds();
-
-private:
     friend class PromptSearch;
     // Enough for the sessions and policy files of ten thousand prompts, and
     // small enough to stay in the processor's nearer caches.
