@@ -88,6 +88,7 @@ int runWindowedApplication(int argc, char** argv) {
     // agent link (below), and the instance socket goes with the application.
     platformTerminationSignals().watch(&QCoreApplication::quit);
 
+    readFontsAhead();
     useDesktopControlsStyle();
     useSoftwareDrawingIf(platformPrefersSoftwareDrawing());
     AppDelegate delegate({NotificationHandler::shared(), platformAppActivation(), &makeMainWindow});

@@ -1,11 +1,13 @@
 #include "window/qml/QuickViews.h"
 
 #include <QFileInfo>
+#include <QFontDatabase>
 #include <QGuiApplication>
 #include <QLibraryInfo>
 #include <QQmlEngine>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QThreadPool>
 
 // Generated with the Zor QML module.
 void qml_register_types_Zor();
@@ -23,6 +25,12 @@ void useSoftwareDrawingIf(bool isPreferred) {
     if (isPreferred && qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND") &&
         qEnvironmentVariableIsEmpty("QSG_RHI_BACKEND"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+}
+
+void readFontsAhead() {
+    // The font database is filled once per process, under its own lock: a
+    // window that needs it sooner waits for the worker, not for a second read.
+    QThreadPool::globalInstance()->start([] { QFontDatabase::families(); });
 }
 
 void prepareZorEngine(QQmlEngine& engine) {
