@@ -90,19 +90,24 @@ double cpuMicros(clockid_t clock) {
     return double(now.tv_sec) * 1e6 + double(now.tv_nsec) / 1e3;
 }
 
-// The kernel's work for this process since the meter was made: the pages it
-// gave the process on first touch (minor faults), and its CPU time. A sync
-// whose buffers the allocator maps afresh, as it does above its mapping
-// threshold, pays for each page again.
+// The kernel's work for this process: the pages it gave the process on first
+// touch (minor faults), and its CPU time. A sync whose buffers the allocator
+// maps afresh, as it does above its mapping threshold, pays for each page again.
+struct KernelWork {
+    double pageFaults = 0;
+    double systemMicros = 0;
+};
+
 class KernelMeter {
 public:
-    KernelMeter() { getrusage(RUSAGE_SELF, &start); }
+    KernelMeter()
+        : start(now()) {}
 
-    double pageFaults() const { return double(now().ru_minflt - start.ru_minflt); }
-    double systemMs() const {
+    // What the kernel did since the meter was made.
+    KernelWork read() const {
         const rusage end = now();
-        return double(end.ru_stime.tv_sec - start.ru_stime.tv_sec) * 1e3 +
-               double(end.ru_stime.tv_usec - start.ru_stime.tv_usec) / 1e3;
+        return {double(end.ru_minflt - start.ru_minflt),
+                micros(end.ru_stime) - micros(start.ru_stime)};
     }
 
 private:
@@ -111,8 +116,9 @@ private:
         getrusage(RUSAGE_SELF, &usage);
         return usage;
     }
+    static double micros(timeval time) { return double(time.tv_sec) * 1e6 + double(time.tv_usec); }
 
-    rusage start{};
+    rusage start;
 };
 
 // The system's side of the attention, which takes no time in the app's process.
@@ -296,8 +302,7 @@ struct SyncRun {
     double wallMs = 0;
     double cpuMs = 0; // both threads
     double longestGapMs = 0;
-    double pageFaults = 0;
-    double systemMs = 0;
+    KernelWork kernel;
 };
 
 SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
@@ -329,8 +334,7 @@ SyncRun syncInTurns(const QByteArray& json, qsizetype count) {
     decoder.join();
     heartbeat.stop();
     SyncRun run;
-    run.pageFaults = kernel.pageFaults();
-    run.systemMs = kernel.systemMs();
+    run.kernel = kernel.read();
     if (store.prompts().size() != count || views.promptList().count() != count ||
         views.policySidebar().rowCount() != store.uniquePolicyPaths().size() + 1) {
         std::fprintf(stderr, "the sync did not add every prompt\n");
@@ -407,10 +411,11 @@ void measureSyncs(std::vector<ScaleRun>& runs) {
             const SyncRun result = syncInTurns(scaleRun.json, scaleRun.scale.prompts);
             figures.sync.add(result.wallMs * 1000, result.cpuMs * 1000);
             figures.gaps.add(result.longestGapMs);
-            figures.syncFaults.add(result.pageFaults, result.systemMs * 1000);
+            figures.syncFaults.add(result.kernel.pageFaults, result.kernel.systemMicros);
             const KernelMeter floorKernel;
             figures.syncFloor.take([&] { syncFloor(scaleRun.json, scaleRun.scale.prompts); });
-            figures.syncFloorFaults.add(floorKernel.pageFaults(), floorKernel.systemMs() * 1000);
+            const KernelWork floorWork = floorKernel.read();
+            figures.syncFloorFaults.add(floorWork.pageFaults, floorWork.systemMicros);
             figures.idleGaps.add(idleGapMs(std::chrono::milliseconds(qint64(result.wallMs) + 1)));
         }
 }
