@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 #include "platform/TerminationSignals.h"
+#include "platform/Worker.h"
 #include "prompts/AppState.h"
 #include "prompts/PromptAttention.h"
 #include "prompts/PromptDecider.h"
@@ -21,7 +22,6 @@
 #include <QGuiApplication>
 #include <QPointer>
 #include <QScopeGuard>
-#include <QThreadPool>
 
 namespace zor {
 
@@ -42,20 +42,6 @@ std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     repairs->setParent(window.get());
     monitor->setParent(window.get());
     return window;
-}
-
-// Probes still running on workers may wait for the main thread: the agent's
-// build number is read there. Serve them until they are done, rather than let
-// the application's end wait for them while they wait for it. A probe's
-// result comes back in a posted call, delivered too, so that its check ends
-// rather than stays suspended; the check may start one more probe.
-void finishWorkers() {
-    QThreadPool* workers = QThreadPool::globalInstance();
-    do {
-        while (!workers->waitForDone(10))
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-        QCoreApplication::sendPostedEvents();
-    } while (workers->activeThreadCount() > 0);
 }
 
 } // namespace
@@ -122,7 +108,7 @@ int runWindowedApplication(int argc, char** argv) {
         },
         Qt::QueuedConnection);
     const int status = app.exec();
-    finishWorkers();
+    finishWorkerCalls();
     return status;
 }
 

@@ -1,13 +1,16 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
 #include "platform/Clock.h"
+#include "platform/Worker.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/PosixTerminationSignals.h"
 
+#include <QCoroTask>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThreadPool>
 #include <csignal>
 #include <cstdio>
 #include <thread>
@@ -47,6 +50,12 @@ QByteArray sinkLine(const LogRecord& record) {
 
 QByteArray added(const char* target) {
     return textLine("info", QByteArray("Added prompt: ").append(target).constData());
+}
+
+// A chain of calls on workers, each started when the previous one's result is back.
+QCoro::Task<> countOnWorkers(QObject* context, int calls, int& counted) {
+    for (int call = 0; call < calls; ++call)
+        counted = co_await runOnWorker(context, [call] { return call + 1; });
 }
 
 } // namespace
@@ -267,6 +276,22 @@ private slots:
         QTRY_COMPARE(fired, (QStringList{"first", "later"}));
         QVERIFY(!clock.isPending(first));
         clock.cancel(first); // already fired: ignored
+    }
+
+    // At the end, every call under way hands its result back and its
+    // coroutine goes on, even a call that was started and done while the
+    // results before it were being delivered.
+    void workerCallsAllHandTheirResultsBackAtTheEnd() {
+        QObject context;
+        int counted = 0;
+        countOnWorkers(&context, 3, counted);
+        QThreadPool::globalInstance()->waitForDone(); // the first result is posted
+        // Delivered right after that result: by then the second call has started,
+        // and this waits until it is done and its result posted too.
+        QMetaObject::invokeMethod(
+            &context, [] { QThreadPool::globalInstance()->waitForDone(); }, Qt::QueuedConnection);
+        finishWorkerCalls();
+        QCOMPARE(counted, 3);
     }
 
     // The first request reaches the main thread, through the event loop; a

@@ -1,5 +1,6 @@
 #include "SetupScene.h"
 
+#include "platform/Worker.h"
 #include "shared/BuildNumber.h"
 #include "window/qml/QuickViews.h"
 
@@ -8,7 +9,6 @@
 #include <QQuickItem>
 #include <QQuickView>
 #include <QTest>
-#include <QThreadPool>
 
 namespace zor::testing {
 
@@ -44,7 +44,6 @@ SetupScene::~SetupScene() {
 void SetupScene::finishFlows() {
     monitor->disappear();
     QList<std::shared_ptr<SystemExtensionRequestDelegate>> answered;
-    int idleRounds = 0;
     for (;;) {
         bool hasAnswered = false;
         for (const auto& weak : extensions.delegates) {
@@ -55,17 +54,10 @@ void SetupScene::finishFlows() {
                 hasAnswered = true;
             }
         }
-        QThreadPool::globalInstance()->waitForDone();
-        QCoreApplication::processEvents();
-        // A resumed flow may have started another probe.
-        const bool isProbing = QThreadPool::globalInstance()->activeThreadCount() > 0;
-        if (clock.advanceToNextTimer() || hasAnswered || isProbing)
-            continue;
-        // That probe may be done already, the call that resumes its check
-        // still posted: a few more rounds take it. Not without end, as a
-        // screen never shown stays checking.
-        constexpr int kRoundsForAPostedCheck = 8;
-        if (!isChecking() || ++idleRounds > kRoundsForAPostedCheck)
+        QCoreApplication::processEvents(); // an answer resumes its flow through the loop
+        // A resumed flow may start a check, whose probes run on workers.
+        finishWorkerCalls();
+        if (!clock.advanceToNextTimer() && !hasAnswered)
             return;
     }
 }
@@ -166,7 +158,7 @@ bool SetupScene::isChecking() const {
 }
 
 bool SetupScene::settle() {
-    return QTest::qWaitFor([this] { return !isChecking(); });
+    return QTest::qWaitFor([this] { return !isChecking() && workerCallsInFlight() == 0; });
 }
 
 void SetupScene::fitHeight() {

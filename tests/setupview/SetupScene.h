@@ -46,7 +46,8 @@ public:
     // Loads the screen `width` wide and as tall as its content, or `height`
     // tall; its appearance starts the full check.
     bool show(int width, std::optional<int> height = std::nullopt);
-    // Waits, in real time, until no status is being checked. Virtual time does not move.
+    // Waits, in real time, until no status is being checked and no probe is
+    // under way: two checks may overlap. Virtual time does not move.
     bool settle();
     // Renders the window, as tall as its content unless shown at a height.
     QImage grab();
