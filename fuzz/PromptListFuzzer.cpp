@@ -1,17 +1,21 @@
 #include "FuzzCheck.h"
+#include "shared/ParserRoom.h"
 #include "shared/SerializablePromptItem.h"
 
 #include <cstddef>
 #include <cstdint>
 
 // Any text as the agent's reply to a sync, read the ways the app can read
-// it: the record-by-record reading keeps every record the strict one keeps,
-// accounts for what it skips, and what it keeps survives its JSON.
+// it: the record-by-record reading, of the reply where the transport leaves
+// it, keeps every record the strict one keeps in a copy of its own, accounts
+// for what it skips, and what it keeps survives its JSON.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using zor::SerializablePromptItem;
     using zor::fuzz::check;
-    const QByteArrayView json(data, qsizetype(size));
-    const auto strict = SerializablePromptItem::listFromJson(json);
+    const QByteArrayView view(data, qsizetype(size));
+    QByteArray json = view.toByteArray();
+    zor::makeParserRoom(json);
+    const auto strict = SerializablePromptItem::listFromJson(view);
     const auto partial = SerializablePromptItem::partialListFromJson(json);
     if (strict)
         check(partial && partial.value().records == strict.value() &&

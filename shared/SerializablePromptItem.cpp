@@ -144,7 +144,7 @@ Decoded<QList<SerializablePromptItem>> SerializablePromptItem::listFromJson(QByt
 }
 
 Decoded<SerializablePromptItem::PartialList>
-SerializablePromptItem::partialListFromJson(QByteArrayView text) {
+SerializablePromptItem::partialListFromJson(const QByteArray& text) {
     // One batch of everything.
     PartialList list;
     const Decoded<qsizetype> read =
@@ -155,7 +155,7 @@ SerializablePromptItem::partialListFromJson(QByteArrayView text) {
     return list;
 }
 
-Decoded<qsizetype> SerializablePromptItem::partialListFromJson(QByteArrayView text,
+Decoded<qsizetype> SerializablePromptItem::partialListFromJson(const QByteArray& text,
                                                                qsizetype batchSize,
                                                                const BatchHandler& onBatch) {
     // The parse checks the whole text, so only text that is not one

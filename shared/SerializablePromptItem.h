@@ -42,15 +42,16 @@ struct SerializablePromptItem {
         QList<SerializablePromptItem> records;
         QList<RecordFailure> failures;
     };
-    // An error only when the text is not a JSON array at all.
-    static Decoded<PartialList> partialListFromJson(QByteArrayView json);
+    // An error only when the text is not a JSON array at all. A text with
+    // the parser's room after it (makeParserRoom) is read where it is.
+    static Decoded<PartialList> partialListFromJson(const QByteArray& json);
     // The same in batches of `batchSize` records at most, each handed on as
     // it is read with the number of records that may still follow, so that
     // the first can be used while the rest are read. Failures keep their
     // index in the whole list. A text that is not a JSON array fails before
     // any batch; otherwise the value is the number of records read.
     using BatchHandler = std::function<void(PartialList batch, qsizetype toCome)>;
-    static Decoded<qsizetype> partialListFromJson(QByteArrayView json, qsizetype batchSize,
+    static Decoded<qsizetype> partialListFromJson(const QByteArray& json, qsizetype batchSize,
                                                   const BatchHandler& onBatch);
 };
 

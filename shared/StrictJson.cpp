@@ -3,6 +3,9 @@
 #include "shared/TextHash.h"
 
 namespace zor {
+
+static_assert(kParserRoom >= qsizetype(simdjson::SIMDJSON_PADDING));
+
 namespace {
 
 // Deeper than any record or message: the list, a record, its denial, its
@@ -29,10 +32,15 @@ bool hasTextAfterValue(QByteArrayView text) {
 StrictJson::StrictJson(QByteArrayView input)
     : text(input) {}
 
+StrictJson::StrictJson(const QByteArray& input)
+    : text(input)
+    , isInPlace(hasParserRoom(input)) {}
+
 bool StrictJson::root(JsonValue& out) {
     simdjson::error_code code = parser.allocate(size_t(text.size()), kMaxDepth);
     if (code == simdjson::SUCCESS)
-        code = parser.parse_into_document(document, text.data(), size_t(text.size())).get(out);
+        code = parser.parse_into_document(document, text.data(), size_t(text.size()), !isInPlace)
+                   .get(out);
     if (code == simdjson::TAPE_ERROR && hasTextAfterValue(text))
         return fail(QStringLiteral("text after the value"));
     if (code == simdjson::DEPTH_ERROR)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "shared/ParserRoom.h"
+
 #include <QByteArrayView>
 #include <QHash>
 #include <QString>
@@ -38,6 +40,8 @@ class StrictJson {
 public:
     // `text` must outlive root().
     explicit StrictJson(QByteArrayView text);
+    // Parsed where it is when it has the parser's room after it (makeParserRoom).
+    explicit StrictJson(const QByteArray& text);
     StrictJson(const StrictJson&) = delete;
     StrictJson& operator=(const StrictJson&) = delete;
 
@@ -82,6 +86,7 @@ private:
     bool check(simdjson::error_code code);
 
     QByteArrayView text;
+    bool isInPlace = false;
     simdjson::dom::parser parser;
     // What the elements point into: the parsed values and their unescaped
     // strings, apart from the parser.

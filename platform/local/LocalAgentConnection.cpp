@@ -3,6 +3,7 @@
 #include "platform/Log.h"
 #include "platform/local/LocalAgentMessages.h"
 #include "platform/local/PeerCredentials.h"
+#include "shared/ParserRoom.h"
 
 #include <QCoreApplication>
 #include <QLocalSocket>
@@ -367,6 +368,10 @@ void LocalAgentConnection::handleReply(const Message& reply) {
             finished.onError(isTooLarge ? replyTooLargeError() : malformedReplyError());
         return;
     }
+    // A reply's data is JSON for the app to read: with the reader's room
+    // after it, it is read where it is rather than copied whole first.
+    if (data)
+        makeParserRoom(*data);
     if (!finished.readReply(reply, data) && finished.onError)
         finished.onError(malformedReplyError());
 }

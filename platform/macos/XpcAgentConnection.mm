@@ -5,6 +5,7 @@
 #include "platform/macos/PendingCalls.h"
 #include "platform/macos/SystemValues.h"
 #include "platform/macos/XpcAgentConnector.h"
+#include "shared/ParserRoom.h"
 #include "shared/ZorAgentXPC.h"
 
 #include <QMutex>
@@ -199,8 +200,14 @@ public:
         const std::shared_ptr<PendingCalls> pending = connection->calls;
         const PendingCalls::CallId call = pending->open(onError);
         [connection->proxyForCall(call) getPromptsWithReply:^(NSData* promptsData) {
-          if (pending->finish(call))
-              reply(QByteArray::fromNSData(promptsData));
+          if (!pending->finish(call))
+              return;
+          // Copied once, with the room after it that lets the reader read it
+          // where it is.
+          QByteArray data;
+          data.reserve(qsizetype(promptsData.length) + kParserRoom);
+          data.append(static_cast<const char*>(promptsData.bytes), qsizetype(promptsData.length));
+          reply(data);
         }];
     }
 

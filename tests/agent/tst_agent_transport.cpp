@@ -7,6 +7,7 @@
 #include "platform/local/LocalAgentMessages.h"
 #include "platform/local/LocalAgentServer.h"
 #include "platform/local/LocalFraming.h"
+#include "shared/ParserRoom.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -98,7 +99,10 @@ struct Client final : ZorAppCallbackProtocol {
     }
 
     void getPrompts() {
-        proxy->getPromptsWithReply([this](const QByteArray& data) { add("prompts " + data); });
+        // Handed over with the room that lets the reader read it where it is.
+        proxy->getPromptsWithReply([this](const QByteArray& data) {
+            add(hasParserRoom(data) ? "prompts " + data : "prompts without the reader's room");
+        });
     }
     void getBuildNumber() {
         proxy->getBuildNumberWithReply([this](const QString& number) { add("build " + number); });

@@ -1,6 +1,7 @@
 #include "shared/Denial.h"
 #include "shared/FileOperation.h"
 #include "shared/JsonWriter.h"
+#include "shared/ParserRoom.h"
 #include "shared/SerializablePromptItem.h"
 #include "shared/TextHash.h"
 
@@ -11,6 +12,7 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QTest>
+#include <cstring>
 
 Q_DECLARE_METATYPE(std::optional<zor::FileOperation>)
 
@@ -192,6 +194,49 @@ private slots:
         const QByteArray good = record(R"({"kind":"device","deviceClass":"IOHIDDevice"})");
         const QByteArray more = good + R"(,"x":1})";
         QVERIFY(SerializablePromptItem::fromJson(QByteArrayView(more).first(good.size())));
+    }
+
+    // A reply with the reader's room after it is read where it is, and reads
+    // as a copy of it does: what lies in the room takes no part, not even
+    // bytes that would finish the text.
+    void readsAReplyWhereItIs_data() {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("inRoom");
+        const QByteArray good = record(R"({"kind":"device","deviceClass":"IOHIDDevice"})");
+        QTest::newRow("whole") << "[" + good + "]" << QByteArray("[1]");
+        QTest::newRow("cut before its bracket") << "[" + good << QByteArray("]");
+        QTest::newRow("cut in a literal")
+            << "[" + good.chopped(1) + R"(,"x":tru)" << QByteArray("e}]");
+        QTest::newRow("cut in a number") << QByteArray("[1") << QByteArray("2]");
+        QTest::newRow("cut in a string") << "[" + good.left(12) << QByteArray("\"}]");
+        QTest::newRow("a record gone bad") << "[" + good + R"(,{"id":1}])" << QByteArray(" ");
+        QTest::newRow("nothing") << QByteArray() << QByteArray("[]");
+    }
+
+    void readsAReplyWhereItIs() {
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, inRoom);
+        QByteArray reply = text;
+        makeParserRoom(reply);
+        QCOMPARE(reply, text);
+        QVERIFY(hasParserRoom(reply));
+        const char* buffer = reply.constData();
+        makeParserRoom(reply);
+        QCOMPARE(reply.constData(), buffer);
+        // Bytes the transport may have left there; not part of the text.
+        std::memcpy(reply.data() + reply.size(), inRoom.constData(), size_t(inRoom.size()));
+
+        const QByteArray copy(text.constData(), text.size());
+        QVERIFY(!hasParserRoom(copy));
+        const auto inPlace = SerializablePromptItem::partialListFromJson(reply);
+        const auto copied = SerializablePromptItem::partialListFromJson(copy);
+        QCOMPARE(inPlace.hasValue(), copied.hasValue());
+        if (!copied) {
+            QCOMPARE(inPlace.error(), copied.error());
+            return;
+        }
+        QCOMPARE(inPlace.value().records, copied.value().records);
+        QCOMPARE(inPlace.value().failures.size(), copied.value().failures.size());
     }
 
     // Every documented member is read, and the record written back byte for

@@ -26,6 +26,7 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SidebarModels.h"
 #include "prompts/WindowPresence.h"
+#include "shared/ParserRoom.h"
 #include "shared/SerializablePromptItem.h"
 #include "tools/common/BatchedSync.h"
 #include "tools/common/FileLog.h"
@@ -470,6 +471,7 @@ int memoryChild(const QString& path, qsizetype count) {
         if (!file.open(QIODevice::ReadOnly))
             return 2;
         QByteArray reply = file.readAll();
+        makeParserRoom(reply);
         auto decoded = SerializablePromptItem::partialListFromJson(reply);
         reply = {};
         decodedKb = statusKb("VmRSS");
@@ -547,7 +549,9 @@ void collectStrings(simdjson::dom::element element, QList<QString>& out) {
 
 simdjson::dom::element parse(simdjson::dom::parser& parser, const QByteArray& json) {
     simdjson::dom::element root;
-    if (parser.parse(json.constData(), size_t(json.size())).get(root) != simdjson::SUCCESS) {
+    // Where it is, as the decoder reads it, when the reply has the room.
+    if (parser.parse(json.constData(), size_t(json.size()), !hasParserRoom(json)).get(root) !=
+        simdjson::SUCCESS) {
         std::fprintf(stderr, "decode: simdjson refuses the dataset\n");
         std::exit(2);
     }
@@ -856,8 +860,11 @@ int main(int argc, char** argv) {
     bool isEveryLimitMet = true;
 
     std::vector<ScaleRun> runs;
-    for (const Scale& scale : {kBase, kLarge})
+    for (const Scale& scale : {kBase, kLarge}) {
+        // With the room after it that the transports give a reply.
         runs.push_back({scale, SerializablePromptItem::listToJson(dataset(scale)), {}});
+        makeParserRoom(runs.back().json);
+    }
     measureSyncs(runs);
     measureEvents(runs);
     for (ScaleRun& run : runs)

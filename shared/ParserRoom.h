@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+
+namespace zor {
+
+// The bytes after a text's end that the JSON reader may read when it parses
+// the text where it is, rather than in a padded copy of its own.
+inline constexpr qsizetype kParserRoom = 64;
+
+// Whether `text`'s buffer goes on for the reader's room after its end.
+inline bool hasParserRoom(const QByteArray& text) {
+    return text.capacity() - text.size() >= kParserRoom;
+}
+
+// Gives `text` that room, zeroed, keeping its bytes. Done by whoever holds a
+// reply before it is read, it spares the reader a copy of the whole reply:
+// tens of megabytes for a large sync.
+void makeParserRoom(QByteArray& text);
+
+} // namespace zor
