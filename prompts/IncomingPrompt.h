@@ -1,6 +1,7 @@
 #pragma once
 
 #include "prompts/PromptItem.h"
+#include "prompts/PromptTextHashes.h"
 #include "shared/Denial.h"
 #include "shared/SerializablePromptItem.h"
 #include "shared/TextHash.h"
@@ -11,13 +12,6 @@
 #include <QUuid>
 
 namespace zor {
-
-// The hashes of a prompt's session and policy path, as the store's indexes
-// and the sidebars hold those texts.
-struct PromptTextHashes {
-    KeyHash sessionId;
-    KeyHash policyPath;
-};
 
 // A prompt on its way into the store, with the parts of its de-duplication
 // key worked out beforehand. Making one is safe on any thread: a sync makes

@@ -101,10 +101,11 @@ PromptList::Chunk& PromptList::ownChunk(qsizetype slot) {
     return *owned.chunk;
 }
 
-const PromptItem& PromptList::prepend(quint64 seq, PromptItem item, size_t keyHash) {
+const PromptItem& PromptList::prepend(quint64 seq, PromptItem item, size_t keyHash,
+                                      PromptTextHashes textHashes) {
     Q_ASSERT(isEmpty() ||
              std::as_const(chunkSlots).last().chunk->entries[lastVisible - 1].seq < seq);
-    Entry entry{seq, Ref<Box>(new Box(std::move(item), keyHash))};
+    Entry entry{seq, Ref<Box>(new Box(std::move(item), keyHash, textHashes))};
     const PromptItem& added = entry.box->item;
     ++count;
     if (!chunkSlots.isEmpty() && lastVisible < kChunkCapacity) {
@@ -156,7 +157,7 @@ std::optional<PromptList::Taken> PromptList::take(quint64 seq) {
     Chunk& chunk = ownChunk(slot);
     const auto at = chunk.entries.begin() + entry;
     Box& box = *at->box;
-    Taken taken{box.refs > 1 ? box.item : std::move(box.item), box.keyHash};
+    Taken taken{box.refs > 1 ? box.item : std::move(box.item), box.keyHash, box.textHashes};
     chunk.entries.erase(at);
     --count;
     if (chunk.entries.empty()) {

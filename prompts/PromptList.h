@@ -1,6 +1,7 @@
 #pragma once
 
 #include "prompts/PromptItem.h"
+#include "prompts/PromptTextHashes.h"
 
 #include <QList>
 #include <iterator>
@@ -23,8 +24,9 @@ namespace zor {
 //
 // Each item sits in a box of its own that copies share, so that copying a
 // chunk to change one item copies pointers, not items. The box also keeps
-// the hash of the key that the store filed the item under, so that the store
-// takes it out from under the same hash without working the key out again.
+// the hashes that the store filed the item under, its key's and its texts',
+// so that the store and the sidebars take it out from under the same hashes
+// without working them out again.
 //
 // Chunks, rather than one array of shared items, because a resync replaces
 // every prompt, each the oldest held: in one array each replacement moves
@@ -77,11 +79,13 @@ class PromptList {
     };
 
     struct Box : Counted {
-        Box(PromptItem item, size_t keyHash)
+        Box(PromptItem item, size_t keyHash, PromptTextHashes textHashes)
             : item(std::move(item))
-            , keyHash(keyHash) {}
+            , keyHash(keyHash)
+            , textHashes(textHashes) {}
         PromptItem item;
         size_t keyHash;
+        PromptTextHashes textHashes;
     };
     struct Entry {
         quint64 seq;
@@ -150,15 +154,17 @@ public:
     // The item with that sequence number, or null.
     const PromptItem* find(quint64 seq) const;
     // Adds the newest item; `seq` must be above every sequence number held.
-    const PromptItem& prepend(quint64 seq, PromptItem item, size_t keyHash = 0);
+    const PromptItem& prepend(quint64 seq, PromptItem item, size_t keyHash = 0,
+                              PromptTextHashes textHashes = {});
     // Sets the item's ended flag, copying only what a change needs; the item,
     // or null when it had ended already or there is none.
     const PromptItem* setSessionEnded(quint64 seq);
     struct Taken {
         PromptItem item;
         size_t keyHash;
+        PromptTextHashes textHashes;
     };
-    // Removes the item and hands it over with its key's hash: moved out of
+    // Removes the item and hands it over with its hashes: moved out of
     // its box when no other list shares the box, copied when one does;
     // nothing when no item has that sequence number.
     std::optional<Taken> take(quint64 seq);

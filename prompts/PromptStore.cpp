@@ -55,16 +55,16 @@ void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     emit sidebarGroupingChanged();
 }
 
-PromptItem PromptStore::take(quint64 seq) {
+PromptList::Taken PromptStore::take(quint64 seq) {
     std::optional<PromptList::Taken> taken = promptList.take(seq);
     Q_ASSERT(taken);
-    PromptItem& item = taken->item;
+    const PromptItem& item = taken->item;
     seqsById.remove(item.id, seq);
-    seqsByPolicy.remove(item.policyPath, seq);
-    seqsBySession.remove(item.sessionId, seq);
+    seqsByPolicy.remove(item.policyPath, taken->textHashes.policyPath, seq);
+    seqsBySession.remove(item.sessionId, taken->textHashes.sessionId, seq);
     // Under the hash it was filed under, whatever a key worked out now would give.
     seqsByKeyHash.remove(taken->keyHash, seq);
-    return std::move(item);
+    return std::move(*taken);
 }
 
 void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
@@ -85,7 +85,7 @@ void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     // Most duplicates repeat the whole request, which compares without
     // writing out the held one's target. The hash's entry is looked up once:
     // in a large store a lookup mostly misses the processor's caches.
-    std::optional<std::pair<PromptItem, quint64>> replaced;
+    std::optional<std::pair<PromptList::Taken, quint64>> replaced;
     const size_t hash = incoming.keyHash();
     SequenceIndex<size_t>::Seqs& sameHash = seqsByKeyHash.entry(hash);
     const auto held = std::find_if(sameHash.cbegin(), sameHash.cend(), [&](quint64 heldSeq) {
@@ -109,13 +109,13 @@ void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     const PromptTextHashes& hashes = incoming.textHashes();
     item.policyPath = seqsByPolicy.insert(item.policyPath, hashes.policyPath, seq);
     item.sessionId = seqsBySession.insert(item.sessionId, hashes.sessionId, seq);
-    const PromptItem& added = promptList.prepend(seq, std::move(item), hash);
+    const PromptItem& added = promptList.prepend(seq, std::move(item), hash, hashes);
 
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
               {incoming.typeString(), target, added.sessionId});
     if (replaced)
-        emit promptRemoved(replaced->first, replaced->second);
+        emit promptRemoved(replaced->first.item, replaced->second, replaced->first.textHashes);
     emit promptAdded(added, seq, hashes);
     promptsDidChange();
 }
@@ -131,7 +131,8 @@ void PromptStore::removePrompt(const QUuid& id) {
     const std::optional<quint64> seq = seqsById.newest(id);
     if (!seq)
         return;
-    const PromptItem item = take(*seq);
+    const PromptList::Taken taken = take(*seq);
+    const PromptItem& item = taken.item;
 
     const bool isFilterEmptied = (currentFilter.kind() == PromptFilter::Kind::policy &&
                                   seqsByPolicy.count(*currentFilter.policyPath()) == 0) ||
@@ -143,7 +144,7 @@ void PromptStore::removePrompt(const QUuid& id) {
     logger(LogCategory::promptStore)
         .info("Removed prompt: %{public}s %{public}s",
               {item.denial.typeString(), item.denial.target()});
-    emit promptRemoved(item, *seq);
+    emit promptRemoved(item, *seq, taken.textHashes);
     if (isFilterEmptied)
         emit filterChanged();
     promptsDidChange();

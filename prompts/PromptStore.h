@@ -104,11 +104,12 @@ public:
     // search or not, oldest first.
     std::vector<quint64> filteredSeqs() const;
     // Of the newest prompt of the policy or session.
-    std::optional<quint64> newestSeqForPolicy(const QString& policyPath) const {
-        return seqsByPolicy.newest(policyPath);
+    // Looked up by a key that holds its hash.
+    std::optional<quint64> newestSeqForPolicy(const TextKey& policyPath) const {
+        return seqsByPolicy.newest(policyPath.text, policyPath.hash);
     }
-    std::optional<quint64> newestSeqForSession(const QString& sessionId) const {
-        return seqsBySession.newest(sessionId);
+    std::optional<quint64> newestSeqForSession(const TextKey& sessionId) const {
+        return seqsBySession.newest(sessionId.text, sessionId.hash);
     }
 
     // The prompts that pass the filter and the search, in list order.
@@ -130,10 +131,11 @@ public:
 
 signals:
     void promptsChanged();
-    // With the hashes of its session and policy path, which a listener that
-    // looks those up needs not work out again.
+    // Each with the hashes of its session and policy path, which a listener
+    // that looks those up needs not work out again.
     void promptAdded(const zor::PromptItem& item, quint64 seq, const zor::PromptTextHashes& hashes);
-    void promptRemoved(const zor::PromptItem& item, quint64 seq);
+    void promptRemoved(const zor::PromptItem& item, quint64 seq,
+                       const zor::PromptTextHashes& hashes);
     void promptsEnded(const QList<quint64>& seqs);
     void highlightedPromptIdChanged();
     void scrollToPromptIdChanged();
@@ -143,7 +145,7 @@ signals:
 
 private:
     // Takes the prompt out of the list and every index.
-    PromptItem take(quint64 seq);
+    PromptList::Taken take(quint64 seq);
     PromptList promptsWithSeqs(const SeqList* seqs) const;
     // Reports the prompts' change now, or at the end of the batch.
     void promptsDidChange();

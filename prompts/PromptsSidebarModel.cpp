@@ -61,11 +61,11 @@ void PromptsSidebarModel::follow(PromptStore* store) {
                 addedSeqs.push_back(seq);
                 touch(groupKey(item), groupKeyHash(hashes)).newestAdded = seq;
             });
-    connect(store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
-        removedSeqs.push_back(seq);
-        const QString key = groupKey(item);
-        touch(key, textKeyHash(key)).hasRemoval = true;
-    });
+    connect(store, &PromptStore::promptRemoved, this,
+            [this](const PromptItem& item, quint64 seq, const PromptTextHashes& hashes) {
+                removedSeqs.push_back(seq);
+                touch(groupKey(item), groupKeyHash(hashes)).hasRemoval = true;
+            });
     connect(store, &PromptStore::promptsChanged, this, &PromptsSidebarModel::takeChanges);
     connect(store, &PromptStore::filterChanged, this, &PromptsSidebarModel::followFilter);
 }
@@ -179,7 +179,7 @@ KeyHash PromptsSidebarModel::groupKeyHash(const PromptTextHashes& hashes) const 
     return currentGrouping == SidebarGrouping::policy ? hashes.policyPath : hashes.sessionId;
 }
 
-std::optional<quint64> PromptsSidebarModel::newestInStore(const QString& key) const {
+std::optional<quint64> PromptsSidebarModel::newestInStore(const TextKey& key) const {
     return currentGrouping == SidebarGrouping::policy ? promptStore->newestSeqForPolicy(key)
                                                       : promptStore->newestSeqForSession(key);
 }
@@ -221,7 +221,7 @@ PromptsSidebarModel::Touch& PromptsSidebarModel::touch(const QString& key, KeyHa
     if (group->batch != batch) {
         group->batch = batch;
         group->touch = touches.size();
-        touches.push_back(Touch{key, group->newest, std::nullopt, false});
+        touches.push_back(Touch{TextKey{key, hash}, group->newest, std::nullopt, false});
     }
     return touches[group->touch];
 }
@@ -257,7 +257,7 @@ void PromptsSidebarModel::takeChanges() {
         else if (change.from)
             recounts.push_back(*change.from);
         else // came and went within the batch
-            groups.remove(textKey(change.key));
+            groups.remove(change.key);
     }
     // One group keeps its row, and its delegate, as it moves; many come and
     // go in runs of rows, and those that stay take their new order at once.
@@ -289,14 +289,14 @@ void PromptsSidebarModel::unmark(std::optional<quint64> newest) {
         group->newest.reset();
 }
 
-void PromptsSidebarModel::mark(const QString& key, std::optional<quint64> newest) {
+void PromptsSidebarModel::mark(const TextKey& key, std::optional<quint64> newest) {
     if (!newest) {
-        groups.remove(textKey(key));
+        groups.remove(key);
         return;
     }
     seqs.setMarked(*newest, true);
-    keyByNewest.insert(*newest, key);
-    groups[textKey(key)].newest = newest;
+    keyByNewest.insert(*newest, key.text);
+    groups[key].newest = newest;
 }
 
 void PromptsSidebarModel::renumber(const GroupChange& change) {
@@ -304,7 +304,7 @@ void PromptsSidebarModel::renumber(const GroupChange& change) {
     seqs.setMarked(*change.from, false);
     seqs.setMarked(*change.to, true);
     keyByNewest.insert(*change.to, keyByNewest.take(*change.from));
-    groups[textKey(change.key)].newest = change.to;
+    groups[change.key].newest = change.to;
 }
 
 int PromptsSidebarModel::rowFor(quint64 newest) const {
@@ -354,7 +354,7 @@ void PromptsSidebarModel::regroup(GroupChanges& changes) {
             beginRemoveRows({}, first, last);
             for (std::size_t i = begin; i < end; ++i) {
                 unmark(leaving[i].second->from);
-                groups.remove(textKey(leaving[i].second->key));
+                groups.remove(leaving[i].second->key);
             }
             endRemoveRows();
         });

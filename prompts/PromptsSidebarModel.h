@@ -84,9 +84,10 @@ signals:
 
 private:
     // A group's newest prompt as shown and as the store has it; none when the
-    // group is not shown, or gone.
+    // group is not shown, or gone. Keys here hold their hash, worked out as
+    // the prompt came in.
     struct GroupChange {
-        QString key;
+        TextKey key;
         std::optional<quint64> from;
         std::optional<quint64> to;
     };
@@ -99,7 +100,7 @@ private:
     };
     // What the batch being gathered did to one group.
     struct Touch {
-        QString key;
+        TextKey key;
         std::optional<quint64> shown; // its newest as shown
         std::optional<quint64> newestAdded;
         bool hasRemoval = false;
@@ -110,7 +111,7 @@ private:
     KeyHash groupKeyHash(const PromptTextHashes& hashes) const;
     // The group's changes in the batch being gathered; `hash` is the key's.
     Touch& touch(const QString& key, KeyHash hash);
-    std::optional<quint64> newestInStore(const QString& key) const;
+    std::optional<quint64> newestInStore(const TextKey& key) const;
     void rebuild();
     void takeChanges();
     void moveGroup(const GroupChange& change);
@@ -121,7 +122,7 @@ private:
     QString keyOfRow(int row) const;
     // A group's newest as shown: no longer, or from now on (none: the group goes).
     void unmark(std::optional<quint64> newest);
-    void mark(const QString& key, std::optional<quint64> newest);
+    void mark(const TextKey& key, std::optional<quint64> newest);
     // A group that stays: its newest as shown is `to` in place of `from`.
     void renumber(const GroupChange& change);
     // The row a group whose newest prompt is `newest` would take.

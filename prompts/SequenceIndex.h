@@ -61,13 +61,11 @@ public:
     Seqs& entry(const Key& key) { return seqsByKey[Held::hold(key)]; }
 
     // A key without sequence numbers leaves the index.
-    void remove(const Key& key, quint64 seq) {
-        const auto it = seqsByKey.find(Held::borrow(key));
-        if (it == seqsByKey.end())
-            return;
-        Seqs& seqs = it.value();
-        if (removeSeq(seqs, seq) && seqs.isEmpty())
-            seqsByKey.erase(it);
+    void remove(const Key& key, quint64 seq) { removeBorrowed(Held::borrow(key), seq); }
+
+    // As remove(), with the text's hash kept from when it was inserted.
+    void remove(const Key& key, KeyHash hash, quint64 seq) requires std::same_as<Key, QString> {
+        removeBorrowed(borrowedTextKey(key, hash), seq);
     }
 
     // Room for `count` keys without growing, which moves every key held.
@@ -86,6 +84,13 @@ public:
     std::optional<quint64> newest(const Key& key) const {
         const Seqs* seqs = find(key);
         return seqs ? std::optional(seqs->last()) : std::nullopt;
+    }
+
+    // As newest(), with the text's hash worked out before.
+    std::optional<quint64> newest(const Key& key,
+                                  KeyHash hash) const requires std::same_as<Key, QString> {
+        const auto it = seqsByKey.constFind(borrowedTextKey(key, hash));
+        return it == seqsByKey.cend() ? std::nullopt : std::optional(it.value().last());
     }
 
     // The keys by their newest sequence number, newest first: the order in
@@ -114,6 +119,15 @@ private:
             it = seqsByKey.emplace(Held::hold(key, borrowed), Seqs{});
         it.value().append(seq);
         return Held::unwrap(it.key());
+    }
+
+    void removeBorrowed(const typename Held::Type& borrowed, quint64 seq) {
+        const auto it = seqsByKey.find(borrowed);
+        if (it == seqsByKey.end())
+            return;
+        Seqs& seqs = it.value();
+        if (removeSeq(seqs, seq) && seqs.isEmpty())
+            seqsByKey.erase(it);
     }
 
     static bool removeSeq(QVarLengthArray<quint64, 1>& seqs, quint64 seq) {
