@@ -71,26 +71,19 @@ public:
     // Room for `count` keys without growing, which moves every key held.
     void reserve(qsizetype count) { seqsByKey.reserve(count); }
 
-    const Seqs* find(const Key& key) const {
-        const auto it = seqsByKey.constFind(Held::borrow(key));
-        return it == seqsByKey.cend() ? nullptr : &it.value();
-    }
+    const Seqs* find(const Key& key) const { return findBorrowed(Held::borrow(key)); }
 
     qsizetype count(const Key& key) const {
         const Seqs* seqs = find(key);
         return seqs ? seqs->size() : 0;
     }
 
-    std::optional<quint64> newest(const Key& key) const {
-        const Seqs* seqs = find(key);
-        return seqs ? std::optional(seqs->last()) : std::nullopt;
-    }
+    std::optional<quint64> newest(const Key& key) const { return newestOf(find(key)); }
 
     // As newest(), with the text's hash worked out before.
     std::optional<quint64> newest(const Key& key,
                                   KeyHash hash) const requires std::same_as<Key, QString> {
-        const auto it = seqsByKey.constFind(borrowedTextKey(key, hash));
-        return it == seqsByKey.cend() ? std::nullopt : std::optional(it.value().last());
+        return newestOf(findBorrowed(borrowedTextKey(key, hash)));
     }
 
     // The keys by their newest sequence number, newest first: the order in
@@ -119,6 +112,15 @@ private:
             it = seqsByKey.emplace(Held::hold(key, borrowed), Seqs{});
         it.value().append(seq);
         return Held::unwrap(it.key());
+    }
+
+    const Seqs* findBorrowed(const typename Held::Type& borrowed) const {
+        const auto it = seqsByKey.constFind(borrowed);
+        return it == seqsByKey.cend() ? nullptr : &it.value();
+    }
+
+    static std::optional<quint64> newestOf(const Seqs* seqs) {
+        return seqs ? std::optional(seqs->last()) : std::nullopt;
     }
 
     void removeBorrowed(const typename Held::Type& borrowed, quint64 seq) {
