@@ -9,8 +9,12 @@ namespace zor {
 inline constexpr qsizetype kParserRoom = 64;
 
 // Whether `text`'s buffer goes on for the reader's room after its end.
+// Counted after the end: capacity() also counts the bytes before the start,
+// where bytes taken off the front leave it.
 inline bool hasParserRoom(const QByteArray& text) {
-    return text.capacity() - text.size() >= kParserRoom;
+    // data_ptr() hands out the array's pointer without detaching; Qt 6.4
+    // has no const overload.
+    return const_cast<QByteArray&>(text).data_ptr().freeSpaceAtEnd() >= kParserRoom;
 }
 
 // Gives `text` that room, zeroed, keeping its bytes. Done by whoever holds a

@@ -239,6 +239,24 @@ private slots:
         QCOMPARE(inPlace.value().failures.size(), copied.value().failures.size());
     }
 
+    // Bytes taken off the front of a text leave free space before it, which
+    // its capacity counts; the reader's room is only what lies after it.
+    void findsTheRoomAfterATextMovedUpItsBuffer() {
+        const QByteArray text =
+            "[" + record(R"({"kind":"device","deviceClass":"IOHIDDevice"})") + "]";
+        QByteArray reply(2 * kParserRoom + text.size(), ' '); // no room after it
+        std::memcpy(reply.data() + 2 * kParserRoom, text.constData(), size_t(text.size()));
+        reply.remove(0, 2 * kParserRoom);
+        QCOMPARE(reply, text);
+        QVERIFY(!hasParserRoom(reply));
+        makeParserRoom(reply);
+        QCOMPARE(reply, text);
+        QVERIFY(hasParserRoom(reply));
+        const auto read = SerializablePromptItem::partialListFromJson(reply);
+        QVERIFY(read.hasValue());
+        QCOMPARE(read.value().records.size(), 1);
+    }
+
     // Every documented member is read, and the record written back byte for
     // byte as documented.
     void documentedExamplesSurviveAReadAndAWrite() {
