@@ -17,9 +17,10 @@ inline bool hasParserRoom(const QByteArray& text) {
     return const_cast<QByteArray&>(text).data_ptr().freeSpaceAtEnd() >= kParserRoom;
 }
 
-// Gives `text` that room, zeroed, keeping its bytes. Done by whoever holds a
-// reply before it is read, it spares the reader a copy of the whole reply:
-// tens of megabytes for a large sync.
+// Gives `text` that room, keeping its bytes; room it has to make is zeroed,
+// room it already has is left as it is. Done by whoever holds a reply before
+// it is read, it spares the reader a copy of the whole reply: tens of
+// megabytes for a large sync.
 void makeParserRoom(QByteArray& text);
 
 } // namespace zor
