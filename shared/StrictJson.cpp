@@ -1,6 +1,10 @@
 #include "shared/StrictJson.h"
 
+#include "platform/LargePages.h"
 #include "shared/TextHash.h"
+
+#include <algorithm>
+#include <cstdint>
 
 namespace zor {
 
@@ -36,8 +40,29 @@ StrictJson::StrictJson(const QByteArray& input)
     : text(input)
     , isInPlace(hasParserRoom(input)) {}
 
+simdjson::error_code StrictJson::allocate() {
+    // Below its least, the parse would allocate both again.
+    const size_t size = std::max(size_t(text.size()), simdjson::dom::MINIMAL_DOCUMENT_CAPACITY);
+    simdjson::error_code code = parser.allocate(size, kMaxDepth);
+    if (code == simdjson::SUCCESS)
+        code = document.allocate(size);
+    if (code != simdjson::SUCCESS)
+        return code;
+    // The parser's index and the document's values and strings are each
+    // several times the text's size. A large reply's are mapped afresh for
+    // every parse and written page by page; in large pages, most of the
+    // faults that took a fifth of a large sync go. Each size below is one
+    // the block is at least, so that the advice stays within it. simdjson
+    // documents these members as its own: should a release rename them, the
+    // build fails here.
+    adviseLargePages(parser.implementation->structural_indexes.get(), size * sizeof(std::uint32_t));
+    adviseLargePages(document.tape.get(), size * sizeof(std::uint64_t));
+    adviseLargePages(document.string_buf.get(), size * 5 / 3);
+    return simdjson::SUCCESS;
+}
+
 bool StrictJson::root(JsonValue& out) {
-    simdjson::error_code code = parser.allocate(size_t(text.size()), kMaxDepth);
+    simdjson::error_code code = allocate();
     if (code == simdjson::SUCCESS)
         code = parser.parse_into_document(document, text.data(), size_t(text.size()), !isInPlace)
                    .get(out);

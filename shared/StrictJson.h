@@ -83,6 +83,8 @@ public:
     bool fail(const QString& what);
 
 private:
+    // Room for the text in the parser and the document.
+    simdjson::error_code allocate();
     bool check(simdjson::error_code code);
 
     QByteArrayView text;

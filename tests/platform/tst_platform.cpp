@@ -1,6 +1,7 @@
 #include "ChildRun.h"
 #include "LogCapture.h"
 #include "platform/Clock.h"
+#include "platform/LargePages.h"
 #include "platform/Worker.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/PosixTerminationSignals.h"
@@ -13,7 +14,9 @@
 #include <QThreadPool>
 #include <csignal>
 #include <cstdio>
+#include <sys/mman.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace zor;
 using namespace zor::testing;
@@ -58,12 +61,61 @@ QCoro::Task<> countOnWorkers(QObject* context, int calls, int& counted) {
         counted = co_await runOnWorker(context, [call] { return call + 1; });
 }
 
+// Whether the kernel holds the page at `address` advised to take large pages.
+bool isAdvisedLargePages(const void* address) {
+    QFile maps(QStringLiteral("/proc/self/smaps"));
+    if (!maps.open(QIODevice::ReadOnly))
+        return false;
+    const auto at = quintptr(address);
+    bool isInside = false;
+    for (QByteArray line = maps.readLine(); !line.isEmpty(); line = maps.readLine()) {
+        const qsizetype dash = line.indexOf('-');
+        const qsizetype space = line.indexOf(' ');
+        bool isStart = false;
+        bool isEnd = false;
+        const quintptr start = line.left(dash).toULongLong(&isStart, 16);
+        const quintptr end = line.mid(dash + 1, space - dash - 1).toULongLong(&isEnd, 16);
+        if (dash > 0 && space > dash && isStart && isEnd)
+            isInside = start <= at && at < end;
+        else if (isInside && line.startsWith("VmFlags:"))
+            return line.split(' ').contains("hg");
+    }
+    return false;
+}
+
 } // namespace
 
 class PlatformTest : public QObject {
     Q_OBJECT
 
 private slots:
+    // A block the allocator maps apart is advised from its first whole page
+    // to its last; a smaller one, whose pages it may share, is left alone.
+    void largeBlocksAreAdvisedLargePages() {
+        if (!QFile::exists(QStringLiteral("/sys/kernel/mm/transparent_hugepage/enabled")) ||
+            !QFile::exists(QStringLiteral("/proc/self/smaps")))
+            QSKIP("no large pages here");
+        const auto page = std::size_t(sysconf(_SC_PAGESIZE));
+        const auto map = [](std::size_t size) {
+            void* block =
+                mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            return block == MAP_FAILED ? nullptr : static_cast<char*>(block);
+        };
+        const std::size_t size = kLargePagesBlockSize + 4 * page;
+        char* large = map(size);
+        char* small = map(kLargePagesBlockSize - page);
+        QVERIFY(large && small);
+        adviseLargePages(large + 100, size - 200);
+        adviseLargePages(small, kLargePagesBlockSize - page);
+        QVERIFY(!isAdvisedLargePages(large));
+        QVERIFY(isAdvisedLargePages(large + page));
+        QVERIFY(isAdvisedLargePages(large + size - 2 * page));
+        QVERIFY(!isAdvisedLargePages(large + size - page));
+        QVERIFY(!isAdvisedLargePages(small));
+        munmap(large, size);
+        munmap(small, kLargePagesBlockSize - page);
+    }
+
     // A display or render node counts as a graphics device; what else the
     // directory holds does not, nor does a missing directory.
     void graphicsDevicesAreFoundByTheirNodes_data() {

@@ -211,6 +211,13 @@ private slots:
         QTest::newRow("cut in a string") << "[" + good.left(12) << QByteArray("\"}]");
         QTest::newRow("a record gone bad") << "[" + good + R"(,{"id":1}])" << QByteArray(" ");
         QTest::newRow("nothing") << QByteArray() << QByteArray("[]");
+        // Large enough that the parser's blocks are mapped apart, in large pages.
+        QByteArray large = "[" + good;
+        while (large.size() < (qsizetype(5) << 20))
+            large += "," + good;
+        large += "]";
+        QTest::newRow("large") << large << QByteArray(" ");
+        QTest::newRow("large, cut before its bracket") << large.chopped(1) << QByteArray("]");
     }
 
     void readsAReplyWhereItIs() {
