@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QtGlobal>
+#include <array>
+#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -8,15 +11,19 @@ namespace zor {
 
 // Sequence numbers in ascending order, some of them marked, with each marked
 // number's rank among the marked ones: the rows of a view kept by the store's
-// numbers. Every operation takes O(log n).
+// numbers. A question takes O(log n), and a change about as long, amortised.
 //
-// Numbers are appended above all held. A removed number leaves a gap that a
-// compaction closes once gaps outnumber the numbers held. The marks sit in a
-// Fenwick tree over the entries, which answers ranks and finds the k-th mark.
+// Numbers are appended above all held. They lie in blocks of a few hundred,
+// each with a bit per number for its mark. The blocks' first numbers and a
+// Fenwick tree over their counts of marks are small enough to stay in the
+// processor's caches: a question searches those and then reads one block, and
+// an append touches the last block alone. A removal closes its gap within its
+// block; a block that gets small joins a neighbour, so that blocks stay over a
+// quarter full on the whole.
 class MarkedSeqs {
 public:
     qsizetype markedCount() const { return marked; }
-    bool contains(quint64 seq) const { return slotOf(seq) >= 0; }
+    bool contains(quint64 seq) const { return find(seq).has_value(); }
     bool isMarked(quint64 seq) const;
 
     // `seq` must exceed every number held.
@@ -39,30 +46,57 @@ public:
 
     // Calls fn(seq, isMarked) for every number held, ascending.
     template <typename Fn> void forEach(Fn fn) const {
-        for (const Slot& slot : entries)
-            if (slot.isLive)
-                fn(slot.seq, slot.isMarked);
+        for (const std::unique_ptr<Block>& block : blocks)
+            for (int i = 0; i < block->size; ++i)
+                fn(block->seqs[std::size_t(i)], block->isMarked(i));
     }
 
 private:
-    struct Slot {
-        quint64 seq;
-        bool isLive;
-        bool isMarked;
+    static constexpr int kBlockSize = 256;
+
+    struct Block {
+        static constexpr int kWords = kBlockSize / 64;
+
+        bool isMarked(int i) const { return (marks[std::size_t(i / 64)] >> (i % 64)) & 1; }
+        void setMark(int i, bool isMarked);
+        // The marks of the numbers before position `end`.
+        int marksBefore(int end) const;
+        int markCount() const { return marksBefore(size); }
+        // The position of the mark at `rank` among the block's own.
+        int markedAt(int rank) const;
+        // The position of the first number at or above `seq`.
+        int lowerBound(quint64 seq) const;
+        void eraseAt(int position);
+        // Takes the numbers of `next`, which all exceed this block's.
+        void append(const Block& next);
+
+        std::array<quint64, kWords> marks{};
+        int size = 0;
+        std::array<quint64, kBlockSize> seqs{};
+    };
+    struct Place {
+        std::size_t block;
+        int position;
     };
 
-    // The slot of the first entry at or above `seq`.
-    qsizetype lowerBound(quint64 seq) const;
-    qsizetype slotOf(quint64 seq) const;
-    // Marks before slot `end` (exclusive).
-    qsizetype prefix(qsizetype end) const;
-    void add(qsizetype slot, int delta);
-    void compactIfSparse();
+    // Where the first number at or above `seq` is, or would go.
+    Place lowerBound(quint64 seq) const;
+    std::optional<Place> find(quint64 seq) const;
+    // The marks of the numbers before the place.
+    qsizetype marksBefore(Place place) const;
+    void addMarks(std::size_t block, int delta);
+    // Joins the block to a neighbour when the two fill half a block at most;
+    // drops it when it is empty.
+    void mergeIfSmall(std::size_t block);
+    void eraseBlock(std::size_t block);
     void rebuildTree();
 
-    std::vector<Slot> entries;
-    std::vector<qint32> tree; // 1-based: tree[i] holds marks of entries (i - lowbit(i), i]
-    qsizetype live = 0;
+    std::vector<std::unique_ptr<Block>> blocks;
+    // Of each block: at or below its first number and above the block
+    // before's last, so that it stays right when its first number goes.
+    std::vector<quint64> firstSeqs;
+    // 1-based: tree[i] holds the marks of blocks (i - lowbit(i), i].
+    std::vector<qint32> tree;
     qsizetype marked = 0;
 };
 

@@ -433,26 +433,32 @@ private slots:
 
     // A view's rows under random appends with gaps in the numbering, removals
     // and marks, and now and then a fresh start: every question about held,
-    // absent and out-of-range numbers agrees with a plain map.
+    // absent and out-of-range numbers agrees with a plain map. The rows grow
+    // over some blocks first; then most go, with no fresh start, so that
+    // blocks get small and join.
     void markedSeqsAgreeWithAMap() {
         QRandomGenerator random(11);
         MarkedSeqs seqs;
         std::map<quint64, bool> reference;
         quint64 next = 1;
         const auto anyNumber = [&] { return quint64(random.bounded(quint32(next + 2))); };
-        for (int step = 0; step < 6000; ++step) {
+        const auto anyHeld = [&] {
+            return std::next(reference.cbegin(), random.bounded(int(reference.size())))->first;
+        };
+        for (int step = 0; step < 8000; ++step) {
+            const bool isGrowing = step < 4000;
             const int choice = random.bounded(100);
-            if (choice < 45 || reference.empty()) {
+            if (choice < (isGrowing ? 45 : 10) || reference.empty()) {
                 // Mostly dense, as a sync adds, with a run of gaps now and then.
                 next += choice % 7 == 0 ? random.bounded(2000) : random.bounded(3);
                 const bool isMarked = random.bounded(3) != 0;
                 seqs.append(next, isMarked);
                 reference[next++] = isMarked;
             } else if (choice < 75) {
-                const quint64 seq = anyNumber();
+                const quint64 seq = isGrowing ? anyNumber() : anyHeld();
                 seqs.remove(seq);
                 reference.erase(seq);
-            } else if (choice < 99) {
+            } else if (choice < 99 || !isGrowing) {
                 const quint64 seq = anyNumber();
                 const bool isMarked = random.bounded(2) == 1;
                 const auto held = reference.find(seq);
@@ -483,6 +489,13 @@ private slots:
             if (!marked.empty()) {
                 const qsizetype rank = random.bounded(int(marked.size()));
                 QCOMPARE(seqs.markedAt(rank), marked[std::size_t(rank)]);
+            }
+            if (step % 50 == 0) {
+                std::vector<std::pair<quint64, bool>> held;
+                seqs.forEach([&](quint64 seq, bool isMarked) { held.emplace_back(seq, isMarked); });
+                const std::vector<std::pair<quint64, bool>> expected(reference.cbegin(),
+                                                                     reference.cend());
+                QCOMPARE(held, expected);
             }
         }
     }
