@@ -209,9 +209,16 @@ void MarkedSeqs::mergeIfSmall(std::size_t block) {
     const auto fits = [&](std::size_t first) {
         return blocks[first]->size + blocks[first + 1]->size <= kBlockSize / 2;
     };
-    if (blocks[block]->size == 0) {
+    const int size = blocks[block]->size;
+    if (size == 0) {
         eraseBlock(block);
-    } else if (block > 0 && fits(block - 1)) {
+        return;
+    }
+    // A neighbour is another block in memory: a removal from a block that
+    // no neighbour could join does not read one.
+    if (size >= kBlockSize / 2)
+        return;
+    if (block > 0 && fits(block - 1)) {
         blocks[block - 1]->append(*blocks[block]);
         eraseBlock(block);
     } else if (block + 1 < blocks.size() && fits(block)) {
