@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/UserNotifications.h"
 #include "prompts/PromptDecider.h"
+#include "prompts/RecentIds.h"
 
 #include <QList>
 #include <QObject>
@@ -49,6 +50,8 @@ public:
     static constexpr Millis kCountInterval{250};
     // New prompts are gathered this long from the first before the user hears of them.
     static constexpr Millis kGatherWindow{1000};
+    // At least this many of the ids that left the store are remembered.
+    static constexpr qsizetype kGoneIdsKept = 65536;
 
     PromptAttention(PromptStore& store, AttentionServices services, AttentionActions actions,
                     QObject* parent = nullptr);
@@ -65,9 +68,10 @@ private:
     PromptStore& store;
     AttentionServices services;
     AttentionActions actions;
-    // Ids that left the store. With those it holds, the ids this process has
-    // met: a resync adds them again, but they are not new.
-    QSet<QUuid> goneIds;
+    // Ids that left the store lately. With those it holds, the ids this
+    // process has met: a resync adds them again, but they are not new. A
+    // resync replaces each prompt it adds again, so its id left just before.
+    RecentIds goneIds{kGoneIdsKept};
     QList<QUuid> gathered; // new since the last notice, in order of arrival
     // Prompts whose notice offers Deny, until it is used: fewer than gathered.
     QSet<QUuid> denyableIds;

@@ -8,6 +8,7 @@
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 #include "prompts/PromptUrl.h"
+#include "prompts/RecentIds.h"
 #include "prompts/WindowPresence.h"
 
 #include <QTest>
@@ -134,6 +135,25 @@ private slots:
         rig.store.removePrompt(rig.add("/d"));
         rig.clock.advance(5s);
         QCOMPARE(rig.texts, (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
+    }
+
+    // The ids that left are kept for a while, not for the life of the process.
+    void goneIdsAreKeptForTheLatestDepartures() {
+        constexpr qsizetype kCapacity = 100;
+        RecentIds recent(kCapacity);
+        QList<QUuid> ids;
+        for (int i = 0; i < 1000; ++i) {
+            ids.append(QUuid::createUuid());
+            recent.insert(ids.last());
+            const qsizetype first = std::max<qsizetype>(0, ids.size() - kCapacity);
+            for (qsizetype kept = first; kept < ids.size(); kept += 7)
+                QVERIFY2(recent.contains(ids[kept]), qPrintable(QString::number(kept)));
+            QVERIFY(recent.contains(ids.last()));
+        }
+        // Beyond twice the capacity, the oldest are forgotten.
+        for (qsizetype gone = 0; gone < ids.size() - 2 * kCapacity; ++gone)
+            QVERIFY2(!recent.contains(ids[gone]), qPrintable(QString::number(gone)));
+        QVERIFY(!recent.contains(QUuid::createUuid()));
     }
 
     void aTrickleCannotPutTheNoticeOff() {
