@@ -2,6 +2,7 @@
 
 #include <QSet>
 #include <QUuid>
+#include <utility>
 
 namespace zor {
 
@@ -14,10 +15,8 @@ public:
         : capacity(capacity) {}
 
     void insert(const QUuid& id) {
-        if (newer.size() >= capacity) {
-            older = std::move(newer);
-            newer = QSet<QUuid>();
-        }
+        if (newer.size() >= capacity)
+            older = std::exchange(newer, {});
         newer.insert(id);
     }
 
