@@ -180,7 +180,7 @@ void PromptListModel::rebuild() {
     emit updated();
 }
 
-void PromptListModel::removeRows(const std::vector<quint64>& seqs, bool isForgetting) {
+void PromptListModel::removeRowsOf(const std::vector<quint64>& seqs, bool isForgetting) {
     // From the bottom up, in runs of adjacent rows, so that the rows still to
     // go keep the numbers they were found at.
     // Held inline for the few rows of a single event.
@@ -204,7 +204,7 @@ void PromptListModel::takeChanges() {
     const int before = count();
 
     Gathered<quint64>::Taken removed = removedSeqs.take();
-    removeRows(*removed, true);
+    removeRowsOf(*removed, true);
     // Those the search had left out go without a row.
     for (const quint64 seq : removed)
         rows.remove(seq);
@@ -288,7 +288,7 @@ void PromptListModel::followSearch() {
         } else if (!isShown && isFound)
             found.push_back(seq);
     }
-    removeRows(lost, false);
+    removeRowsOf(lost, false);
     // Back in from the top down: each lands below the newer ones already back,
     // so its row is known before any of them is marked.
     std::vector<int> at;

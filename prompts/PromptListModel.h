@@ -92,7 +92,7 @@ private:
     void takeChanges();
     void followSearch();
     // Removes the rows of these marked numbers, in runs from the bottom up.
-    void removeRows(const std::vector<quint64>& seqs, bool isForgetting);
+    void removeRowsOf(const std::vector<quint64>& seqs, bool isForgetting);
     void followHighlight();
     bool passesFilter(const PromptItem& item) const;
     quint64 seqAt(int row) const;
