@@ -275,6 +275,7 @@ void PromptsSidebarModel::takeChanges() {
     // None of them is a group's newest any longer.
     for (const quint64 seq : removed)
         seqs.remove(seq);
+    showFilter();
     isTakingChanges = false;
     if (isAnyChanged)
         emit selectedRowChanged();
@@ -409,11 +410,19 @@ QString PromptsSidebarModel::keyOfRow(int row) const {
 }
 
 void PromptsSidebarModel::followFilter() {
+    // A removal that empties the selected group sets the filter to all before
+    // its change reaches the rows; the selection then shows with the rows, and
+    // a batch tells the view of it once.
+    if (!touches.empty())
+        return;
+    showFilter();
+}
+
+void PromptsSidebarModel::showFilter() {
     const PromptFilter current = promptStore->filter();
     if (current == shownFilter)
         return;
-    const int wasSelected = rowSelectedBy(shownFilter);
-    shownFilter = current;
+    const int wasSelected = rowSelectedBy(std::exchange(shownFilter, current));
     for (const int row : {wasSelected, rowSelectedBy(current)})
         if (row >= 0)
             emit dataChanged(index(row), index(row), {isSelectedRole});

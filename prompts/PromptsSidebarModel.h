@@ -128,6 +128,8 @@ private:
     // The row a group whose newest prompt is `newest` would take.
     int rowFor(quint64 newest) const;
     void followFilter();
+    // The selection as the store's filter has it, on the rows as they are.
+    void showFilter();
     int rowOfNewest(quint64 seq) const;
     int rowOfKey(const QString& key) const;
     int rowSelectedBy(const PromptFilter& filter) const;
