@@ -550,9 +550,10 @@ private slots:
                                      ? knownIds[random.bounded(knownIds.size())]
                                      : uuid(step);
                 // Another operation on the same file is the same request.
-                const Denial denial =
-                    file(QStringLiteral("/f%1").arg(random.bounded(150)),
-                         random.bounded(2) == 0 ? QStringLiteral("write") : QStringLiteral("read"));
+                // Drawn in turn, as a call's arguments go in any order.
+                const QString path = QStringLiteral("/f%1").arg(random.bounded(150));
+                const Denial denial = file(path, random.bounded(2) == 0 ? QStringLiteral("write")
+                                                                        : QStringLiteral("read"));
                 const bool ended = random.bounded(4) == 0;
                 store.addPrompt(id, session, policy, denial, ended);
                 reference.add(PromptItem{id, session, policy, denial, {}, ended});

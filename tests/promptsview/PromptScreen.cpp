@@ -356,9 +356,10 @@ QString PromptScreen::sidebarMismatch() const {
 SerializablePromptItem PromptMaker::make() {
     const int session = int(random.bounded(sessions.size()));
     SerializablePromptItem record;
+    // In braces, so that the draws go left to right with every compiler.
     record.id =
-        idText(QUuid(random.generate(), ushort(random.generate()), ushort(random.generate()), 0x40,
-                     0x80, 1, 2, 3, 4, 5, uchar(random.generate())));
+        idText(QUuid{random.generate(), ushort(random.generate()), ushort(random.generate()), 0x40,
+                     0x80, 1, 2, 3, 4, 5, uchar(random.generate())});
     record.sessionId = sessions.at(session);
     record.policyPath = kPolicies.at(session % kPolicies.size());
     const int target = int(random.bounded(8));
