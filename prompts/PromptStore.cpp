@@ -226,7 +226,7 @@ PromptList PromptStore::promptsFor(const PromptFilter& filter) const {
 
 PromptList PromptStore::filteredPrompts() const {
     requireMainThread("PromptStore::filteredPrompts");
-    const PromptList shown = promptsFor(currentFilter);
+    PromptList shown = promptsFor(currentFilter);
     if (currentSearch.isEmpty())
         return shown;
     // Newest first in the list, oldest first into the result.

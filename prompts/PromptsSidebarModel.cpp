@@ -202,7 +202,7 @@ void PromptsSidebarModel::rebuild() {
             TextKey group = textKey(key);
             const bool isNewest = !groups.contains(group);
             if (isNewest) {
-                groups.insert(std::move(group), Group{it.seq(), 0, 0});
+                groups.emplace(std::move(group), Group{it.seq(), 0, 0});
                 keyByNewest.insert(it.seq(), key);
             }
             held.emplace_back(it.seq(), isNewest);
