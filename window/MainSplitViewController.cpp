@@ -34,6 +34,10 @@ void MainSplitViewController::reportPaneWidths(qreal sidebar, qreal detail) {
     const bool isSidebarResized = sidebarMeasured != sidebar;
     sidebarMeasured = sidebar;
     detailMeasured = detail;
+    // Where the user drags the divider to, the sidebar stays; a report from
+    // before the first layout does not count.
+    if (!canCollapse)
+        setSidebarPreferred(std::max(sidebar, sidebarWidth));
     if (isSidebarResized)
         emit windowMinimumWidthChanged();
 }
@@ -63,6 +67,9 @@ void MainSplitViewController::followSelectedTab() {
     const qreal width = animatingToWidth.value_or(frame.width());
     if (!isSetup && isCollapsed) {
         isShowingDetail = true;
+        // Widened or not on the setup tab, the sidebar stays as it is and the
+        // pane comes back beside it.
+        setSidebarPreferred(sidebarMeasuredWidth());
         setCollapsed(false);
         requestAnimation(width + savedWidth + divider, false);
     } else if (isSetup && !isCollapsed) {
@@ -71,11 +78,10 @@ void MainSplitViewController::followSelectedTab() {
             savedWidth = detailMeasured;
             emit savedDetailWidthChanged();
         }
-        const qreal sidebar = sidebarMeasured > 0 ? sidebarMeasured : sidebarWidth;
         isShowingDetail = false;
         setCanCollapse(true);
         setCollapsed(true);
-        requestAnimation(sidebar, true);
+        requestAnimation(sidebarMeasuredWidth(), true);
     }
 }
 
@@ -92,6 +98,17 @@ void MainSplitViewController::setCanCollapse(bool isAllowed) {
     canCollapse = isAllowed;
     emit canDetailCollapseChanged();
     emit windowMinimumWidthChanged();
+}
+
+void MainSplitViewController::setSidebarPreferred(qreal width) {
+    if (sidebarPreferred == width)
+        return;
+    sidebarPreferred = width;
+    emit sidebarPreferredWidthChanged();
+}
+
+qreal MainSplitViewController::sidebarMeasuredWidth() const {
+    return sidebarMeasured > 0 ? sidebarMeasured : sidebarWidth;
 }
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {

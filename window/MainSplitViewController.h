@@ -21,6 +21,11 @@ class MainSplitViewController final : public QObject {
                    dividerThicknessChanged)
     Q_PROPERTY(qreal sidebarMinimumWidth READ sidebarMinimumWidth CONSTANT)
     Q_PROPERTY(qreal detailMinimumWidth READ detailMinimumWidth CONSTANT)
+    // The sidebar's width as the user left it, by dragging the divider or by
+    // widening the window on the setup tab: it holds that width while the
+    // window grows, and keeps it when the detail pane comes back.
+    Q_PROPERTY(
+        qreal sidebarPreferredWidth READ sidebarPreferredWidth NOTIFY sidebarPreferredWidthChanged)
     Q_PROPERTY(int animationDuration READ animationDuration CONSTANT)
     // With the detail pane shown, the sidebar as wide as it is and the detail
     // pane at its minimum beside it; the sidebar alone while the pane folds
@@ -44,6 +49,7 @@ public:
     void setDividerThickness(qreal thickness);
     qreal sidebarMinimumWidth() const { return sidebarWidth; }
     qreal detailMinimumWidth() const { return detailWidth; }
+    qreal sidebarPreferredWidth() const { return sidebarPreferred; }
     int animationDuration() const { return animationMilliseconds; }
     qreal windowMinimumWidth() const;
 
@@ -58,6 +64,7 @@ signals:
     void canDetailCollapseChanged();
     void savedDetailWidthChanged();
     void dividerThicknessChanged();
+    void sidebarPreferredWidthChanged();
     void windowMinimumWidthChanged();
     // Move the window to `targetFrame` and fold or unfold the detail pane,
     // together, over `durationMilliseconds` with ease-in-out timing.
@@ -67,7 +74,10 @@ private:
     void followSelectedTab();
     void setCollapsed(bool isCollapsedNow);
     void setCanCollapse(bool isAllowed);
+    void setSidebarPreferred(qreal width);
     void requestAnimation(qreal windowWidth, bool isCollapsing);
+    // As measured, or its minimum before the view has reported.
+    qreal sidebarMeasuredWidth() const;
 
     AppState& appState;
     bool isCollapsed = false;
@@ -80,6 +90,7 @@ private:
     qreal savedWidth = detailWidth;
     qreal divider = 1;
     qreal sidebarMeasured = 0; // 0 until the view reports
+    qreal sidebarPreferred = sidebarWidth;
     qreal detailMeasured = 0;
     QRectF frame;
 };

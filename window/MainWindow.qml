@@ -125,7 +125,7 @@ T.ApplicationWindow {
 
             objectName: "sidebar"
             T.SplitView.minimumWidth: window.splitController.sidebarMinimumWidth
-            T.SplitView.preferredWidth: window.splitController.sidebarMinimumWidth
+            T.SplitView.preferredWidth: window.splitController.sidebarPreferredWidth
             appState: window.appState
             serviceMonitor: window.serviceMonitor
             serviceRepairs: window.serviceRepairs

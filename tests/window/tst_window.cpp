@@ -619,6 +619,60 @@ private slots:
         QCOMPARE(rig.controller.canDetailCollapse(), false);
     }
 
+    // A sidebar widened on the setup tab keeps its width when the detail pane
+    // comes back beside it, as a sidebar that holds its width does on macOS.
+    void sidebarKeepsTheWidthGivenOnSetup() {
+        SetupScene scene;
+        scene.makeAgentOutdated();
+        AppState appState;
+        MainWindow mainWindow(appState,
+                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
+        QQuickWindow* window = mainWindow.window();
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
+        const QQuickItem* sidebar = findItem(window, "sidebar");
+        const QQuickItem* detail = findItem(window, "detailPane");
+        // Until its animation has ended, the window is still being resized.
+        const MainSplitViewController& split = mainWindow.splitViewController();
+        const auto isSettled = [&] {
+            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
+        };
+        QTRY_VERIFY(isSettled());
+        QCOMPARE(window->width(), 340);
+        // The controller follows the tab in a later turn.
+        const auto select = [&](AppTab tab) {
+            appState.setSelectedTab(tab);
+            QCoreApplication::processEvents();
+            return QTest::qWaitFor(isSettled);
+        };
+
+        window->setWidth(600);
+        QTRY_COMPARE(sidebar->width(), 600);
+
+        QVERIFY(select(AppTab::policies));
+        QCOMPARE(window->width(), 600 + 1 + 420);
+        QCOMPARE(detail->width(), 420);
+        QCOMPARE(sidebar->width(), 600);
+
+        // Narrowed by its divider, folded to, widened on setup to where it was
+        // before the drag, and back.
+        const int y = window->height() / 2;
+        QTest::mousePress(window, Qt::LeftButton, {}, {600, y});
+        for (int x = 590; x >= 500; x -= 10)
+            QTest::mouseMove(window, {x, y});
+        QTest::mouseRelease(window, Qt::LeftButton, {}, {500, y});
+        QTRY_COMPARE(sidebar->width(), 500);
+        QVERIFY(select(AppTab::setup));
+        QCOMPARE(window->width(), 500);
+        window->setWidth(600);
+        QTRY_COMPARE(sidebar->width(), 600);
+        QVERIFY(select(AppTab::sessions));
+        QCOMPARE(window->width(), 600 + 1 + 520);
+        QCOMPARE(detail->width(), 520);
+        QCOMPARE(sidebar->width(), 600);
+    }
+
     void tabsSetupScreenPresenceAndAlerts() {
         SetupScene scene;
         // The outdated agent is asked again on every poll.
