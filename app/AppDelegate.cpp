@@ -45,6 +45,11 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
 
 void AppDelegate::openUrls(const QStringList& urls) {
     requireMainThread("AppDelegate::openUrls");
+    openPromptLinks(urls);
+}
+
+bool AppDelegate::openPromptLinks(const QStringList& urls) {
+    bool hasOpened = false;
     for (const QString& url : urls) {
         // Said, since such a link is otherwise ignored without a word; its
         // text stays out of the log.
@@ -57,7 +62,9 @@ void AppDelegate::openUrls(const QStringList& urls) {
             continue;
         activateApp();
         state->navigateToPrompt(*promptId);
+        hasOpened = true;
     }
+    return hasOpened;
 }
 
 void AppDelegate::applicationWillTerminate() {
@@ -73,10 +80,10 @@ void AppDelegate::handleLaterStart(const QStringList& arguments) {
     requireMainThread("AppDelegate::handleLaterStart");
     // Starting the app again is how one asks for its window where there is no
     // Dock, and whether it is buried under others cannot be told from here.
-    if (arguments.isEmpty())
+    // Arguments that hold no link to a prompt ask for it too, as on macOS,
+    // where starting the running app with arguments reopens it.
+    if (!openPromptLinks(arguments))
         applicationShouldHandleReopen(false);
-    else
-        openUrls(arguments);
 }
 
 void AppDelegate::activateApp() {

@@ -43,11 +43,13 @@ public:
     void openUrls(const QStringList& urls);
     void applicationWillTerminate();
 
-    // Another start of the app handed over its arguments: its links, or with
-    // none, the wish to see the window.
+    // Another start of the app handed over its arguments: its links to
+    // prompts, or without one, the wish to see the window.
     void handleLaterStart(const QStringList& arguments);
 
 private:
+    // As openUrls(); whether a link was taken.
+    bool openPromptLinks(const QStringList& urls);
     void activateApp();
     void bringBackMainWindow();
 

@@ -230,10 +230,14 @@ private slots:
         QVERIFY(shell.delegate.applicationShouldHandleReopen(true));
         QCOMPARE(shell.activation.count, 4);
 
-        // Started again without links; a link where only windows can be activated.
-        window->close();
-        shell.delegate.handleLaterStart({});
-        QVERIFY(window->isVisible());
+        // Started again without links, or with none the app takes; a link
+        // where only windows can be activated.
+        for (const QStringList& arguments :
+             {QStringList{}, QStringList{"--verbose", "zor://prompt/not-an-id"}}) {
+            window->close();
+            shell.delegate.handleLaterStart(arguments);
+            QVERIFY(window->isVisible());
+        }
         window->close();
         shell.activation.isSupported = false;
         shell.delegate.handleLaterStart({promptLink(kIdB)});
