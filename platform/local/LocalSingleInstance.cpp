@@ -138,6 +138,16 @@ SingleInstance::Role LocalSingleInstance::claim(const QString& path, const QStri
 
 SingleInstance::Role LocalSingleInstance::handOver(QLocalSocket& running,
                                                    const QStringList& arguments) {
+    // The links would go to another user's process, and its answer would
+    // keep this app from starting: neither is taken from a stranger.
+    if (const auto stranger = refusedPeerUserId(running.socketDescriptor())) {
+        log().error("Refused the running Zor's socket: it is served by user %ld", {*stranger});
+        tellUser(QStringLiteral("Zor's socket is served by another user (%1): nothing was "
+                                "handed over.")
+                     .arg(*stranger));
+        running.abort();
+        return Role::notHandedOver;
+    }
     const QByteArray message = encodeStartMessage(arguments);
     if (parseStartMessage(message).state != StartMessage::State::complete) {
         log().error("Too much to hand over to the running Zor: %ld arguments, %ld bytes",

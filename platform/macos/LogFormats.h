@@ -73,6 +73,7 @@
     X2("Reconnecting to ZorAgent (attempt %ld/%ld)", LONG, LONG) \
     X1("Refused ZorAgent's socket: it is served by user %ld", LONG) \
     X1("Refused a later start from user %ld", LONG) \
+    X1("Refused the running Zor's socket: it is served by user %ld", LONG) \
     X2("Removed prompt: %{public}s %{public}s", STR, STR) \
     X2("Replacing existing extension %s with %s", STR, STR) \
     X1("Restart failed: %s", STR) \

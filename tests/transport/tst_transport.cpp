@@ -22,6 +22,7 @@
 #include <QTest>
 #include <QThread>
 #include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <grp.h>
 #include <sys/socket.h>
@@ -146,7 +147,17 @@ void serveAsOtherUser() {
             say("rogue read " + QString::number(app->readAll().size()) + " bytes");
         });
     });
-    if (server.listen(runtime + "/agent") && rogue.listen(runtime + "/rogue"))
+    // Takes any later start, and would say it has.
+    QLocalServer rogueInstance;
+    QObject::connect(&rogueInstance, &QLocalServer::newConnection, [&] {
+        QLocalSocket* start = rogueInstance.nextPendingConnection();
+        QObject::connect(start, &QLocalSocket::readyRead, [start, say] {
+            say("rogue instance read " + QString::number(start->readAll().size()) + " bytes");
+            start->write(kStartTaken);
+        });
+    });
+    if (server.listen(runtime + "/agent") && rogue.listen(runtime + "/rogue") &&
+        rogueInstance.listen(runtime + "/rogue-instance"))
         say("ready");
     // Until the test ends it.
     QTest::qWait(60000);
@@ -286,7 +297,7 @@ private slots:
     }
 
     // Another local user can neither hand the running app a link nor pose as
-    // the agent, nor be served as an app by the agent side.
+    // the agent or the running app, nor be served as an app by the agent side.
     void anotherUsersProcessesAreRefused() {
         if (qEnvironmentVariableIsSet(kAsOtherUser)) {
             serveAsOtherUser();
@@ -355,8 +366,21 @@ private slots:
                  QStringList{"Refused ZorAgent's socket: it is served by user 65534"});
         QTest::qWait(100);
         QCOMPARE(callbacks.all().size(), 2);
+
+        // Their app, to this user's later start, with its socket where this
+        // user's app keeps its own (only root could put it there): nothing
+        // handed over.
+        const QString ours = useNewInstanceSocket();
+        QCOMPARE(std::rename(QFile::encodeName(theirs.filePath("rogue-instance")).constData(),
+                             QFile::encodeName(ours).constData()),
+                 0);
+        LogCapture startLog;
+        QCOMPARE(LaterStart({kLink}).result(), Role::notHandedOver);
+        QCOMPARE(startLog.messages(),
+                 QStringList{"Refused the running Zor's socket: it is served by user 65534"});
+        QTest::qWait(100);
         QVERIFY2(!out.contains("instance received") && !out.contains("agent served") &&
-                     !out.contains("rogue read"),
+                     !out.contains("rogue read") && !out.contains("rogue instance read"),
                  qPrintable(out));
     }
 
