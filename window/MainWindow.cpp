@@ -35,37 +35,42 @@ constexpr QSize launchSize(int(MainSplitViewController::sidebarWidth) + 1 +
                            500);
 
 // The system's colours the controls take, by their names in the window's palette.
-constexpr std::pair<const char*, QColor (qml::SystemColors::*)() const> paletteRoles[] = {
-    {"window", &qml::SystemColors::window},
-    {"windowText", &qml::SystemColors::windowText},
-    {"base", &qml::SystemColors::base},
-    {"alternateBase", &qml::SystemColors::alternateBase},
-    {"text", &qml::SystemColors::text},
-    {"button", &qml::SystemColors::button},
-    {"buttonText", &qml::SystemColors::buttonText},
-    {"light", &qml::SystemColors::light},
-    {"midlight", &qml::SystemColors::midlight},
-    {"mid", &qml::SystemColors::mid},
-    {"dark", &qml::SystemColors::dark},
-    {"shadow", &qml::SystemColors::shadow},
-    {"highlight", &qml::SystemColors::highlight},
-    {"highlightedText", &qml::SystemColors::highlightedText},
+constexpr std::pair<const char*, QPalette::ColorRole> paletteRoles[] = {
+    {"window", QPalette::Window},
+    {"windowText", QPalette::WindowText},
+    {"base", QPalette::Base},
+    {"alternateBase", QPalette::AlternateBase},
+    {"text", QPalette::Text},
+    {"button", QPalette::Button},
+    {"buttonText", QPalette::ButtonText},
+    {"light", QPalette::Light},
+    {"midlight", QPalette::Midlight},
+    {"mid", QPalette::Mid},
+    {"dark", QPalette::Dark},
+    {"shadow", QPalette::Shadow},
+    {"highlight", QPalette::Highlight},
+    {"highlightedText", QPalette::HighlightedText},
 };
 
-// The style's controls take the system's colours, the same in every colour
-// group, and follow them as they change, light or dark. Set once the first
-// frame is out, which draws nothing of the style: each colour set passes
-// through every item the window has, and bound in the window's file they cost
-// that frame a twentieth of its time.
+// The style's controls take the system's colours, and follow them as they
+// change, light or dark: a control that can be used takes the active ones,
+// whether its window has the keyboard or not, and one that cannot takes the
+// disabled ones. Set once the first frame is out, which draws nothing of the
+// style: each colour set passes through every item the window has, and bound
+// in the window's file they cost that frame a twentieth of its time.
 void followSystemPalette(QQmlEngine& engine, QQuickWindow& window) {
     const qml::SetupTheme* theme = qml::SetupTheme::of(engine);
     auto* palette = window.property("palette").value<QObject*>();
-    if (!theme || !palette)
+    auto* disabled = palette ? palette->property("disabled").value<QObject*>() : nullptr;
+    if (!theme || !disabled)
         qFatal("MainWindow: the window has no palette to follow the system's");
     const qml::SystemColors* colors = theme->system();
-    const auto apply = [colors, palette] {
-        for (const auto& [name, color] : paletteRoles)
-            palette->setProperty(name, (colors->*color)());
+    const auto apply = [colors, palette, disabled] {
+        // Every group first, then the disabled one over it.
+        for (const auto& [name, role] : paletteRoles)
+            palette->setProperty(name, colors->color(QPalette::Active, role));
+        for (const auto& [name, role] : paletteRoles)
+            disabled->setProperty(name, colors->color(QPalette::Disabled, role));
     };
     apply();
     QObject::connect(colors, &qml::SystemColors::changed, palette, apply);

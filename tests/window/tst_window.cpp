@@ -398,6 +398,15 @@ private slots:
         QTRY_VERIFY((button = findItem(mainWindow.window(), "refreshButton")));
         const auto* controlPalette = button->property("palette").value<QObject*>();
         QVERIFY(controlPalette);
+        // One made on the window itself, which cannot be used, looks it.
+        QQmlComponent component(qmlEngine(mainWindow.window()));
+        component.setData("import QtQuick.Controls\nButton { text: \"Closed\"; enabled: false }",
+                          {});
+        std::unique_ptr<QObject> made(component.create());
+        auto* closed = qobject_cast<QQuickItem*>(made.get());
+        QVERIFY2(closed, qPrintable(component.errorString()));
+        closed->setParentItem(mainWindow.window()->contentItem());
+        const auto* closedPalette = closed->property("palette").value<QObject*>();
         for (const QPalette& palette : {darkPalette(), lightPalette}) {
             QGuiApplication::setPalette(palette);
             for (const auto& [name, role] :
@@ -406,6 +415,10 @@ private slots:
                   std::pair{"highlight", QPalette::Highlight}, std::pair{"mid", QPalette::Mid}})
                 QCOMPARE(controlPalette->property(name).value<QColor>(),
                          palette.color(QPalette::Active, role));
+            for (const auto& [name, role] : {std::pair{"button", QPalette::Button},
+                                             std::pair{"buttonText", QPalette::ButtonText}})
+                QCOMPARE(closedPalette->property(name).value<QColor>(),
+                         palette.color(QPalette::Disabled, role));
         }
     }
 

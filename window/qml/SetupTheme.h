@@ -35,27 +35,28 @@ public:
 
     void setPalette(const QPalette& palette);
 
-    QColor window() const { return color(QPalette::Window); }
-    QColor windowText() const { return color(QPalette::WindowText); }
-    QColor base() const { return color(QPalette::Base); }
-    QColor alternateBase() const { return color(QPalette::AlternateBase); }
-    QColor text() const { return color(QPalette::Text); }
-    QColor button() const { return color(QPalette::Button); }
-    QColor buttonText() const { return color(QPalette::ButtonText); }
-    QColor light() const { return color(QPalette::Light); }
-    QColor midlight() const { return color(QPalette::Midlight); }
-    QColor mid() const { return color(QPalette::Mid); }
-    QColor dark() const { return color(QPalette::Dark); }
-    QColor shadow() const { return color(QPalette::Shadow); }
-    QColor highlight() const { return color(QPalette::Highlight); }
-    QColor highlightedText() const { return color(QPalette::HighlightedText); }
+    QColor window() const { return color(QPalette::Active, QPalette::Window); }
+    QColor windowText() const { return color(QPalette::Active, QPalette::WindowText); }
+    QColor base() const { return color(QPalette::Active, QPalette::Base); }
+    QColor alternateBase() const { return color(QPalette::Active, QPalette::AlternateBase); }
+    QColor text() const { return color(QPalette::Active, QPalette::Text); }
+    QColor button() const { return color(QPalette::Active, QPalette::Button); }
+    QColor buttonText() const { return color(QPalette::Active, QPalette::ButtonText); }
+    QColor light() const { return color(QPalette::Active, QPalette::Light); }
+    QColor midlight() const { return color(QPalette::Active, QPalette::Midlight); }
+    QColor mid() const { return color(QPalette::Active, QPalette::Mid); }
+    QColor dark() const { return color(QPalette::Active, QPalette::Dark); }
+    QColor shadow() const { return color(QPalette::Active, QPalette::Shadow); }
+    QColor highlight() const { return color(QPalette::Active, QPalette::Highlight); }
+    QColor highlightedText() const { return color(QPalette::Active, QPalette::HighlightedText); }
+    QColor color(QPalette::ColorGroup group, QPalette::ColorRole role) const {
+        return palette.color(group, role);
+    }
 
 signals:
     void changed();
 
 private:
-    QColor color(QPalette::ColorRole role) const { return palette.color(QPalette::Active, role); }
-
     QPalette palette;
 };
 
