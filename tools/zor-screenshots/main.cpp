@@ -166,6 +166,20 @@ const QList<WindowShot>& windowShots() {
     return all;
 }
 
+// What the window shows once two frames a little apart show the same, so
+// that nothing still moving is caught halfway.
+QImage stillImage(QQuickWindow& window) {
+    QImage last = window.grabWindow();
+    for (int i = 0; i < 40; ++i) {
+        QTest::qWait(50);
+        QImage next = window.grabWindow();
+        if (next == last)
+            break;
+        last = std::move(next);
+    }
+    return last;
+}
+
 bool save(const QImage& image, const char* fileName, const QDir& outDir) {
     const QString path = outDir.filePath(QString::fromLatin1(fileName));
     if (!image.save(path)) {
@@ -222,7 +236,7 @@ bool render(const WindowShot& shot, const QDir& outDir) {
     });
     if (!isSettled)
         return fail(shot.fileName, "the window did not reach its size");
-    return save(window->grabWindow(), shot.fileName, outDir);
+    return save(stillImage(*window), shot.fileName, outDir);
 }
 
 struct PromptsShot {
