@@ -24,22 +24,24 @@ void MainSplitViewController::setDividerThickness(qreal thickness) {
     emit windowMinimumWidthChanged();
 }
 
+qreal MainSplitViewController::sidebarPreferredWidth() const {
+    return std::max(sidebarMeasured, sidebarWidth);
+}
+
 qreal MainSplitViewController::windowMinimumWidth() const {
     if (canCollapse)
         return sidebarWidth;
-    return std::max(sidebarMeasured, sidebarWidth) + divider + detailWidth;
+    return sidebarPreferredWidth() + divider + detailWidth;
 }
 
 void MainSplitViewController::reportPaneWidths(qreal sidebar, qreal detail) {
     const bool isSidebarResized = sidebarMeasured != sidebar;
     sidebarMeasured = sidebar;
     detailMeasured = detail;
-    // Where the user drags the divider to, the sidebar stays; a report from
-    // before the first layout does not count.
-    if (!canCollapse)
-        setSidebarPreferred(std::max(sidebar, sidebarWidth));
-    if (isSidebarResized)
-        emit windowMinimumWidthChanged();
+    if (!isSidebarResized)
+        return;
+    emit sidebarPreferredWidthChanged();
+    emit windowMinimumWidthChanged();
 }
 
 void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
@@ -67,9 +69,6 @@ void MainSplitViewController::followSelectedTab() {
     const qreal width = animatingToWidth.value_or(frame.width());
     if (!isSetup && isCollapsed) {
         isShowingDetail = true;
-        // Widened or not on the setup tab, the sidebar stays as it is and the
-        // pane comes back beside it.
-        setSidebarPreferred(sidebarMeasuredWidth());
         setCollapsed(false);
         requestAnimation(width + savedWidth + divider, false);
     } else if (isSetup && !isCollapsed) {
@@ -78,10 +77,11 @@ void MainSplitViewController::followSelectedTab() {
             savedWidth = detailMeasured;
             emit savedDetailWidthChanged();
         }
+        const qreal sidebar = sidebarMeasured > 0 ? sidebarMeasured : sidebarWidth;
         isShowingDetail = false;
         setCanCollapse(true);
         setCollapsed(true);
-        requestAnimation(sidebarMeasuredWidth(), true);
+        requestAnimation(sidebar, true);
     }
 }
 
@@ -98,17 +98,6 @@ void MainSplitViewController::setCanCollapse(bool isAllowed) {
     canCollapse = isAllowed;
     emit canDetailCollapseChanged();
     emit windowMinimumWidthChanged();
-}
-
-void MainSplitViewController::setSidebarPreferred(qreal width) {
-    if (sidebarPreferred == width)
-        return;
-    sidebarPreferred = width;
-    emit sidebarPreferredWidthChanged();
-}
-
-qreal MainSplitViewController::sidebarMeasuredWidth() const {
-    return sidebarMeasured > 0 ? sidebarMeasured : sidebarWidth;
 }
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {

@@ -21,9 +21,9 @@ class MainSplitViewController final : public QObject {
                    dividerThicknessChanged)
     Q_PROPERTY(qreal sidebarMinimumWidth READ sidebarMinimumWidth CONSTANT)
     Q_PROPERTY(qreal detailMinimumWidth READ detailMinimumWidth CONSTANT)
-    // The sidebar's width as the user left it, by dragging the divider or by
-    // widening the window on the setup tab: it holds that width while the
-    // window grows, and keeps it when the detail pane comes back.
+    // The sidebar's own width, at least its minimum: whatever width the user
+    // gave it, by dragging the divider or by widening the window on the setup
+    // tab, it holds while the window grows and when the detail pane comes back.
     Q_PROPERTY(
         qreal sidebarPreferredWidth READ sidebarPreferredWidth NOTIFY sidebarPreferredWidthChanged)
     Q_PROPERTY(int animationDuration READ animationDuration CONSTANT)
@@ -49,7 +49,7 @@ public:
     void setDividerThickness(qreal thickness);
     qreal sidebarMinimumWidth() const { return sidebarWidth; }
     qreal detailMinimumWidth() const { return detailWidth; }
-    qreal sidebarPreferredWidth() const { return sidebarPreferred; }
+    qreal sidebarPreferredWidth() const;
     int animationDuration() const { return animationMilliseconds; }
     qreal windowMinimumWidth() const;
 
@@ -74,10 +74,7 @@ private:
     void followSelectedTab();
     void setCollapsed(bool isCollapsedNow);
     void setCanCollapse(bool isAllowed);
-    void setSidebarPreferred(qreal width);
     void requestAnimation(qreal windowWidth, bool isCollapsing);
-    // As measured, or its minimum before the view has reported.
-    qreal sidebarMeasuredWidth() const;
 
     AppState& appState;
     bool isCollapsed = false;
@@ -90,7 +87,6 @@ private:
     qreal savedWidth = detailWidth;
     qreal divider = 1;
     qreal sidebarMeasured = 0; // 0 until the view reports
-    qreal sidebarPreferred = sidebarWidth;
     qreal detailMeasured = 0;
     QRectF frame;
 };
