@@ -22,7 +22,7 @@ bool isDaemonUnreachable(DaemonStatus status) {
 
 QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, FilterManager& filter,
                                             DaemonConnection& connection,
-                                            std::function<DaemonStatus()> daemonStatus) {
+                                            DaemonStatus daemonStatus) {
     if (!filter.isSupported())
         co_return NEStatus::unsupported;
     if (co_await loadFilterPreferences(context, filter))
@@ -30,9 +30,9 @@ QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, Filt
     if (!filter.isEnabled())
         co_return NEStatus::needAuthForNetworkFilter;
     // Asked through the daemon, the extension is out of reach where there is none.
-    if (daemonStatus() == DaemonStatus::unsupported)
+    if (daemonStatus == DaemonStatus::unsupported)
         co_return NEStatus::unsupported;
-    if (isDaemonUnreachable(daemonStatus()))
+    if (isDaemonUnreachable(daemonStatus))
         co_return NEStatus::cannotConnectToDaemon;
 
     const auto ping = [&connection] { return connection.pingNetworkExtension(std::nullopt); };

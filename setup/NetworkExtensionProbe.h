@@ -15,11 +15,11 @@ class FilterManager;
 
 // Checks the filter configuration, then asks the extension through the daemon;
 // unsupported where the system has no content filter or no daemon.
-// The extension can only be asked while the daemon is reachable, so
-// `daemonStatus` is read once the preferences are loaded. An extension that
-// does not answer gets its filter re-enabled and one more ping 4 s later.
+// The extension can only be asked while the daemon is reachable:
+// `daemonStatus` is what the same check found of it. An extension that does
+// not answer gets its filter re-enabled and one more ping 4 s later.
 QCoro::Task<NEStatus> checkNetworkExtension(QObject* context, Clock& clock, FilterManager& filter,
                                             DaemonConnection& connection,
-                                            std::function<DaemonStatus()> daemonStatus);
+                                            DaemonStatus daemonStatus);
 
 } // namespace zor

@@ -11,6 +11,14 @@ namespace zor {
 
 using namespace std::chrono_literals;
 
+namespace {
+
+template <typename Status> bool isDue(Status status) {
+    return status != Status::ok && status != Status::checking;
+}
+
+} // namespace
+
 ServiceMonitor::ServiceMonitor(Clock& clock, ServiceManagement& services, FilterManager& filter,
                                AdministratorScriptRunner& scripts, DaemonClient& daemon,
                                BuildNumberQuery agentBuildNumber, CliLinkPaths linkPaths,
@@ -61,41 +69,56 @@ void ServiceMonitor::refresh() {
 }
 
 void ServiceMonitor::checkAll() {
-    cancelPoll();
     recheckLink();
     runFullCheck();
 }
 
-QCoro::Task<> ServiceMonitor::runFullCheck() {
-    setDaemonStatus(DaemonStatus::checking);
-    setAgentStatus(AgentStatus::checking);
-    setNEStatus(NEStatus::checking);
-    // In this order: the extension probe reads the daemon's fresh status.
-    setDaemonStatus(co_await probeDaemon());
-    setAgentStatus(co_await probeAgent());
-    setNEStatus(co_await probeNetworkExtension());
+void ServiceMonitor::beginCheck() {
+    cancelPoll();
+    ++checksUnderWay;
+}
+
+void ServiceMonitor::endCheck() {
+    --checksUnderWay;
     reportStatus();
     updatePolling();
 }
 
+QCoro::Task<> ServiceMonitor::runFullCheck() {
+    beginCheck();
+    setDaemonStatus(DaemonStatus::checking);
+    setAgentStatus(AgentStatus::checking);
+    setNEStatus(NEStatus::checking);
+    // In this order: the extension probe goes by the daemon's fresh status.
+    const DaemonStatus daemonFound = co_await probeDaemon();
+    setDaemonStatus(daemonFound);
+    setAgentStatus(co_await probeAgent());
+    setNEStatus(co_await probeNetworkExtension(daemonFound));
+    endCheck();
+}
+
 QCoro::Task<> ServiceMonitor::runPollPass() {
     pollTimer.reset();
+    beginCheck();
     // Only what is unhealthy now, and without going through checking first, so
-    // that the screen does not flicker.
-    const bool isCliDue = cliState != CLISymlinkStatus::ok;
-    const bool isDaemonDue = daemonState != DaemonStatus::ok;
-    const bool isAgentDue = agentState != AgentStatus::ok;
-    const bool isExtensionDue = neState != NEStatus::ok;
+    // that the screen does not flicker. A status being checked is left to the
+    // repair that checks it: the step shows its progress until then.
+    const bool isCliDue = isDue(cliState);
+    const bool isDaemonDue = isDue(daemonState);
+    const bool isAgentDue = isDue(agentState);
+    const bool isExtensionDue = isDue(neState);
     if (isCliDue)
         recheckLink();
-    if (isDaemonDue)
-        setDaemonStatus(co_await probeDaemon());
+    DaemonStatus daemonFound = daemonState;
+    if (isDaemonDue) {
+        daemonFound = co_await probeDaemon();
+        setDaemonStatus(daemonFound);
+    }
     if (isAgentDue)
         setAgentStatus(co_await probeAgent());
     if (isExtensionDue)
-        setNEStatus(co_await probeNetworkExtension());
-    reportStatus();
-    updatePolling();
+        setNEStatus(co_await probeNetworkExtension(daemonFound));
+    endCheck();
 }
 
 // What this system does not have will not come: polling for it would only
@@ -105,7 +128,7 @@ void ServiceMonitor::updatePolling() {
         cancelPoll();
         return;
     }
-    if (pollTimer || !isShown)
+    if (pollTimer || !isShown || checksUnderWay > 0)
         return;
     // A chain of one-shot timers: the next pass starts a second after this one ended.
     pollTimer = clock.schedule(1s, this, [this] { runPollPass(); });
@@ -122,21 +145,21 @@ void ServiceMonitor::recheckLink() {
 }
 
 QCoro::Task<> ServiceMonitor::recheckDaemon() {
+    beginCheck();
     setDaemonStatus(co_await probeDaemon());
-    reportStatus();
-    updatePolling();
+    endCheck();
 }
 
 QCoro::Task<> ServiceMonitor::recheckAgent() {
+    beginCheck();
     setAgentStatus(co_await probeAgent());
-    reportStatus();
-    updatePolling();
+    endCheck();
 }
 
 QCoro::Task<> ServiceMonitor::recheckNetworkExtension() {
-    setNEStatus(co_await probeNetworkExtension());
-    reportStatus();
-    updatePolling();
+    beginCheck();
+    setNEStatus(co_await probeNetworkExtension(daemonState));
+    endCheck();
 }
 
 QCoro::Task<DaemonStatus> ServiceMonitor::probeDaemon() {
@@ -151,9 +174,8 @@ QCoro::Task<AgentStatus> ServiceMonitor::probeAgent() {
     });
 }
 
-QCoro::Task<NEStatus> ServiceMonitor::probeNetworkExtension() {
-    co_return co_await checkNetworkExtension(this, clock, filter, daemon.connection,
-                                             [this] { return daemonState; });
+QCoro::Task<NEStatus> ServiceMonitor::probeNetworkExtension(DaemonStatus daemonStatus) {
+    co_return co_await checkNetworkExtension(this, clock, filter, daemon.connection, daemonStatus);
 }
 
 } // namespace zor

@@ -89,13 +89,18 @@ private:
         emit statusChanged();
     }
     void reportStatus();
+    // Every check, full, poll pass or after a repair, is framed by these: the
+    // last one under way to end schedules the next pass, so that passes never
+    // overlap and the poll stays one chain.
+    void beginCheck();
+    void endCheck();
     QCoro::Task<> runFullCheck();
     QCoro::Task<> runPollPass();
     void updatePolling();
     void cancelPoll();
     QCoro::Task<DaemonStatus> probeDaemon();
     QCoro::Task<AgentStatus> probeAgent();
-    QCoro::Task<NEStatus> probeNetworkExtension();
+    QCoro::Task<NEStatus> probeNetworkExtension(DaemonStatus daemonStatus);
 
     Clock& clock;
     ServiceManagement& services;
@@ -111,6 +116,7 @@ private:
     NEStatus neState = NEStatus::checking;
     CLISymlinkStatus cliState = CLISymlinkStatus::checking;
     std::optional<Clock::TimerId> pollTimer;
+    int checksUnderWay = 0;
     bool isShown = false;
 };
 

@@ -288,9 +288,8 @@ private slots:
         QObject context;
 
         std::optional<NEStatus> result;
-        checkNetworkExtension(&context, clock, filter, connection, [&] {
-            return daemon;
-        }).then([&](NEStatus status) { result = status; });
+        checkNetworkExtension(&context, clock, filter, connection, daemon)
+            .then([&](NEStatus status) { result = status; });
         // A silent extension gets its filter switched off and on, and one more ping 4 s later.
         QTRY_VERIFY(result || clock.pendingTimerCount() == 1);
         if (!result) {

@@ -86,10 +86,12 @@ private slots:
         QVERIFY(scene.waitForReports(2));
     }
 
-    // A poll that finds everything healthy while a repair waits ends the
-    // polling; when the repair's own probe then finds its service down, the
-    // polling starts again, or the screen would show it down until Refresh.
-    void aRepairThatEndsUnhealthyKeepsPolling() {
+    // The step shows the repair's progress until the repair's own probe: the
+    // poll in its wait leaves it checking, so its button does not come back
+    // to register the service a second time. When that probe finds the
+    // service down, the polling goes on, or the screen would show it down
+    // until Refresh.
+    void aRepairShowsProgressUntilItsProbeAndKeepsPolling() {
         SetupScene scene;
         scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
         QVERIFY(scene.appearAndSettle());
@@ -99,7 +101,9 @@ private slots:
         scene.makeAllHealthy();
         scene.clock.advance(1s); // the poll, in the repair's wait
         QVERIFY(scene.waitForReports(2));
-        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
+        QVERIFY(scene.monitor->daemonStep().isChecking);
+        QCOMPARE(scene.monitor->daemonStep().button, ButtonState::inProgress());
+        QCOMPARE(scene.services.count("daemon.register"), 1);
         QCOMPARE(scene.clock.nextTimerIn(), std::optional(Millis(1s))); // the repair's wait
 
         scene.makeDaemonUnreachable(ServiceStatus::enabled);

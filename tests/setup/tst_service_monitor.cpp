@@ -118,6 +118,80 @@ private slots:
         QCOMPARE(scene.monitor->cliStatus(), CLISymlinkStatus::missing);
         QVERIFY(scene.monitor->isPollPending());
     }
+
+    // However a pass and another check interleave, the poll stays one chain
+    // of passes. An extension that does not answer makes a pass last 4 s, and
+    // each pass switches its filter off and on: two chains would do it twice
+    // as often, for good.
+    void onePollChainWhateverStartsDuringAPass_data() {
+        QTest::addColumn<QString>("started");
+        QTest::newRow("Refresh") << "refresh";
+        QTest::newRow("the extension's repair") << "repair";
+    }
+
+    void onePollChainWhateverStartsDuringAPass() {
+        QFETCH(QString, started);
+        SetupScene scene;
+        {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            scene.daemonConnection.pingAnswer = false;
+        }
+        scene.extensions.onSubmit = [](std::weak_ptr<SystemExtensionRequestDelegate> request) {
+            if (const auto delegate = request.lock())
+                delegate->requestDidFinish(RequestResult::completed);
+        };
+        const auto pingsIn20s = [&] {
+            const int before = scene.daemonConnection.pingCalls;
+            scene.runFor(20s);
+            return scene.daemonConnection.pingCalls - before;
+        };
+        scene.monitor->appear();
+        scene.runFor(20s);
+        QCOMPARE(pingsIn20s(), 8); // a pass every 5 s, each pinging twice
+
+        scene.runFor(1300ms); // into the next pass's wait
+        if (started == "refresh")
+            scene.monitor->refresh();
+        else
+            scene.repairs->fixNetworkExtension();
+        scene.runFor(20s);
+        QCOMPARE(pingsIn20s(), 8);
+        QCOMPARE(scene.clock.pendingTimerCount(), 1);
+    }
+
+    // The extension is asked through the daemon, so its probe goes by the
+    // daemon status its own check found, not by one a later check is busy
+    // finding: here a second Refresh while the first asks the agent.
+    void theExtensionGoesByItsOwnChecksDaemonStatus() {
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::enabled);
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::cannotConnectToDaemon);
+        scene.monitor->disappear(); // no poll beside the two checks
+        const int pings = scene.daemonConnection.pingCalls;
+
+        QSemaphore answer;
+        bool isSecondStarted = false;
+        connect(scene.monitor.get(), &ServiceMonitor::statusChanged, this, [&] {
+            if (isSecondStarted || scene.monitor->daemonStatus() != DaemonStatus::cannotConnect)
+                return;
+            isSecondStarted = true;
+            scene.daemonConnection.onGetStatus = [&] { answer.tryAcquire(1, 5000); };
+            QMetaObject::invokeMethod(
+                scene.monitor.get(), [&] { scene.monitor->refresh(); }, Qt::QueuedConnection);
+        });
+        scene.monitor->refresh();
+        QTRY_VERIFY(isSecondStarted);
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::checking); // the second check's
+        // The first check goes on to the extension while the second waits on the daemon.
+        QTRY_VERIFY(scene.monitor->neStatus() != NEStatus::checking ||
+                    scene.daemonConnection.pingCalls > pings);
+        answer.release();
+        scene.runFor(5s);
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::cannotConnectToDaemon);
+        QCOMPARE(scene.daemonConnection.pingCalls, pings);
+        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
+    }
 };
 
 int runServiceMonitorTests(int argc, char** argv) {

@@ -132,6 +132,18 @@ bool SetupScene::waitForReports(qsizetype count) {
     return QTest::qWaitFor([&] { return reports.size() >= count; }, 5000);
 }
 
+void SetupScene::runFor(Millis total) {
+    constexpr Millis step = std::chrono::milliseconds(100);
+    for (Millis moved{0}; moved < total; moved += step) {
+        clock.advance(step);
+        // A resumed probe may start the next one at once: wait until none is left.
+        (void)QTest::qWaitFor([] {
+            QCoreApplication::sendPostedEvents();
+            return workerCallsInFlight() == 0;
+        });
+    }
+}
+
 bool SetupScene::show(int width, std::optional<int> height) {
     view = std::make_unique<QQuickView>();
     prepareZorEngine(*view->engine());

@@ -42,6 +42,9 @@ public:
     // Runs the full check and waits, in real time, for its report: probes run on workers.
     [[nodiscard]] bool appearAndSettle();
     [[nodiscard]] bool waitForReports(qsizetype count);
+    // Moves virtual time on in 100 ms steps; at each, the probes it started
+    // finish on their workers before time moves again.
+    void runFor(Millis total);
 
     // Loads the screen `width` wide and as tall as its content, or `height`
     // tall; its appearance starts the full check.
