@@ -15,7 +15,7 @@ void MacWorkspace::revealInFileManager(const QString& filePath) {
 }
 
 QString MacWorkspace::revealInFileManagerLabel() const {
-    return QStringLiteral("Show in Finder");
+    return QStringLiteral("Reveal in Finder");
 }
 
 void MacWorkspace::openFile(const QString& filePath) {
