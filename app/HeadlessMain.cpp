@@ -13,7 +13,8 @@ void runHeadlessRegistration(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     HeadlessRegistration registration({platformServiceManagement(),
                                        platformSystemExtensionManager(), platformFilterManager(),
-                                       platformConsole(), platformFileManager(), systemClock()});
+                                       platformConsole(), platformFileManager(), systemClock()},
+                                      CliLinkPaths{}, QCoreApplication::applicationFilePath());
     registration.start();
     // Every way out is the console's exit from a callback; the system may also
     // never answer, and then the process waits.

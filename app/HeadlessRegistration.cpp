@@ -8,6 +8,8 @@
 #include "platform/NetworkFilter.h"
 #include "platform/ServiceManagement.h"
 
+#include <QFileInfo>
+
 namespace zor {
 namespace {
 
@@ -52,9 +54,11 @@ QString resultLine(const Result& result) {
 
 } // namespace
 
-HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths)
+HeadlessRegistration::HeadlessRegistration(Services services, CliLinkPaths linkPaths,
+                                           QString runningProgram)
     : services(services)
-    , linkPaths(std::move(linkPaths)) {}
+    , linkPaths(std::move(linkPaths))
+    , runningProgram(std::move(runningProgram)) {}
 
 void HeadlessRegistration::start() {
     requireMainThread("HeadlessRegistration::start");
@@ -113,6 +117,15 @@ bool HeadlessRegistration::registerAgent() {
 }
 
 void HeadlessRegistration::createCliLink() {
+    // Installed under /usr/local elsewhere than on macOS, this program itself
+    // is what lies at the link's path: replacing it would remove the app.
+    const QString existing = QFileInfo(linkPaths.linkPath).canonicalFilePath();
+    if (!existing.isEmpty() && existing == QFileInfo(runningProgram).canonicalFilePath()) {
+        const QString reason = linkPaths.linkPath + QStringLiteral(" is this program itself");
+        appLog().error("Failed to create CLI symlink: %s", {reason});
+        services.console.printLine(QStringLiteral("CLI symlink: failed - ") + reason);
+        return;
+    }
     if (const auto error = linkCommandLineTool(services.fileManager, linkPaths)) {
         appLog().error("Failed to create CLI symlink: %s", {error->localizedDescription});
         services.console.printLine(QStringLiteral("CLI symlink: failed - ") +

@@ -31,7 +31,8 @@ public:
         Clock& clock;
     };
 
-    explicit HeadlessRegistration(Services services, CliLinkPaths linkPaths = {});
+    // `runningProgram` is this program's file, which the link step never removes.
+    HeadlessRegistration(Services services, CliLinkPaths linkPaths, QString runningProgram);
 
     // Runs the steps up to the extension request, blocking the calling thread
     // for the service calls and pauses. The callbacks that follow need this
@@ -52,6 +53,7 @@ private:
 
     Services services;
     CliLinkPaths linkPaths;
+    QString runningProgram;
     std::shared_ptr<HeadlessExtensionDelegate> extensionDelegate;
 };
 

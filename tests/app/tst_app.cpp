@@ -38,12 +38,13 @@ struct Run {
     PortableFileManager files;
     QTemporaryDir root;
     CliLinkPaths paths{root.filePath("bin/zor"), root.filePath("bin"), root.filePath("zor-cli")};
+    QString runningProgram = root.filePath("app/zor");
     std::unique_ptr<HeadlessRegistration> registration;
 
     void start() {
         registration = std::make_unique<HeadlessRegistration>(
             HeadlessRegistration::Services{services, extensions, filter, console, files, clock},
-            paths);
+            paths, runningProgram);
         registration->start();
     }
 
@@ -210,6 +211,11 @@ private slots:
         // The existence test follows links: a dangling one stays and blocks the new link.
         QTest::newRow("a dangling link") << "dangling"
                                          << "File exists";
+        // Installed at the link's path, as under /usr/local on Linux, the app stays.
+        QTest::newRow("this program") << "program"
+                                      << "$link is this program itself";
+        QTest::newRow("a link to this program") << "link to program"
+                                                << "$link is this program itself";
     }
 
     void linkStep() {
@@ -234,12 +240,25 @@ private slots:
             QVERIFY(QDir().mkpath(run.paths.linkPath) && writeFile(run.paths.linkPath + "/old"));
         else if (existing == "dangling")
             QVERIFY(QFile::link(run.root.filePath("gone"), run.paths.linkPath));
+        if (existing == "program")
+            run.runningProgram = run.paths.linkPath;
+        if (existing.contains("program"))
+            QVERIFY(QDir().mkpath(QFileInfo(run.runningProgram).path()) &&
+                    writeFile(run.runningProgram));
+        if (existing == "link to program")
+            QVERIFY(QFile::link(run.runningProgram, run.paths.linkPath));
+        const bool isProgramKept = existing.contains("program");
+        error.replace("$link", run.paths.linkPath);
 
         run.startAndActivate();
 
         QCOMPARE(run.console.lines.value(2),
                  error.isEmpty() ? QStringLiteral("CLI symlink: created")
+                 : isProgramKept ? "CLI symlink: failed - " + error
                                  : "CLI symlink: failed - " + error + " (may need sudo)");
+        if (isProgramKept)
+            QCOMPARE(QFileInfo(run.paths.linkPath).canonicalFilePath(),
+                     QFileInfo(run.runningProgram).canonicalFilePath());
         QCOMPARE(run.linkPointsAtTarget(), error.isEmpty());
         QVERIFY(QFile::exists(elsewhere + "/keep"));
         if (!error.isEmpty())
