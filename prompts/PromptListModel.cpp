@@ -17,8 +17,8 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
             addedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
-        processingIds.remove(item.id);
-        selectedIds.remove(item.id);
+        if (processingIds.contains(item.id) || selectedIds.contains(item.id))
+            markedRemovedIds.push_back(item.id);
         removedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptsEnded, this, [this](const QList<quint64>& seqs) {
@@ -240,6 +240,11 @@ void PromptListModel::takeChanges() {
     if (lastChanged >= 0)
         emit dataChanged(index(firstChanged), index(lastChanged), {sessionEndedRole});
 
+    for (const QUuid& id : std::exchange(markedRemovedIds, {}))
+        if (!store.seqOf(id)) {
+            processingIds.remove(id);
+            selectedIds.remove(id);
+        }
     followHighlight();
     if (count() != before)
         emit countChanged();

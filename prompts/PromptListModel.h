@@ -109,6 +109,9 @@ private:
     std::optional<quint64> highlightedSeq;
     QSet<QUuid> processingIds;
     QSet<QUuid> selectedIds;
+    // Marked prompts the batch removed: a prompt handed over again under its
+    // id comes back in the same batch, and keeps its marks.
+    std::vector<QUuid> markedRemovedIds;
 };
 
 } // namespace zor

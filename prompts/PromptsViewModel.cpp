@@ -91,8 +91,9 @@ void PromptsViewModel::update() {
         followSelectedCount();
         return;
     }
+    // A prompt handed over again keeps its id under a new number: it stays.
     const std::optional<quint64> seq = store.seqOf(*highlighted);
-    if (shownHighlight && shownHighlight->id == *highlighted && shownHighlight->seq != seq) {
+    if (shownHighlight && shownHighlight->id == *highlighted && !seq) {
         // The highlighted prompt has gone. After the user's own decision or
         // dismissal the next one takes its place, so that the keys go on
         // working; otherwise, and when its going changed the filter, nothing

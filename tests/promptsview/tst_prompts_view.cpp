@@ -271,6 +271,38 @@ private slots:
         QVERIFY(rig.store.containsPrompt(idOf(prompts[0])));
     }
 
+    // After a reconnect the agent hands every prompt over again under its
+    // id, and a prompt may come again while it is being decided. Each is
+    // still the prompt the user is at work on: the highlight, the selection
+    // and a decision underway stay with it.
+    void promptsHandedOverAgainStayAsTheUserLeftThem() {
+        const QList<SerializablePromptItem> prompts = records(4);
+        Rig rig(prompts);
+        rig.highlight(prompts[1]);
+        rig.clickRow(rig.rowOf(prompts[2]), Qt::ShiftModifier); // which takes the highlight
+        rig.sync(prompts);
+        rig.settle();
+        QCOMPARE(rig.highlighted(), std::optional(idOf(prompts[2])));
+        QCOMPARE(rig.highlightedRow(), rig.rowOf(prompts[2]));
+        QCOMPARE(rig.listModel().selectedCount(), 2);
+        QVERIFY(rig.rowOf(prompts[1])->property("isSelected").toBool());
+        QCOMPARE(rig.mismatch(), QString());
+
+        rig.newCalls();
+        rig.click(rig.button(rig.rowOf(prompts[3]), Decision::denyAlways));
+        QCOMPARE(rig.newCalls().size(), 1);
+        rig.add(prompts[3]);
+        rig.settle();
+        QQuickItem* row = rig.rowOf(prompts[3]);
+        QVERIFY(row->property("isProcessing").toBool());
+        rig.click(rig.button(row, Decision::allowAlways));
+        rig.keys(QKeySequence(PromptDecider::shortcut(Decision::allowAlways)));
+        QCOMPARE(rig.newCalls().size(), 0);
+        rig.answerAll(true);
+        rig.settle();
+        QVERIFY(!rig.store.containsPrompt(idOf(prompts[3])));
+    }
+
     // Where the highlight goes when the highlighted prompt does.
     void highlightAfterRemoval_data() {
         QTest::addColumn<QString>("how");
