@@ -15,6 +15,7 @@
 #include "setup/ServiceMonitor.h"
 #include "setup/ServiceRepairs.h"
 #include "window/MainSplitViewController.h"
+#include "window/qml/FocusKeeper.h"
 #include "window/qml/QuickViews.h"
 #include "window/qml/SetupTheme.h"
 
@@ -137,6 +138,7 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
             quickWindow->setProperty("hasFirstFrame", true);
         },
         Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection));
+    focusKeeper = std::make_unique<qml::FocusKeeper>(*quickWindow);
     services.windowChrome.styleMainWindow(*quickWindow);
 }
 

@@ -22,6 +22,9 @@ class ServiceMonitor;
 class ServiceRepairs;
 class Workspace;
 class WindowChrome;
+namespace qml {
+class FocusKeeper;
+} // namespace qml
 
 // What the window's views act on.
 struct MainWindowServices {
@@ -73,6 +76,8 @@ private:
     PromptDecider* decider = nullptr;
     // Goes before the engine that runs its bindings.
     std::unique_ptr<QQuickWindow> quickWindow;
+    // Goes before the window, whose items hide as they go.
+    std::unique_ptr<qml::FocusKeeper> focusKeeper;
 };
 
 } // namespace zor

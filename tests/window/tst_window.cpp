@@ -1,4 +1,5 @@
 #include "DarkPalette.h"
+#include "LogCapture.h"
 #include "PromptsScene.h"
 #include "SetupScene.h"
 #include "platform/WindowChrome.h"
@@ -6,6 +7,7 @@
 #include "prompts/AppState.h"
 #include "prompts/PromptDecider.h"
 #include "prompts/PromptListModel.h"
+#include "prompts/PromptStore.h"
 #include "window/MainSplitViewController.h"
 #include "window/MainWindow.h"
 #include "window/qml/ColorContrast.h"
@@ -684,6 +686,48 @@ private slots:
         QCOMPARE(window->width(), 600 + 1 + 520);
         QCOMPARE(detail->width(), 520);
         QCOMPARE(sidebar->width(), 600);
+    }
+
+    // The keyboard never stays on a pane the tab hides: there its keys would
+    // act unseen, a Space on a setup button or a Delete on the prompt list.
+    void focusNeverStaysOnAHiddenPane() {
+        SetupScene scene;
+        scene.makeAgentOutdated();
+        AppState appState;
+        MainWindow mainWindow(appState,
+                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
+        QQuickWindow* window = mainWindow.window();
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
+        QVERIFY(scene.settle());
+        const QQuickItem* detail = findItem(window, "detailPane");
+        const MainSplitViewController& split = mainWindow.splitViewController();
+        const auto isSettled = [&] {
+            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
+        };
+        const auto isFocusShown = [window] {
+            const QQuickItem* focused = window->activeFocusItem();
+            return !focused || focused->isVisible();
+        };
+
+        // A link to a prompt that has gone, from a notification, shows the list.
+        findItem(window, "refreshButton")->forceActiveFocus(Qt::TabFocusReason);
+        appState.navigateToPrompt(QUuid::createUuid());
+        QTRY_VERIFY(isSettled() && !split.isDetailCollapsed());
+        QVERIFY(isFocusShown());
+        LogCapture log;
+        QTest::keyClick(window, Qt::Key_Space);
+        QVERIFY(!log.contains("User clicked Refresh button"));
+
+        appState.promptStore()->addPrompt("s", "/work/.zor/policy.yml",
+                                          FileDenial{"/tmp/a", "write", "vim"});
+        QQuickItem* list = findItem(window, "promptList");
+        QTRY_VERIFY(list->isVisible());
+        list->forceActiveFocus(Qt::TabFocusReason);
+        appState.setSelectedTab(AppTab::setup);
+        QTRY_VERIFY(split.isDetailCollapsed() && isSettled());
+        QVERIFY(isFocusShown());
     }
 
     void tabsSetupScreenPresenceAndAlerts() {
