@@ -19,33 +19,57 @@ MainSplitViewController::MainSplitViewController(AppState& appState, QObject* pa
 void MainSplitViewController::setDividerThickness(qreal thickness) {
     if (divider == thickness)
         return;
+    const qreal preferred = sidebarPreferredWidth();
     divider = thickness;
     emit dividerThicknessChanged();
     emit windowMinimumWidthChanged();
+    notifyIfPreferredChanged(preferred);
 }
 
 qreal MainSplitViewController::sidebarPreferredWidth() const {
-    return std::max(sidebarMeasured, sidebarWidth);
+    const qreal own = std::max(sidebarOwn, sidebarWidth);
+    return givingWay() ? std::clamp(*givingWay(), sidebarWidth, own) : own;
+}
+
+std::optional<qreal> MainSplitViewController::givingWay() const {
+    if (canCollapse || !frame.isValid())
+        return std::nullopt;
+    return frame.width() - divider - detailWidth;
 }
 
 qreal MainSplitViewController::windowMinimumWidth() const {
-    if (canCollapse)
-        return sidebarWidth;
-    return sidebarPreferredWidth() + divider + detailWidth;
+    return canCollapse ? sidebarWidth : bothPanesMinimumWidth();
+}
+
+qreal MainSplitViewController::bothPanesMinimumWidth() const {
+    return sidebarWidth + divider + detailWidth;
 }
 
 void MainSplitViewController::reportPaneWidths(qreal sidebar, qreal detail) {
-    const bool isSidebarResized = sidebarMeasured != sidebar;
+    const qreal preferred = sidebarPreferredWidth();
     sidebarMeasured = sidebar;
     detailMeasured = detail;
-    if (!isSidebarResized)
-        return;
-    emit sidebarPreferredWidthChanged();
-    emit windowMinimumWidthChanged();
+    // Where it gives way to the pane it may be held back from what it would
+    // have, not given less: a window that is still growing to its width is
+    // no narrowing of the sidebar's.
+    const std::optional<qreal> limit = givingWay();
+    sidebarOwn = limit && sidebar >= *limit ? std::max(sidebarOwn, sidebar) : sidebar;
+    notifyIfPreferredChanged(preferred);
 }
 
 void MainSplitViewController::reportWindowFrame(const QRectF& windowFrame) {
+    const qreal preferred = sidebarPreferredWidth();
     frame = windowFrame;
+    notifyIfPreferredChanged(preferred);
+}
+
+void MainSplitViewController::notifyIfPreferredChanged(qreal before) {
+    if (sidebarPreferredWidth() != before)
+        emit sidebarPreferredWidthChanged();
+}
+
+void MainSplitViewController::setScreenArea(std::function<QRectF()> area) {
+    screenArea = std::move(area);
 }
 
 void MainSplitViewController::finishAnimation() {
@@ -70,7 +94,11 @@ void MainSplitViewController::followSelectedTab() {
     if (!isSetup && isCollapsed) {
         isShowingDetail = true;
         setCollapsed(false);
-        requestAnimation(width + savedWidth + divider, false);
+        // On a screen too narrow for both, the sidebar gives way to the pane.
+        qreal grown = width + savedWidth + divider;
+        if (const QRectF area = screenArea ? screenArea() : QRectF(); area.isValid())
+            grown = std::max(std::min(grown, area.right() - frame.left()), bothPanesMinimumWidth());
+        requestAnimation(grown, false);
     } else if (isSetup && !isCollapsed) {
         // While the pane comes back, it comes back at the saved width.
         if (!animatingToWidth && detailMeasured > 0 && savedWidth != detailMeasured) {
@@ -95,9 +123,11 @@ void MainSplitViewController::setCollapsed(bool isCollapsedNow) {
 void MainSplitViewController::setCanCollapse(bool isAllowed) {
     if (canCollapse == isAllowed)
         return;
+    const qreal preferred = sidebarPreferredWidth();
     canCollapse = isAllowed;
     emit canDetailCollapseChanged();
     emit windowMinimumWidthChanged();
+    notifyIfPreferredChanged(preferred);
 }
 
 void MainSplitViewController::requestAnimation(qreal windowWidth, bool isCollapsing) {

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QRectF>
+#include <functional>
 #include <optional>
 
 namespace zor {
@@ -24,12 +25,13 @@ class MainSplitViewController final : public QObject {
     // The sidebar's own width, at least its minimum: whatever width the user
     // gave it, by dragging the divider or by widening the window on the setup
     // tab, it holds while the window grows and when the detail pane comes back.
+    // Beside the pane it gives way, down to its minimum, where the window
+    // leaves the pane less than the pane's minimum.
     Q_PROPERTY(
         qreal sidebarPreferredWidth READ sidebarPreferredWidth NOTIFY sidebarPreferredWidthChanged)
     Q_PROPERTY(int animationDuration READ animationDuration CONSTANT)
-    // With the detail pane shown, the sidebar as wide as it is and the detail
-    // pane at its minimum beside it; the sidebar alone while the pane folds
-    // away, is folded, or comes back.
+    // With the detail pane shown, both panes at their minimums; the sidebar
+    // alone while the pane folds away, is folded, or comes back.
     Q_PROPERTY(qreal windowMinimumWidth READ windowMinimumWidth NOTIFY windowMinimumWidthChanged)
 
 public:
@@ -56,6 +58,9 @@ public:
     // What the view measures, whenever it changes.
     Q_INVOKABLE void reportPaneWidths(qreal sidebar, qreal detail);
     Q_INVOKABLE void reportWindowFrame(const QRectF& frame);
+    // The part of the window's screen that windows may take, asked for as
+    // the pane comes back: the window grows no further than its edge.
+    void setScreenArea(std::function<QRectF()> area);
     // The view has played the animation last asked for to its end.
     Q_INVOKABLE void finishAnimation();
 
@@ -75,6 +80,11 @@ private:
     void setCollapsed(bool isCollapsedNow);
     void setCanCollapse(bool isAllowed);
     void requestAnimation(qreal windowWidth, bool isCollapsing);
+    qreal bothPanesMinimumWidth() const;
+    // With the pane beside it, the most the sidebar may take; nothing while
+    // the pane may fold.
+    std::optional<qreal> givingWay() const;
+    void notifyIfPreferredChanged(qreal before);
 
     AppState& appState;
     bool isCollapsed = false;
@@ -87,8 +97,11 @@ private:
     qreal savedWidth = detailWidth;
     qreal divider = 1;
     qreal sidebarMeasured = 0; // 0 until the view reports
+    // The width the user gave the sidebar, which it takes where it can.
+    qreal sidebarOwn = 0;
     qreal detailMeasured = 0;
     QRectF frame;
+    std::function<QRectF()> screenArea;
 };
 
 } // namespace zor

@@ -139,6 +139,10 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
         },
         Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection));
     focusKeeper = std::make_unique<qml::FocusKeeper>(*quickWindow);
+    splitController->setScreenArea([window = quickWindow.get()] {
+        const QScreen* screen = window->screen();
+        return screen ? QRectF(screen->availableGeometry()) : QRectF();
+    });
     services.windowChrome.styleMainWindow(*quickWindow);
 }
 

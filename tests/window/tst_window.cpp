@@ -649,12 +649,14 @@ private slots:
         const QQuickItem* sidebar = findItem(window, "sidebar");
         const QQuickItem* detail = findItem(window, "detailPane");
         // Until its animation has ended, the window is still being resized.
-        const MainSplitViewController& split = mainWindow.splitViewController();
+        MainSplitViewController& split = mainWindow.splitViewController();
         const auto isSettled = [&] {
             return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
         };
         QTRY_VERIFY(isSettled());
         QCOMPARE(window->width(), 340);
+        // On a screen wider than the test's.
+        split.setScreenArea([] { return QRectF(0, 0, 3000, 2000); });
         // The controller follows the tab in a later turn.
         const auto select = [&](AppTab tab) {
             appState.setSelectedTab(tab);
@@ -686,6 +688,43 @@ private slots:
         QCOMPARE(window->width(), 600 + 1 + 520);
         QCOMPARE(detail->width(), 520);
         QCOMPARE(sidebar->width(), 600);
+    }
+
+    // A sidebar as wide as the screen on setup gives way when the pane comes
+    // back: the window stays on the screen, the pane at its minimum, and the
+    // window can still be narrowed to both minimums.
+    void sidebarGivesWayToThePaneWithinTheScreen() {
+        SetupScene scene;
+        scene.makeAgentOutdated();
+        AppState appState;
+        MainWindow mainWindow(appState,
+                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
+        QQuickWindow* window = mainWindow.window();
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
+        const QQuickItem* sidebar = findItem(window, "sidebar");
+        const QQuickItem* detail = findItem(window, "detailPane");
+        const MainSplitViewController& split = mainWindow.splitViewController();
+        const auto isSettled = [&] {
+            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
+        };
+        QTRY_VERIFY(isSettled());
+
+        const QRect screen = window->screen()->availableGeometry();
+        window->setWidth(screen.right() + 1 - window->x());
+        QTRY_COMPARE(sidebar->width(), window->width());
+        appState.setSelectedTab(AppTab::policies);
+        QCoreApplication::processEvents();
+        QTRY_VERIFY(isSettled());
+        QTRY_COMPARE(detail->width(), 420);
+        QVERIFY(window->x() + window->width() <= screen.right() + 1);
+        QCOMPARE(sidebar->width(), window->width() - 421);
+        QCOMPARE(window->minimumWidth(), 761);
+
+        window->setWidth(761);
+        QTRY_COMPARE(sidebar->width(), 340);
+        QCOMPARE(detail->width(), 420);
     }
 
     // The keyboard never stays on a pane the tab hides: there its keys would
