@@ -23,9 +23,9 @@ struct TitleBarLayout {
     // Leading offsets of the close, miniaturise and zoom buttons.
     static constexpr std::array<double, 3> kButtonOffsets{0, 20, 40};
     static constexpr double kButtonWidth = 14;
-    // What the tab row leaves free at its leading end: the buttons and a gap.
-    static constexpr double kTabRowLeadingPadding =
-        kButtonPadding + kButtonOffsets[2] + kButtonWidth + kButtonPadding;
+    // What the tab row leaves free at its leading end: the buttons, which end
+    // 74 points in, and a 30-point gap.
+    static constexpr double kTabRowLeadingPadding = 104;
 
     // The container's frame made `kHeight` tall with its top edge where it
     // was; nothing when it already is.
