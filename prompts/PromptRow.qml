@@ -40,6 +40,10 @@ Rectangle {
 
     readonly property real margin: 16
     readonly property real textStart: 48
+    // The header line's room for the title and the process name: the
+    // "session ended" badge keeps its own, however long they are.
+    readonly property real headerRoom: width - textStart - margin
+                                       - (sessionEnded ? sessionEndedLabel.implicitWidth + 8 : 0)
     // Texts read on whatever the row's background is. While a decision is
     // underway the row is dimmed: its texts turn secondary and its buttons close.
     readonly property color secondaryOnRow: SetupTheme.rowSecondaryText
@@ -186,7 +190,7 @@ Rectangle {
         objectName: "promptTitle"
         x: row.textStart
         y: 8
-        width: Math.min(implicitWidth, row.width - x - row.margin)
+        width: Math.max(0, Math.min(implicitWidth, row.headerRoom))
         text: row.title
         // The agent's texts, which a process may have chosen: never read as markup.
         textFormat: Text.PlainText
@@ -198,11 +202,12 @@ Rectangle {
     Label {
         id: processLabel
 
+        objectName: "promptProcess"
         anchors.left: titleLabel.right
-        anchors.leftMargin: 8
+        anchors.leftMargin: width > 0 ? 8 : 0
         anchors.baseline: titleLabel.baseline
         visible: row.processName !== ""
-        width: Math.max(0, Math.min(implicitWidth, row.width - x - row.margin))
+        width: Math.max(0, Math.min(implicitWidth, row.headerRoom - titleLabel.width - 8))
         elide: Text.ElideRight
         text: row.processName
         textFormat: Text.PlainText
@@ -212,6 +217,7 @@ Rectangle {
     Label {
         id: sessionEndedLabel
 
+        objectName: "sessionEndedBadge"
         anchors.left: processLabel.visible ? processLabel.right : titleLabel.right
         anchors.leftMargin: 8
         anchors.verticalCenter: titleLabel.verticalCenter

@@ -654,6 +654,40 @@ private slots:
     // The agent's texts are shown as they are, never read as markup: a
     // process could otherwise name itself, or a path, so that the row, the
     // sidebar or the question before a group decision shows something else.
+    // A process names itself, and its name or its operation may be long: the
+    // row still shows that the prompt's session has ended, inside the row.
+    void sessionEndedBadgeStaysInTheRow_data() {
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("process");
+        QTest::newRow("short") << "write"
+                               << "vim";
+        QTest::newRow("a long process name") << "write" << QString(300, u'p');
+        QTest::newRow("a long operation") << QString(300, u'w') << "vim";
+        QTest::newRow("both long, no process") << QString(300, u'w') << QString();
+    }
+    void sessionEndedBadgeStaysInTheRow() {
+        QFETCH(QString, operation);
+        QFETCH(QString, process);
+        const SerializablePromptItem made =
+            record(1, "s",
+                   FileDenial{"/tmp/a", operation,
+                              process.isEmpty() ? std::nullopt : std::optional(process)},
+                   true);
+        Rig rig({made});
+        QQuickItem* row = rig.rowOf(made);
+        auto* badge = row->findChild<QQuickItem*>("sessionEndedBadge");
+        QVERIFY(badge && badge->isVisible());
+        QVERIFY(badge->width() > 0);
+        const QRectF shown = badge->mapRectToItem(row, badge->boundingRect());
+        QVERIFY2(shown.right() <= row->width(), qPrintable(QString::number(shown.right())));
+        // Nothing of the header runs under it.
+        for (const char* name : {"promptTitle", "promptProcess"}) {
+            const auto* text = row->findChild<QQuickItem*>(name);
+            if (text && text->isVisible() && text->width() > 0)
+                QVERIFY(text->mapRectToItem(row, text->boundingRect()).right() <= shown.left());
+        }
+    }
+
     void agentTextIsNeverMarkup() {
         const QString markup = QStringLiteral("a<br>b");
         QList<SerializablePromptItem> prompts;
@@ -700,8 +734,9 @@ private slots:
         check();
         readAsMarkup.removeDuplicates();
         QVERIFY2(readAsMarkup.isEmpty(), qPrintable(readAsMarkup.join(", ")));
-        for (const QString& shown : QStringList{"entryLabel", "entrySubtitle", "promptTitle",
-                                                "groupTargets", "plainToolTipText", "p" + markup})
+        for (const QString& shown :
+             QStringList{"entryLabel", "entrySubtitle", "promptTitle", "groupTargets",
+                         "plainToolTipText", "promptProcess"})
             QVERIFY2(checked.contains(shown), qPrintable(shown));
     }
 
