@@ -98,6 +98,8 @@ GroupDecision::Skip GroupDecision::skipOf(const QUuid& id) const {
     const std::optional<PromptItem> item = store.prompt(id);
     if (!item)
         return Skip::gone;
+    if (decider.isDeciding(id))
+        return Skip::underway;
     const std::optional<PromptDecider::Decision> decision = decisionOf(action);
     if (decision && item->sessionEnded &&
         !PromptDecider::isEnabled(*decision, /*isSessionEnded=*/true, /*isProcessing=*/false))
@@ -110,7 +112,7 @@ void GroupDecision::confirm() {
     if (currentState != State::asking)
         return;
     sentGroup.clear();
-    sent = done = failed = skippedEnded = skippedGone = 0;
+    sent = done = failed = skippedEnded = skippedGone = skippedUnderway = 0;
     setState(State::deciding);
     // Answers may come at once, before the last prompt is sent; the group
     // ends only once every one sent has its answer.
@@ -127,12 +129,16 @@ void GroupDecision::confirm() {
             ++skippedEnded;
             continue;
         }
+        if (skip == Skip::underway) {
+            ++skippedUnderway;
+            continue;
+        }
         ++sent;
         sentGroup.append(id);
         const bool isSent = skip == Skip::none && (decision ? decider.decide(id, *decision, onDone)
                                                             : decider.dismiss(id, onDone));
         if (!isSent) {
-            // Answered or dropped meanwhile, or already being decided.
+            // Answered or dropped meanwhile.
             --sent;
             sentGroup.removeLast();
             ++skippedGone;
@@ -165,6 +171,8 @@ void GroupDecision::finish() {
         line += QStringLiteral(", %1 failed").arg(failed);
     if (skippedEnded > 0)
         line += QStringLiteral(", %1 skipped: session ended").arg(skippedEnded);
+    if (skippedUnderway > 0)
+        line += QStringLiteral(", %1 skipped: already being decided").arg(skippedUnderway);
     if (skippedGone > 0)
         line += QStringLiteral(", %1 skipped: no longer pending").arg(skippedGone);
     lastOutcome = line;

@@ -95,6 +95,7 @@ private:
     int failed = 0;
     int skippedEnded = 0;
     int skippedGone = 0;
+    int skippedUnderway = 0;
     QString lastOutcome;
 };
 

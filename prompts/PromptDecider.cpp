@@ -127,6 +127,10 @@ bool PromptDecider::dismiss(const QUuid& id, Done onDone) {
     return true;
 }
 
+bool PromptDecider::isDeciding(const QUuid& id) const {
+    return listModel.isProcessing(id);
+}
+
 bool PromptDecider::isEnabled(Decision decision, bool isSessionEnded, bool isProcessing) {
     return !isProcessing && !(decisionButton(decision).isBlockedBySessionEnd && isSessionEnded);
 }

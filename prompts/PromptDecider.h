@@ -44,6 +44,8 @@ public:
     // Asks the agent to drop the prompt and removes it at once, marked as
     // the user's own act. False while a decision on it is underway.
     bool dismiss(const QUuid& id, Done onDone = {});
+    // Whether a decision or a dismissal of the prompt awaits the agent.
+    bool isDeciding(const QUuid& id) const;
 
     // What a row's button shows; the shortcut applies to the highlighted prompt.
     Q_INVOKABLE static bool isEnabled(zor::PromptDecider::Decision decision, bool isSessionEnded,

@@ -587,6 +587,24 @@ private slots:
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
     }
 
+    // A prompt whose own decision is underway is still pending: a group
+    // leaves it to that decision, and says so.
+    void aGroupLeavesAPromptBeingDecidedToItsDecision() {
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        rig.newCalls();
+        rig.click(rig.button(rig.rowOf(prompts[1]), Decision::denyAlways));
+        QCOMPARE(rig.newCalls().size(), 1);
+        rig.clickRow(rig.rowOf(prompts[2]));
+        rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+        QCOMPARE(rig.listModel().selectedCount(), 3);
+        rig.click(rig.item("selectionDenyAlways"));
+        rig.keys(QKeySequence(Qt::Key_Return));
+        QCOMPARE(rig.newCalls().size(), 2);
+        rig.answerAll(true);
+        QCOMPARE(rig.group().outcome(), "Denied 2 prompts, 1 skipped: already being decided");
+    }
+
     // The link to the agent breaks while a group is decided: the requests it
     // took along get no answer and count as failed, and the group ends, so
     // that another can be asked. Their prompts stay, as for a single one.
