@@ -7,6 +7,9 @@ import Zor
 Rectangle {
     id: banner
 
+    // Where the system cannot restart the services, the banner only tells.
+    property bool canRestart: true
+
     // The banner's button was clicked.
     signal restart
 
@@ -60,6 +63,7 @@ Rectangle {
                 objectName: "bannerRestartButton"
                 Layout.alignment: Qt.AlignLeft
                 Layout.topMargin: 4
+                visible: banner.canRestart
                 text: "Restart"
                 onClicked: banner.restart()
 

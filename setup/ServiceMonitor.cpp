@@ -1,6 +1,7 @@
 #include "setup/ServiceMonitor.h"
 
 #include "platform/MainThread.h"
+#include "platform/ServiceManagement.h"
 #include "platform/Worker.h"
 #include "setup/DaemonClient.h"
 #include "setup/DaemonProbe.h"
@@ -32,6 +33,20 @@ ServiceMonitor::ServiceMonitor(Clock& clock, ServiceManagement& services, Filter
     , agentBuildNumber(std::move(agentBuildNumber))
     , paths(std::move(linkPaths)) {
     requireMainThread("ServiceMonitor");
+}
+
+StepDisplay ServiceMonitor::daemonStep() const {
+    return offeringRestart(display(daemonState), daemonState == DaemonStatus::staleVersion);
+}
+
+StepDisplay ServiceMonitor::agentStep() const {
+    return offeringRestart(display(agentState), agentState == AgentStatus::staleVersion);
+}
+
+StepDisplay ServiceMonitor::offeringRestart(StepDisplay step, bool isOutdated) const {
+    if (isOutdated && !services.isSupported())
+        step.button = ButtonState::none();
+    return step;
 }
 
 bool ServiceMonitor::isAnyOutdated() const {

@@ -46,8 +46,8 @@ public:
     NEStatus neStatus() const { return neState; }
     CLISymlinkStatus cliStatus() const { return cliState; }
     StepDisplay cliStep() const { return display(cliState); }
-    StepDisplay daemonStep() const { return display(daemonState); }
-    StepDisplay agentStep() const { return display(agentState); }
+    StepDisplay daemonStep() const;
+    StepDisplay agentStep() const;
     StepDisplay neStep() const { return display(neState); }
     bool isAnyOutdated() const;
     bool isNothingToRepair() const;
@@ -88,6 +88,9 @@ private:
         field = status;
         emit statusChanged();
     }
+    // An outdated daemon or agent is restarted through the service manager:
+    // where there is none, the restart is the user's to do, not a button's.
+    StepDisplay offeringRestart(StepDisplay step, bool isOutdated) const;
     void reportStatus();
     // Every check, full, poll pass or after a repair, is framed by these: the
     // last one under way to end schedules the next pass, so that passes never

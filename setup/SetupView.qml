@@ -115,6 +115,7 @@ Control {
                     objectName: "outdatedBanner"
                     Layout.fillWidth: true
                     visible: view.monitor.isAnyOutdated
+                    canRestart: view.repairs.hasServiceManager
                     onRestart: view.repairs.restartServices()
                 }
 

@@ -224,6 +224,16 @@ private slots:
             QVERIFY(!scene.inBox(box, "actionButton")->isVisible());
             QVERIFY(scene.inBox(box, "statusLabel")->property("color").value<QColor>() != red);
         }
+
+        // A development agent of another build: outdated, but its restart is
+        // the user's to do, not the screen's.
+        scene.setAgentBuildNumber(zorBuildNumber() + "-dev");
+        scene.monitor->refresh();
+        QVERIFY(scene.settle());
+        QCOMPARE(scene.monitor->agentStatus(), AgentStatus::staleVersion);
+        QVERIFY(scene.item("outdatedBanner")->isVisible());
+        QVERIFY(!scene.item("bannerRestartButton")->isVisible());
+        QVERIFY(!scene.inBox("agentStepBox", "actionButton")->isVisible());
     }
 
     // On a screen where three steps need a repair, every button logs its click first.
