@@ -32,6 +32,9 @@ void AppDelegate::applicationDidFinishLaunching() {
     WindowManager::shared().setMainWindow(window.get());
     window->show();
     logger(LogCategory::app).info("Zor.app launched, connecting to ZorAgent");
+    const QList<QUuid> held = *std::exchange(linksBeforeLaunch, std::nullopt);
+    for (const QUuid& id : held)
+        navigateToPrompt(id);
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
@@ -60,11 +63,18 @@ bool AppDelegate::openPromptLinks(const QStringList& urls) {
         const std::optional<QUuid> promptId = promptIdFromUrl(url);
         if (!promptId)
             continue;
-        activateApp();
-        state->navigateToPrompt(*promptId);
+        if (linksBeforeLaunch)
+            linksBeforeLaunch->append(*promptId);
+        else
+            navigateToPrompt(*promptId);
         hasOpened = true;
     }
     return hasOpened;
+}
+
+void AppDelegate::navigateToPrompt(const QUuid& id) {
+    activateApp();
+    state->navigateToPrompt(id);
 }
 
 void AppDelegate::applicationWillTerminate() {

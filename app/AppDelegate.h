@@ -2,8 +2,10 @@
 
 #include <QObject>
 #include <QStringList>
+#include <QUuid>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace zor {
 
@@ -50,6 +52,7 @@ public:
 private:
     // As openUrls(); whether a link was taken.
     bool openPromptLinks(const QStringList& urls);
+    void navigateToPrompt(const QUuid& id);
     void activateApp();
     void bringBackMainWindow();
 
@@ -58,6 +61,9 @@ private:
     MainWindowFactory makeMainWindow;
     AppState* const state;
     std::unique_ptr<MainWindow> window;
+    // Links the system handed over before launch had finished: followed once
+    // the agent link has started, so that they wait for its first sync.
+    std::optional<QList<QUuid>> linksBeforeLaunch = QList<QUuid>();
     bool hasTerminated = false;
 };
 
