@@ -185,6 +185,42 @@ QObject* accessibleOf(const QQuickItem* item) {
     return nullptr;
 }
 
+// The real window, opened where a first report with something to repair
+// puts it: on the setup tab, the sidebar alone.
+struct WindowOnSetup {
+    SetupScene scene;
+    AppState appState;
+    std::unique_ptr<MainWindow> mainWindow;
+    QQuickWindow* window = nullptr;
+    QQuickItem* sidebar = nullptr;
+    QQuickItem* detail = nullptr;
+
+    [[nodiscard]] bool open() {
+        scene.makeAgentOutdated();
+        mainWindow = std::make_unique<MainWindow>(
+            appState,
+            MainWindowServices{.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
+        window = mainWindow->window();
+        mainWindow->show();
+        sidebar = window->findChild<QQuickItem*>("sidebar");
+        detail = window->findChild<QQuickItem*>("detailPane");
+        return QTest::qWaitForWindowActive(window) &&
+               QTest::qWaitFor([this] { return appState.selectedTab() == AppTab::setup; }) &&
+               QTest::qWaitFor([this] { return split().isDetailCollapsed() && isSettled(); });
+    }
+    MainSplitViewController& split() { return mainWindow->splitViewController(); }
+    // Until its animation has ended, the window is still being resized.
+    bool isSettled() {
+        return split().isDetailCollapsed() ? !detail->isVisible() : !split().canDetailCollapse();
+    }
+    // The controller follows the tab in a later turn.
+    [[nodiscard]] bool select(AppTab tab) {
+        appState.setSelectedTab(tab);
+        QCoreApplication::processEvents();
+        return QTest::qWaitFor([this] { return isSettled(); });
+    }
+};
+
 void click(QQuickWindow* window, const QQuickItem* item) {
     QTest::mouseClick(window, Qt::LeftButton, {},
                       item->mapToScene({item->width() / 2, item->height() / 2}).toPoint());
@@ -637,37 +673,19 @@ private slots:
     // A sidebar widened on the setup tab keeps its width when the detail pane
     // comes back beside it, as a sidebar that holds its width does on macOS.
     void sidebarKeepsTheWidthGivenOnSetup() {
-        SetupScene scene;
-        scene.makeAgentOutdated();
-        AppState appState;
-        MainWindow mainWindow(appState,
-                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
-        QQuickWindow* window = mainWindow.window();
-        mainWindow.show();
-        QVERIFY(QTest::qWaitForWindowActive(window));
-        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
-        const QQuickItem* sidebar = findItem(window, "sidebar");
-        const QQuickItem* detail = findItem(window, "detailPane");
-        // Until its animation has ended, the window is still being resized.
-        MainSplitViewController& split = mainWindow.splitViewController();
-        const auto isSettled = [&] {
-            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
-        };
-        QTRY_VERIFY(isSettled());
+        WindowOnSetup rig;
+        QVERIFY(rig.open());
+        QQuickWindow* window = rig.window;
+        const QQuickItem* sidebar = rig.sidebar;
+        const QQuickItem* detail = rig.detail;
         QCOMPARE(window->width(), 340);
         // On a screen wider than the test's.
-        split.setScreenArea([] { return QRectF(0, 0, 3000, 2000); });
-        // The controller follows the tab in a later turn.
-        const auto select = [&](AppTab tab) {
-            appState.setSelectedTab(tab);
-            QCoreApplication::processEvents();
-            return QTest::qWaitFor(isSettled);
-        };
+        rig.split().setScreenArea([] { return QRectF(0, 0, 3000, 2000); });
 
         window->setWidth(600);
         QTRY_COMPARE(sidebar->width(), 600);
 
-        QVERIFY(select(AppTab::policies));
+        QVERIFY(rig.select(AppTab::policies));
         QCOMPARE(window->width(), 600 + 1 + 420);
         QCOMPARE(detail->width(), 420);
         QCOMPARE(sidebar->width(), 600);
@@ -680,11 +698,11 @@ private slots:
             QTest::mouseMove(window, {x, y});
         QTest::mouseRelease(window, Qt::LeftButton, {}, {500, y});
         QTRY_COMPARE(sidebar->width(), 500);
-        QVERIFY(select(AppTab::setup));
+        QVERIFY(rig.select(AppTab::setup));
         QCOMPARE(window->width(), 500);
         window->setWidth(600);
         QTRY_COMPARE(sidebar->width(), 600);
-        QVERIFY(select(AppTab::sessions));
+        QVERIFY(rig.select(AppTab::sessions));
         QCOMPARE(window->width(), 600 + 1 + 520);
         QCOMPARE(detail->width(), 520);
         QCOMPARE(sidebar->width(), 600);
@@ -694,29 +712,16 @@ private slots:
     // back: the window stays on the screen, the pane at its minimum, and the
     // window can still be narrowed to both minimums.
     void sidebarGivesWayToThePaneWithinTheScreen() {
-        SetupScene scene;
-        scene.makeAgentOutdated();
-        AppState appState;
-        MainWindow mainWindow(appState,
-                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
-        QQuickWindow* window = mainWindow.window();
-        mainWindow.show();
-        QVERIFY(QTest::qWaitForWindowActive(window));
-        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
-        const QQuickItem* sidebar = findItem(window, "sidebar");
-        const QQuickItem* detail = findItem(window, "detailPane");
-        const MainSplitViewController& split = mainWindow.splitViewController();
-        const auto isSettled = [&] {
-            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
-        };
-        QTRY_VERIFY(isSettled());
+        WindowOnSetup rig;
+        QVERIFY(rig.open());
+        QQuickWindow* window = rig.window;
+        const QQuickItem* sidebar = rig.sidebar;
+        const QQuickItem* detail = rig.detail;
 
         const QRect screen = window->screen()->availableGeometry();
         window->setWidth(screen.right() + 1 - window->x());
         QTRY_COMPARE(sidebar->width(), window->width());
-        appState.setSelectedTab(AppTab::policies);
-        QCoreApplication::processEvents();
-        QTRY_VERIFY(isSettled());
+        QVERIFY(rig.select(AppTab::policies));
         QTRY_COMPARE(detail->width(), 420);
         QVERIFY(window->x() + window->width() <= screen.right() + 1);
         QCOMPARE(sidebar->width(), window->width() - 421);
@@ -730,21 +735,10 @@ private slots:
     // The keyboard never stays on a pane the tab hides: there its keys would
     // act unseen, a Space on a setup button or a Delete on the prompt list.
     void focusNeverStaysOnAHiddenPane() {
-        SetupScene scene;
-        scene.makeAgentOutdated();
-        AppState appState;
-        MainWindow mainWindow(appState,
-                              {.serviceMonitor = *scene.monitor, .serviceRepairs = *scene.repairs});
-        QQuickWindow* window = mainWindow.window();
-        mainWindow.show();
-        QVERIFY(QTest::qWaitForWindowActive(window));
-        QTRY_COMPARE(appState.selectedTab(), AppTab::setup);
-        QVERIFY(scene.settle());
-        const QQuickItem* detail = findItem(window, "detailPane");
-        const MainSplitViewController& split = mainWindow.splitViewController();
-        const auto isSettled = [&] {
-            return split.isDetailCollapsed() ? !detail->isVisible() : !split.canDetailCollapse();
-        };
+        WindowOnSetup rig;
+        QVERIFY(rig.open());
+        QVERIFY(rig.scene.settle());
+        QQuickWindow* window = rig.window;
         const auto isFocusShown = [window] {
             const QQuickItem* focused = window->activeFocusItem();
             return !focused || focused->isVisible();
@@ -752,20 +746,20 @@ private slots:
 
         // A link to a prompt that has gone, from a notification, shows the list.
         findItem(window, "refreshButton")->forceActiveFocus(Qt::TabFocusReason);
-        appState.navigateToPrompt(QUuid::createUuid());
-        QTRY_VERIFY(isSettled() && !split.isDetailCollapsed());
+        rig.appState.navigateToPrompt(QUuid::createUuid());
+        QTRY_VERIFY(rig.isSettled() && !rig.split().isDetailCollapsed());
         QVERIFY(isFocusShown());
         LogCapture log;
         QTest::keyClick(window, Qt::Key_Space);
         QVERIFY(!log.contains("User clicked Refresh button"));
 
-        appState.promptStore()->addPrompt("s", "/work/.zor/policy.yml",
-                                          FileDenial{"/tmp/a", "write", "vim"});
+        rig.appState.promptStore()->addPrompt("s", "/work/.zor/policy.yml",
+                                              FileDenial{"/tmp/a", "write", "vim"});
         QQuickItem* list = findItem(window, "promptList");
         QTRY_VERIFY(list->isVisible());
         list->forceActiveFocus(Qt::TabFocusReason);
-        appState.setSelectedTab(AppTab::setup);
-        QTRY_VERIFY(split.isDetailCollapsed() && isSettled());
+        QVERIFY(rig.select(AppTab::setup));
+        QVERIFY(rig.split().isDetailCollapsed());
         QVERIFY(isFocusShown());
     }
 
