@@ -3,7 +3,6 @@
 #include "setup/ServiceStatus.h"
 
 #include <QCoroTask>
-#include <functional>
 
 class QObject;
 
