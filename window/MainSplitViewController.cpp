@@ -28,7 +28,8 @@ void MainSplitViewController::setDividerThickness(qreal thickness) {
 
 qreal MainSplitViewController::sidebarPreferredWidth() const {
     const qreal own = std::max(sidebarOwn, sidebarWidth);
-    return givingWay() ? std::clamp(*givingWay(), sidebarWidth, own) : own;
+    const std::optional<qreal> limit = givingWay();
+    return limit ? std::clamp(*limit, sidebarWidth, own) : own;
 }
 
 std::optional<qreal> MainSplitViewController::givingWay() const {
