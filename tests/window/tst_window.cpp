@@ -209,6 +209,10 @@ struct WindowOnSetup {
                QTest::qWaitFor([this] { return split().isDetailCollapsed() && isSettled(); });
     }
     MainSplitViewController& split() { return mainWindow->splitViewController(); }
+    // The window's width, the sidebar's and the detail pane's.
+    QList<qreal> widths() const {
+        return {qreal(window->width()), sidebar->width(), detail->width()};
+    }
     // Until its animation has ended, the window is still being resized.
     bool isSettled() {
         return split().isDetailCollapsed() ? !detail->isVisible() : !split().canDetailCollapse();
@@ -677,18 +681,14 @@ private slots:
         QVERIFY(rig.open());
         QQuickWindow* window = rig.window;
         const QQuickItem* sidebar = rig.sidebar;
-        const QQuickItem* detail = rig.detail;
         QCOMPARE(window->width(), 340);
         // On a screen wider than the test's.
         rig.split().setScreenArea([] { return QRectF(0, 0, 3000, 2000); });
 
         window->setWidth(600);
         QTRY_COMPARE(sidebar->width(), 600);
-
         QVERIFY(rig.select(AppTab::policies));
-        QCOMPARE(window->width(), 600 + 1 + 420);
-        QCOMPARE(detail->width(), 420);
-        QCOMPARE(sidebar->width(), 600);
+        QCOMPARE(rig.widths(), (QList<qreal>{600 + 1 + 420, 600, 420}));
 
         // Narrowed by its divider, folded to, widened on setup to where it was
         // before the drag, and back.
@@ -703,9 +703,7 @@ private slots:
         window->setWidth(600);
         QTRY_COMPARE(sidebar->width(), 600);
         QVERIFY(rig.select(AppTab::sessions));
-        QCOMPARE(window->width(), 600 + 1 + 520);
-        QCOMPARE(detail->width(), 520);
-        QCOMPARE(sidebar->width(), 600);
+        QCOMPARE(rig.widths(), (QList<qreal>{600 + 1 + 520, 600, 520}));
     }
 
     // A sidebar as wide as the screen on setup gives way when the pane comes
@@ -714,22 +712,17 @@ private slots:
     void sidebarGivesWayToThePaneWithinTheScreen() {
         WindowOnSetup rig;
         QVERIFY(rig.open());
-        QQuickWindow* window = rig.window;
-        const QQuickItem* sidebar = rig.sidebar;
-        const QQuickItem* detail = rig.detail;
-
-        const QRect screen = window->screen()->availableGeometry();
-        window->setWidth(screen.right() + 1 - window->x());
-        QTRY_COMPARE(sidebar->width(), window->width());
+        const QRect screen = rig.window->screen()->availableGeometry();
+        // As wide as the screen leaves it, from where it stands.
+        const qreal fullWidth = screen.right() + 1 - rig.window->x();
+        rig.window->setWidth(int(fullWidth));
+        QTRY_COMPARE(rig.sidebar->width(), fullWidth);
         QVERIFY(rig.select(AppTab::policies));
-        QTRY_COMPARE(detail->width(), 420);
-        QVERIFY(window->x() + window->width() <= screen.right() + 1);
-        QCOMPARE(sidebar->width(), window->width() - 421);
-        QCOMPARE(window->minimumWidth(), 761);
+        QTRY_COMPARE(rig.widths(), (QList<qreal>{fullWidth, fullWidth - 421, 420}));
+        QCOMPARE(rig.window->minimumWidth(), 761);
 
-        window->setWidth(761);
-        QTRY_COMPARE(sidebar->width(), 340);
-        QCOMPARE(detail->width(), 420);
+        rig.window->setWidth(761);
+        QTRY_COMPARE(rig.widths(), (QList<qreal>{761, 340, 420}));
     }
 
     // The keyboard never stays on a pane the tab hides: there its keys would
