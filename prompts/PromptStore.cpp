@@ -114,8 +114,10 @@ void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
               {incoming.typeString(), target, added.sessionId});
-    if (replaced)
+    if (replaced) {
+        emit promptReplaced(replaced->first.item.id);
         emit promptRemoved(replaced->first.item, replaced->second, replaced->first.textHashes);
+    }
     emit promptAdded(added, seq, hashes);
     promptsDidChange();
 }

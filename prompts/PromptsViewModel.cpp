@@ -31,6 +31,10 @@ PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listMode
     , decider(decider)
     , group(group) {
     connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
+    connect(&store, &PromptStore::promptReplaced, this, [this](const QUuid& id) {
+        if (shownHighlight && shownHighlight->id == id)
+            shownHighlight->isGoingByUser = false;
+    });
     connect(&store, &PromptStore::searchTextChanged, this, &PromptsViewModel::searchTextChanged);
     connect(&store, &PromptStore::scrollToPromptIdChanged, this, [this] {
         const std::optional<QUuid> target = this->store.scrollToPromptId();
@@ -100,7 +104,7 @@ void PromptsViewModel::update() {
         // is highlighted, so that no key acts on a prompt the user has not seen.
         const ShownHighlight gone = *std::exchange(shownHighlight, std::nullopt);
         const int count = listModel.count();
-        if (gone.isDeciding && gone.filter == store.filter() && count > 0)
+        if (gone.isGoingByUser && gone.filter == store.filter() && count > 0)
             highlightRow(std::min(listModel.rowBelow(gone.seq), count - 1));
         else
             store.setHighlightedPromptId(std::nullopt);

@@ -120,7 +120,9 @@ private:
     struct ShownHighlight {
         QUuid id;
         quint64 seq;
-        bool isDeciding;
+        // Its going would be the user's own act: a decision or dismissal was
+        // underway, and no duplicate has replaced it since.
+        bool isGoingByUser;
         PromptFilter filter;
     };
 

@@ -312,6 +312,7 @@ private slots:
         QTest::newRow("delete the last: the new last") << "delete" << 1 << 2;
         QTest::newRow("decision: the one that followed") << "decision" << 2 << 1;
         QTest::newRow("decision, the agent removes it first") << "decision, agent" << 2 << 1;
+        QTest::newRow("decision, a duplicate replaces it first") << "decision, replaced" << 2 << 0;
         QTest::newRow("the agent alone: none") << "agent" << 3 << 0;
         QTest::newRow("replaced: none") << "replaced" << 3 << 0;
     }
@@ -322,6 +323,11 @@ private slots:
         const QList<SerializablePromptItem> prompts = records(4);
         Rig rig(prompts);
         const SerializablePromptItem& target = prompts[highlighted - 1];
+        const auto replace = [&] {
+            SerializablePromptItem replacement = target;
+            replacement.id = idText(QUuid::createUuid());
+            rig.add(replacement);
+        };
         rig.highlight(target);
         if (how == "delete") {
             rig.keys(QKeySequence(Qt::Key_Delete));
@@ -329,13 +335,13 @@ private slots:
             rig.keys(QKeySequence(PromptDecider::shortcut(Decision::denySession)));
             if (how.endsWith("agent"))
                 rig.removeByAgent(idOf(target));
+            else if (how.endsWith("replaced"))
+                replace();
             rig.answerAll(true);
         } else if (how == "agent") {
             rig.removeByAgent(idOf(target));
         } else {
-            SerializablePromptItem replacement = target;
-            replacement.id = idText(QUuid::createUuid());
-            rig.add(replacement);
+            replace();
         }
         QVERIFY(!rig.store.containsPrompt(idOf(target)));
         QCOMPARE(rig.highlighted(),
