@@ -305,6 +305,26 @@ QString PromptScreen::mismatch() const {
             return QStringLiteral("row %1 (%2) is drawn %3highlighted")
                 .arg(index)
                 .arg(prompt.denial.target(), isHighlighted ? "not " : "");
+        // An ended session shows its badge, and leaves only what outlives it open.
+        if (row->findChild<QQuickItem*>(QStringLiteral("sessionEndedBadge"))->isVisible() !=
+            prompt.sessionEnded)
+            return QStringLiteral("row %1 (%2) %3 the session's end")
+                .arg(index)
+                .arg(prompt.denial.target(), prompt.sessionEnded ? "hides" : "shows");
+        using enum PromptDecider::Decision;
+        for (const PromptDecider::Decision decision :
+             {allowOnce, allowSession, allowAlways, denySession, denyAlways}) {
+            const bool isOpen = PromptDecider::isEnabled(decision, prompt.sessionEnded,
+                                                         listModel().isProcessing(prompt.id));
+            if (QQuickItem* shown = button(row, decision); !shown || shown->isEnabled() != isOpen)
+                return QStringLiteral("row %1 (%2): decision %3 is %4")
+                    .arg(index)
+                    .arg(prompt.denial.target())
+                    .arg(int(decision))
+                    .arg(!shown   ? "missing"
+                         : isOpen ? "closed"
+                                  : "open");
+        }
         const bool isSelected = listModel().isSelected(prompt.id);
         if (row->property("isSelected").toBool() != isSelected)
             return QStringLiteral("row %1 (%2) is drawn %3selected")

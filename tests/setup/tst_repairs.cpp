@@ -291,6 +291,9 @@ private slots:
         scene.clock.advance(5s);
         QCOMPARE(isStop ? scene.repairs->stopError() : scene.repairs->restartError(),
                  failingStep.isEmpty() ? "" : "denied");
+        // Ended either way: the screen-wide buttons are back.
+        QVERIFY(!scene.repairs->isRestarting());
+        QVERIFY(!scene.repairs->isStopping());
         QTEST(scene.services.operations(), "operations");
         QTEST(int(scene.extensions.bundleIdentifiers.size()), "extensionRequests");
         QVERIFY(scene.waitForReports(2)); // a full check follows

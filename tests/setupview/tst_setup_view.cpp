@@ -428,6 +428,7 @@ private slots:
         scene.services.daemonUnregisterResult = PlatformError{"The daemon refused to stop"};
         scene.click(button);
         QCOMPARE(error->property("text").toString(), "The daemon refused to stop");
+        QCOMPARE(button->property("text").toString(), labels[1]);
         QVERIFY(!scene.item(flow == "stop" ? "restartError" : "stopError")->isVisible());
         // Red, as dark as text on the window needs.
         const QColor red = error->property("color").value<QColor>();

@@ -2,6 +2,7 @@
 // with a file manager on a second connection or none at all.
 
 #include "LogCapture.h"
+#include "PrivateBus.h"
 #include "platform/portable/PortableServices.h"
 
 #include <QDBusConnection>
@@ -62,6 +63,9 @@ class SidebarBusTest : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY2(QDBusConnection::sessionBus().isConnected(), "run under dbus-run-session");
+        // A file manager installed here would answer in the fake's stead.
+        QCOMPARE(activatableNames(QDBusConnection::sessionBus()),
+                 QStringList{"org.freedesktop.DBus"});
     }
 
     // A file manager shows the file selected; where none answers, the folder
