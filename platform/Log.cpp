@@ -201,10 +201,17 @@ bool isPlain(char16_t c) {
     return (char16_t(c - 0x20) < 0x5f) & (c != u'\\');
 }
 
+// The characters that reorder the text around them: a value holding one
+// could turn the rest of its line around.
+bool isBidiControl(char16_t c) {
+    return c == 0x061c || c == 0x200e || c == 0x200f || (c >= 0x202a && c <= 0x202e) ||
+           (c >= 0x2066 && c <= 0x2069);
+}
+
 bool needsEscape(char16_t c) {
     if (c >= 0x20 && c < 0x7f)
         return c == u'\\';
-    return c < 0xa0 || c == 0x2028 || c == 0x2029;
+    return c < 0xa0 || c == 0x2028 || c == 0x2029 || isBidiControl(c);
 }
 
 // At most this many characters stand for one escaped character: "\u{xxxx}".
@@ -230,8 +237,9 @@ void appendEscape(Utf8Cursor& out, char16_t c) {
     }
 }
 
-// Escapes what could end a line or pass for one of the app's own: control
-// characters, line separators and the backslash that introduces the escapes.
+// Escapes what could end a line, reorder it or pass for one of the app's own:
+// control characters, line separators, bidi controls and the backslash that
+// introduces the escapes.
 // A text of printable ASCII alone, as most values are, is checked and copied
 // in two passes without a branch per character, which the compiler
 // vectorises. Any other in one pass: printable ASCII is written as it is met,

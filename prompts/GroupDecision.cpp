@@ -3,10 +3,32 @@
 #include "platform/Log.h"
 #include "platform/MainThread.h"
 #include "prompts/PromptStore.h"
+#include "shared/VisibleText.h"
 
 #include <QPointer>
 
 namespace zor {
+
+namespace {
+
+// A target as the question names it: shown as it is, but never so long that
+// it pushes the others, or the count of the rest, out of the question. Its
+// start and its end, which tell paths and commands apart, stay.
+QString namedTarget(const QString& target) {
+    constexpr qsizetype kLongest = 160;
+    const QString shown = visibleText(target);
+    if (shown.size() <= kLongest)
+        return shown;
+    qsizetype headEnd = kLongest / 2;
+    if (shown[headEnd - 1].isHighSurrogate())
+        --headEnd;
+    qsizetype tailStart = shown.size() - (kLongest - headEnd - 1);
+    if (shown[tailStart].isLowSurrogate())
+        ++tailStart;
+    return shown.first(headEnd) + u'…' + shown.sliced(tailStart);
+}
+
+} // namespace
 
 GroupActionText groupActionText(GroupDecision::Action action) {
     using enum GroupDecision::Action;
@@ -88,7 +110,7 @@ bool GroupDecision::ask(Action newAction, const QList<QUuid>& ids) {
         if (namedTargets.size() == kTargetsNamed)
             break;
         if (const std::optional<PromptItem> item = store.prompt(id))
-            namedTargets.append(item->denial.target());
+            namedTargets.append(namedTarget(item->denial.target()));
     }
     setState(State::asking);
     return true;

@@ -3,6 +3,7 @@
 #include "prompts/PromptStore.h"
 #include "prompts/PromptTitle.h"
 #include "prompts/RowRuns.h"
+#include "shared/VisibleText.h"
 
 #include <QVarLengthArray>
 #include <algorithm>
@@ -60,12 +61,13 @@ QVariant PromptListModel::data(const QModelIndex& index, int role) const {
         return item->id.toString(QUuid::WithoutBraces);
     case kindRole:
         return int(item->denial.kind());
+    // The agent's texts, as the process chose them: shown with nothing hidden.
     case titleRole:
-        return promptTitle(item->denial);
+        return visibleText(promptTitle(item->denial));
     case processNameRole:
-        return item->denial.processName().value_or(QString());
+        return visibleText(item->denial.processName().value_or(QString()));
     case targetRole:
-        return item->denial.target();
+        return visibleText(item->denial.target());
     case sessionIdRole:
         return item->sessionId;
     case policyPathRole:

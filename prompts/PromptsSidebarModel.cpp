@@ -3,6 +3,7 @@
 #include "prompts/ContextMenuKey.h"
 #include "prompts/PromptStore.h"
 #include "prompts/RowRuns.h"
+#include "shared/VisibleText.h"
 
 #include <algorithm>
 #include <utility>
@@ -89,11 +90,12 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
         return {};
     const SidebarEntry shown = entry(index.row());
     switch (role) {
+    // Session ids and policy paths come from the agent: shown with nothing hidden.
     case Qt::DisplayRole:
     case labelRole:
-        return shown.label;
+        return visibleText(shown.label);
     case subtitleRole:
-        return shown.subtitle.value_or(QString());
+        return visibleText(shown.subtitle.value_or(QString()));
     case hasSubtitleRole:
         return shown.subtitle.has_value();
     case sessionIdRole:
@@ -101,7 +103,7 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
     case countRole:
         return qlonglong(shown.count);
     case tooltipRole:
-        return shown.tooltip.value_or(QString());
+        return visibleText(shown.tooltip.value_or(QString()));
     case isSelectedRole:
         return shown.isSelected(shownFilter);
     default:

@@ -219,6 +219,9 @@ private slots:
             << QString::fromUtf16(u"\nà\\é\t") << QString::fromUtf16(u"Added \\nà\\\\é\\t.");
         QTest::newRow("nothing but escapes")
             << QString(64, u'\u0001') << "Added " + QString("\\u{0001}").repeated(64) + ".";
+        QTest::newRow("bidi controls: an override, an isolate, the marks")
+            << QString::fromUtf16(u"/a/\u202Etxt.sh \u2067x\u2069 \u200F\u200E\u061C")
+            << "Added /a/\\u{202e}txt.sh \\u{2067}x\\u{2069} \\u{200f}\\u{200e}\\u{061c}.";
         QTest::newRow("delete, C1 control")
             << QString::fromUtf16(u"a\u007fb\u0085c") << "Added a\\u{007f}b\\u{0085}c.";
         // Long enough that plain text is checked many characters at a time.

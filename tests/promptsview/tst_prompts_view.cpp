@@ -866,6 +866,98 @@ private slots:
             QVERIFY2(checked.contains(shown), qPrintable(shown));
     }
 
+    // A process chooses its name, its arguments and its files' names: none of
+    // them may hide a character, turn the text around it, or draw a line over
+    // the next text. Wherever the screen shows them, they show as escapes.
+    void agentTextShowsWhatItHolds() {
+        const QString process = "node\n (read-only copy, safe)";
+        QList<SerializablePromptItem> prompts;
+        for (int n = 1; n <= 2; ++n) {
+            SerializablePromptItem made =
+                record(n, QString::fromUtf16(u"s\u2067") + QString::number(n),
+                       FileDenial{QString::fromUtf16(u"/Users/a/\u202Etxt.sh") + QString::number(n),
+                                  "write", process});
+            made.policyPath = QString::fromUtf16(u"/work/p\u200F/.zor/policy.yml");
+            prompts.append(made);
+        }
+        Rig rig(prompts);
+        QStringList hiding;
+        const auto check = [&] {
+            rig.window->grabWindow();
+            for (QQuickItem* text : itemsOf(rig.window)) {
+                QString shown = text->property("text").toString();
+                // The question's own line breaks, one target to a line.
+                if (text->objectName() == "groupTargets")
+                    shown.remove(u'\n');
+                if (text->isVisible() && std::any_of(shown.cbegin(), shown.cend(), [](QChar c) {
+                        return c.category() == QChar::Other_Control ||
+                               c.category() == QChar::Other_Format;
+                    }))
+                    hiding.append(text->objectName() + ": " + shown);
+            }
+        };
+        check();
+        QQuickItem* row = rig.rowOf(prompts[0]);
+        auto* processLabel = row->findChild<QQuickItem*>("promptProcess");
+        auto* target = row->findChild<QQuickItem*>("promptTarget");
+        QCOMPARE(processLabel->property("text").toString(), "node\\n (read-only copy, safe)");
+        QCOMPARE(target->property("text").toString(), "/Users/a/\\u{202e}txt.sh1");
+        QVERIFY(processLabel->mapRectToItem(row, processLabel->boundingRect()).bottom() <=
+                target->mapRectToItem(row, target->boundingRect()).top());
+        rig.scene.appState.setSelectedTab(AppTab::sessions);
+        rig.settle();
+        check();
+        rig.clickRow(rig.rowOf(prompts[0]));
+        rig.clickRow(rig.rowOf(prompts[1]), Qt::ShiftModifier);
+        rig.click(rig.item("selectionDenyAlways"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+        check();
+        QVERIFY2(hiding.isEmpty(), qPrintable(hiding.join(", ")));
+    }
+
+    // However long the targets a process chose, the question shows every
+    // target it names and the count of the rest above its buttons, within
+    // the window.
+    void aGroupQuestionFitsItsTargets_data() {
+        QTest::addColumn<QString>("target");
+        QTest::newRow("short") << "/tmp/x";
+        QTest::newRow("4,000 characters") << "/bin/sh -c " + QString(4000, u'x');
+        QTest::newRow("200 lines") << QString("echo x\n").repeated(200);
+    }
+    void aGroupQuestionFitsItsTargets() {
+        QFETCH(QString, target);
+        QList<SerializablePromptItem> prompts = records(4);
+        for (int n = 0; n < prompts.size(); ++n)
+            prompts[n].denial = ExecDenial{target + QString::number(n), {}, "sh"};
+        Rig rig(prompts);
+        rig.clickRow(rig.rowOf(prompts[3]));
+        for (int n = 0; n < 3; ++n)
+            rig.keys(QKeySequence(Qt::ShiftModifier | Qt::Key_Down));
+        QCOMPARE(rig.listModel().selectedCount(), 4);
+        // As small as the window goes.
+        rig.window->resize(rig.window->minimumSize());
+        rig.settle();
+        rig.click(rig.item("selectionDenyAlways"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+        QQuickItem* confirm = rig.popupItem("groupConfirm");
+        QVERIFY(confirm);
+        QQuickItem* targets = nullptr;
+        for (QQuickItem* candidate : rig.window->findChildren<QQuickItem*>())
+            if (candidate->objectName() == "groupTargets" && candidate->isVisible())
+                targets = candidate;
+        QVERIFY(targets);
+        QQuickItem* dialog = targets;
+        while (dialog && !dialog->inherits("QQuickPopupItem"))
+            dialog = dialog->parentItem();
+        QVERIFY(dialog);
+        const QRectF window(QPointF(), rig.window->size());
+        QVERIFY(window.contains(dialog->mapRectToScene(dialog->boundingRect())));
+        const QRectF shown = targets->mapRectToScene(targets->boundingRect());
+        QVERIFY2(shown.bottom() <= confirm->mapRectToScene(confirm->boundingRect()).top(),
+                 qPrintable(QStringLiteral("the targets end at %1").arg(shown.bottom())));
+        QVERIFY(targets->property("text").toString().endsWith("and 1 more"));
+    }
+
     // Rows scrolled out of sight show other prompts later: what the user
     // selected of one prompt's target is not left over the next one's, even
     // where both have the same target, under policies of their own.

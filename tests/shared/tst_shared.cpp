@@ -4,6 +4,7 @@
 #include "shared/ParserRoom.h"
 #include "shared/SerializablePromptItem.h"
 #include "shared/TextHash.h"
+#include "shared/VisibleText.h"
 
 #include <QFile>
 #include <QHash>
@@ -475,6 +476,34 @@ private slots:
         QCOMPARE(fileOperationFromRaw(text), expected);
         if (expected)
             QCOMPARE(rawValue(*expected), text);
+    }
+
+    // What the screen shows of a text from the agent: everything that would
+    // hide itself stands as its escape, and nothing else changes.
+    void visibleTextHidesNothing_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("plain, accents, beyond the basic plane")
+            << QString::fromUtf16(u"/Users/zoë/😀 a\\b") << QString::fromUtf16(u"/Users/zoë/😀 a\\b");
+        QTest::newRow("a line break drawing a second line") << "node\n (read-only copy)\r\t"
+                                                            << "node\\n (read-only copy)\\r\\t";
+        QTest::newRow("an override turning the name around")
+            << QString::fromUtf16(u"/a/\u202Etxt.sh") << "/a/\\u{202e}txt.sh";
+        QTest::newRow("isolates, marks, a zero-width joiner")
+            << QString::fromUtf16(u"\u2067x\u2069\u200F\u200D")
+            << "\\u{2067}x\\u{2069}\\u{200f}\\u{200d}";
+        QTest::newRow("NUL, C1 control, line and paragraph separators")
+            << QStringLiteral("a") + QChar(0) + QString::fromUtf16(u"\u0085\u2028\u2029")
+            << "a\\u{0000}\\u{0085}\\u{2028}\\u{2029}";
+        QTest::newRow("a tag character beyond the basic plane")
+            << QString::fromUtf16(u"ok\U000E0041") << "ok\\u{e0041}";
+        QTest::newRow("a lone surrogate stays")
+            << QString(QChar(0xd800)) + "x" << QString(QChar(0xd800)) + "x";
+    }
+    void visibleTextHidesNothing() {
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        QCOMPARE(visibleText(text), shown);
     }
 };
 
