@@ -3,6 +3,7 @@
 #include "platform/AppReopen.h"
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
+#include "platform/local/PrivateRuntimeDir.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/LiveRegion.h"
 #include "platform/portable/PortableAppActivation.h"
@@ -33,6 +34,8 @@
 #include "platform/portable/LauncherEntryBadge.h"
 #include "shared/Identifiers.h"
 #endif
+
+#include <QDir>
 
 // macOS gets the system's own services; other systems get portable stand-ins
 // or "not supported on this platform". This file is the only place that chooses.
@@ -118,6 +121,14 @@ FileManager& platformFileManager() {
 
 QString platformCommandLineToolPath() {
     return commandLineToolBesideExecutable();
+}
+
+QString platformTemporaryDirectory() {
+#ifdef Q_OS_MACOS
+    return QDir::tempPath();
+#else
+    return local::privateRuntimeDirectory().path;
+#endif
 }
 
 WindowChrome& platformWindowChrome() {

@@ -38,6 +38,10 @@ Console& platformConsole();
 FileManager& platformFileManager();
 // Where the command-line tool zor-cli lies in this installation.
 QString platformCommandLineToolPath();
+// The user's own temporary directory, where no other user can put a file or
+// a link: the system's per-user one on macOS, the private runtime directory
+// elsewhere. Empty when there is none.
+QString platformTemporaryDirectory();
 // The main window's title bar and the room the tab row leaves for its buttons.
 WindowChrome& platformWindowChrome();
 // Whether windows draw with Qt Quick's own software renderer: where the

@@ -6,7 +6,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
+#include <QTemporaryFile>
+#include <filesystem>
+#include <system_error>
 
 namespace zor {
 namespace {
@@ -61,25 +63,45 @@ QString sessionLogsUnavailableReason(const QString& toolPath) {
 void openSessionLogs(Workspace& workspace, const QString& toolPath, const QString& directory,
                      const QString& sessionId) {
     const SessionLogsFileName name = sessionLogsScriptFileName(sessionId);
-    if (!name.fileName) {
+    const QString rejection =
+        !name.fileName        ? name.rejection
+        : directory.isEmpty() ? QStringLiteral("there is no temporary directory of this user's own")
+                              : QString();
+    if (!rejection.isEmpty()) {
         logger(LogCategory::promptsView)
-            .error("No audit-log script for session %s: %{public}s", {sessionId, name.rejection});
+            .error("No audit-log script for session %s: %{public}s", {sessionId, rejection});
         return;
     }
     const QString path = QDir(directory).filePath(*name.fileName);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(sessionLogsScriptText(toolPath, sessionId).toUtf8()) < 0 || !file.commit()) {
+    // Written whole under a name of its own, made anew, then renamed over the
+    // script's name: the rename replaces whatever lies there, a link to
+    // another file included, and never writes through it. Where the folder is
+    // shared, a file that another user put there is not theirs to replace:
+    // the rename fails.
+    QTemporaryFile file(QDir(directory).filePath(QStringLiteral(".zor-logs-XXXXXX")));
+    QString error;
+    if (!file.open() || file.write(sessionLogsScriptText(toolPath, sessionId).toUtf8()) < 0 ||
+        !file.flush() ||
+        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                             QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                             QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                             QFileDevice::ExeOther)) {
+        error = file.errorString();
+    } else if (std::error_code renamed;
+               std::filesystem::rename(QFile::encodeName(file.fileName()).toStdString(),
+                                       QFile::encodeName(path).toStdString(), renamed),
+               renamed) {
+        error = QString::fromStdString(renamed.message());
+    } else {
+        file.setAutoRemove(false);
+    }
+    if (!error.isEmpty()) {
         // Never run a file this app did not just write: in a temporary folder that
         // other users share, it could be anyone's script.
         logger(LogCategory::promptsView)
-            .error("Failed to write the audit-log script %s: %s", {path, file.errorString()});
+            .error("Failed to write the audit-log script %s: %s", {path, error});
         return;
     }
-    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                    QFileDevice::ExeOwner | QFileDevice::ReadGroup |
-                                    QFileDevice::ExeGroup | QFileDevice::ReadOther |
-                                    QFileDevice::ExeOther);
     workspace.runScriptInTerminal(path);
 }
 

@@ -10,7 +10,7 @@
 namespace zor {
 
 SidebarEntryActions::SidebarEntryActions(Workspace& workspace, Clipboard& clipboard,
-                                         QString toolPath, QString scriptDirectory,
+                                         QString toolPath, std::function<QString()> scriptDirectory,
                                          PromptStore& store, GroupDecision& group, QObject* parent)
     : QObject(parent)
     , workspace(workspace)
@@ -68,7 +68,7 @@ void SidebarEntryActions::openAuditLogs() {
             .error("No audit-log script for session %s: %s", {sessionId, auditLogsUnavailable});
         return;
     }
-    openSessionLogs(workspace, toolPath, scriptDirectory, sessionId);
+    openSessionLogs(workspace, toolPath, scriptDirectory(), sessionId);
 }
 
 void SidebarEntryActions::copyPolicyPath() {

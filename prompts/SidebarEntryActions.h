@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <functional>
 
 namespace zor {
 
@@ -33,12 +34,13 @@ class SidebarEntryActions : public QObject {
 
 public:
     // `toolPath` is the command-line tool the audit-log script runs; the
-    // script is written into `scriptDirectory`. Whether the tool is there is
+    // script is written into the directory `scriptDirectory` gives, asked
+    // only when a script is written. Whether the tool is there is
     // read once: it comes with the app's installation. A group's decisions go
     // to `group`, for the prompts of `store`.
     SidebarEntryActions(Workspace& workspace, Clipboard& clipboard, QString toolPath,
-                        QString scriptDirectory, PromptStore& store, GroupDecision& group,
-                        QObject* parent = nullptr);
+                        std::function<QString()> scriptDirectory, PromptStore& store,
+                        GroupDecision& group, QObject* parent = nullptr);
 
     QString revealLabel() const;
     // "Open Audit Logs" is offered only where the tool is; otherwise the menu
@@ -70,7 +72,7 @@ private:
     Workspace& workspace;
     Clipboard& clipboard;
     QString toolPath;
-    QString scriptDirectory;
+    std::function<QString()> scriptDirectory;
     const QString auditLogsUnavailable;
     PromptStore& store;
     GroupDecision& group;

@@ -19,7 +19,6 @@
 #include "window/qml/QuickViews.h"
 #include "window/qml/SetupTheme.h"
 
-#include <QDir>
 #include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -101,8 +100,8 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     auto* promptRowMenu = new PromptRowMenu(appState, services.clipboard, this);
     auto* sidebarModels = new SidebarModels(appState, this);
     auto* sidebarEntryActions = new SidebarEntryActions(
-        services.workspace, services.clipboard, services.commandLineToolPath, QDir::tempPath(),
-        store, *groupDecision, this);
+        services.workspace, services.clipboard, services.commandLineToolPath,
+        services.temporaryDirectory, store, *groupDecision, this);
 
     prepareZorEngine(*engine);
     // Qt.quit() in the views. Later, so that no view goes while it handles the click or key.

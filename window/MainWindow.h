@@ -39,6 +39,8 @@ struct MainWindowServices {
     // audit-log script, which starts the command-line tool.
     Workspace& workspace = platformWorkspace();
     QString commandLineToolPath = platformCommandLineToolPath();
+    // Where the audit-log script is written.
+    std::function<QString()> temporaryDirectory = &platformTemporaryDirectory;
     // Announcements go through an alert in the window, where there is no
     // system call for them; none otherwise.
     LiveRegion* liveRegion = platformLiveRegion();

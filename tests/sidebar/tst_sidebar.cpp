@@ -330,7 +330,8 @@ private slots:
         FakeWorkspace workspace;
         FakeClipboard clipboard;
         Deciding deciding(store);
-        SidebarEntryActions actions(workspace, clipboard, tool, dir.path(), store, deciding.group);
+        SidebarEntryActions actions(
+            workspace, clipboard, tool, [&dir] { return dir.path(); }, store, deciding.group);
         const auto itemsOf = [&actions](const SidebarEntry& entry) {
             actions.openFor(entry);
             return QList<bool>{actions.hasPolicyFileItems(), actions.hasAuditLogsItem(),
@@ -390,7 +391,8 @@ private slots:
         FakeWorkspace workspace;
         FakeClipboard clipboard;
         Deciding deciding(store);
-        SidebarEntryActions actions(workspace, clipboard, tool, dir.path(), store, deciding.group);
+        SidebarEntryActions actions(
+            workspace, clipboard, tool, [&dir] { return dir.path(); }, store, deciding.group);
         const QString reason = "Not available on this system: there is no zor-cli at " + tool + ".";
         QCOMPARE(actions.auditLogsUnavailableReason(), hasTool ? QString() : reason);
 
@@ -474,11 +476,49 @@ private slots:
         QCOMPARE(logs.records().first().level, LogLevel::error);
         QVERIFY(!logs.records().first().redactedMessage().contains(id));
 
+        // Nor is there one without a temporary directory of the user's own.
+        logs.clear();
+        openSessionLogs(workspace, "/opt/zor-cli", QString(), "s1");
+        QVERIFY(workspace.scriptsRun.isEmpty());
+        QCOMPARE(logs.messages(LogCategory::promptsView),
+                 QStringList{"No audit-log script for session s1: there is no temporary "
+                             "directory of this user's own"});
+
         // A script that could not be written is not run: whatever lies there is not ours.
         logs.clear();
         openSessionLogs(workspace, "/opt/zor-cli", dir.filePath("missing"), "s1");
         QVERIFY(workspace.scriptsRun.isEmpty());
         QVERIFY(logs.messages().value(0).startsWith("Failed to write the audit-log script"));
+    }
+
+    // A link put where the script goes is replaced, never written through:
+    // the file it points at stays as it was, and the script run is the app's.
+    void aLinkInTheScriptsPlaceIsReplaced() {
+        QTemporaryDir dir;
+        const QString kept = dir.filePath("keep");
+        {
+            QFile file(kept);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("mine\n");
+        }
+        const QString path = dir.filePath(*sessionLogsScriptFileName("s1").fileName);
+        QVERIFY(QFile::link(kept, path));
+        FakeWorkspace workspace;
+        openSessionLogs(workspace, "/opt/zor-cli", dir.path(), "s1");
+        QCOMPARE(workspace.scriptsRun, QStringList{path});
+        QFile keep(kept);
+        QVERIFY(keep.open(QIODevice::ReadOnly));
+        QCOMPARE(keep.readAll(), "mine\n");
+        QVERIFY(!QFileInfo(path).isSymLink());
+        QFile script(path);
+        QVERIFY(script.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(script.readAll()), sessionLogsScriptText("/opt/zor-cli", "s1"));
+        QVERIFY(QFileInfo(path).isExecutable());
+        // Nothing is left beside it.
+        QCOMPARE(QDir(dir.path(), {}, QDir::Name, QDir::Files | QDir::Hidden | QDir::System)
+                     .entryList()
+                     .size(),
+                 2);
     }
 
     void hostileIdsRunNothing_data() {
