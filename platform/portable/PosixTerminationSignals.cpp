@@ -24,17 +24,10 @@ struct Request {
 constexpr std::array<Request, 3> kRequests{
     {{SIGTERM, "SIGTERM"}, {SIGINT, "SIGINT"}, {SIGHUP, "SIGHUP"}}};
 
-// The pipe's write end: all that the handler reads.
+// The pipe's write end and the signals watched: all that the handler reads.
 std::atomic<int> writeEnd{-1};
+std::array<std::atomic<int>, kRequests.size()> watched{};
 static_assert(std::atomic<int>::is_always_lock_free, "read inside a signal handler");
-
-extern "C" void forwardRequest(int signal) {
-    const int savedErrno = errno;
-    const char number = char(signal);
-    // A pipe too full to take it holds requests enough.
-    [[maybe_unused]] const ssize_t written = ::write(writeEnd.load(), &number, 1);
-    errno = savedErrno;
-}
 
 void setAction(int signal, void (*handler)(int)) {
     struct sigaction action {};
@@ -42,6 +35,19 @@ void setAction(int signal, void (*handler)(int)) {
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     ::sigaction(signal, &action, nullptr);
+}
+
+extern "C" void forwardRequest(int signal) {
+    const int savedErrno = errno;
+    const char number = char(signal);
+    // A pipe too full to take it holds requests enough.
+    [[maybe_unused]] const ssize_t written = ::write(writeEnd.load(), &number, 1);
+    // The first request is forwarded; those behind it find the system's
+    // action, even while the main thread is too stuck to read the first.
+    for (const std::atomic<int>& watchedSignal : watched)
+        if (const int other = watchedSignal.load(); other != 0)
+            setAction(other, SIG_DFL);
+    errno = savedErrno;
 }
 
 bool isIgnored(int signal) {
@@ -69,11 +75,11 @@ void PosixTerminationSignals::watch(std::function<void()> handler) {
     onRequest = std::move(handler);
     notifier = new QSocketNotifier(readEnd, QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { takeRequest(); });
-    for (const Request& request : kRequests) {
-        if (isIgnored(request.signal))
+    for (std::size_t i = 0; i < kRequests.size(); ++i) {
+        if (isIgnored(kRequests[i].signal))
             continue;
-        watched.append(request.signal);
-        setAction(request.signal, &forwardRequest);
+        watched[i].store(kRequests[i].signal);
+        setAction(kRequests[i].signal, &forwardRequest);
     }
 }
 
@@ -81,10 +87,8 @@ void PosixTerminationSignals::takeRequest() {
     char number = 0;
     if (::read(readEnd, &number, 1) != 1)
         return;
-    // The first request is taken; those behind it find the system's action.
+    // The first request is taken; the handler has left the rest to the system.
     notifier->setEnabled(false);
-    for (const int signal : std::as_const(watched))
-        setAction(signal, SIG_DFL);
     for (const Request& request : kRequests)
         if (request.signal == number)
             logger(LogCategory::app).info("Termination requested by %{public}s", {request.name});

@@ -374,6 +374,24 @@ private slots:
         QVERIFY2(child.output.contains("Termination requested by SIGINT"),
                  child.output.constData());
     }
+
+    // A second request ends the process even while its main thread, stuck,
+    // never takes the first: which is when a user sends one. A hangup the
+    // process ignores stays ignored after the first.
+    void aSecondRequestEndsAStuckProcess() {
+        if (isChildRun()) {
+            std::signal(SIGHUP, SIG_IGN);
+            PosixTerminationSignals requests;
+            requests.watch([] {});
+            std::raise(SIGTERM);
+            std::raise(SIGHUP);
+            std::raise(SIGINT);
+            QFAIL("the second request left the process running");
+        }
+        const ChildRun child = runInChild();
+        QVERIFY2(child.hasCrashed, child.output.constData());
+        QVERIFY2(!child.output.contains("Termination requested by"), child.output.constData());
+    }
 };
 
 QTEST_GUILESS_MAIN(PlatformTest)
