@@ -8,6 +8,7 @@
 #include <QDBusError>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
 #include <QVariantMap>
 #include <algorithm>
 #include <utility>
@@ -47,6 +48,14 @@ FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection& bus, Q
             &FreedesktopNotifications::actionInvoked);
     connect(server, &NotificationServer::NotificationClosed, this,
             [this](uint id, uint) { forget(id); });
+    // A server that restarts numbers its notices anew, and says nothing of
+    // those that went with it; the next may show other capabilities.
+    auto* watcher = new QDBusServiceWatcher(server->service(), this->bus,
+                                            QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, this, [this] {
+        shown.clear();
+        capabilities.reset();
+    });
 }
 
 FreedesktopNotifications::~FreedesktopNotifications() = default;
@@ -125,6 +134,7 @@ void FreedesktopNotifications::send(const UserNotice& notice) {
                     return;
                 }
                 isUnavailabilityLogged = false;
+                forget(reply.value());
                 shown.append({reply.value(), link, actions});
                 if (shown.size() > kShownLimit)
                     shown.removeFirst();

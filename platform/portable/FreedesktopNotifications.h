@@ -49,7 +49,7 @@ private:
 
     QDBusConnection bus;
     NotificationServer* server = nullptr; // none without a session bus
-    // Read once from the server, before the first notice goes out.
+    // Read from the server before the first notice goes out to it.
     std::optional<Capabilities> capabilities;
     bool isAskingCapabilities = false;
     QList<UserNotice> waiting; // posted meanwhile, in order

@@ -202,6 +202,36 @@ private slots:
         QCOMPARE(rig.agent.requests, isSent ? QStringList{deny} : QStringList());
     }
 
+    // A server that restarts numbers its notices anew: an answer to a notice
+    // of the new server reaches its prompt, never an older prompt's notice
+    // of the same number; and the new server's capabilities count.
+    void aRestartedServersNoticesAreItsOwn() {
+        AttentionOnTheBus rig;
+        std::optional<FakeNotificationServer> first(std::in_place, otherConnection(),
+                                                    QStringList{"actions", "body"});
+        const QUuid older = rig.add("/a");
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QTRY_COMPARE(first->notices.size(), 1);
+        first.reset();
+
+        FakeNotificationServer second(
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("second")),
+            {"actions", "body", "body-markup"});
+        QVERIFY(second.isRegistered);
+        const QUuid newer = rig.add(kHostile);
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QTRY_COMPARE(second.notices.size(), 1);
+        QCOMPARE(second.notices.first().id, 1u);
+        QCOMPARE(second.notices.first().body, kHostile.toHtmlEscaped());
+        LogCapture log;
+        second.invoke(1, QStringLiteral("deny"));
+        const QString idText = FakeAgentRequests::idText(newer);
+        QTRY_VERIFY(!log.messages().filter(idText).isEmpty());
+        QCOMPARE(rig.agent.requests,
+                 QStringList{"decision " + idText + " deny session /p/.zor/policy.yml"});
+        QVERIFY(rig.store.containsPrompt(older));
+    }
+
     void aMissingOrFailingServerLeavesOneLine() {
         LogCapture log;
         FreedesktopNotifications notifications(QDBusConnection::sessionBus());
