@@ -174,12 +174,17 @@ void NotificationHandler::syncPrompts() {
         // the first rows show while the rest are still read. One bad record
         // costs that record only.
         const PromptFeed::SyncId id = PromptFeed::newSyncId();
+        // A line for each of the first bad records; a reply of nothing else
+        // gets no more than a count for the rest.
+        constexpr qint64 kSkipsToldOneByOne = 20;
+        qint64 skipped = 0;
         const auto read = SerializablePromptItem::partialListFromJson(
             data, PromptFeed::kSyncBatchSize,
-            [self, id](SerializablePromptItem::PartialList batch, qsizetype toCome) {
+            [self, id, &skipped](SerializablePromptItem::PartialList batch, qsizetype toCome) {
                 for (const auto& failure : batch.failures)
-                    log().error("Skipped prompt record %ld from ZorAgent: %s",
-                                {qint64(failure.index), failure.error});
+                    if (++skipped <= kSkipsToldOneByOne)
+                        log().error("Skipped prompt record %ld from ZorAgent: %s",
+                                    {qint64(failure.index), failure.error});
                 if (batch.records.isEmpty())
                     return;
                 onMainThread([self, id, toCome,
@@ -188,6 +193,9 @@ void NotificationHandler::syncPrompts() {
                         self->feed.addToSync(id, std::move(prompts), toCome);
                 });
             });
+        if (skipped > kSkipsToldOneByOne)
+            log().error("Skipped %ld more prompt records from ZorAgent",
+                        {skipped - kSkipsToldOneByOne});
         if (!read) {
             log().error("Failed to decode prompts from ZorAgent");
             onMainThread([self] {

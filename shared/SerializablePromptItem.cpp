@@ -180,7 +180,7 @@ Decoded<qsizetype> SerializablePromptItem::partialListFromJson(const QByteArray&
             json.clearError();
         }
         ++index;
-        if (batch.records.size() == batchSize)
+        if (batch.records.size() + batch.failures.size() == batchSize)
             onBatch(std::exchange(batch, {}), count - index);
         return true;
     });

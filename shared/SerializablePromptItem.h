@@ -45,10 +45,11 @@ struct SerializablePromptItem {
     // An error only when the text is not a JSON array at all. A text with
     // the parser's room after it (makeParserRoom) is read where it is.
     static Decoded<PartialList> partialListFromJson(const QByteArray& json);
-    // The same in batches of `batchSize` records at most, each handed on as
-    // it is read with the number of records that may still follow, so that
-    // the first can be used while the rest are read. Failures keep their
-    // index in the whole list. A text that is not a JSON array fails before
+    // The same in batches of `batchSize` elements at most, records and
+    // failures together, each handed on as it is read with the number of
+    // elements still to follow, so that the first can be used while the rest
+    // are read, and a list of failures is never held whole. Failures keep
+    // their index in the whole list. A text that is not a JSON array fails before
     // any batch; otherwise the value is the number of records read.
     using BatchHandler = std::function<void(PartialList batch, qsizetype toCome)>;
     static Decoded<qsizetype> partialListFromJson(const QByteArray& json, qsizetype batchSize,

@@ -87,6 +87,7 @@
     X0("Restart: registering agent") \
     X0("Restart: registering daemon") \
     X0("Restart: replacing network extension") \
+    X1("Skipped %ld more prompt records from ZorAgent", LONG) \
     X2("Skipped prompt record %ld from ZorAgent: %s", LONG, STR) \
     X1("Stop all failed: %s", STR) \
     X0("Stop all: deregistering agent") \

@@ -246,6 +246,24 @@ private slots:
         QCOMPARE(prompts.at(2).sessionId, QStringLiteral("held"));
     }
 
+    // A reply of little but junk costs a line for each of its first bad
+    // records and one for the rest, not a line for each.
+    void aSyncOfJunkLeavesAFewLines() {
+        handler->connect();
+        connector->connections.last()->replyToPrompts("[" + record(kIdA, "s1").toJson() +
+                                                      QByteArray(",0").repeated(5000) + "]");
+        settle();
+        const QStringList lines = notificationLines();
+        QCOMPARE(lines.size(), 1 + 20 + 2);
+        QCOMPARE(lines.at(1), "Skipped prompt record 1 from ZorAgent: The JSON element does not "
+                              "have the requested type.");
+        QCOMPARE(lines.at(20), "Skipped prompt record 20 from ZorAgent: The JSON element does not "
+                               "have the requested type.");
+        QCOMPARE(lines.mid(21), (QStringList{"Skipped 4980 more prompt records from ZorAgent",
+                                             "Synced 1 prompts from ZorAgent"}));
+        QCOMPARE(store().prompts().size(), 1);
+    }
+
     // A sync that takes several turns, one record each here: what comes
     // meanwhile applies after it, as if the sync had run in one go. Each turn
     // follows the last through the clock, after no delay, and reaches the
