@@ -72,22 +72,52 @@ GroupDecision::GroupDecision(PromptStore& store, PromptDecider& decider, QObject
     requireMainThread("GroupDecision");
 }
 
+QStringList GroupDecision::Skipped::texts() const {
+    QStringList parts;
+    if (ended > 0)
+        parts.append(QStringLiteral("%1 skipped: session ended").arg(ended));
+    if (underway > 0)
+        parts.append(QStringLiteral("%1 skipped: already being decided").arg(underway));
+    if (gone > 0)
+        parts.append(QStringLiteral("%1 skipped: no longer pending").arg(gone));
+    return parts;
+}
+
+void GroupDecision::Skipped::count(Skip skip) {
+    switch (skip) {
+    case Skip::none:
+        break;
+    case Skip::sessionEnded:
+        ++ended;
+        break;
+    case Skip::gone:
+        ++gone;
+        break;
+    case Skip::underway:
+        ++underway;
+        break;
+    }
+}
+
+// The question counts and names only the prompts it would decide, as they
+// stood when it was asked; the others, with why, below them.
 QString GroupDecision::question() const {
     const GroupActionText text = groupActionText(action);
     return QStringLiteral("%1 %2%3?")
-        .arg(QLatin1String(text.verb), prompts(group.size()), QLatin1String(text.lifetime));
+        .arg(QLatin1String(text.verb), prompts(askedCount), QLatin1String(text.lifetime));
 }
 
 QString GroupDecision::targets() const {
     QStringList lines = namedTargets;
-    if (group.size() > namedTargets.size())
-        lines.append(QStringLiteral("and %1 more").arg(group.size() - namedTargets.size()));
+    if (askedCount > namedTargets.size())
+        lines.append(QStringLiteral("and %1 more").arg(askedCount - namedTargets.size()));
+    lines += skippedWhenAsked.texts();
     return lines.join(u'\n');
 }
 
 QString GroupDecision::confirmLabel() const {
     return QStringLiteral("%1 %2").arg(QLatin1String(groupActionText(action).verb),
-                                       prompts(group.size(), true));
+                                       prompts(askedCount, true));
 }
 
 bool GroupDecision::isAllowing() const {
@@ -106,13 +136,21 @@ bool GroupDecision::ask(Action newAction, const QList<QUuid>& ids) {
     action = newAction;
     group = ids;
     namedTargets.clear();
+    askedCount = 0;
+    skippedWhenAsked = {};
     for (const QUuid& id : ids) {
-        if (namedTargets.size() == kTargetsNamed)
-            break;
-        if (const std::optional<PromptItem> item = store.prompt(id))
-            namedTargets.append(namedTarget(item->denial.target()));
+        const Skip skip = skipOf(id);
+        skippedWhenAsked.count(skip);
+        if (skip != Skip::none)
+            continue;
+        ++askedCount;
+        if (namedTargets.size() < kTargetsNamed)
+            namedTargets.append(namedTarget(store.prompt(id)->denial.target()));
     }
     setState(State::asking);
+    // With nothing to decide there is nothing to ask: the outcome says why.
+    if (askedCount == 0)
+        confirm();
     return true;
 }
 
@@ -134,7 +172,8 @@ void GroupDecision::confirm() {
     if (currentState != State::asking)
         return;
     sentGroup.clear();
-    sent = done = failed = skippedEnded = skippedGone = skippedUnderway = 0;
+    sent = done = failed = 0;
+    skipped = {};
     setState(State::deciding);
     // Answers may come at once, before the last prompt is sent; the group
     // ends only once every one sent has its answer.
@@ -147,12 +186,8 @@ void GroupDecision::confirm() {
     isSending = true;
     for (const QUuid& id : std::as_const(group)) {
         const Skip skip = skipOf(id);
-        if (skip == Skip::sessionEnded) {
-            ++skippedEnded;
-            continue;
-        }
-        if (skip == Skip::underway) {
-            ++skippedUnderway;
+        if (skip == Skip::sessionEnded || skip == Skip::underway) {
+            skipped.count(skip);
             continue;
         }
         ++sent;
@@ -163,7 +198,7 @@ void GroupDecision::confirm() {
             // Answered or dropped meanwhile.
             --sent;
             sentGroup.removeLast();
-            ++skippedGone;
+            skipped.count(Skip::gone);
         }
     }
     isSending = false;
@@ -191,12 +226,8 @@ void GroupDecision::finish() {
                                                prompts(sent - failed));
     if (failed > 0)
         line += QStringLiteral(", %1 failed").arg(failed);
-    if (skippedEnded > 0)
-        line += QStringLiteral(", %1 skipped: session ended").arg(skippedEnded);
-    if (skippedUnderway > 0)
-        line += QStringLiteral(", %1 skipped: already being decided").arg(skippedUnderway);
-    if (skippedGone > 0)
-        line += QStringLiteral(", %1 skipped: no longer pending").arg(skippedGone);
+    for (const QString& part : skipped.texts())
+        line += QStringLiteral(", ") + part;
     lastOutcome = line;
     logger(LogCategory::promptsView).info("Group decision: %{public}s", {line});
     group.clear();

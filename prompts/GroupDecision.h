@@ -76,6 +76,15 @@ signals:
 private:
     // Why a prompt of the group gets nothing.
     enum class Skip { none, sessionEnded, gone, underway };
+    struct Skipped {
+        int ended = 0;
+        int gone = 0;
+        int underway = 0;
+
+        void count(Skip skip);
+        // "2 skipped: session ended", for each reason met.
+        QStringList texts() const;
+    };
 
     Skip skipOf(const QUuid& id) const;
     void finishOne(bool isTaken);
@@ -88,14 +97,14 @@ private:
     Action action = Action::denySession;
     QList<QUuid> group;
     QStringList namedTargets;
+    int askedCount = 0;
+    Skipped skippedWhenAsked;
     QList<QUuid> sentGroup;
     bool isSending = false;
     int sent = 0;
     int done = 0;
     int failed = 0;
-    int skippedEnded = 0;
-    int skippedGone = 0;
-    int skippedUnderway = 0;
+    Skipped skipped;
     QString lastOutcome;
 };
 

@@ -591,26 +591,35 @@ private slots:
     void groupDecisions_data() {
         QTest::addColumn<QString>("from");
         QTest::addColumn<GroupDecision::Action>("action");
-        QTest::addColumn<QStringList>("reached"); // prompt numbers, then action and lifetime
+        QTest::addColumn<QStringList>("reached");  // prompt numbers, then action and lifetime
+        QTest::addColumn<QStringList>("question"); // its title, its last line and its button
         QTest::addColumn<QString>("outcome");
         QTest::newRow("a session's menu, deny for the session")
             << "menu" << GroupDecision::Action::denySession
             << QStringList{"1", "2", "deny", "session"}
+            << QStringList{"Deny 2 prompts for the session?", "1 skipped: session ended",
+                           "Deny 2 Prompts"}
             << "Denied 2 prompts, 1 skipped: session ended";
         QTest::newRow("a selection, deny always")
             << "selection" << GroupDecision::Action::denyAlways
-            << QStringList{"1", "2", "3", "deny", "always"} << "Denied 3 prompts";
+            << QStringList{"1", "2", "3", "deny", "always"}
+            << QStringList{"Deny 3 prompts always?", "/tmp/file-1", "Deny 3 Prompts"}
+            << "Denied 3 prompts";
         QTest::newRow("a selection, dismissed")
             << "selection" << GroupDecision::Action::dismiss
-            << QStringList{"1", "2", "3", "dismiss"} << "Dismissed 3 prompts";
+            << QStringList{"1", "2", "3", "dismiss"}
+            << QStringList{"Dismiss 3 prompts?", "/tmp/file-1", "Dismiss 3 Prompts"}
+            << "Dismissed 3 prompts";
         QTest::newRow("a selection by keys, allow once")
             << "keys" << GroupDecision::Action::allowOnce << QStringList{"1", "2", "allow", "once"}
+            << QStringList{"Allow 2 prompts once?", "1 skipped: session ended", "Allow 2 Prompts"}
             << "Allowed 2 prompts, 1 skipped: session ended";
     }
     void groupDecisions() {
         QFETCH(QString, from);
         QFETCH(GroupDecision::Action, action);
         QFETCH(QStringList, reached);
+        QFETCH(QStringList, question);
         QFETCH(QString, outcome);
         // Prompts 1 to 3 of session "a" (3 has ended), 4 of session "b".
         QList<SerializablePromptItem> prompts = records(2, "a");
@@ -651,6 +660,10 @@ private slots:
         }
         QCOMPARE(rig.group().state(), GroupDecision::State::asking);
         QVERIFY(rig.newCalls().isEmpty());
+        // It counts and names what it would decide; what it would skip, below.
+        QCOMPARE(rig.group().question(), question[0]);
+        QCOMPARE(rig.group().targets().split(u'\n').last(), question[1]);
+        QCOMPARE(rig.popupItem("groupConfirm")->property("text").toString(), question[2]);
         // A prompt that comes meanwhile is not part of it.
         rig.add(record(5, "a", fileDenial(5)));
         // An allow is not confirmed by Enter.
@@ -693,6 +706,24 @@ private slots:
         rig.settle();
         QVERIFY(!rig.item("groupBar"));
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
+    }
+
+    // A group of which nothing can take the decision asks nothing: the
+    // outcome says why at once.
+    void aGroupWithNothingToDecideAsksNothing() {
+        const QList<SerializablePromptItem> prompts{record(1, "a", fileDenial(1), true),
+                                                    record(2, "a", fileDenial(2), true)};
+        Rig rig(prompts);
+        rig.clickRow(rig.rowOf(prompts[1]));
+        rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+        rig.click(rig.item("selectionDenySession"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::idle);
+        QVERIFY(!rig.popupItem("groupConfirm"));
+        QVERIFY(rig.newCalls().isEmpty());
+        QCOMPARE(rig.group().outcome(), "Denied 0 prompts, 2 skipped: session ended");
+        rig.settle();
+        QCOMPARE(rig.item("groupOutcome")->property("text").toString(), rig.group().outcome());
+        QCOMPARE(rig.store.prompts().size(), 2);
     }
 
     // A prompt whose own decision is underway is still pending: a group

@@ -279,7 +279,7 @@ void selectThree(PromptsScene&, PromptListModel& list, PromptsViewModel& viewMod
 
 void askForThree(PromptsScene& scene, PromptListModel& list, PromptsViewModel& viewModel) {
     selectThree(scene, list, viewModel);
-    viewModel.decideSelection(GroupDecision::Action::denySession);
+    viewModel.decideSelection(GroupDecision::Action::denyAlways);
 }
 
 const QList<PromptsShot>& promptsShots() {
