@@ -62,7 +62,10 @@ Item {
         // show the next prompts that come into sight: a sync's turns then
         // fill the rows they have, rather than make and drop them.
         reuseItems: true
-        ScrollBar.vertical: ScrollBar {}
+        // A drag of the bar moves the list without a flick.
+        ScrollBar.vertical: ScrollBar {
+            onPressedChanged: if (pressed) pane.viewModel.listMovedByUser()
+        }
         Accessible.role: Accessible.List
         Accessible.name: "Prompts"
         // Screen readers walk the rows in the order they are shown.
@@ -70,6 +73,8 @@ Item {
 
         Keys.onPressed: (event) => { event.accepted = pane.viewModel.handleListKey(event.key, event.modifiers); }
         onActiveFocusChanged: pane.viewModel.isListFocused = activeFocus
+        onWidthChanged: pane.viewModel.listResized()
+        onMovementStarted: pane.viewModel.listMovedByUser()
 
         delegate: PromptRow {
             width: ListView.view.width

@@ -236,6 +236,7 @@ void PromptsViewModel::moveHighlight(int delta, bool isExtending) {
         listModel.setSelection({item->id});
     }
     store.setHighlightedPromptId(item->id);
+    isScrollRequestHeld = false;
     emit keepRowInView(target);
 }
 
@@ -291,6 +292,7 @@ void PromptsViewModel::requestScroll(const QUuid& id, QPointF anchor) {
     if (scrollGeneration == std::numeric_limits<qint64>::max())
         qFatal("PromptsViewModel: scroll generation overflow");
     lastScrollRequest = ScrollRequest{id, anchor, ++scrollGeneration};
+    isScrollRequestHeld = true;
     scrollRow = listModel.rowOf(id);
     emit scrollRequestChanged();
     scrollToRequest();
@@ -301,6 +303,19 @@ void PromptsViewModel::listMade() {
     // when the keyboard was asked for.
     if (isFocused)
         emit isListFocusedChanged();
+    serveScrollRequestAgain();
+}
+
+void PromptsViewModel::listResized() {
+    if (isScrollRequestHeld)
+        serveScrollRequestAgain();
+}
+
+void PromptsViewModel::listMovedByUser() {
+    isScrollRequestHeld = false;
+}
+
+void PromptsViewModel::serveScrollRequestAgain() {
     if (!lastScrollRequest)
         return;
     const int row = listModel.rowOf(lastScrollRequest->id);

@@ -97,6 +97,11 @@ public:
     // and a scroll asked before then, by a link given at launch, are asked
     // again of it.
     Q_INVOKABLE void listMade();
+    // The list's width changed: its rows wrap anew, and a row brought into
+    // view may have moved. Until the user moves the list, by hand or by the
+    // keys, the last scroll request is served again.
+    Q_INVOKABLE void listResized();
+    Q_INVOKABLE void listMovedByUser();
 
 signals:
     void contentStateChanged();
@@ -134,6 +139,8 @@ private:
     void followSelectedCount();
     // Asks the view to bring the last request's row, as last found, into view.
     void scrollToRequest();
+    // The same, the row found anew.
+    void serveScrollRequestAgain();
 
     PromptStore& store;
     PromptListModel& listModel;
@@ -147,6 +154,7 @@ private:
     std::optional<ShownHighlight> shownHighlight;
     std::optional<QUuid> firstId;
     std::optional<ScrollRequest> lastScrollRequest;
+    bool isScrollRequestHeld = false;
     qint64 scrollGeneration = 0;
     int scrollRow = -1;
 };

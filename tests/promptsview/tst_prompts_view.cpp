@@ -467,6 +467,50 @@ private slots:
         QCOMPARE(rig.mismatch(), QString());
     }
 
+    // A linked prompt is brought into view again as the list's width changes,
+    // until the user moves the list by hand or by the keys.
+    void aLinkedPromptStaysInViewUntilTheUserMoves_data() {
+        QTest::addColumn<QString>("move");
+        QTest::newRow("the wheel") << "wheel";
+        QTest::newRow("the scroll bar") << "bar";
+        QTest::newRow("the arrow keys") << "keys";
+    }
+    void aLinkedPromptStaysInViewUntilTheUserMoves() {
+        QFETCH(QString, move);
+        const QList<SerializablePromptItem> prompts = records(40);
+        Rig rig(prompts);
+        auto* viewModel = rig.item("promptsView")->property("viewModel").value<PromptsViewModel*>();
+        QSignalSpy served(viewModel, &PromptsViewModel::bringRowToTop);
+        rig.scene.appState.navigateToPrompt(idOf(prompts[5]));
+        rig.settle();
+        QCOMPARE(served.size(), 1);
+        rig.window->resize(rig.window->width() + 40, rig.window->height());
+        rig.settle();
+        QCOMPARE(served.size(), 2);
+        if (move == "wheel") {
+            const QPointF at = rig.list()->mapToScene({rig.list()->width() / 2, 200});
+            for (int notch = 0; notch < 3; ++notch) {
+                QWheelEvent wheel(at, rig.window->mapToGlobal(at), QPoint(), QPoint(0, 120),
+                                  Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+                QCoreApplication::sendEvent(rig.window, &wheel);
+            }
+        } else if (move == "bar") {
+            QQuickItem* bar = nullptr;
+            for (QQuickItem* child : rig.list()->childItems())
+                if (child->inherits("QQuickScrollBar"))
+                    bar = child;
+            QVERIFY(bar);
+            const QPoint at = bar->mapToScene({bar->width() / 2, bar->height() / 2}).toPoint();
+            QTest::mousePress(rig.window, Qt::LeftButton, {}, at);
+            QTest::mouseRelease(rig.window, Qt::LeftButton, {}, at);
+        } else {
+            rig.keys(QKeySequence(Qt::Key_Down));
+        }
+        rig.window->resize(rig.window->width() - 40, rig.window->height());
+        rig.settle();
+        QCOMPARE(served.size(), 2);
+    }
+
     // With nothing highlighted, Down starts at the top and Up at the bottom.
     void arrowsFromNothing_data() {
         QTest::addColumn<int>("key");

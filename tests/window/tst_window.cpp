@@ -756,6 +756,46 @@ private slots:
         QVERIFY(isFocusShown());
     }
 
+    // A link that comes while Setup is shown brings its prompt wholly into
+    // view once the list is back: rows above it wrap anew as the pane widens.
+    void aLinkFromSetupShowsItsPromptWhole() {
+        WindowOnSetup rig;
+        QVERIFY(rig.open());
+        PromptStore& store = *rig.appState.promptStore();
+        QUuid oldest;
+        for (int n = 0; n < 20; ++n) {
+            const QUuid id = QUuid::createUuid();
+            if (n == 0)
+                oldest = id;
+            store.addPrompt(id, "s", "/work/.zor/policy.yml",
+                            ExecDenial{"/usr/bin/tool" + QString::number(n),
+                                       QStringList(8 + n % 5, "--a-long-argument"), "sh"},
+                            false);
+        }
+        rig.appState.navigateToPrompt(oldest);
+        QTRY_VERIFY(rig.isSettled() && !rig.split().isDetailCollapsed());
+        QQuickItem* list = findItem(rig.window, "promptList");
+        // The list's rows hang off its content item.
+        const auto rowInView = [&]() -> std::optional<QRectF> {
+            const auto rows = list->property("contentItem").value<QQuickItem*>()->childItems();
+            for (QQuickItem* row : rows)
+                if (row->isVisible() &&
+                    row->property("promptId").toString() == oldest.toString(QUuid::WithoutBraces))
+                    return row->mapRectToItem(list, row->boundingRect());
+            return std::nullopt;
+        };
+        // The layout settles in the frames after the animation's last.
+        for (int frame = 0; frame < 3; ++frame)
+            rig.window->grabWindow();
+        const std::optional<QRectF> shown = rowInView();
+        QVERIFY(shown);
+        QVERIFY2(shown->top() >= -0.5 && shown->bottom() <= list->height() + 0.5,
+                 qPrintable(QStringLiteral("the row spans %1 to %2 of %3")
+                                .arg(shown->top())
+                                .arg(shown->bottom())
+                                .arg(list->height())));
+    }
+
     void tabsSetupScreenPresenceAndAlerts() {
         SetupScene scene;
         // The outdated agent is asked again on every poll.
