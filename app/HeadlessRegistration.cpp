@@ -117,11 +117,21 @@ bool HeadlessRegistration::registerAgent() {
 }
 
 void HeadlessRegistration::createCliLink() {
-    // Installed under /usr/local elsewhere than on macOS, this program itself
-    // is what lies at the link's path: replacing it would remove the app.
-    const QString existing = QFileInfo(linkPaths.linkPath).canonicalFilePath();
-    if (!existing.isEmpty() && existing == QFileInfo(runningProgram).canonicalFilePath()) {
-        const QString reason = linkPaths.linkPath + QStringLiteral(" is this program itself");
+    // What lies at the link's path goes only for a link that works. Installed
+    // under /usr/local elsewhere than on macOS, this program itself is what
+    // lies there; and where the tool is not where the link would point (no
+    // app in /Applications yet), a link would replace a working command with
+    // one that leads nowhere. With nothing there, the link is made all the
+    // same: it works once the app is in place.
+    const QFileInfo existing(linkPaths.linkPath);
+    const QString reason =
+        existing.exists() &&
+                existing.canonicalFilePath() == QFileInfo(runningProgram).canonicalFilePath()
+            ? linkPaths.linkPath + QStringLiteral(" is this program itself")
+        : existing.exists() && !QFileInfo::exists(linkPaths.linkTarget)
+            ? linkPaths.linkTarget + QStringLiteral(" does not exist")
+            : QString();
+    if (!reason.isEmpty()) {
         appLog().error("Failed to create CLI symlink: %s", {reason});
         services.console.printLine(QStringLiteral("CLI symlink: failed - ") + reason);
         return;

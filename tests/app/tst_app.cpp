@@ -41,6 +41,12 @@ struct Run {
     QString runningProgram = root.filePath("app/zor");
     std::unique_ptr<HeadlessRegistration> registration;
 
+    // The tool the link points at is installed.
+    Run() {
+        if (!QFile(paths.linkTarget).open(QIODevice::WriteOnly))
+            qFatal("Run: the tool could not be made");
+    }
+
     void start() {
         registration = std::make_unique<HeadlessRegistration>(
             HeadlessRegistration::Services{services, extensions, filter, console, files, clock},
@@ -216,6 +222,11 @@ private slots:
                                       << "$link is this program itself";
         QTest::newRow("a link to this program") << "link to program"
                                                 << "$link is this program itself";
+        // No app where the link would point: what is there keeps working, and
+        // where nothing is, the link waits for the app.
+        QTest::newRow("a regular file, the tool missing") << "file, no tool"
+                                                          << "$target does not exist";
+        QTest::newRow("nothing, the tool missing") << "no tool" << QString();
     }
 
     void linkStep() {
@@ -232,8 +243,10 @@ private slots:
         QVERIFY(QDir().mkpath(elsewhere) && writeFile(elsewhere + "/keep"));
         if (!existing.isEmpty())
             QVERIFY(QDir().mkpath(run.paths.linkDirectory));
-        if (existing == "file")
+        if (existing.startsWith("file"))
             QVERIFY(writeFile(run.paths.linkPath));
+        if (existing.endsWith("no tool"))
+            QVERIFY(QFile::remove(run.paths.linkTarget));
         else if (existing == "link")
             QVERIFY(QFile::link(elsewhere, run.paths.linkPath));
         else if (existing == "directory")
@@ -247,18 +260,21 @@ private slots:
                     writeFile(run.runningProgram));
         if (existing == "link to program")
             QVERIFY(QFile::link(run.runningProgram, run.paths.linkPath));
-        const bool isProgramKept = existing.contains("program");
-        error.replace("$link", run.paths.linkPath);
+        const bool isKept = existing.contains("program") || existing == "file, no tool";
+        error.replace("$link", run.paths.linkPath).replace("$target", run.paths.linkTarget);
 
         run.startAndActivate();
 
         QCOMPARE(run.console.lines.value(2),
                  error.isEmpty() ? QStringLiteral("CLI symlink: created")
-                 : isProgramKept ? "CLI symlink: failed - " + error
+                 : isKept        ? "CLI symlink: failed - " + error
                                  : "CLI symlink: failed - " + error + " (may need sudo)");
-        if (isProgramKept)
+        if (existing.contains("program"))
             QCOMPARE(QFileInfo(run.paths.linkPath).canonicalFilePath(),
                      QFileInfo(run.runningProgram).canonicalFilePath());
+        if (existing == "file, no tool")
+            QVERIFY(QFileInfo(run.paths.linkPath).isFile() &&
+                    !QFileInfo(run.paths.linkPath).isSymLink());
         QCOMPARE(run.linkPointsAtTarget(), error.isEmpty());
         QVERIFY(QFile::exists(elsewhere + "/keep"));
         if (!error.isEmpty())
