@@ -165,6 +165,12 @@ private slots:
         const bool isAccepted = activations > 0;
         QCOMPARE(shell.activation.count, activations);
         QTEST(capture.messages(LogCategory::app), "log");
+        // The ids come from outside: kept out of the redacted log.
+        for (const LogRecord& record : capture.records())
+            QVERIFY2(!record.redactedMessage().contains(kIdA.toUpper()) &&
+                         !record.redactedMessage().contains(kIdB.toUpper()) &&
+                         !record.redactedMessage().contains(kIdC.toUpper()),
+                     qPrintable(record.redactedMessage()));
         QCOMPARE(shell.store().filter(),
                  isAccepted ? PromptFilter::all() : PromptFilter::session("s1"));
         QCOMPARE(shell.state().selectedTab(), isAccepted ? AppTab::policies : AppTab::sessions);

@@ -176,6 +176,7 @@ private slots:
         QTest::addColumn<bool>("isByKeys");
         QTest::addColumn<QString>("action");
         QTest::addColumn<QString>("lifetime");
+        QTest::addColumn<Denial>("denial");
         const struct {
             Decision decision;
             const char* name;
@@ -191,14 +192,26 @@ private slots:
         for (const auto& d : decisions)
             for (const bool isByKeys : {false, true})
                 QTest::addRow("%s, %s", d.name, isByKeys ? "keys" : "button")
-                    << d.decision << isByKeys << d.action << d.lifetime;
+                    << d.decision << isByKeys << d.action << d.lifetime << Denial(fileDenial(2));
+        // Each kind the agent can write a rule for.
+        QTest::newRow("a network request, allow always")
+            << Decision::allowAlways << false << "allow"
+            << "always" << Denial(NetworkDenial{"example.org", 443, "curl"});
+        QTest::newRow("a process, deny for the session, keys")
+            << Decision::denySession << true << "deny"
+            << "session" << Denial(ExecDenial{"/bin/ls", {"-la"}, "sh"});
+        QTest::newRow("a device, allow once")
+            << Decision::allowOnce << false << "allow"
+            << "once" << Denial(IoDeviceDenial{"IOUSBHostDevice", "usbd"});
     }
     void decisionsReachTheAgent() {
         QFETCH(Decision, decision);
         QFETCH(bool, isByKeys);
         QFETCH(QString, action);
         QFETCH(QString, lifetime);
-        const QList<SerializablePromptItem> prompts = records(3);
+        QFETCH(Denial, denial);
+        QList<SerializablePromptItem> prompts = records(3);
+        prompts[1].denial = denial;
         Rig rig(prompts);
         const SerializablePromptItem& decided = prompts[1];
         if (isByKeys) {
@@ -245,10 +258,30 @@ private slots:
         if (agent != "absent")
             rig.answerAll(agent == "ok");
         QTEST(rig.log.messages(LogCategory::promptsView), "lines");
+        // The agent's error text is its own: kept out of the redacted log.
+        for (const LogRecord& record : rig.log.records())
+            QVERIFY2(!record.redactedMessage().contains("refused") &&
+                         !record.redactedMessage().contains("Not connected"),
+                     qPrintable(record.redactedMessage()));
         QVERIFY(rig.store.prompts().isEmpty());
         // A signal is only the app's own business, and nothing reaches an absent agent.
         const bool isSent = agent != "absent" && denial.kind() != Denial::Kind::signal;
         QCOMPARE(rig.newCalls().size(), isSent ? 1 : 0);
+    }
+
+    // A dismissal the agent refuses still goes from the list, with a line.
+    void aRefusedDismissalIsLogged() {
+        const QList<SerializablePromptItem> prompts = records(2);
+        Rig rig(prompts);
+        rig.highlight(prompts[0]);
+        rig.log.clear();
+        rig.keys(QKeySequence(Qt::Key_Delete));
+        rig.answerAll(false);
+        QCOMPARE(rig.log.messages(LogCategory::promptsView),
+                 QStringList{"Failed to dismiss prompt: refused"});
+        QCOMPARE(rig.log.records().last().redactedMessage(), "Failed to dismiss prompt: <private>");
+        QCOMPARE(rig.log.records().last().level, LogLevel::error);
+        QVERIFY(!rig.store.containsPrompt(idOf(prompts[0])));
     }
 
     // While the agent has not answered, the row is dimmed and closed: no
