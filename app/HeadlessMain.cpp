@@ -9,7 +9,10 @@
 namespace zor {
 
 void runHeadlessRegistration(int argc, char** argv) {
-    // No GUI objects in this mode: an event loop is all the callbacks need.
+    // No GUI objects in this mode: an event loop is all the callbacks need,
+    // one that serves the system's main queue too, where the extension's
+    // request answers.
+    platformPrepareLoopWithoutWindows();
     QCoreApplication app(argc, argv);
     HeadlessRegistration registration({platformServiceManagement(),
                                        platformSystemExtensionManager(), platformFilterManager(),

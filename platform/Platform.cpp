@@ -119,6 +119,12 @@ FileManager& platformFileManager() {
     return instance;
 }
 
+void platformPrepareLoopWithoutWindows() {
+#ifdef Q_OS_MACOS
+    qputenv("QT_EVENT_DISPATCHER_CORE_FOUNDATION", "1");
+#endif
+}
+
 QString platformCommandLineToolPath() {
     return commandLineToolBesideExecutable();
 }

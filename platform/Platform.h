@@ -36,6 +36,11 @@ Workspace& platformWorkspace();
 Clipboard& platformClipboard();
 Console& platformConsole();
 FileManager& platformFileManager();
+// Before the application object of a run without windows is made: its event
+// loop must also serve what the system's services hand to the main thread.
+// On macOS that is the main dispatch queue, which only the system's run loop
+// serves, and a windowless Qt application runs another loop unless asked.
+void platformPrepareLoopWithoutWindows();
 // Where the command-line tool zor-cli lies in this installation.
 QString platformCommandLineToolPath();
 // The user's own temporary directory, where no other user can put a file or
