@@ -124,13 +124,12 @@ void HeadlessRegistration::createCliLink() {
     // one that leads nowhere. With nothing there, the link is made all the
     // same: it works once the app is in place.
     const QFileInfo existing(linkPaths.linkPath);
-    const QString reason =
-        existing.exists() &&
-                existing.canonicalFilePath() == QFileInfo(runningProgram).canonicalFilePath()
-            ? linkPaths.linkPath + QStringLiteral(" is this program itself")
-        : existing.exists() && !QFileInfo::exists(linkPaths.linkTarget)
-            ? linkPaths.linkTarget + QStringLiteral(" does not exist")
-            : QString();
+    const QString reason = existing.exists() && existing.canonicalFilePath() ==
+                                                    QFileInfo(runningProgram).canonicalFilePath()
+                               ? linkPaths.linkPath + QStringLiteral(" is this program itself")
+                           : existing.exists() && !QFileInfo::exists(linkPaths.linkTarget)
+                               ? linkPaths.linkTarget + QStringLiteral(" does not exist")
+                               : QString();
     if (!reason.isEmpty()) {
         appLog().error("Failed to create CLI symlink: %s", {reason});
         services.console.printLine(QStringLiteral("CLI symlink: failed - ") + reason);

@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/Workspace.h"
+#include "shared/VisibleText.h"
 
 #include <QDir>
 #include <QFile>
@@ -27,9 +28,12 @@ QString shellQuoted(const QString& text) {
 QString sessionLogsScriptText(const QString& toolPath, const QString& sessionId) {
     const QString command =
         shellQuoted(toolPath) + QStringLiteral(" logs --session ") + shellQuoted(sessionId);
+    // The command as the terminal shows it: an escape sequence in the
+    // agent's session id would act on the terminal, so it shows as text.
     return QStringList{
         QStringLiteral("#!/bin/bash"),
-        QStringLiteral("printf '%s\\n' ") + shellQuoted(QStringLiteral("Running: ") + command),
+        QStringLiteral("printf '%s\\n' ") +
+            shellQuoted(QStringLiteral("Running: ") + visibleText(command)),
         command,
         QStringLiteral("echo \"Exit code: $?\""),
         QStringLiteral("read -p \"Press enter to close\""),

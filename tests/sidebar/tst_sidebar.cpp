@@ -10,6 +10,7 @@
 #include "prompts/SessionLogsScript.h"
 #include "prompts/SidebarEntryActions.h"
 #include "prompts/SidebarModels.h"
+#include "shared/VisibleText.h"
 #include "window/qml/QuickViews.h"
 
 #include <QAbstractItemModelTester>
@@ -528,6 +529,8 @@ private slots:
         // last), a newline, a leading dash.
         QTest::newRow("everything")
             << "-'\"$(touch marker)`touch marker`$HOME ${PATH} $1 a\\'b\\\n;touch marker #\\";
+        // A title, a cleared screen: printed, they would act on the terminal.
+        QTest::newRow("terminal escapes") << "s\x1b]0;x\x07\x1b[2J";
     }
 
     void hostileIdsRunNothing() {
@@ -554,8 +557,12 @@ private slots:
 
         QVERIFY(!QFile::exists(dir.filePath("marker")));
         // The tool prints each argument it got with a NUL after it.
-        QCOMPARE(QString::fromUtf8(bash.readAllStandardOutput()),
-                 "Running: " + shellQuoted(tool) + " logs --session " + shellQuoted(sessionId) +
+        const QString printed = QString::fromUtf8(bash.readAllStandardOutput());
+        // What the script itself prints acts on nothing; the tool gets the id as it is.
+        QVERIFY(!printed.section(u'\n', 0, 0).contains(QChar(0x1b)));
+        QCOMPARE(printed,
+                 "Running: " +
+                     visibleText(shellQuoted(tool) + " logs --session " + shellQuoted(sessionId)) +
                      "\n" + (QStringList{"logs", "--session", sessionId, ""}.join(QChar(u'\0'))) +
                      "Exit code: 0\n");
         // The closing pause waits for input, here at its end at once.
