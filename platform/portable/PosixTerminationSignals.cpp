@@ -24,30 +24,24 @@ struct Request {
 constexpr std::array<Request, 3> kRequests{
     {{SIGTERM, "SIGTERM"}, {SIGINT, "SIGINT"}, {SIGHUP, "SIGHUP"}}};
 
-// The pipe's write end and the signals watched: all that the handler reads.
+// The pipe's write end: all that the handler reads.
 std::atomic<int> writeEnd{-1};
-std::array<std::atomic<int>, kRequests.size()> watched{};
 static_assert(std::atomic<int>::is_always_lock_free, "read inside a signal handler");
-
-void setAction(int signal, void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    ::sigaction(signal, &action, nullptr);
-}
 
 extern "C" void forwardRequest(int signal) {
     const int savedErrno = errno;
     const char number = char(signal);
     // A pipe too full to take it holds requests enough.
     [[maybe_unused]] const ssize_t written = ::write(writeEnd.load(), &number, 1);
-    // The first request is forwarded; those behind it find the system's
-    // action, even while the main thread is too stuck to read the first.
-    for (const std::atomic<int>& watchedSignal : watched)
-        if (const int other = watchedSignal.load(); other != 0)
-            setAction(other, SIG_DFL);
     errno = savedErrno;
+}
+
+void setAction(int signal, void (*handler)(int), int flags = 0) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART | flags;
+    ::sigaction(signal, &action, nullptr);
 }
 
 bool isIgnored(int signal) {
@@ -75,11 +69,15 @@ void PosixTerminationSignals::watch(std::function<void()> handler) {
     onRequest = std::move(handler);
     notifier = new QSocketNotifier(readEnd, QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { takeRequest(); });
-    for (std::size_t i = 0; i < kRequests.size(); ++i) {
-        if (isIgnored(kRequests[i].signal))
+    for (const Request& request : kRequests) {
+        if (isIgnored(request.signal))
             continue;
-        watched[i].store(kRequests[i].signal);
-        setAction(kRequests[i].signal, &forwardRequest);
+        watched.append(request.signal);
+        // The same signal again finds the system's action at once, even
+        // while the main thread is too stuck to take the first. Another
+        // signal right behind it, as a logout's hangup follows its SIGTERM,
+        // is still only a request.
+        setAction(request.signal, &forwardRequest, SA_RESETHAND);
     }
 }
 
@@ -87,8 +85,10 @@ void PosixTerminationSignals::takeRequest() {
     char number = 0;
     if (::read(readEnd, &number, 1) != 1)
         return;
-    // The first request is taken; the handler has left the rest to the system.
+    // The first request is taken; any signal behind it finds the system's action.
     notifier->setEnabled(false);
+    for (const int signal : std::as_const(watched))
+        setAction(signal, SIG_DFL);
     for (const Request& request : kRequests)
         if (request.signal == number)
             logger(LogCategory::app).info("Termination requested by %{public}s", {request.name});

@@ -22,8 +22,11 @@ ChildRun runInChild() {
     environment.insert(QString::fromLatin1(kChildVariable), function);
     child.setProcessEnvironment(environment);
     child.setProcessChannelMode(QProcess::MergedChannels);
+    // Of a table's row, that row alone.
+    const char* row = QTest::currentDataTag();
     child.start(QCoreApplication::applicationFilePath(),
-                {QStringLiteral("-nocrashhandler"), function});
+                {QStringLiteral("-nocrashhandler"),
+                 row ? function + u':' + QString::fromUtf8(row) : function});
     child.waitForFinished(60000);
     return {child.exitStatus() == QProcess::CrashExit, child.readAll()};
 }

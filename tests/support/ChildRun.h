@@ -15,7 +15,8 @@ struct ChildRun {
 // True inside the child run of the current test function.
 bool isChildRun();
 
-// Runs the current test function in a child process and waits for its end.
+// Runs the current test function (of a table, its current row) in a child
+// process and waits for its end.
 ChildRun runInChild();
 
 } // namespace zor::testing
