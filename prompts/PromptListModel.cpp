@@ -17,9 +17,12 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
         if (passesFilter(item))
             addedSeqs.push_back(seq);
     });
+    connect(&store, &PromptStore::promptReplaced, this,
+            [this](const QUuid& id) { replacedId = id; });
     connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
+        const bool isReplaced = std::exchange(replacedId, std::nullopt) == item.id;
         if (processingIds.contains(item.id) || selectedIds.contains(item.id))
-            markedRemovedIds.push_back(item.id);
+            markedRemovals.push_back({item.id, isReplaced});
         removedSeqs.push_back(seq);
     });
     connect(&store, &PromptStore::promptsEnded, this, [this](const QList<quint64>& seqs) {
@@ -242,8 +245,8 @@ void PromptListModel::takeChanges() {
     if (lastChanged >= 0)
         emit dataChanged(index(firstChanged), index(lastChanged), {sessionEndedRole});
 
-    for (const QUuid& id : std::exchange(markedRemovedIds, {}))
-        if (!store.seqOf(id)) {
+    for (const auto& [id, isReplaced] : std::exchange(markedRemovals, {}))
+        if (!isReplaced || !store.seqOf(id)) {
             processingIds.remove(id);
             selectedIds.remove(id);
         }

@@ -109,9 +109,16 @@ private:
     std::optional<quint64> highlightedSeq;
     QSet<QUuid> processingIds;
     QSet<QUuid> selectedIds;
-    // Marked prompts the batch removed: a prompt handed over again under its
-    // id comes back in the same batch, and keeps its marks.
-    std::vector<QUuid> markedRemovedIds;
+    // Marked prompts the batch removed. A prompt handed over again under its
+    // id replaces itself and comes back in the same batch: it keeps its
+    // marks. Any other removal takes them, even where another prompt the
+    // agent sent under the same id stays.
+    struct MarkedRemoval {
+        QUuid id;
+        bool isReplaced;
+    };
+    std::vector<MarkedRemoval> markedRemovals;
+    std::optional<QUuid> replacedId; // from promptReplaced to its promptRemoved
 };
 
 } // namespace zor

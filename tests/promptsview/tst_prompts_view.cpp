@@ -269,6 +269,23 @@ private slots:
         QCOMPARE(rig.newCalls().size(), isSent ? 1 : 0);
     }
 
+    // An agent may send two requests under one id. Once the decision on one
+    // of them is done, the other is open again, not left "being decided".
+    void aSharedIdIsNotLeftBeingDecided() {
+        QList<SerializablePromptItem> prompts = records(2);
+        prompts[1].id = prompts[0].id;
+        prompts[1].policyPath = "/work/other/.zor/policy.yml";
+        Rig rig(prompts);
+        QCOMPARE(rig.rows().size(), 2);
+        rig.click(rig.button(rig.rows().first(), Decision::denyAlways));
+        QCOMPARE(rig.newCalls().size(), 1);
+        rig.answerAll(true);
+        QCOMPARE(rig.rows().size(), 1);
+        QVERIFY(!rig.listModel().isProcessing(idOf(prompts[0])));
+        QVERIFY(rig.button(rig.rows().first(), Decision::denyAlways)->isEnabled());
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     // A dismissal the agent refuses still goes from the list, with a line.
     void aRefusedDismissalIsLogged() {
         const QList<SerializablePromptItem> prompts = records(2);
