@@ -17,14 +17,12 @@ PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
         if (passesFilter(item))
             addedSeqs.push_back(seq);
     });
-    connect(&store, &PromptStore::promptReplaced, this,
-            [this](const QUuid& id) { replacedId = id; });
-    connect(&store, &PromptStore::promptRemoved, this, [this](const PromptItem& item, quint64 seq) {
-        const bool isReplaced = std::exchange(replacedId, std::nullopt) == item.id;
-        if (processingIds.contains(item.id) || selectedIds.contains(item.id))
-            markedRemovals.push_back({item.id, isReplaced});
-        removedSeqs.push_back(seq);
-    });
+    connect(&store, &PromptStore::promptRemoved, this,
+            [this](const PromptItem& item, quint64 seq, const PromptTextHashes&, bool isReplaced) {
+                if (processingIds.contains(item.id) || selectedIds.contains(item.id))
+                    markedRemovals.push_back({item.id, isReplaced});
+                removedSeqs.push_back(seq);
+            });
     connect(&store, &PromptStore::promptsEnded, this, [this](const QList<quint64>& seqs) {
         for (const quint64 seq : seqs)
             changedSeqs.push_back(seq);

@@ -118,7 +118,6 @@ private:
         bool isReplaced;
     };
     std::vector<MarkedRemoval> markedRemovals;
-    std::optional<QUuid> replacedId; // from promptReplaced to its promptRemoved
 };
 
 } // namespace zor

@@ -114,10 +114,9 @@ void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     logger(LogCategory::promptStore)
         .info("Added prompt: %{public}s %{public}s session=%{public}s",
               {incoming.typeString(), target, added.sessionId});
-    if (replaced) {
-        emit promptReplaced(replaced->first.item.id);
-        emit promptRemoved(replaced->first.item, replaced->second, replaced->first.textHashes);
-    }
+    if (replaced)
+        emit promptRemoved(replaced->first.item, replaced->second, replaced->first.textHashes,
+                           true);
     emit promptAdded(added, seq, hashes);
     promptsDidChange();
 }
@@ -146,7 +145,7 @@ void PromptStore::removePrompt(const QUuid& id) {
     logger(LogCategory::promptStore)
         .info("Removed prompt: %{public}s %{public}s",
               {item.denial.typeString(), item.denial.target()});
-    emit promptRemoved(item, *seq, taken.textHashes);
+    emit promptRemoved(item, *seq, taken.textHashes, false);
     if (isFilterEmptied)
         emit filterChanged();
     promptsDidChange();

@@ -26,8 +26,8 @@ namespace zor {
 // number, which grows with every addition and orders the list: views keep
 // their rows by it. promptAdded (the item is now first) and promptRemoved
 // follow each change as it happens, promptsEnded (the prompts whose ended
-// flag a session's end set, newest first) each session's end; promptReplaced
-// comes before the promptRemoved of a prompt that a duplicate replaces;
+// flag a session's end set, newest first) each session's end; promptRemoved
+// says whether a duplicate replaced the prompt;
 // promptsChanged() follows every operation that changed the prompts, once, or
 // every batch of operations between beginChanges() and endChanges(). Views
 // gather the single changes and show them at promptsChanged(), so that a sync
@@ -136,9 +136,8 @@ signals:
     // that looks those up needs not work out again.
     void promptAdded(const zor::PromptItem& item, quint64 seq, const zor::PromptTextHashes& hashes);
     void promptRemoved(const zor::PromptItem& item, quint64 seq,
-                       const zor::PromptTextHashes& hashes);
+                       const zor::PromptTextHashes& hashes, bool isReplaced);
     void promptsEnded(const QList<quint64>& seqs);
-    void promptReplaced(const QUuid& replacedId);
     void highlightedPromptIdChanged();
     void scrollToPromptIdChanged();
     void filterChanged();

@@ -31,10 +31,11 @@ PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listMode
     , decider(decider)
     , group(group) {
     connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
-    connect(&store, &PromptStore::promptReplaced, this, [this](const QUuid& id) {
-        if (shownHighlight && shownHighlight->id == id)
-            shownHighlight->isGoingByUser = false;
-    });
+    connect(&store, &PromptStore::promptRemoved, this,
+            [this](const PromptItem& item, quint64, const PromptTextHashes&, bool isReplaced) {
+                if (isReplaced && shownHighlight && shownHighlight->id == item.id)
+                    shownHighlight->isGoingByUser = false;
+            });
     connect(&store, &PromptStore::searchTextChanged, this, &PromptsViewModel::searchTextChanged);
     connect(&store, &PromptStore::scrollToPromptIdChanged, this, [this] {
         const std::optional<QUuid> target = this->store.scrollToPromptId();
