@@ -185,15 +185,14 @@ void GroupDecision::confirm() {
     const std::optional<PromptDecider::Decision> decision = decisionOf(action);
     isSending = true;
     for (const QUuid& id : std::as_const(group)) {
-        const Skip skip = skipOf(id);
-        if (skip == Skip::sessionEnded || skip == Skip::underway) {
+        if (const Skip skip = skipOf(id); skip != Skip::none) {
             skipped.count(skip);
             continue;
         }
         ++sent;
         sentGroup.append(id);
-        const bool isSent = skip == Skip::none && (decision ? decider.decide(id, *decision, onDone)
-                                                            : decider.dismiss(id, onDone));
+        const bool isSent =
+            decision ? decider.decide(id, *decision, onDone) : decider.dismiss(id, onDone);
         if (!isSent) {
             // Answered or dropped meanwhile.
             --sent;
