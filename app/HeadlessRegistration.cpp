@@ -123,13 +123,13 @@ void HeadlessRegistration::createCliLink() {
     // app in /Applications yet), a link would replace a working command with
     // one that leads nowhere. With nothing there, the link is made all the
     // same: it works once the app is in place.
-    const QFileInfo existing(linkPaths.linkPath);
-    const QString reason = existing.exists() && existing.canonicalFilePath() ==
-                                                    QFileInfo(runningProgram).canonicalFilePath()
-                               ? linkPaths.linkPath + QStringLiteral(" is this program itself")
-                           : existing.exists() && !QFileInfo::exists(linkPaths.linkTarget)
-                               ? linkPaths.linkTarget + QStringLiteral(" does not exist")
-                               : QString();
+    QString reason;
+    if (const QFileInfo existing(linkPaths.linkPath); existing.exists()) {
+        if (existing.canonicalFilePath() == QFileInfo(runningProgram).canonicalFilePath())
+            reason = linkPaths.linkPath + QStringLiteral(" is this program itself");
+        else if (!QFileInfo::exists(linkPaths.linkTarget))
+            reason = linkPaths.linkTarget + QStringLiteral(" does not exist");
+    }
     if (!reason.isEmpty()) {
         appLog().error("Failed to create CLI symlink: %s", {reason});
         services.console.printLine(QStringLiteral("CLI symlink: failed - ") + reason);
