@@ -12,7 +12,7 @@ packages=(
     qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-templates qml6-module-qtquick-window
     fonts-dejavu-core
-    xvfb xauth xdotool at-spi2-core
+    xvfb xauth xdotool at-spi2-core libglib2.0-bin
     dbus-daemon openbox x11-utils
 )
 

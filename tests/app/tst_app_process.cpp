@@ -1,10 +1,13 @@
 // The real zor process, offscreen beside zor-dev-agent, in a runtime
-// directory of its own and off the desktop's session bus: how it ends.
+// directory of its own and off the desktop's session bus: how it ends, and
+// how the desktop starts it by its installed entry.
 
 #include "ChildProcess.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
@@ -52,6 +55,57 @@ private slots:
         QVERIFY2(request >= 0, qPrintable(app.out));
         QVERIFY2(app.out.indexOf("Disconnected from ZorAgent") > request, qPrintable(app.out));
         QVERIFY(!QFileInfo::exists(instanceSocket));
+    }
+
+    void theDesktopStartsTheAppWhereverItIsInstalled_data() {
+        QTest::addColumn<QString>("prefix");
+        QTest::newRow("plain") << "zor";
+        QTest::newRow("a space") << "Zor Apps";
+        QTest::newRow("a shell's characters") << R"(a "b" $HOME `c`)";
+        QTest::newRow("a line break and a tab") << "a\nb\tc";
+    }
+
+    // Installed under the prefix, the entry's Exec line is read by GLib as
+    // xdg-open and the desktops do. The installed program is then swapped for
+    // a stand-in that writes down its arguments: the link must arrive alone.
+    void theDesktopStartsTheAppWhereverItIsInstalled() {
+        QFETCH(QString, prefix);
+        const QString gio = QStandardPaths::findExecutable("gio");
+        if (gio.isEmpty())
+            QSKIP("gio is not installed; scripts/install-deps.sh installs it");
+
+        QTemporaryDir dir;
+        const QString root = dir.filePath(prefix);
+        QProcess install;
+        install.setProcessChannelMode(QProcess::MergedChannels);
+        install.start(ZOR_CMAKE_COMMAND, {"--install", ZOR_BUILD_DIR, "--prefix", root});
+        QVERIFY(install.waitForFinished(60000));
+        QVERIFY2(install.exitCode() == 0, install.readAll().constData());
+
+        const QString program = root + "/" ZOR_INSTALL_BINDIR "/zor";
+        QVERIFY(QFile::remove(program));
+        QFile standIn(program);
+        QVERIFY(standIn.open(QIODevice::WriteOnly));
+        standIn.write("#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\" > \"$ZOR_TEST_RECORD\"\n");
+        standIn.close();
+        QVERIFY(standIn.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+        const QString record = dir.filePath("record");
+        QProcessEnvironment environment;
+        environment.insert("PATH", "/usr/bin:/bin");
+        environment.insert("HOME", dir.path());
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + dir.filePath("no-bus"));
+        environment.insert("ZOR_TEST_RECORD", record);
+        const QString link = "zor://prompt/8d3c1e2a-5b4f-4c6d-9e7a-0f1b2c3d4e5f";
+        const QString entry =
+            root + "/" ZOR_INSTALL_DATADIR "/applications/com.zorlabs.zor.desktop";
+        ChildProcess launch(gio, {"launch", entry, link}, environment);
+        QVERIFY2(launch.finish() == 0, qPrintable(launch.out));
+
+        QFile recorded(record);
+        QTRY_VERIFY_WITH_TIMEOUT(recorded.exists() && recorded.size() > 0, 20000);
+        QVERIFY(recorded.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(recorded.readAll()), program + "\n" + link + "\n");
     }
 };
 
