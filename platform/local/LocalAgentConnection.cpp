@@ -123,6 +123,28 @@ private:
     AgentConnection::ErrorHandler onError;
 };
 
+// A call's error handler that runs, with the invalidation, if the call is
+// dropped before it is taken.
+class OwedError {
+public:
+    explicit OwedError(AgentConnection::ErrorHandler handler)
+        : handler(std::move(handler)) {}
+    OwedError(OwedError&& other) noexcept
+        : handler(std::exchange(other.handler, {})) {}
+    OwedError(const OwedError&) = delete;
+    OwedError& operator=(const OwedError&) = delete;
+    OwedError& operator=(OwedError&&) = delete;
+    ~OwedError() {
+        if (handler)
+            handler(invalidatedError());
+    }
+
+    AgentConnection::ErrorHandler take() { return std::exchange(handler, {}); }
+
+private:
+    AgentConnection::ErrorHandler handler;
+};
+
 } // namespace
 
 std::shared_ptr<LocalAgentConnection>
@@ -237,9 +259,11 @@ LocalAgentConnection::remoteObjectProxyWithErrorHandler(ErrorHandler errorHandle
 }
 
 void LocalAgentConnection::sendCall(QJsonObject call, ReplyReader readReply, ErrorHandler onError) {
+    // The last owner may let go before the call reaches the connection's
+    // thread, and the posted call then never runs: it still fails.
     post([call = std::move(call), readReply = std::move(readReply),
-          onError = std::move(onError)](LocalAgentConnection& self) mutable {
-        self.startCall(std::move(call), std::move(readReply), std::move(onError));
+          onError = OwedError{std::move(onError)}](LocalAgentConnection& self) mutable {
+        self.startCall(std::move(call), std::move(readReply), onError.take());
     });
 }
 

@@ -275,6 +275,28 @@ private slots:
         QCOMPARE(ended.all().size(), 3);
     }
 
+    // Every call is answered, even one made just as the app lets go of its
+    // connection, before the call has reached the connection's thread.
+    void everyCallFailsWhenTheConnectionGoes() {
+        ScriptedAgent agent;
+        agent.isHoldingAnswers = true;
+        LocalAgentServer server(agent);
+        const QString name = uniqueSocketName();
+        QVERIFY(server.listen(name));
+        Client client(name);
+        client.connection->resume();
+        client.getPrompts();
+        QTRY_COMPARE(agent.calls.size(), 1);
+
+        client.getBuildNumber();
+        client.proxy.reset();
+        client.connection.reset();
+        const QString error = "error The connection to the agent was invalidated.";
+        QTRY_COMPARE(client.all(), (QStringList{error, error}));
+        QTest::qWait(20);
+        QCOMPARE(client.all().size(), 2);
+    }
+
     void aMisbehavingAgent_data() {
         QTest::addColumn<QByteArray>("reply");
         QTest::addColumn<QStringList>("lines");
