@@ -108,6 +108,8 @@ int runWindowedApplication(int argc, char** argv) {
         },
         Qt::QueuedConnection);
     const int status = app.exec();
+    // Probes still on workers may take a while yet: a start meanwhile runs anew.
+    platformSingleInstance().stop();
     finishWorkerCalls();
     return status;
 }

@@ -23,6 +23,11 @@ public:
     // process runs the app, `receiver` gets, on the main thread, the arguments
     // of each later start; it must treat them as untrusted text.
     virtual Role start(const QStringList& arguments, Receiver receiver) = 0;
+
+    // Called as the app quits, on the main thread: later starts no longer
+    // reach this process, where their links would be lost, and run the app
+    // themselves.
+    virtual void stop() = 0;
 };
 
 // Where the system itself starts the app only once and delivers later opens
@@ -30,6 +35,7 @@ public:
 class SystemSingleInstance final : public SingleInstance {
 public:
     Role start(const QStringList&, Receiver) override { return Role::running; }
+    void stop() override {}
 };
 
 } // namespace zor

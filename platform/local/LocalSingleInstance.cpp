@@ -116,6 +116,13 @@ SingleInstance::Role LocalSingleInstance::start(const QStringList& arguments, Re
     return role;
 }
 
+void LocalSingleInstance::stop() {
+    receiver = {};
+    // Takes the socket file with it, and the starts being read, which are the
+    // server's children: they end unanswered, and say so to their user.
+    delete server;
+}
+
 SingleInstance::Role LocalSingleInstance::claim(const QString& path, const QStringList& arguments) {
     QLocalSocket running;
     switch (connectToSocket(running, path, kConnectTimeout)) {

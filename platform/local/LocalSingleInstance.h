@@ -62,6 +62,8 @@ public:
     ~LocalSingleInstance() override;
 
     Role start(const QStringList& arguments, Receiver receiver) override;
+    // Stops listening and drops the later starts still being read.
+    void stop() override;
 
 private:
     Role claim(const QString& path, const QStringList& arguments);

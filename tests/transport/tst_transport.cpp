@@ -419,6 +419,30 @@ private slots:
         QCOMPARE(received.size(), 2);
     }
 
+    // Once the app quits, a later start runs the app itself rather than hand
+    // its links to a process about to end; one still being read goes unanswered.
+    void aStartDuringQuitRunsTheAppItself() {
+        const QString path = useNewInstanceSocket();
+        VirtualClock clock;
+        LocalSingleInstance quitting(clock);
+        QStringList received;
+        QCOMPARE(quitting.start({}, [&](const QStringList& arguments) { received += arguments; }),
+                 Role::running);
+        QLocalSocket halfway;
+        halfway.connectToServer(path);
+        QVERIFY(halfway.waitForConnected(1000));
+        halfway.write("zor://prompt/");
+        QTRY_COMPARE(clock.pendingTimerCount(), 1);
+
+        quitting.stop();
+        QTRY_COMPARE(halfway.state(), QLocalSocket::UnconnectedState);
+        QVERIFY(!QFileInfo::exists(path));
+        LocalSingleInstance later(clock);
+        QCOMPARE(later.start({kLink}, {}), Role::running);
+        QVERIFY(QFileInfo::exists(path));
+        QVERIFY(received.isEmpty());
+    }
+
     // A message that came while the app was busy past the deadline is
     // still taken, and answered.
     void aStartThatCameWhileTheAppWasBusyIsTaken() {
