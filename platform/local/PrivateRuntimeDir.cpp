@@ -29,6 +29,8 @@ SocketPlace cacheDirectory() {
     const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
     if (cache.isEmpty())
         return noPlace(QStringLiteral("there is no cache directory"));
+    if (QDir::isRelativePath(cache))
+        return noPlace(describe(cache, DirectoryProblem::relative));
     const QString parent = cache + u'/' + QString::fromLatin1(kAppSubsystem);
     const QString path = parent + QStringLiteral("/sockets");
     QDir().mkpath(parent);
@@ -59,6 +61,8 @@ QString directoryProblemText(DirectoryProblem problem) {
         return QStringLiteral("belongs to another user");
     case DirectoryProblem::openToOthers:
         return QStringLiteral("is open to other users (its mode is not 0700)");
+    case DirectoryProblem::relative:
+        return QStringLiteral("is not an absolute path");
     }
     return {};
 }
@@ -66,6 +70,10 @@ QString directoryProblemText(DirectoryProblem problem) {
 DirectoryProblem checkPrivateDirectory(const QString& path) {
     if (path.isEmpty())
         return DirectoryProblem::missing;
+    // A relative path is read from wherever the app was started, and Qt
+    // places a socket with one under the shared temporary directory.
+    if (QDir::isRelativePath(path))
+        return DirectoryProblem::relative;
     const QByteArray encoded = QFile::encodeName(path);
     struct stat status {};
     if (lstat(encoded.constData(), &status) != 0)

@@ -17,6 +17,7 @@ enum class DirectoryProblem {
     notADirectory,
     otherOwner,
     openToOthers,
+    relative,
 };
 
 QString directoryProblemText(DirectoryProblem problem);

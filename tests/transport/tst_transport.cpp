@@ -198,6 +198,8 @@ private slots:
         QTest::newRow("a file") << "file" << int(DirectoryProblem::notADirectory);
         QTest::newRow("missing") << "missing" << int(DirectoryProblem::missing);
         QTest::newRow("another user's") << "other" << int(DirectoryProblem::otherOwner);
+        // Found from wherever the app was started, and resolved by Qt under /tmp.
+        QTest::newRow("private, but relative") << "relative" << int(DirectoryProblem::relative);
     }
 
     void privateDirectories() {
@@ -212,12 +214,14 @@ private slots:
             QVERIFY(file.open(QIODevice::WriteOnly));
         } else if (kind != "missing") {
             QCOMPARE(mkdir(encoded.constData(), 0700), 0);
-            QCOMPARE(chmod(encoded.constData(), kind == "other" ? 0700 : kind.toUInt(nullptr, 8)),
-                     0);
+            QCOMPARE(
+                chmod(encoded.constData(), kind.startsWith(u'0') ? kind.toUInt(nullptr, 8) : 0700),
+                0);
         }
         if (kind == "other" && chown(encoded.constData(), kOtherUser, kOtherUser) != 0)
             QSKIP("needs root, to give a directory to another user");
-        QTEST(int(checkPrivateDirectory(path)), "problem");
+        const QString given = kind == "relative" ? QDir::current().relativeFilePath(path) : path;
+        QTEST(int(checkPrivateDirectory(given)), "problem");
     }
 
     // $XDG_RUNTIME_DIR when it is private, else a directory of the app's own
@@ -274,6 +278,18 @@ private slots:
         QCOMPARE(place().problem, "$XDG_RUNTIME_DIR " + shared +
                                       " is open to other users (its mode is not 0700), and " + own +
                                       " is a symbolic link");
+
+        // Relative ones are ignored, and nothing is made where the app started.
+        QVERIFY(QFile::remove(own));
+        const QString relativeRuntime = QDir::current().relativeFilePath(runtime.path());
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(relativeRuntime));
+        QCOMPARE(place().path, own + "/s");
+        const QString relativeCache = QDir::current().relativeFilePath(home.filePath("elsewhere"));
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(relativeCache));
+        QCOMPARE(place().problem, "$XDG_RUNTIME_DIR " + relativeRuntime +
+                                      " is not an absolute path, and " + relativeCache +
+                                      " is not an absolute path");
+        QVERIFY(!QFileInfo::exists(home.filePath("elsewhere")));
     }
 
     void peersOfTheSameUserAreTrusted() {
