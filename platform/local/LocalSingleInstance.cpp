@@ -106,10 +106,17 @@ SingleInstance::Role LocalSingleInstance::start(const QStringList& arguments, Re
     }
     // Later starts take turns, so that none takes a socket file for stale
     // while another is listening on it anew.
-    QLockFile turn(place.path + QStringLiteral(".lock"));
+    const QString lockPath = place.path + QStringLiteral(".lock");
+    QLockFile turn(lockPath);
     turn.setStaleLockTime(0);
-    if (!turn.tryLock(int((kConnectTimeout + kAnswerTimeout).count())))
-        return notResponding();
+    if (!turn.tryLock(int((kConnectTimeout + kAnswerTimeout).count()))) {
+        if (turn.error() == QLockFile::LockFailedError)
+            return notResponding();
+        // A full disk or a read-only directory: no other start holds the
+        // turn, and the socket may still reach a running app.
+        log().error("Could not lock %s, going on without taking turns with other starts",
+                    {lockPath});
+    }
     const Role role = claim(place.path, arguments);
     if (role == Role::running)
         receiver = std::move(onStart);

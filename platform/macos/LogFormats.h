@@ -13,6 +13,7 @@
     X1("CLI symlink created at %s", STR) \
     X1("Cannot listen for later starts: %{public}s", STR) \
     X1("Cannot watch for termination signals: %{public}s", STR) \
+    X1("Could not lock %s, going on without taking turns with other starts", STR) \
     X1("Could not open the folder of %s either", STR) \
     X0("Connected to ZorAgent") \
     X0("Daemon registered successfully") \

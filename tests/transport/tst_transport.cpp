@@ -22,9 +22,11 @@
 #include <QTest>
 #include <QThread>
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <grp.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -480,6 +482,34 @@ private slots:
         char answer[8] = {};
         QCOMPARE(read(fd, answer, sizeof answer), qsizetype(std::strlen(kStartTaken)));
         QCOMPARE(answer, kStartTaken);
+    }
+
+    // A lock that cannot be written, on a full disk, says nothing of another
+    // start: the app runs and still takes later starts where it can.
+    void aLockThatCannotBeWrittenIsNoRunningApp() {
+        const QString path = useNewInstanceSocket();
+        VirtualClock clock;
+        LocalSingleInstance first(clock);
+        LogCapture log;
+        Role role = Role::notHandedOver;
+        {
+            // The lock's contents are the only file data written: as on a full disk.
+            rlimit limit{};
+            QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
+            const rlimit full{0, limit.rlim_max};
+            const auto noSignal = std::signal(SIGXFSZ, SIG_IGN);
+            QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
+            role = first.start({}, {});
+            QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
+            std::signal(SIGXFSZ, noSignal);
+        }
+        QCOMPARE(role, Role::running);
+        QCOMPARE(log.messages(),
+                 QStringList{"Could not lock " + path +
+                             ".lock, going on without taking turns with other starts"});
+        LaterStart later({kLink});
+        QTRY_VERIFY_WITH_TIMEOUT(later.isDone, 10000);
+        QCOMPARE(later.result(), Role::handedOver);
     }
 
     // A stopped or hung app keeps its socket, whether its backlog is full
