@@ -5,6 +5,7 @@
 #include "platform/Platform.h"
 
 int main(int argc, char** argv) {
+    zor::platformSurviveClosedOutput();
     zor::setLogSink(zor::platformLogSink());
     if (zor::chooseLaunchMode(argc, argv) == zor::LaunchMode::headless)
         zor::runHeadlessRegistration(argc, argv);

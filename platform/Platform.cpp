@@ -4,6 +4,7 @@
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
 #include "platform/local/PrivateRuntimeDir.h"
+#include "platform/portable/BrokenPipes.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/LiveRegion.h"
 #include "platform/portable/PortableAppActivation.h"
@@ -117,6 +118,11 @@ FileManager& platformFileManager() {
     static PortableFileManager instance;
 #endif
     return instance;
+}
+
+void platformSurviveClosedOutput() {
+    // Pipes and their signal are POSIX's, on macOS as elsewhere.
+    survivePipesClosedUnderfoot();
 }
 
 void platformPrepareLoopWithoutWindows() {

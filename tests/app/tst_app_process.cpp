@@ -7,10 +7,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
+#include <unistd.h>
 
 using zor::testing::appEnvironment;
 using zor::testing::ChildProcess;
@@ -54,6 +56,46 @@ private slots:
         const qsizetype request = app.out.indexOf("Termination requested by " + name);
         QVERIFY2(request >= 0, qPrintable(app.out));
         QVERIFY2(app.out.indexOf("Disconnected from ZorAgent") > request, qPrintable(app.out));
+        QVERIFY(!QFileInfo::exists(instanceSocket));
+    }
+
+    // Whoever read the app's output may go first: a pager closed, or
+    // `zor | head`. A line written after that fails; the app runs on.
+    void aClosedOutputDoesNotEndTheApp() {
+        QTemporaryDir runtime;
+        const QString instanceSocket = runtime.filePath("zor.instance");
+        QProcessEnvironment environment = appEnvironment(runtime.path(), "offscreen");
+        environment.insert("ZOR_INSTANCE_SOCKET", instanceSocket);
+        environment.insert("ZOR_AGENT_SOCKET", runtime.filePath("zor.agent"));
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime.filePath("no-bus"));
+        ChildProcess agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
+        QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("listening on "), 20000);
+
+        QProcess app;
+        app.setProcessEnvironment(environment);
+        app.setProcessChannelMode(QProcess::ForwardedChannels);
+        app.setChildProcessModifier([] {
+            // Both outputs into a pipe nobody reads any more.
+            int ends[2];
+            if (::pipe(ends) != 0 || ::close(ends[0]) != 0 || ::dup2(ends[1], 1) < 0 ||
+                ::dup2(ends[1], 2) < 0)
+                _exit(127);
+        });
+        app.start(ZOR_APP_PATH, {});
+        const auto stop = qScopeGuard([&app] {
+            app.kill();
+            app.waitForFinished();
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(instanceSocket), 20000);
+
+        // It takes a later start, and logs that, as a running app does.
+        ChildProcess later(ZOR_APP_PATH, {}, environment);
+        QCOMPARE(later.finish(), 0);
+        QCOMPARE(app.state(), QProcess::Running);
+        QCOMPARE(::kill(pid_t(app.processId()), SIGTERM), 0);
+        QVERIFY(app.waitForFinished(20000));
+        QCOMPARE(app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(app.exitCode(), 0);
         QVERIFY(!QFileInfo::exists(instanceSocket));
     }
 
