@@ -42,8 +42,19 @@ PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listMode
         if (!target)
             return;
         this->store.setScrollToPromptId(std::nullopt);
-        setListFocused(true);
+        // An open question keeps the keys, which would reach the list behind
+        // it: the list has them once the question closes.
+        if (this->group.state() == GroupDecision::State::asking)
+            isFocusOwed = true;
+        else
+            setListFocused(true);
         requestScroll(*target, kTopAnchor);
+    });
+    connect(&group, &GroupDecision::stateChanged, this, [this] {
+        if (!isFocusOwed || this->group.state() == GroupDecision::State::asking)
+            return;
+        isFocusOwed = false;
+        setListFocused(true);
     });
     firstId = listModel.firstId();
     update();

@@ -151,6 +151,9 @@ private:
     std::optional<QUuid> anchor;
     int shownSelectedCount = 0;
     bool isFocused = false;
+    // A link came while a group's question was open: the list takes the
+    // focus once the question closes.
+    bool isFocusOwed = false;
     std::optional<ShownHighlight> shownHighlight;
     std::optional<QUuid> firstId;
     std::optional<ScrollRequest> lastScrollRequest;

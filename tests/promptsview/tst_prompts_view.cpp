@@ -802,6 +802,40 @@ private slots:
         QVERIFY(rig.store.containsPrompt(QUuid(record(5, "a", fileDenial(5)).id)));
     }
 
+    void aLinkLeavesAnOpenQuestionItsKeys_data() {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<GroupDecision::State>("after");
+        QTest::newRow("Escape cancels") << int(Qt::Key_Escape) << GroupDecision::State::idle;
+        QTest::newRow("Return confirms") << int(Qt::Key_Return) << GroupDecision::State::deciding;
+    }
+
+    // A link that comes while a group's question is open, from a notice the
+    // user clicked, shows its prompt behind the question, and the keys stay
+    // with the question: Delete dismisses nothing behind it.
+    void aLinkLeavesAnOpenQuestionItsKeys() {
+        QFETCH(int, key);
+        QFETCH(GroupDecision::State, after);
+        const QList<SerializablePromptItem> prompts = records(4);
+        Rig rig(prompts);
+        rig.newCalls();
+        rig.clickRow(rig.rowOf(prompts[0]));
+        rig.clickRow(rig.rowOf(prompts[1]), Qt::ShiftModifier);
+        rig.click(rig.item("selectionDenyAlways"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+
+        rig.scene.appState.navigateToPrompt(idOf(prompts[3]));
+        rig.settle();
+        QCOMPARE(rig.store.highlightedPromptId(), idOf(prompts[3]));
+        rig.keys(QKeySequence(Qt::Key_Delete));
+        rig.keys(QKeySequence(Qt::Key_Down));
+        QVERIFY(rig.newCalls().isEmpty());
+        QCOMPARE(rig.store.highlightedPromptId(), idOf(prompts[3]));
+        rig.keys(QKeySequence(key));
+        QCOMPARE(rig.group().state(), after);
+        rig.settle();
+        QVERIFY(rig.list()->hasActiveFocus());
+    }
+
     // A group of which nothing can take the decision asks nothing: the
     // outcome says why at once.
     void aGroupWithNothingToDecideAsksNothing() {
