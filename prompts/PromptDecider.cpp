@@ -166,11 +166,15 @@ QString PromptDecider::accessibleName(Decision decision, const QString& target) 
 }
 
 QString PromptDecider::accessibleDescription(Decision decision, const QString& shortcutText,
-                                             bool isSessionEnded, bool isProcessing) {
+                                             bool isKeysTarget, bool isSessionEnded,
+                                             bool isProcessing) {
     if (isProcessing)
         return QStringLiteral("Not available while its decision is underway.");
     if (!isEnabled(decision, isSessionEnded, isProcessing))
         return QStringLiteral("Not available: the session has ended.");
+    // Keys named on another row would decide the highlighted prompt instead.
+    if (!isKeysTarget)
+        return QString::fromLatin1(decisionButton(decision).description);
     return toolTip(decision, shortcutText);
 }
 

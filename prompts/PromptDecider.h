@@ -59,10 +59,10 @@ public:
                                        const QString& shortcutText);
     Q_INVOKABLE static QString accessibleName(zor::PromptDecider::Decision decision,
                                               const QString& target);
-    // What assistive tools read after the button's name: its keys, or while
-    // it is closed, why.
+    // What assistive tools read after the button's name, and its tool tip:
+    // its keys when they decide its prompt, or while it is closed, why.
     Q_INVOKABLE static QString accessibleDescription(zor::PromptDecider::Decision decision,
-                                                     const QString& shortcutText,
+                                                     const QString& shortcutText, bool isKeysTarget,
                                                      bool isSessionEnded, bool isProcessing);
 
 private:

@@ -81,6 +81,7 @@ Item {
             decider: pane.decider
             isListFocused: pane.viewModel.isListFocused
             shortcutTexts: pane.shortcutTexts
+            isKeysTarget: promptId === pane.viewModel.keysTargetId
             onClicked: (click) => {
                 pane.viewModel.clickPrompt(promptId, click);
                 list.forceActiveFocus();

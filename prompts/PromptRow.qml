@@ -27,6 +27,8 @@ Rectangle {
     required property bool isListFocused
     // The native text of each decision's shortcut, by decision.
     required property var shortcutTexts
+    // Whether the decision keys decide this row's prompt.
+    required property bool isKeysTarget
 
     // Before the row shows another prompt. A new text clears the selection
     // by itself, but two prompts may have the same target.
@@ -107,13 +109,15 @@ Rectangle {
         bottomPadding: 4
         focusPolicy: Qt.NoFocus
         Accessible.name: row.decider.accessibleName(decision, row.target)
-        // Its keys, which reach it from the list, or why it is closed.
-        Accessible.description: row.decider.accessibleDescription(decision, row.shortcutTexts[decision],
-                                                                  row.sessionEnded, row.isProcessing)
+        // Its keys, on the row they decide, or why it is closed.
+        readonly property string description: row.decider.accessibleDescription(
+            decision, row.shortcutTexts[decision], row.isKeysTarget, row.sessionEnded, row.isProcessing)
+        Accessible.description: description
+        // Whatever hover effects the desktop asks for, as the sidebar's do.
+        hoverEnabled: true
         T.ToolTip.visible: hovered
         T.ToolTip.delay: 600
-        // Made when shown: most buttons never are.
-        T.ToolTip.text: hovered ? Accessible.description : ""
+        T.ToolTip.text: description
         onClicked: row.decider.decide(row.promptId, decision)
 
         // Open: filled. Closed: only an outline, and the text the row's secondary.

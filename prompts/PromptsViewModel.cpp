@@ -104,7 +104,7 @@ void PromptsViewModel::update() {
         shownHighlight.reset();
         anchor.reset();
         listModel.setSelection({});
-        followSelectedCount();
+        followSelection();
         return;
     }
     // A prompt handed over again keeps its id under a new number: it stays.
@@ -136,14 +136,22 @@ void PromptsViewModel::update() {
     } else {
         shownHighlight.reset();
     }
-    followSelectedCount();
+    followSelection();
 }
 
-void PromptsViewModel::followSelectedCount() {
-    if (shownSelectedCount == listModel.selectedCount())
+void PromptsViewModel::followSelection() {
+    if (shownSelectedCount != listModel.selectedCount()) {
+        shownSelectedCount = listModel.selectedCount();
+        emit selectedCountChanged();
+    }
+    const std::optional<QUuid> highlighted = store.highlightedPromptId();
+    const QString target = highlighted && shownSelectedCount <= 1
+                               ? highlighted->toString(QUuid::WithoutBraces)
+                               : QString();
+    if (target == keysTarget)
         return;
-    shownSelectedCount = listModel.selectedCount();
-    emit selectedCountChanged();
+    keysTarget = target;
+    emit keysTargetIdChanged();
 }
 
 int PromptsViewModel::selectedCount() const {

@@ -37,6 +37,10 @@ class PromptsViewModel final : public QObject {
     // list was made after it; -1 when not shown.
     Q_PROPERTY(int scrollRequestRow READ scrollRequestRow NOTIFY scrollRequestChanged)
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectedCountChanged)
+    // The prompt that the decision keys decide: the highlighted one, unless
+    // more are selected and the keys ask about them all. Its row alone names
+    // the keys. Empty when there is none.
+    Q_PROPERTY(QString keysTargetId READ keysTargetId NOTIFY keysTargetIdChanged)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
 
 public:
@@ -70,6 +74,7 @@ public:
     // The row the user sees highlighted; -1 when none.
     int highlightedRow() const;
     int selectedCount() const;
+    QString keysTargetId() const { return keysTarget; }
     QString searchText() const;
     void setSearchText(const QString& text);
 
@@ -108,6 +113,7 @@ signals:
     void isListFocusedChanged();
     void scrollRequestChanged();
     void selectedCountChanged();
+    void keysTargetIdChanged();
     void searchTextChanged();
     // The arrow keys moved the highlight to this row: it must be in view.
     void keepRowInView(int row);
@@ -136,7 +142,7 @@ private:
     void highlightRow(int row);
     // Selects the prompts from the anchor's row to `row`.
     void selectRange(int row);
-    void followSelectedCount();
+    void followSelection();
     // Asks the view to bring the last request's row, as last found, into view.
     void scrollToRequest();
     // The same, the row found anew.
@@ -150,6 +156,7 @@ private:
     // Where a selection reaching out with Shift starts.
     std::optional<QUuid> anchor;
     int shownSelectedCount = 0;
+    QString keysTarget;
     bool isFocused = false;
     // A link came while a group's question was open: the list takes the
     // focus once the question closes.

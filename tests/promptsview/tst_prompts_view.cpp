@@ -643,6 +643,52 @@ private slots:
         QVERIFY(rig.isToolTipShownOnHover(policyEntry));
     }
 
+    // The decision keys decide the highlighted prompt, or ask about the
+    // selection: only the highlighted row's buttons name them, to the eye and
+    // to assistive tools, and none while more are selected.
+    void onlyTheRowTheKeysDecideNamesThem() {
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        rig.newCalls();
+        const QString keys = QKeySequence(PromptDecider::shortcut(Decision::allowOnce))
+                                 .toString(QKeySequence::NativeText);
+        const auto said = [&rig](const SerializablePromptItem& made) {
+            const QObjectList children =
+                rig.button(rig.rowOf(made), Decision::allowOnce)->children();
+            const auto accessible = std::find_if(children.begin(), children.end(), [](QObject* c) {
+                return c->property("role").isValid();
+            });
+            return accessible == children.end() ? QString()
+                                                : (*accessible)->property("description").toString();
+        };
+        rig.clickRow(rig.rowOf(prompts[1]));
+        QCOMPARE(said(prompts[1]), "Allow once (" + keys + ")");
+        QCOMPARE(said(prompts[0]), "Allow once");
+        QCOMPARE(said(prompts[2]), "Allow once");
+        // What the pointer shows is what assistive tools read.
+        QQuickItem* other = rig.button(rig.rowOf(prompts[0]), Decision::allowOnce);
+        rig.window->grabWindow();
+        QTest::mouseMove(rig.window, QPoint(0, 0));
+        QTest::mouseMove(rig.window,
+                         other->mapToScene({other->width() / 2, other->height() / 2}).toPoint());
+        QTRY_VERIFY(std::ranges::any_of(itemsOf(rig.window), [](QQuickItem* item) {
+            return item->inherits("QQuickPopupItem") && isTextShown(item, "Allow once");
+        }));
+
+        rig.keys(QKeySequence(PromptDecider::shortcut(Decision::allowOnce)));
+        const QList<FakeAgentCall> calls = rig.newCalls();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].arguments.value(0), prompts[1].id.toUpper());
+        rig.answerAll(true);
+
+        rig.settle();
+        rig.clickRow(rig.rowOf(prompts[0]));
+        rig.clickRow(rig.rowOf(prompts[2]), Qt::ShiftModifier);
+        QCOMPARE(rig.listModel().selectedCount(), 2);
+        QCOMPARE(said(prompts[0]), "Allow once");
+        QCOMPARE(said(prompts[2]), "Allow once");
+    }
+
     // The search narrows the list to what it finds, on the screen as in the
     // store; Escape clears it, and so does a link.
     void searchNarrowsTheList() {
