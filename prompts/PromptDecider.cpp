@@ -45,9 +45,8 @@ QString actionText(PolicyAction action) {
 
 namespace {
 
-// A request lost on the way leaves the prompt as it is; only whoever waits
-// for its end learns of it. Made before the request, whose completion takes
-// `onDone` over.
+// A request lost on the way: only whoever waits for its end learns of it.
+// Made before the request, whose completion takes `onDone` over.
 AgentRequests::NoAnswer notTaken(const PromptDecider::Done& onDone) {
     return [onDone] {
         if (onDone)
@@ -82,7 +81,15 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
             onDone(true);
         return true;
     }
-    AgentRequests::NoAnswer noAnswer = notTaken(onDone);
+    // A decision lost on the way, with the link that carried it, fails as a
+    // refused one does: the prompt goes, and the sync after the reconnect
+    // brings it back, open, while the agent still asks. Left as it was, it
+    // would stay marked as being decided for good.
+    AgentRequests::NoAnswer noAnswer = [store = QPointer(&store), id, lost = notTaken(onDone)] {
+        if (store)
+            store->removePrompt(id);
+        lost();
+    };
     // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
     agent.handlePrompt(
         id, actionText(button.action), description(button.lifetime), item->policyPath,
