@@ -21,11 +21,12 @@ public:
         auto* timer = new QTimer(context);
         timer->setSingleShot(true);
         timer->setTimerType(Qt::PreciseTimer);
-        QObject::connect(timer, &QTimer::timeout, timer, [this, id, timer, fn = std::move(fn)] {
-            timers.remove(id);
+        QObject::connect(timer, &QTimer::timeout, timer, [timer, fn = std::move(fn)] {
             timer->deleteLater();
             fn();
         });
+        // However it goes: fired, cancelled, or with its context.
+        QObject::connect(timer, &QObject::destroyed, [this, id] { timers.remove(id); });
         timers.insert(id, timer);
         timer->start(delay);
         return id;

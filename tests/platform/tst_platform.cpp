@@ -17,6 +17,9 @@
 #include <sys/mman.h>
 #include <thread>
 #include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 using namespace zor;
 using namespace zor::testing;
@@ -333,6 +336,23 @@ private slots:
         QTRY_COMPARE(fired, (QStringList{"first", "later"}));
         QVERIFY(!clock.isPending(first));
         clock.cancel(first); // already fired: ignored
+    }
+
+    // A timer goes with its context, and the clock keeps nothing of it
+    // however many come and go: a later start's read, a connection's deadline.
+    void systemTimersOfGoneContextsLeaveNothing() {
+#ifdef __GLIBC__
+        Clock& clock = systemClock();
+        const auto heapInUse = [] { return qint64(mallinfo2().uordblks); };
+        const qint64 before = heapInUse();
+        for (int i = 0; i < 100000; ++i) {
+            QObject context;
+            clock.schedule(1h, &context, []{});
+        }
+        QCOMPARE_LT(heapInUse() - before, 1 << 20);
+#else
+        QSKIP("counts the heap with glibc's mallinfo2");
+#endif
     }
 
     // At the end, every call under way hands its result back and its
