@@ -52,6 +52,8 @@ public:
     static constexpr Millis kGatherWindow{1000};
     // At least this many of the ids that left the store are remembered.
     static constexpr qsizetype kGoneIdsKept = 65536;
+    // At least this many of the latest notices that offer Deny keep it.
+    static constexpr qsizetype kDenyableKept = 1024;
 
     PromptAttention(PromptStore& store, AttentionServices services, AttentionActions actions,
                     QObject* parent = nullptr);
@@ -73,8 +75,10 @@ private:
     // resync replaces each prompt it adds again, so its id left just before.
     RecentIds goneIds{kGoneIdsKept};
     QList<QUuid> gathered; // new since the last notice, in order of arrival
-    // Prompts whose notice offers Deny, until it is used: fewer than gathered.
-    QSet<QUuid> denyableIds;
+    // Prompts whose notice offers Deny, until it is used: those of the
+    // latest notices, since notices stay on screen for as long as the user
+    // leaves them, and a notice server keeps answering only for its latest.
+    RecentIds denyableIds{kDenyableKept};
     Clock::TimerId gatherTimer = 0;
     Clock::TimerId countTimer = 0;
     Millis lastCountTime{0};

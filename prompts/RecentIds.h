@@ -22,6 +22,12 @@ public:
 
     bool contains(const QUuid& id) const { return newer.contains(id) || older.contains(id); }
 
+    // Whether it was there.
+    bool remove(const QUuid& id) {
+        const bool wasNewer = newer.remove(id);
+        return older.remove(id) || wasNewer;
+    }
+
 private:
     qsizetype capacity;
     QSet<QUuid> newer;

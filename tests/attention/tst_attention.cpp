@@ -154,6 +154,38 @@ private slots:
         for (qsizetype gone = 0; gone < ids.size() - 2 * kCapacity; ++gone)
             QVERIFY2(!recent.contains(ids[gone]), qPrintable(QString::number(gone)));
         QVERIFY(!recent.contains(QUuid::createUuid()));
+        // Taken out of either generation.
+        const QUuid older = ids[ids.size() - kCapacity - 1];
+        QVERIFY(recent.contains(older));
+        QVERIFY(recent.remove(older));
+        QVERIFY(recent.remove(ids.last()));
+        QVERIFY(!recent.contains(older) && !recent.contains(ids.last()));
+        QVERIFY(!recent.remove(older));
+    }
+
+    // Notices stay up for as long as the user leaves them, each with its Deny;
+    // those of the latest are kept, and older ones forgotten.
+    void onlyTheLatestNoticesKeepTheirDeny() {
+        Rig rig;
+        const QUuid first = rig.add("/first");
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        const QString firstLink = rig.posted.last().link;
+        constexpr qsizetype kLater = 2 * PromptAttention::kDenyableKept;
+        for (qsizetype i = 0; i < kLater; ++i) {
+            const QUuid id = rig.add(QStringLiteral("/b/%1").arg(i));
+            rig.clock.advance(PromptAttention::kGatherWindow);
+            if (i + 1 < kLater)
+                rig.store.removePrompt(id);
+        }
+        QCOMPARE(rig.posted.size(), kLater + 1);
+
+        LogCapture log;
+        rig.actionHandler(firstLink, NoticeAction::deny);
+        QVERIFY(rig.agent.requests.isEmpty());
+        QVERIFY(log.contains("Ignored Deny on a notification that offered none"));
+        QVERIFY(rig.store.containsPrompt(first));
+        rig.act(NoticeAction::deny);
+        QCOMPARE(rig.agent.requests.size(), 1);
     }
 
     void aTrickleCannotPutTheNoticeOff() {
