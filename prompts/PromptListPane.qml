@@ -14,6 +14,9 @@ Item {
     required property PromptDecider decider
     required property PromptRowMenu rowMenu
     required property GroupDecision group
+    // Where the keys go when the focused control hides or goes, as a bar's
+    // button does with its bar.
+    readonly property Item focusHome: list
 
     function focusList() {
         list.forceActiveFocus();

@@ -14,6 +14,9 @@ Control {
     required property ServiceRepairs repairs
 
     objectName: "setupView"
+    // Where the keys go when the focused control hides, as a step's button
+    // does while its repair runs: Refresh does no harm pressed again.
+    readonly property Item focusHome: refreshButton
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
     // As tall as everything on it: how tall it wants to be where nothing scrolls.
     implicitHeight: implicitContentHeight + topPadding + bottomPadding

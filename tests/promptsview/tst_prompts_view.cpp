@@ -882,6 +882,37 @@ private slots:
         QVERIFY(rig.list()->hasActiveFocus());
     }
 
+    void aBarThatGoesLeavesTheKeysWithTheList_data() {
+        QTest::addColumn<bool>("isByKeys");
+        QTest::newRow("by keys") << true;
+        QTest::newRow("by a click") << false;
+    }
+
+    // The selection's bar goes with its own button: the keys go back to the
+    // list, where the arrows go on, never to the empty place where it was.
+    void aBarThatGoesLeavesTheKeysWithTheList() {
+        QFETCH(bool, isByKeys);
+        const QList<SerializablePromptItem> prompts = records(3);
+        Rig rig(prompts);
+        rig.clickRow(rig.rowOf(prompts[2]));
+        rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+        QQuickItem* clear = rig.item("selectionClear");
+        QVERIFY(clear);
+        if (isByKeys) {
+            clear->forceActiveFocus(Qt::TabFocusReason);
+            rig.keys(QKeySequence(Qt::Key_Space));
+        } else {
+            rig.click(clear);
+        }
+        QCOMPARE(rig.listModel().selectedCount(), 1);
+        rig.settle();
+        QVERIFY(!rig.item("selectionBar"));
+        QTRY_VERIFY(rig.list()->hasActiveFocus());
+        const std::optional<QUuid> before = rig.store.highlightedPromptId();
+        rig.keys(QKeySequence(Qt::Key_Up));
+        QVERIFY(rig.store.highlightedPromptId() != before);
+    }
+
     // A group of which nothing can take the decision asks nothing: the
     // outcome says why at once.
     void aGroupWithNothingToDecideAsksNothing() {

@@ -756,6 +756,28 @@ private slots:
         QVERIFY(isFocusShown());
     }
 
+    // A button that hides once pressed, as Register does while its service
+    // is checked again, leaves the keys in its pane, on a control whose keys
+    // do no harm: never on a tab, where a second Space would leave the screen.
+    void aButtonThatHidesLeavesTheKeysInItsPane() {
+        WindowOnSetup rig;
+        QVERIFY(rig.open());
+        rig.scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
+        rig.scene.monitor->refresh();
+        QVERIFY(rig.scene.settle());
+        QQuickItem* daemonBox = findItem(rig.window, "daemonStepBox");
+        QQuickItem* registerButton = daemonBox->findChild<QQuickItem*>("actionButton");
+        QVERIFY(registerButton);
+        QVERIFY(registerButton->isVisible());
+        registerButton->forceActiveFocus(Qt::TabFocusReason);
+        QTest::keyClick(rig.window, Qt::Key_Space);
+        QTRY_VERIFY(!registerButton->isVisible());
+        QCOMPARE(rig.window->activeFocusItem(), findItem(rig.window, "refreshButton"));
+        QTest::keyClick(rig.window, Qt::Key_Space);
+        QVERIFY(rig.select(AppTab::setup));
+        QCOMPARE(rig.appState.selectedTab(), AppTab::setup);
+    }
+
     // A link that comes while Setup is shown brings its prompt wholly into
     // view once the list is back: rows above it wrap anew as the pane widens.
     void aLinkFromSetupShowsItsPromptWhole() {

@@ -11,23 +11,55 @@ FocusKeeper::FocusKeeper(QQuickWindow& window)
     followFocus();
 }
 
+namespace {
+
+// A loader whose item went while it had the focus holds it, with nothing in it.
+bool isEmptyLoader(const QQuickItem* item) {
+    return item->inherits("QQuickLoader") && !item->property("item").value<QObject*>();
+}
+
+} // namespace
+
 void FocusKeeper::followFocus() {
     disconnect(visibilityWatch);
     focused = window.activeFocusItem();
+    if (!focused)
+        return;
+    if (focused->inherits("QQuickLoader")) {
+        // The focus reaches the loader before its item has gone: looked at
+        // once the change that led here is over.
+        QMetaObject::invokeMethod(
+            this,
+            [this, loader = focused] {
+                if (loader && loader == window.activeFocusItem() && isEmptyLoader(loader))
+                    moveFocusFrom(loader);
+            },
+            Qt::QueuedConnection);
+        return;
+    }
     // An item is told when an item around it is hidden too.
-    if (focused)
-        visibilityWatch = connect(focused, &QQuickItem::visibleChanged, this,
-                                  &FocusKeeper::focusedVisibilityChanged);
+    visibilityWatch =
+        connect(focused, &QQuickItem::visibleChanged, this, &FocusKeeper::focusedVisibilityChanged);
 }
 
 void FocusKeeper::focusedVisibilityChanged() {
-    if (!focused || focused->isVisible())
-        return;
+    if (focused && !focused->isVisible())
+        moveFocusFrom(focused);
+}
+
+void FocusKeeper::moveFocusFrom(QQuickItem* lost) {
+    for (QQuickItem* pane = lost; pane; pane = pane->parentItem()) {
+        auto* home = pane->property("focusHome").value<QQuickItem*>();
+        if (home && home != lost && home->isVisible() && home->isEnabled()) {
+            home->forceActiveFocus(Qt::TabFocusReason);
+            return;
+        }
+    }
     QQuickItem* content = window.contentItem();
     QQuickItem* first = content->nextItemInFocusChain(true);
     // With nothing else to take it, the window's own content holds the
     // focus, where no key acts.
-    if (first && first != focused && first->isVisible())
+    if (first && first != lost && first->isVisible())
         first->forceActiveFocus(Qt::TabFocusReason);
     else
         content->forceActiveFocus(Qt::OtherFocusReason);

@@ -11,9 +11,15 @@ namespace zor::qml {
 
 // Keeps the keyboard focus on what shows. A pane the tab hides keeps the
 // focus of a control in it, and that control would still take keys: a Space
-// on a setup button, a Delete on the prompt list, all unseen. When the
-// focused control is hidden, the focus goes to the first control in the
-// window's tab order, as Tab from the window's start would give it.
+// on a setup button, a Delete on the prompt list, all unseen. A control that
+// a loader made takes the focus with it when it goes, and leaves it on the
+// empty loader, where no key acts.
+//
+// When the focused control is hidden or gone so, the focus goes to the home
+// that the nearest pane around it names in its `focusHome` property, while
+// that shows: the prompt list, or Setup's Refresh. Else it goes to the first
+// control in the window's tab order, as Tab from the window's start would
+// give it.
 class FocusKeeper : public QObject {
     Q_OBJECT
 
@@ -23,6 +29,7 @@ public:
 private:
     void followFocus();
     void focusedVisibilityChanged();
+    void moveFocusFrom(QQuickItem* lost);
 
     QQuickWindow& window;
     QPointer<QQuickItem> focused;
