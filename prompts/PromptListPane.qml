@@ -85,6 +85,7 @@ Item {
             isListFocused: pane.viewModel.isListFocused
             shortcutTexts: pane.shortcutTexts
             isKeysTarget: promptId === pane.viewModel.keysTargetId
+            isHighlightMarked: isHighlighted && pane.viewModel.marksHighlight
             onClicked: (click) => {
                 pane.viewModel.clickPrompt(promptId, click);
                 list.forceActiveFocus();

@@ -29,6 +29,8 @@ Rectangle {
     required property var shortcutTexts
     // Whether the decision keys decide this row's prompt.
     required property bool isKeysTarget
+    // Whether it is the highlighted one among more selected rows.
+    required property bool isHighlightMarked
 
     // Before the row shows another prompt. A new text clears the selection
     // by itself, but two prompts may have the same target.
@@ -59,7 +61,17 @@ Rectangle {
 
     Accessible.role: Accessible.ListItem
     Accessible.name: AccessibleText.join([title, processName, sessionEnded ? sessionEndedLabel.text : "", target])
-    Accessible.selected: isHighlighted
+    Accessible.selected: isSelected
+
+    // The highlighted row's edge, where the same colour fills more rows.
+    Rectangle {
+        objectName: "highlightMark"
+        anchors.fill: parent
+        visible: row.isHighlightMarked
+        color: "transparent"
+        border.width: 2
+        border.color: SetupTheme.rowHighlightMark
+    }
 
     // Between rows, starting under the text as in the platform's plain lists.
     Rectangle {

@@ -37,6 +37,9 @@ class PromptsViewModel final : public QObject {
     // list was made after it; -1 when not shown.
     Q_PROPERTY(int scrollRequestRow READ scrollRequestRow NOTIFY scrollRequestChanged)
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectedCountChanged)
+    // Among more selected rows, the highlighted one is marked apart: Shift
+    // reaches out from it, and the menu key opens its menu.
+    Q_PROPERTY(bool marksHighlight READ marksHighlight NOTIFY selectedCountChanged)
     // The prompt that the decision keys decide: the highlighted one, unless
     // more are selected and the keys ask about them all. Its row alone names
     // the keys. Empty when there is none.
@@ -75,6 +78,7 @@ public:
     int highlightedRow() const;
     int selectedCount() const;
     QString keysTargetId() const { return keysTarget; }
+    bool marksHighlight() const { return shownSelectedCount > 1; }
     QString searchText() const;
     void setSearchText(const QString& text);
 

@@ -882,6 +882,42 @@ private slots:
         QVERIFY(rig.list()->hasActiveFocus());
     }
 
+    // Among more selected rows the highlighted one stands apart, where Shift
+    // reaches out from; assistive tools hear each selected row as selected.
+    void theHighlightStandsApartInASelection() {
+        const QList<SerializablePromptItem> prompts = records(4);
+        Rig rig(prompts);
+        const auto check = [&rig](int selected) {
+            rig.settle();
+            const QString highlighted =
+                rig.store.highlightedPromptId().value_or(QUuid()).toString(QUuid::WithoutBraces);
+            int marked = 0;
+            int heard = 0;
+            for (QQuickItem* row : rig.rows()) {
+                const bool isHighlighted = row->property("promptId").toString() == highlighted;
+                const bool isMarked = row->findChild<QQuickItem*>("highlightMark")->isVisible();
+                QCOMPARE(isMarked, isHighlighted && selected > 1);
+                marked += isMarked;
+                const QObjectList children = row->children();
+                const auto accessible =
+                    std::find_if(children.begin(), children.end(),
+                                 [](QObject* c) { return c->property("role").isValid(); });
+                QVERIFY(accessible != children.end());
+                QCOMPARE((*accessible)->property("selected").toBool(),
+                         row->property("isSelected").toBool());
+                heard += (*accessible)->property("selected").toBool();
+            }
+            QCOMPARE(marked, selected > 1 ? 1 : 0);
+            QCOMPARE(heard, selected);
+        };
+        rig.clickRow(rig.rowOf(prompts[3]));
+        rig.clickRow(rig.rowOf(prompts[1]), Qt::ShiftModifier);
+        QCOMPARE(rig.listModel().selectedCount(), 3);
+        check(3);
+        rig.clickRow(rig.rowOf(prompts[2]));
+        check(1);
+    }
+
     void aBarThatGoesLeavesTheKeysWithTheList_data() {
         QTest::addColumn<bool>("isByKeys");
         QTest::newRow("by keys") << true;

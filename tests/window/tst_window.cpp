@@ -408,8 +408,9 @@ private slots:
             for (const QColor& row : rows) {
                 QVERIFY(ColorContrast::ratio(theme.rowSecondaryText(), row) >=
                         ColorContrast::kText);
-                for (const QColor& mark : {theme.rowSeparator(), theme.rowGlyph(),
-                                           theme.allowOutline(), theme.denyOutline()})
+                for (const QColor& mark :
+                     {theme.rowSeparator(), theme.rowGlyph(), theme.rowHighlightMark(),
+                      theme.allowOutline(), theme.denyOutline()})
                     QVERIFY(ColorContrast::ratio(mark, row) >= ColorContrast::kMark);
             }
             QVERIFY(ColorContrast::ratio(theme.allowFillText(), theme.allowFill()) >=

@@ -125,6 +125,7 @@ SetupTheme::Colors SetupTheme::colorsFor(const QPalette& palette) {
     c.rowSecondaryText = onRows(c.secondaryText, kText);
     c.rowSeparator = onRows(c.separator, kMark);
     c.rowGlyph = onRows(c.orange, kMark);
+    c.rowHighlightMark = onRows(c.focusRing, kMark);
     c.allowOutline = onRows(c.allowFill, kMark);
     c.denyOutline = onRows(c.denyFill, kMark);
     c.allowFillText = ColorContrast::textOn(c.allowFill);

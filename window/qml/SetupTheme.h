@@ -112,6 +112,8 @@ class SetupTheme : public QObject {
     Q_PROPERTY(QColor rowSecondaryText READ rowSecondaryText NOTIFY changed)
     Q_PROPERTY(QColor rowSeparator READ rowSeparator NOTIFY changed)
     Q_PROPERTY(QColor rowGlyph READ rowGlyph NOTIFY changed)
+    // The highlighted row's edge, among other selected rows.
+    Q_PROPERTY(QColor rowHighlightMark READ rowHighlightMark NOTIFY changed)
     Q_PROPERTY(QColor allowOutline READ allowOutline NOTIFY changed)
     Q_PROPERTY(QColor denyOutline READ denyOutline NOTIFY changed)
     Q_PROPERTY(QColor allowFillText READ allowFillText NOTIFY changed)
@@ -165,6 +167,7 @@ public:
     QColor rowSecondaryText() const { return colors.rowSecondaryText; }
     QColor rowSeparator() const { return colors.rowSeparator; }
     QColor rowGlyph() const { return colors.rowGlyph; }
+    QColor rowHighlightMark() const { return colors.rowHighlightMark; }
     QColor allowOutline() const { return colors.allowOutline; }
     QColor denyOutline() const { return colors.denyOutline; }
     QColor allowFillText() const { return colors.allowFillText; }
@@ -193,8 +196,8 @@ private:
             accentFill;
         QColor gray, green, orange, yellow, red;
         QColor allowFill, denyFill, allowChip, denyChip, allowChipText, denyChipText;
-        QColor rowHighlight, rowSelection, rowSecondaryText, rowSeparator, rowGlyph, allowOutline,
-            denyOutline, allowFillText, denyFillText, selectedText;
+        QColor rowHighlight, rowSelection, rowSecondaryText, rowSeparator, rowGlyph,
+            rowHighlightMark, allowOutline, denyOutline, allowFillText, denyFillText, selectedText;
     };
     static Colors colorsFor(const QPalette& palette);
     void setPalette(const QPalette& palette);
