@@ -244,12 +244,15 @@ void PromptsViewModel::moveHighlight(int delta, bool isExtending) {
         return;
     const int row = highlightedRow();
     // With nothing highlighted, Down starts at the top and Up at the bottom.
-    const int target =
-        row < 0 ? (delta > 0 ? 0 : count - 1) : std::clamp(row + delta, 0, count - 1);
+    highlightAt(row < 0 ? (delta > 0 ? 0 : count - 1) : std::clamp(row + delta, 0, count - 1),
+                isExtending);
+}
+
+void PromptsViewModel::highlightAt(int target, bool isExtending) {
     const PromptItem* item = listModel.promptAt(target);
     if (!item)
         return;
-    if (isExtending && row >= 0) {
+    if (isExtending && highlightedRow() >= 0) {
         selectRange(target);
     } else {
         anchor = item->id;
@@ -277,6 +280,12 @@ bool PromptsViewModel::handleListKey(int key, int modifiers) {
         if (!isPlain && !isShifted)
             return false;
         moveHighlight(key == Qt::Key_Up ? -1 : 1, isShifted);
+        return true;
+    case Qt::Key_Home:
+    case Qt::Key_End:
+        if ((!isPlain && !isShifted) || listModel.count() == 0)
+            return false;
+        highlightAt(key == Qt::Key_Home ? 0 : listModel.count() - 1, isShifted);
         return true;
     case Qt::Key_Delete:
     case Qt::Key_Backspace: // what the Mac's delete key sends

@@ -143,6 +143,8 @@ private:
 
     void update();
     void moveHighlight(int delta, bool isExtending);
+    // Highlights the row, reaching the selection out to it with Shift.
+    void highlightAt(int row, bool isExtending);
     void highlightRow(int row);
     // Selects the prompts from the anchor's row to `row`.
     void selectRange(int row);

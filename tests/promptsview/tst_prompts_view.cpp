@@ -579,6 +579,36 @@ private slots:
         QCOMPARE(rig.mismatch(), QString());
     }
 
+    void homeAndEndReachTheEnds_data() {
+        QTest::addColumn<int>("from"); // prompt number, 0 for none; prompts 5 to 1 top down
+        QTest::addColumn<QKeyCombination>("keys");
+        QTest::addColumn<int>("expected");
+        QTest::addColumn<int>("selected");
+        QTest::newRow("Home") << 2 << QKeyCombination(Qt::Key_Home) << 5 << 1;
+        QTest::newRow("End") << 4 << QKeyCombination(Qt::Key_End) << 1 << 1;
+        QTest::newRow("Home from nothing") << 0 << QKeyCombination(Qt::Key_Home) << 5 << 1;
+        QTest::newRow("End from nothing") << 0 << QKeyCombination(Qt::Key_End) << 1 << 1;
+        QTest::newRow("Shift+End") << 4 << QKeyCombination(Qt::SHIFT | Qt::Key_End) << 1 << 4;
+        QTest::newRow("Shift+Home") << 3 << QKeyCombination(Qt::SHIFT | Qt::Key_Home) << 5 << 3;
+    }
+    // However long the list, its ends are a key away, and Shift reaches them.
+    void homeAndEndReachTheEnds() {
+        QFETCH(int, from);
+        QFETCH(QKeyCombination, keys);
+        QFETCH(int, expected);
+        QFETCH(int, selected);
+        const QList<SerializablePromptItem> prompts = records(5);
+        Rig rig(prompts);
+        if (from > 0)
+            rig.clickRow(rig.rowOf(prompts[from - 1]));
+        rig.list()->forceActiveFocus();
+        rig.keys(QKeySequence(keys));
+        QCOMPARE(rig.highlighted(), idOf(prompts[expected - 1]));
+        QCOMPARE(rig.highlightedRow(), rig.rowOf(prompts[expected - 1]));
+        QCOMPARE(rig.listModel().selectedCount(), selected);
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     // Tab and Shift+Tab always lead back to the list, and show where they are.
     void focusComesBackToTheList() {
         Rig rig;
