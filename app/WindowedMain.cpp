@@ -4,6 +4,7 @@
 #include "app/AppDelegate.h"
 #include "app/UrlReceiver.h"
 #include "platform/AppReopen.h"
+#include "platform/Log.h"
 #include "platform/Platform.h"
 #include "platform/SingleInstance.h"
 #include "platform/TerminationSignals.h"
@@ -22,6 +23,7 @@
 #include <QGuiApplication>
 #include <QPointer>
 #include <QScopeGuard>
+#include <cstdio>
 
 namespace zor {
 
@@ -44,9 +46,33 @@ std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     return window;
 }
 
+// From a terminal without a display, as over ssh, a start can still hand its
+// links to the running app; it cannot open a window of its own.
+int handOverWithoutDisplay(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    switch (platformSingleInstance().handOver(app.arguments().mid(1))) {
+    case SingleInstance::Role::handedOver:
+        return 0;
+    case SingleInstance::Role::notHandedOver:
+        return 1;
+    case SingleInstance::Role::running:
+        break;
+    }
+    logger(LogCategory::app)
+        .error("Zor cannot open its window: there is no display (DISPLAY and WAYLAND_DISPLAY "
+               "are not set)");
+    // To whoever started it, as well as to the log.
+    std::fputs("Zor cannot open its window: there is no display (DISPLAY and WAYLAND_DISPLAY are "
+               "not set)\n",
+               stderr);
+    return 1;
+}
+
 } // namespace
 
 int runWindowedApplication(int argc, char** argv) {
+    if (!platformHasDisplay())
+        return handOverWithoutDisplay(argc, argv);
     QGuiApplication app(argc, argv);
     // What the window hands to deleteLater() as it goes is deleted before the
     // application, as the event loop would have: no loop runs after it.

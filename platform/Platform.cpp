@@ -195,6 +195,16 @@ TerminationSignals& platformTerminationSignals() {
     return instance;
 }
 
+bool platformHasDisplay() {
+#ifdef Q_OS_MACOS
+    return true;
+#else
+    return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
+           !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+#endif
+}
+
 bool platformPrefersSoftwareDrawing() {
 #ifdef Q_OS_MACOS
     return false;

@@ -52,6 +52,9 @@ QString platformCommandLineToolPath();
 QString platformTemporaryDirectory();
 // The main window's title bar and the room the tab row leaves for its buttons.
 WindowChrome& platformWindowChrome();
+// Whether a window could open: on Linux, whether Qt was told of a display or
+// of a platform. Without one, making the application aborts the process.
+bool platformHasDisplay();
 // Whether windows draw with Qt Quick's own software renderer: where the
 // system has no graphics device, it outpaces OpenGL emulated on the processor.
 bool platformPrefersSoftwareDrawing();

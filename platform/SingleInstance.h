@@ -23,6 +23,9 @@ public:
     // process runs the app, `receiver` gets, on the main thread, the arguments
     // of each later start; it must treat them as untrusted text.
     virtual Role start(const QStringList& arguments, Receiver receiver) = 0;
+    // Hands the arguments to the running app without ever becoming it, where
+    // this process cannot: `running` when no app runs to take them.
+    virtual Role handOver(const QStringList& arguments) = 0;
 
     // Called as the app quits, on the main thread: later starts no longer
     // reach this process, where their links would be lost, and run the app
@@ -35,6 +38,7 @@ public:
 class SystemSingleInstance final : public SingleInstance {
 public:
     Role start(const QStringList&, Receiver) override { return Role::running; }
+    Role handOver(const QStringList&) override { return Role::running; }
     void stop() override {}
 };
 

@@ -94,6 +94,17 @@ LocalSingleInstance::~LocalSingleInstance() {
 }
 
 SingleInstance::Role LocalSingleInstance::start(const QStringList& arguments, Receiver onStart) {
+    const Role role = takeTurn(arguments, true);
+    if (role == Role::running)
+        receiver = std::move(onStart);
+    return role;
+}
+
+SingleInstance::Role LocalSingleInstance::handOver(const QStringList& arguments) {
+    return takeTurn(arguments, false);
+}
+
+SingleInstance::Role LocalSingleInstance::takeTurn(const QStringList& arguments, bool isListening) {
     const SocketPlace place = instanceSocketPlace();
     if (!place.hasPath()) {
         // Never a shared path: another user could listen there first.
@@ -117,10 +128,7 @@ SingleInstance::Role LocalSingleInstance::start(const QStringList& arguments, Re
         log().error("Could not lock %s, going on without taking turns with other starts",
                     {lockPath});
     }
-    const Role role = claim(place.path, arguments);
-    if (role == Role::running)
-        receiver = std::move(onStart);
-    return role;
+    return claim(place.path, arguments, isListening);
 }
 
 void LocalSingleInstance::stop() {
@@ -130,28 +138,32 @@ void LocalSingleInstance::stop() {
     delete server;
 }
 
-SingleInstance::Role LocalSingleInstance::claim(const QString& path, const QStringList& arguments) {
+SingleInstance::Role LocalSingleInstance::claim(const QString& path, const QStringList& arguments,
+                                                bool isListening) {
     QLocalSocket running;
-    switch (connectToSocket(running, path, kConnectTimeout)) {
+    const SocketAnswer answer = connectToSocket(running, path, kConnectTimeout);
+    switch (answer) {
     case SocketAnswer::connected:
-        return handOver(running, arguments);
+        return handOverTo(running, arguments);
     case SocketAnswer::unanswered:
         // A stopped or hung app still holds its socket: never take it away.
         return notResponding();
     case SocketAnswer::refused:
-        // Left behind by an app that ended.
-        removeSocketFile(path);
-        break;
     case SocketAnswer::absent:
         break;
     }
+    if (!isListening)
+        return Role::running;
+    // Left behind by an app that ended.
+    if (answer == SocketAnswer::refused)
+        removeSocketFile(path);
     if (!listen(path))
         log().error("Cannot listen for later starts: %{public}s", {server->errorString()});
     return Role::running;
 }
 
-SingleInstance::Role LocalSingleInstance::handOver(QLocalSocket& running,
-                                                   const QStringList& arguments) {
+SingleInstance::Role LocalSingleInstance::handOverTo(QLocalSocket& running,
+                                                     const QStringList& arguments) {
     // The links would go to another user's process, and its answer would
     // keep this app from starting: neither is taken from a stranger.
     if (const auto stranger = refusedPeerUserId(running.socketDescriptor())) {

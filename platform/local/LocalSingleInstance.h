@@ -62,12 +62,15 @@ public:
     ~LocalSingleInstance() override;
 
     Role start(const QStringList& arguments, Receiver receiver) override;
+    Role handOver(const QStringList& arguments) override;
     // Stops listening and drops the later starts still being read.
     void stop() override;
 
 private:
-    Role claim(const QString& path, const QStringList& arguments);
-    Role handOver(QLocalSocket& running, const QStringList& arguments);
+    // Hands over, or with `isListening` becomes the running app.
+    Role takeTurn(const QStringList& arguments, bool isListening);
+    Role claim(const QString& path, const QStringList& arguments, bool isListening);
+    Role handOverTo(QLocalSocket& running, const QStringList& arguments);
     bool listen(const QString& path);
     // What one later start has sent so far.
     struct StartRead {

@@ -110,6 +110,7 @@
     X0("User clicked Stop All Services button") \
     X3("Will reconnect to ZorAgent in %fs (attempt %ld/%ld)", DOUBLE, LONG, LONG) \
     X0("Zor does not yet have full disk access (ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)") \
+    X0("Zor cannot open its window: there is no display (DISPLAY and WAYLAND_DISPLAY are not set)") \
     X0("Zor is already running but not responding") \
     X0("Zor.app launched, connecting to ZorAgent") \
     X0("ZorAgent connection interrupted, invalidating for clean reconnect") \

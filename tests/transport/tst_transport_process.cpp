@@ -75,6 +75,29 @@ private slots:
         QVERIFY2(again.out.isEmpty(), qPrintable(again.out));
         QCOMPARE(running.process.state(), QProcess::Running);
     }
+
+    // From a terminal without a display, as over ssh, a later start still
+    // hands its link over. With no app running it cannot open a window, and
+    // says so rather than abort.
+    void aStartWithoutADisplay() {
+        QProcessEnvironment bare = environment;
+        for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+            bare.remove(name);
+        {
+            ChildProcess alone(ZOR_APP_PATH, {"zor://prompt/" + kId}, bare);
+            QCOMPARE(alone.finish(), 1);
+            QVERIFY2(alone.out.contains("Zor cannot open its window: there is no display "
+                                        "(DISPLAY and WAYLAND_DISPLAY are not set)\n"),
+                     qPrintable(alone.out));
+        }
+        ChildProcess running(ZOR_APP_PATH, {}, environment);
+        QTRY_VERIFY2_WITH_TIMEOUT(running.out.contains("Zor.app launched"), qPrintable(running.out),
+                                  20000);
+        ChildProcess link(ZOR_APP_PATH, {"zor://prompt/" + kId}, bare);
+        QCOMPARE(link.finish(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(running.out.contains("No prompt found for " + kId.toUpper()),
+                                 5000);
+    }
 };
 
 QTEST_GUILESS_MAIN(TransportProcessTest)
