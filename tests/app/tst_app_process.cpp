@@ -12,10 +12,35 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
+#include <optional>
 #include <unistd.h>
 
 using zor::testing::appEnvironment;
 using zor::testing::ChildProcess;
+
+namespace {
+
+// A runtime directory of the test's own, off the desktop's session bus, with
+// zor-dev-agent serving the sample's prompts there: the world an app runs in.
+struct AgentBeside {
+    QTemporaryDir runtime;
+    const QString instanceSocket = runtime.filePath("zor.instance");
+    QProcessEnvironment environment = appEnvironment(runtime.path(), "offscreen");
+    std::optional<ChildProcess> agent;
+
+    AgentBeside() {
+        environment.insert("ZOR_INSTANCE_SOCKET", instanceSocket);
+        environment.insert("ZOR_AGENT_SOCKET", runtime.filePath("zor.agent"));
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime.filePath("no-bus"));
+        agent.emplace(ZOR_DEV_AGENT_PATH, QStringList{"--prompts", ZOR_SAMPLE_PROMPTS},
+                      environment);
+    }
+    [[nodiscard]] bool isListening() {
+        return QTest::qWaitFor([this] { return agent->out.contains("listening on "); }, 20000);
+    }
+};
+
+} // namespace
 
 class AppProcessTest : public QObject {
     Q_OBJECT
@@ -35,16 +60,10 @@ private slots:
         QFETCH(int, signal);
         QFETCH(QString, name);
 
-        QTemporaryDir runtime;
-        const QString instanceSocket = runtime.filePath("zor.instance");
-        QProcessEnvironment environment = appEnvironment(runtime.path(), "offscreen");
-        environment.insert("ZOR_INSTANCE_SOCKET", instanceSocket);
-        environment.insert("ZOR_AGENT_SOCKET", runtime.filePath("zor.agent"));
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime.filePath("no-bus"));
-
-        ChildProcess agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
-        QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("listening on "), 20000);
-        ChildProcess app(ZOR_APP_PATH, {}, environment);
+        AgentBeside world;
+        QVERIFY(world.isListening());
+        const QString& instanceSocket = world.instanceSocket;
+        ChildProcess app(ZOR_APP_PATH, {}, world.environment);
         QTRY_VERIFY2_WITH_TIMEOUT(app.out.contains("Synced 20 prompts from ZorAgent"),
                                   qPrintable(app.out), 20000);
         QVERIFY(QFileInfo::exists(instanceSocket));
@@ -62,17 +81,12 @@ private slots:
     // Whoever read the app's output may go first: a pager closed, or
     // `zor | head`. A line written after that fails; the app runs on.
     void aClosedOutputDoesNotEndTheApp() {
-        QTemporaryDir runtime;
-        const QString instanceSocket = runtime.filePath("zor.instance");
-        QProcessEnvironment environment = appEnvironment(runtime.path(), "offscreen");
-        environment.insert("ZOR_INSTANCE_SOCKET", instanceSocket);
-        environment.insert("ZOR_AGENT_SOCKET", runtime.filePath("zor.agent"));
-        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + runtime.filePath("no-bus"));
-        ChildProcess agent(ZOR_DEV_AGENT_PATH, {"--prompts", ZOR_SAMPLE_PROMPTS}, environment);
-        QTRY_VERIFY_WITH_TIMEOUT(agent.out.contains("listening on "), 20000);
+        AgentBeside world;
+        QVERIFY(world.isListening());
+        const QString& instanceSocket = world.instanceSocket;
 
         QProcess app;
-        app.setProcessEnvironment(environment);
+        app.setProcessEnvironment(world.environment);
         app.setProcessChannelMode(QProcess::ForwardedChannels);
         app.setChildProcessModifier([] {
             // Both outputs into a pipe nobody reads any more.
@@ -89,7 +103,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(instanceSocket), 20000);
 
         // It takes a later start, and logs that, as a running app does.
-        ChildProcess later(ZOR_APP_PATH, {}, environment);
+        ChildProcess later(ZOR_APP_PATH, {}, world.environment);
         QCOMPARE(later.finish(), 0);
         QCOMPARE(app.state(), QProcess::Running);
         QCOMPARE(::kill(pid_t(app.processId()), SIGTERM), 0);

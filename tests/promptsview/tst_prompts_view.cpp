@@ -683,13 +683,9 @@ private slots:
         const QString keys = QKeySequence(PromptDecider::shortcut(Decision::allowOnce))
                                  .toString(QKeySequence::NativeText);
         const auto said = [&rig](const SerializablePromptItem& made) {
-            const QObjectList children =
-                rig.button(rig.rowOf(made), Decision::allowOnce)->children();
-            const auto accessible = std::find_if(children.begin(), children.end(), [](QObject* c) {
-                return c->property("role").isValid();
-            });
-            return accessible == children.end() ? QString()
-                                                : (*accessible)->property("description").toString();
+            const QObject* accessible =
+                accessibleOf(rig.button(rig.rowOf(made), Decision::allowOnce));
+            return accessible ? accessible->property("description").toString() : QString();
         };
         rig.clickRow(rig.rowOf(prompts[1]));
         QCOMPARE(said(prompts[1]), "Allow once (" + keys + ")");
@@ -928,14 +924,11 @@ private slots:
                 const bool isMarked = row->findChild<QQuickItem*>("highlightMark")->isVisible();
                 QCOMPARE(isMarked, isHighlighted && selected > 1);
                 marked += isMarked;
-                const QObjectList children = row->children();
-                const auto accessible =
-                    std::find_if(children.begin(), children.end(),
-                                 [](QObject* c) { return c->property("role").isValid(); });
-                QVERIFY(accessible != children.end());
-                QCOMPARE((*accessible)->property("selected").toBool(),
+                const QObject* accessible = accessibleOf(row);
+                QVERIFY(accessible);
+                QCOMPARE(accessible->property("selected").toBool(),
                          row->property("isSelected").toBool());
-                heard += (*accessible)->property("selected").toBool();
+                heard += accessible->property("selected").toBool();
             }
             QCOMPARE(marked, selected > 1 ? 1 : 0);
             QCOMPARE(heard, selected);

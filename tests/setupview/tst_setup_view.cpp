@@ -206,12 +206,9 @@ private slots:
         const QString reason = "Not available on this system: it has no service manager.";
         // Assistive tools, which cannot tell a closed button, read why it is.
         for (const char* name : {"restartButton", "stopButton"}) {
-            const QObjectList children = scene.item(name)->children();
-            const auto accessible = std::find_if(children.begin(), children.end(), [](QObject* c) {
-                return c->property("role").isValid();
-            });
-            QVERIFY(accessible != children.end());
-            QCOMPARE((*accessible)->property("description").toString(), reason);
+            const QObject* accessible = accessibleOf(scene.item(name));
+            QVERIFY(accessible);
+            QCOMPARE(accessible->property("description").toString(), reason);
         }
         QVERIFY(!isTextShown(scene.view->contentItem(), reason));
         const QPointF centre = restart->mapToScene({restart->width() / 2, restart->height() / 2});

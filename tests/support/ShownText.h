@@ -17,4 +17,13 @@ inline bool isTextShown(const QQuickItem* item, const QString& text) {
                        [&](const QQuickItem* child) { return isTextShown(child, text); });
 }
 
+// What the Accessible attached property of `item` holds, what assistive
+// tools read; null when the item sets none.
+inline QObject* accessibleOf(const QQuickItem* item) {
+    const QObjectList children = item->children();
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [](QObject* c) { return c->property("role").isValid(); });
+    return found == children.end() ? nullptr : *found;
+}
+
 } // namespace zor::testing

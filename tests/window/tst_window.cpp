@@ -2,6 +2,7 @@
 #include "LogCapture.h"
 #include "PromptsScene.h"
 #include "SetupScene.h"
+#include "ShownText.h"
 #include "platform/WindowChrome.h"
 #include "platform/portable/LiveRegion.h"
 #include "prompts/AppState.h"
@@ -175,14 +176,6 @@ QStringList contrastFailures(QQuickWindow* window) {
         }
     }
     return failures;
-}
-
-// What the Accessible attached property of `item` holds.
-QObject* accessibleOf(const QQuickItem* item) {
-    for (QObject* child : item->children())
-        if (child->property("role").isValid())
-            return child;
-    return nullptr;
 }
 
 // The real window, opened where a first report with something to repair
