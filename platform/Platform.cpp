@@ -4,7 +4,7 @@
 #include "platform/local/LocalAgentConnector.h"
 #include "platform/local/LocalSingleInstance.h"
 #include "platform/local/PrivateRuntimeDir.h"
-#include "platform/portable/BrokenPipes.h"
+#include "platform/portable/ClosedOutput.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/LiveRegion.h"
 #include "platform/portable/PortableAppActivation.h"
@@ -121,7 +121,8 @@ FileManager& platformFileManager() {
 }
 
 void platformSurviveClosedOutput() {
-    // Pipes and their signal are POSIX's, on macOS as elsewhere.
+    // Streams, pipes and their signal are POSIX's, on macOS as elsewhere.
+    openClosedStandardStreams();
     survivePipesClosedUnderfoot();
 }
 

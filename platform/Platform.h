@@ -36,8 +36,9 @@ Workspace& platformWorkspace();
 Clipboard& platformClipboard();
 Console& platformConsole();
 FileManager& platformFileManager();
-// First thing in the process: writing to an output whose reader has gone
-// fails, rather than ending the process.
+// First thing in the process: a standard stream closed at start is opened on
+// /dev/null, and writing to an output whose reader has gone fails, rather than
+// ending the process.
 void platformSurviveClosedOutput();
 // Before the application object of a run without windows is made: its event
 // loop must also serve what the system's services hand to the main thread.

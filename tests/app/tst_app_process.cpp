@@ -78,9 +78,18 @@ private slots:
         QVERIFY(!QFileInfo::exists(instanceSocket));
     }
 
+    void aClosedOutputDoesNotEndTheApp_data() {
+        QTest::addColumn<bool>("isClosedAtStart");
+        QTest::newRow("its reader gone") << false;
+        QTest::newRow("closed at start") << true;
+    }
+
     // Whoever read the app's output may go first: a pager closed, or
-    // `zor | head`. A line written after that fails; the app runs on.
+    // `zor | head`; or the output was closed before it started (`zor 2>&-`).
+    // A line written after that is lost, never written into another file the
+    // app opened under its number; the app runs on.
     void aClosedOutputDoesNotEndTheApp() {
+        QFETCH(bool, isClosedAtStart);
         AgentBeside world;
         QVERIFY(world.isListening());
         const QString& instanceSocket = world.instanceSocket;
@@ -88,19 +97,33 @@ private slots:
         QProcess app;
         app.setProcessEnvironment(world.environment);
         app.setProcessChannelMode(QProcess::ForwardedChannels);
-        app.setChildProcessModifier([] {
-            // Both outputs into a pipe nobody reads any more.
-            int ends[2];
-            if (::pipe(ends) != 0 || ::close(ends[0]) != 0 || ::dup2(ends[1], 1) < 0 ||
-                ::dup2(ends[1], 2) < 0)
-                _exit(127);
-        });
+        if (isClosedAtStart) {
+            app.setChildProcessModifier([] {
+                ::close(1);
+                ::close(2);
+            });
+        } else {
+            app.setChildProcessModifier([] {
+                // Both outputs into a pipe nobody reads any more.
+                int ends[2];
+                if (::pipe(ends) != 0 || ::close(ends[0]) != 0 || ::dup2(ends[1], 1) < 0 ||
+                    ::dup2(ends[1], 2) < 0)
+                    _exit(127);
+            });
+        }
         app.start(ZOR_APP_PATH, {});
         const auto stop = qScopeGuard([&app] {
             app.kill();
             app.waitForFinished();
         });
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(instanceSocket), 20000);
+        if (isClosedAtStart) {
+            for (const int stream : {1, 2})
+                QCOMPARE(
+                    QFileInfo(QStringLiteral("/proc/%1/fd/%2").arg(app.processId()).arg(stream))
+                        .symLinkTarget(),
+                    "/dev/null");
+        }
 
         // It takes a later start, and logs that, as a running app does.
         ChildProcess later(ZOR_APP_PATH, {}, world.environment);

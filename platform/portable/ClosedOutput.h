@@ -9,4 +9,9 @@ namespace zor {
 // inherit an ignored signal, and a handler goes at exec.
 void survivePipesClosedUnderfoot();
 
+// A standard stream closed at start (`zor 2>&-`) leaves its number free, and
+// the next file or socket opened takes it: log lines would then be written
+// into whatever that is. Each closed one is opened on /dev/null instead.
+void openClosedStandardStreams();
+
 } // namespace zor
