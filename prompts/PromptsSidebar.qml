@@ -18,6 +18,15 @@ Item {
     // the "All" entry alone, which never needs it.
     required property bool isScrollBarMade
 
+    // Rows pooled for one grouping, given to the other, would keep showing
+    // their old entries (Qt 6.4): the pool is emptied before the model changes.
+    function showModel() {
+        entries.reuseItems = false;
+        entries.model = sidebar.model;
+        entries.reuseItems = true;
+    }
+    onModelChanged: showModel()
+
     function openMenu(row, entry, x, y) {
         sidebar.actions.openFor(sidebar.model, row);
         if (sidebar.actions.hasMenu)
@@ -29,11 +38,16 @@ Item {
 
         objectName: "sidebarEntries"
         anchors.fill: parent
-        model: sidebar.model
+        // The model is given apart from the pool (above).
+        Component.onCompleted: sidebar.showModel()
         spacing: 0
         leftMargin: 10
         rightMargin: 10
         boundsBehavior: Flickable.StopAtBounds
+        // A row pushed out of sight serves the next entry that comes in. While
+        // pushes queue up, a row dropped instead would wait for the queue to
+        // empty before it went: tens of kilobytes held for each new entry.
+        reuseItems: true
         keyNavigationEnabled: false
         activeFocusOnTab: true
         // The keyboard's focus is on the selected entry, where a screen
@@ -56,6 +70,10 @@ Item {
             width: ListView.view.width - ListView.view.leftMargin - ListView.view.rightMargin
             onClicked: sidebar.model.select(index)
             onContextMenuRequested: (x, y) => sidebar.openMenu(index, entry, x, y)
+            // Hidden while it waits, so that neither assistive tools nor the
+            // pointer meet the entry it showed last.
+            ListView.onPooled: visible = false
+            ListView.onReused: visible = true
         }
 
         Connections {

@@ -628,6 +628,39 @@ private slots:
         }
     }
 
+    void aBurstOfNewEntriesReusesTheSidebarsRows_data() {
+        QTest::addColumn<AppTab>("tab");
+        QTest::newRow("policies") << AppTab::policies;
+        QTest::newRow("sessions") << AppTab::sessions;
+    }
+
+    // While pushes queue up, the views take each at once, and what they drop
+    // waits for the queue to empty before it is deleted. Each push of a new
+    // policy or session pushes a sidebar row out of sight: the sidebar takes
+    // it up again for the next rather than make rows without end. (Reused
+    // rows are checked against the store by screenFollowsTheStore.)
+    void aBurstOfNewEntriesReusesTheSidebarsRows() {
+        QFETCH(AppTab, tab);
+        Rig rig(records(30));
+        rig.scene.appState.setSelectedTab(tab);
+        rig.settle();
+        for (int n = 0; n < 40; ++n)
+            rig.add(record(100 + n, QStringLiteral("e%1").arg(n), fileDenial(100 + n)));
+        const qsizetype shown = rig.sidebarEntries().size();
+        QVERIFY(shown > 5);
+
+        QSet<QQuickItem*> made;
+        for (int n = 0; n < 200; ++n) {
+            // No turn of the event loop between them, as in a backlog.
+            rig.store.addPrompt(QUuid::createUuid(), QStringLiteral("b%1").arg(n),
+                                QStringLiteral("/burst/%1/.zor/policy.yml").arg(n), fileDenial(n),
+                                false);
+            for (QQuickItem* row : rig.sidebarEntries())
+                made.insert(row);
+        }
+        QCOMPARE_LT(made.size(), 2 * shown);
+    }
+
     // The sidebar's scroll bar, made after the first frame, stands at the
     // entries' trailing edge at their full height and follows them: whole
     // while they fit, a part once they do not, at the end once the last shows.
