@@ -1,5 +1,7 @@
 #include "platform/portable/ClosedOutput.h"
 
+#include "platform/portable/SignalActions.h"
+
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -15,15 +17,9 @@ extern "C" void takeBrokenPipe(int) {}
 } // namespace
 
 void survivePipesClosedUnderfoot() {
-    struct sigaction current {};
     // One started with the signal ignored already survives, as its parent meant.
-    if (::sigaction(SIGPIPE, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
-        return;
-    struct sigaction action {};
-    action.sa_handler = takeBrokenPipe;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    ::sigaction(SIGPIPE, &action, nullptr);
+    if (!isSignalIgnored(SIGPIPE))
+        setSignalAction(SIGPIPE, takeBrokenPipe);
 }
 
 void openClosedStandardStreams() {

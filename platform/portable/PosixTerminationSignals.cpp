@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/MainThread.h"
+#include "platform/portable/SignalActions.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -36,19 +37,6 @@ extern "C" void forwardRequest(int signal) {
     errno = savedErrno;
 }
 
-void setAction(int signal, void (*handler)(int), int flags = 0) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART | flags;
-    ::sigaction(signal, &action, nullptr);
-}
-
-bool isIgnored(int signal) {
-    struct sigaction current {};
-    return ::sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_IGN;
-}
-
 } // namespace
 
 void PosixTerminationSignals::watch(std::function<void()> handler) {
@@ -70,14 +58,14 @@ void PosixTerminationSignals::watch(std::function<void()> handler) {
     notifier = new QSocketNotifier(readEnd, QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { takeRequest(); });
     for (const Request& request : kRequests) {
-        if (isIgnored(request.signal))
+        if (isSignalIgnored(request.signal))
             continue;
         watched.append(request.signal);
         // The same signal again finds the system's action at once, even
         // while the main thread is too stuck to take the first. Another
         // signal right behind it, as a logout's hangup follows its SIGTERM,
         // is still only a request.
-        setAction(request.signal, &forwardRequest, SA_RESETHAND);
+        setSignalAction(request.signal, &forwardRequest, SA_RESETHAND);
     }
 }
 
@@ -88,7 +76,7 @@ void PosixTerminationSignals::takeRequest() {
     // The first request is taken; any signal behind it finds the system's action.
     notifier->setEnabled(false);
     for (const int signal : std::as_const(watched))
-        setAction(signal, SIG_DFL);
+        setSignalAction(signal, SIG_DFL);
     for (const Request& request : kRequests)
         if (request.signal == number)
             logger(LogCategory::app).info("Termination requested by %{public}s", {request.name});
