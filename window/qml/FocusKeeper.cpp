@@ -11,27 +11,20 @@ FocusKeeper::FocusKeeper(QQuickWindow& window)
     followFocus();
 }
 
-namespace {
-
-// A loader whose item went while it had the focus holds it, with nothing in it.
-bool isEmptyLoader(const QQuickItem* item) {
-    return item->inherits("QQuickLoader") && !item->property("item").value<QObject*>();
-}
-
-} // namespace
-
 void FocusKeeper::followFocus() {
     disconnect(visibilityWatch);
     focused = window.activeFocusItem();
     if (!focused)
         return;
     if (focused->inherits("QQuickLoader")) {
-        // The focus reaches the loader before its item has gone: looked at
-        // once the change that led here is over.
+        // A loader whose item went while it had the focus holds it, with
+        // nothing in it. The focus reaches the loader before its item has
+        // gone: looked at once the change that led here is over.
         QMetaObject::invokeMethod(
             this,
             [this, loader = focused] {
-                if (loader && loader == window.activeFocusItem() && isEmptyLoader(loader))
+                if (loader && loader == window.activeFocusItem() &&
+                    !loader->property("item").value<QObject*>())
                     moveFocusFrom(loader);
             },
             Qt::QueuedConnection);
