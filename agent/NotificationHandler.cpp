@@ -11,6 +11,8 @@
 #include <QMutex>
 #include <QSemaphore>
 #include <cmath>
+#include <utility>
+#include <variant>
 
 namespace zor {
 
@@ -44,7 +46,12 @@ NotificationHandler::NotificationHandler(AgentConnector& connector, Clock& clock
     , connector(connector)
     , clock(clock)
     , serviceName(QString::fromLatin1(kAgentMachServiceName))
-    , feed([this] { return state ? state->promptStore() : nullptr; }, clock) {
+    , feed([this] { return state ? state->promptStore() : nullptr; }, clock)
+    , inbox(AgentInbox::create(
+          [self = QPointer<NotificationHandler>(this)](std::vector<AgentInbox::Item> items) {
+              if (self)
+                  self->takeFromAgent(std::move(items));
+          })) {
     requireMainThread("NotificationHandler");
 }
 
@@ -169,7 +176,7 @@ void NotificationHandler::syncPrompts() {
         endSyncWait();
         return;
     }
-    proxy->getPromptsWithReply([self](const QByteArray& data) {
+    proxy->getPromptsWithReply([self, inbox = inbox](const QByteArray& data) {
         // The records reach the store in batches as they are read, so that
         // the first rows show while the rest are still read. One bad record
         // costs that record only.
@@ -180,15 +187,16 @@ void NotificationHandler::syncPrompts() {
         qint64 skipped = 0;
         const auto read = SerializablePromptItem::partialListFromJson(
             data, PromptFeed::kSyncBatchSize,
-            [self, id, &skipped](SerializablePromptItem::PartialList batch, qsizetype toCome) {
+            [self, &inbox, id, &skipped](SerializablePromptItem::PartialList batch,
+                                         qsizetype toCome) {
                 for (const auto& failure : batch.failures)
                     if (++skipped <= kSkipsToldOneByOne)
                         log().error("Skipped prompt record %ld from ZorAgent: %s",
                                     {qint64(failure.index), failure.error});
                 if (batch.records.isEmpty())
                     return;
-                onMainThread([self, id, toCome,
-                              prompts = incomingPrompts(std::move(batch.records))]() mutable {
+                inbox->post([self, id, toCome,
+                             prompts = incomingPrompts(std::move(batch.records))]() mutable {
                     if (self)
                         self->feed.addToSync(id, std::move(prompts), toCome);
                 });
@@ -198,13 +206,13 @@ void NotificationHandler::syncPrompts() {
                         {skipped - kSkipsToldOneByOne});
         if (!read) {
             log().error("Failed to decode prompts from ZorAgent");
-            onMainThread([self] {
+            inbox->post([self] {
                 if (self)
                     self->endSyncWait();
             });
             return;
         }
-        onMainThread([self, id, count = read.value()] {
+        inbox->post([self, id, count = read.value()] {
             if (!self)
                 return;
             // Without a store the feed drops the sync, and nothing is synced.
@@ -219,12 +227,17 @@ void NotificationHandler::syncPrompts() {
     });
 }
 
-void NotificationHandler::onMainThreadWithStore(PromptFeed::Change change) {
-    const QPointer<NotificationHandler> self(this);
-    onMainThread([self, change = std::move(change)]() mutable {
-        if (self && self->state)
-            self->feed.apply(std::move(change));
-    });
+void NotificationHandler::takeFromAgent(std::vector<AgentInbox::Item> items) {
+    std::vector<PromptFeed::Change> changes;
+    for (AgentInbox::Item& item : items) {
+        if (auto* change = std::get_if<PromptFeed::Change>(&item)) {
+            changes.push_back(std::move(*change));
+            continue;
+        }
+        feed.apply(std::exchange(changes, {}));
+        std::get<std::function<void()>>(item)();
+    }
+    feed.apply(std::move(changes));
 }
 
 void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData) {
@@ -233,19 +246,20 @@ void NotificationHandler::promptAddedWithPromptData(const QByteArray& promptData
         log().error("Failed to decode prompt from ZorAgent callback");
         return;
     }
-    onMainThreadWithStore([prompt = IncomingPrompt(std::move(decoded).value())](
-                              PromptStore& store) mutable { store.addPrompt(std::move(prompt)); });
+    inbox->post([prompt = IncomingPrompt(std::move(decoded).value())](PromptStore& store) mutable {
+        store.addPrompt(std::move(prompt));
+    });
 }
 
 void NotificationHandler::promptRemovedWithPromptId(const QString& promptId) {
     const auto id = parsePromptId(promptId);
     if (!id)
         return;
-    onMainThreadWithStore([id = *id](PromptStore& store) { store.removePrompt(id); });
+    inbox->post([id = *id](PromptStore& store) { store.removePrompt(id); });
 }
 
 void NotificationHandler::promptsClearedWithSessionId(const QString& sessionId) {
-    onMainThreadWithStore([sessionId](PromptStore& store) { store.markSessionEnded(sessionId); });
+    inbox->post([sessionId](PromptStore& store) { store.markSessionEnded(sessionId); });
 }
 
 void NotificationHandler::handlePrompt(const QUuid& id, const QString& action,

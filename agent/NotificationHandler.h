@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/AgentInbox.h"
 #include "agent/PromptFeed.h"
 #include "platform/AgentConnection.h"
 #include "platform/Clock.h"
@@ -83,9 +84,9 @@ private:
     // Until the first sync has ended, well or not, navigation waits for it;
     // kSyncWaitLimit at most from each connection.
     void endSyncWait();
-    // Hands `change` to the store on the main thread later, after the syncs
-    // before it, if this handler and its app state still exist then.
-    void onMainThreadWithStore(PromptFeed::Change change);
+    // On the main thread: what the connection handed over, in its order;
+    // changes that came together go to the store together.
+    void takeFromAgent(std::vector<AgentInbox::Item> items);
 
     AgentConnector& connector;
     Clock& clock;
@@ -96,6 +97,9 @@ private:
     bool hasSynced = false;
     Clock::TimerId syncWaitLimit = 0;
     PromptFeed feed;
+    // Held by the connection's calls as well: a reply may come after this
+    // handler has gone.
+    const std::shared_ptr<AgentInbox> inbox;
 };
 
 } // namespace zor

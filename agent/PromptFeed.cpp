@@ -21,15 +21,23 @@ PromptFeed::PromptFeed(StoreLookup store, Clock& clock, std::chrono::nanoseconds
     , turnBudgetNanos(turnBudget.count()) {}
 
 void PromptFeed::apply(Change change) {
+    std::vector<Change> one;
+    one.push_back(std::move(change));
+    apply(std::move(one));
+}
+
+void PromptFeed::apply(std::vector<Change> changes) {
     requireMainThread("PromptFeed::apply");
-    if (steps.empty()) {
-        if (PromptStore* target = store())
-            change(*target);
+    if (changes.empty())
         return;
+    const bool isIdle = steps.empty();
+    for (Change& change : changes) {
+        Step step;
+        step.change = std::move(change);
+        steps.push_back(std::move(step));
     }
-    Step step;
-    step.change = std::move(change);
-    steps.push_back(std::move(step));
+    if (isIdle)
+        runSteps();
 }
 
 void PromptFeed::sync(QList<IncomingPrompt> prompts, std::function<void()> onSynced) {
@@ -123,6 +131,7 @@ void PromptFeed::runSteps() {
     target->beginChanges();
     isInTurn = true;
     std::vector<std::function<void()>> synced;
+    bool hasRun = false;
     while (!steps.empty()) {
         Step& step = steps.front();
         if (step.isSync) {
@@ -134,8 +143,14 @@ void PromptFeed::runSteps() {
             if (step.onSynced)
                 synced.push_back(std::move(step.onSynced));
         } else {
+            if (hasRun && turn.nsecsElapsed() >= turnBudgetNanos) {
+                if (!clock.isPending(nextTurn))
+                    nextTurn = clock.schedule(Millis(0), this, [this] { runSteps(); });
+                break;
+            }
             step.change(*target);
         }
+        hasRun = true;
         steps.pop_front();
     }
     isInTurn = false;

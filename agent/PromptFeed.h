@@ -8,6 +8,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <vector>
 
 namespace zor {
 
@@ -18,7 +19,8 @@ class PromptStore;
 // loop, each a few milliseconds long, so that a large one never stalls the
 // window for a frame. Changes that come in meanwhile wait for it: the store
 // ends as if each sync had run in one go, and a removal that came after a sync
-// still wins over the sync's record. Each turn's changes reach the views as one.
+// still wins over the sync's record. A burst of changes takes turns as a sync
+// does. Each turn's changes reach the views as one.
 class PromptFeed final : public QObject {
     Q_OBJECT
 public:
@@ -27,8 +29,8 @@ public:
     // changes that meet no store are dropped.
     using StoreLookup = std::function<PromptStore*()>;
 
-    // How long one turn may add records before it lets the event loop run;
-    // each turn adds one record at least.
+    // How long one turn may add records or apply changes before it lets the
+    // event loop run; each turn adds one record or applies one change at least.
     static constexpr std::chrono::milliseconds kTurnBudget{4};
 
     // Turns follow one another through `clock`, after no delay: as a timer,
@@ -38,8 +40,12 @@ public:
     PromptFeed(StoreLookup store, Clock& clock, std::chrono::nanoseconds turnBudget = kTurnBudget,
                QObject* parent = nullptr);
 
-    // Main thread only. Runs at once unless a sync is under way.
+    // Main thread only. Runs at once unless a sync or an earlier burst is
+    // under way.
     void apply(Change change);
+    // Main thread only. Changes that came together: as many as fit run in the
+    // first turn, at once unless a sync or an earlier burst is under way.
+    void apply(std::vector<Change> changes);
     // Adds the prompts in their order, then logs the synced line; `onSynced`
     // runs once the views have taken the last of them.
     void sync(QList<IncomingPrompt> prompts, std::function<void()> onSynced = {});

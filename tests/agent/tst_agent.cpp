@@ -291,11 +291,81 @@ private slots:
                               "Marked 2 prompts as ended for session s1"}));
         QCOMPARE(target.prompts().size(), 2);
         QVERIFY(target.prompts().at(0).sessionEnded && target.prompts().at(1).sessionEnded);
-        // The last turn's record, removal and session end made one.
-        QCOMPARE(changes.size(), 3);
+        // A turn for each record and each change, as the budget allows one.
+        QCOMPARE(changes.size(), 5);
         // Idle again: a change runs at once.
         feed.apply([](PromptStore& s) { s.removePrompt(QUuid::fromString(kIdA)); });
         QCOMPARE(target.prompts().size(), 1);
+    }
+
+    // Changes that came together take turns as a sync's records do: as many
+    // as the budget allows reach the views as one, the first turn at once and
+    // the rest through the clock. What comes meanwhile waits its turn.
+    void aBurstOfChangesTakesTurns_data() {
+        QTest::addColumn<qint64>("budgetNanos");
+        QTest::addColumn<int>("changeCount");
+        // The burst in one turn, and the change after it at once.
+        QTest::newRow("all in one turn") << qint64(60'000'000'000) << 2;
+        QTest::newRow("one a turn") << qint64(0) << 4;
+    }
+
+    void aBurstOfChangesTakesTurns() {
+        QFETCH(qint64, budgetNanos);
+        QFETCH(int, changeCount);
+        PromptStore& target = store();
+        QSignalSpy changes(&target, &PromptStore::promptsChanged);
+        PromptFeed feed([&target] { return &target; }, *clock,
+                        std::chrono::nanoseconds(budgetNanos));
+        std::vector<PromptFeed::Change> burst;
+        for (const char* path : {"/a", "/b", "/c"})
+            burst.push_back([path](PromptStore& s) {
+                s.addPrompt("s1", "/p.yml", FileDenial{path, "read", {}});
+            });
+        feed.apply(std::move(burst));
+        QVERIFY(!target.prompts().isEmpty());
+        feed.apply([](PromptStore& s) { s.markSessionEnded("s1"); });
+        while (clock->nextTimerIn() == std::optional<Millis>(0ms))
+            clock->advance(0ms);
+        QVERIFY(!feed.isSyncing());
+        QCOMPARE(log->messages(), (QStringList{"Added prompt: file /a session=s1",
+                                               "Added prompt: file /b session=s1",
+                                               "Added prompt: file /c session=s1",
+                                               "Marked 3 prompts as ended for session s1"}));
+        QCOMPARE(changes.size(), changeCount);
+    }
+
+    // However many pushes come while the main thread is busy, one posted
+    // call takes them all, in their order among the syncs' replies.
+    void aBurstOfPushesReachesTheStoreInFewChanges() {
+        connectToAgent();
+        // A sync's reply comes among them: a removal pushed after it wins over its record.
+        handler->connect();
+        QSignalSpy changes(&store(), &PromptStore::promptsChanged);
+        constexpr int kPushes = 500;
+        QStringList ids;
+        for (int index = 0; index < kPushes; ++index) {
+            ids.append(QUuid::createUuid().toString(QUuid::WithoutBraces));
+            push("added", record(ids.last(), QStringLiteral("s%1").arg(index)).toJson());
+        }
+        connector->connections.last()->replyToPrompts(
+            SerializablePromptItem::listToJson({record(kIdA, "late")}));
+        push("removed", kIdA.toUtf8());
+        push("removed", ids.first().toUtf8());
+        queue->drain();
+        do
+            clock->advance(0ms);
+        while (clock->nextTimerIn() == std::optional<Millis>(0ms));
+
+        QCOMPARE(store().prompts().size(), kPushes - 1);
+        QCOMPARE(store().prompts().first().id, QUuid::fromString(ids.last()));
+        QCOMPARE(store().prompts().at(kPushes - 2).id, QUuid::fromString(ids.at(1)));
+        const QStringList lines = log->messages(LogCategory::promptStore);
+        QCOMPARE(lines.size(), kPushes + 3);
+        QCOMPARE(lines.at(kPushes), "Added prompt: file /etc/hosts session=late");
+        QCOMPARE(lines.at(kPushes + 1), "Removed prompt: file /etc/hosts");
+        QVERIFY(notificationLines().contains("Synced 1 prompts from ZorAgent"));
+        // A turn of a few milliseconds takes many pushes, even in a slow build.
+        QVERIFY2(changes.size() <= kPushes / 10, qPrintable(QString::number(changes.size())));
     }
 
     // A sync whose records come in batches: its turns wait for the next
