@@ -97,6 +97,9 @@ void PromptScreen::settle() {
     QCoreApplication::processEvents();
     // What the frame's layout left for the next turn: the rows' reading order.
     QCoreApplication::sendPostedEvents();
+    // What the step let go, as the loop deletes it before a hand can click: a
+    // popup whose loader went would otherwise stand in the way, modal.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 void PromptScreen::sync(const QList<SerializablePromptItem>& records) {
