@@ -74,7 +74,12 @@ Item {
         // Screen readers walk the rows in the order they are shown.
         ReadingOrder.isKept: true
 
-        Keys.onPressed: (event) => { event.accepted = pane.viewModel.handleListKey(event.key, event.modifiers); }
+        // The rows at the edges of what the bars leave in view measure a page.
+        Keys.onPressed: (event) => {
+            event.accepted = pane.viewModel.handleListKey(
+                event.key, event.modifiers, list.indexAt(0, list.contentY),
+                list.indexAt(0, list.contentY + list.height - list.bottomMargin - 1));
+        }
         onActiveFocusChanged: pane.viewModel.isListFocused = activeFocus
         onWidthChanged: pane.viewModel.listResized()
         onMovementStarted: pane.viewModel.listMovedByUser()
@@ -110,9 +115,16 @@ Item {
                 if (pane.viewModel.isListFocused)
                     list.forceActiveFocus();
             }
-            // The highlight stays in sight as the arrow keys move it.
+            // The highlight stays in sight as the keys move it, above the
+            // bars over the list's foot, which Contain knows nothing of.
             function onKeepRowInView(row) {
+                // A bar that came with this key is laid out only at the next frame.
+                footBars.forceLayout();
                 list.positionViewAtIndex(row, ListView.Contain);
+                const item = list.itemAtIndex(row);
+                if (item)
+                    list.contentY = Math.max(list.contentY,
+                                             item.y + item.height + list.bottomMargin - list.height);
             }
             function onShowFirstRow() {
                 list.positionViewAtBeginning();
@@ -157,9 +169,11 @@ Item {
         anchors.right: parent.right
         anchors.bottom: parent.bottom
 
-        // Each made from its own file while it shows.
+        // Each made from its own file while it shows; a loader keeps the
+        // height of what it held, and only a shown one counts.
         Loader {
             width: parent.width
+            visible: active
             active: (pane.group.state === GroupDecision.State.deciding && pane.group.showsProgress)
                     || pane.group.outcome !== ""
             Component.onCompleted: setSource(Qt.resolvedUrl("GroupBar.qml"), {group: pane.group})
@@ -167,6 +181,7 @@ Item {
 
         Loader {
             width: parent.width
+            visible: active
             active: pane.viewModel.selectedCount > 1
             Component.onCompleted: setSource(Qt.resolvedUrl("SelectionBar.qml"),
                                              {viewModel: pane.viewModel, group: pane.group})

@@ -263,7 +263,22 @@ void PromptsViewModel::highlightAt(int target, bool isExtending) {
     emit keepRowInView(target);
 }
 
-bool PromptsViewModel::handleListKey(int key, int modifiers) {
+void PromptsViewModel::movePage(int direction, bool isExtending, int topShownRow,
+                                int bottomShownRow) {
+    const int count = listModel.count();
+    const int top = std::clamp(topShownRow, 0, count - 1);
+    // Below the last row the view shows nothing.
+    const int bottom = bottomShownRow < 0 ? count - 1 : std::clamp(bottomShownRow, top, count - 1);
+    const int page = std::max(1, bottom - top);
+    const int row = highlightedRow();
+    const int edge = direction > 0 ? bottom : top;
+    // First to the view's edge; from there a page on, as the view then
+    // shows it at the same edge.
+    const bool isAtEdge = row >= 0 && (direction > 0 ? row >= bottom : row <= top);
+    highlightAt(std::clamp(isAtEdge ? row + direction * page : edge, 0, count - 1), isExtending);
+}
+
+bool PromptsViewModel::handleListKey(int key, int modifiers, int topShownRow, int bottomShownRow) {
     if (isContextMenuKey(key, modifiers)) {
         const int row = highlightedRow();
         if (const PromptItem* item = row >= 0 ? listModel.promptAt(row) : nullptr)
@@ -286,6 +301,12 @@ bool PromptsViewModel::handleListKey(int key, int modifiers) {
         if ((!isPlain && !isShifted) || listModel.count() == 0)
             return false;
         highlightAt(key == Qt::Key_Home ? 0 : listModel.count() - 1, isShifted);
+        return true;
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+        if ((!isPlain && !isShifted) || listModel.count() == 0)
+            return false;
+        movePage(key == Qt::Key_PageUp ? -1 : 1, isShifted, topShownRow, bottomShownRow);
         return true;
     case Qt::Key_Delete:
     case Qt::Key_Backspace: // what the Mac's delete key sends

@@ -86,11 +86,14 @@ public:
     // highlighted, or toggled in the selection, or the selection reaches it
     // from where the last click left it.
     Q_INVOKABLE void clickPrompt(const QString& promptId, zor::PromptsViewModel::Click click);
-    // Keys pressed while the list has focus: the arrows move the highlight,
-    // with Shift they reach the selection along; Delete and Backspace
-    // dismiss; the menu key asks for the highlighted prompt's context menu.
-    // True when the key was one of them.
-    Q_INVOKABLE bool handleListKey(int key, int modifiers);
+    // Keys pressed while the list has focus: the arrows, Home, End, Page Up
+    // and Page Down move the highlight, with Shift they reach the selection
+    // along; Delete and Backspace dismiss; the menu key asks for the
+    // highlighted prompt's context menu. True when the key was one of them.
+    // The rows at the top and bottom edges of the list's view measure a
+    // page; -1 where no row is.
+    Q_INVOKABLE bool handleListKey(int key, int modifiers, int topShownRow = -1,
+                                   int bottomShownRow = -1);
     // On the highlighted prompt, or, when more are selected, on all of them
     // as a group, asked first.
     Q_INVOKABLE bool decideHighlighted(zor::PromptDecider::Decision decision);
@@ -145,6 +148,8 @@ private:
     void moveHighlight(int delta, bool isExtending);
     // Highlights the row, reaching the selection out to it with Shift.
     void highlightAt(int row, bool isExtending);
+    // To the row at the view's edge, or a page on from there.
+    void movePage(int direction, bool isExtending, int topShownRow, int bottomShownRow);
     void highlightRow(int row);
     // Selects the prompts from the anchor's row to `row`.
     void selectRange(int row);

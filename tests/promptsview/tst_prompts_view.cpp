@@ -609,6 +609,67 @@ private slots:
         QCOMPARE(rig.mismatch(), QString());
     }
 
+    // Page Down reaches the row at the foot of the view, then a page on from
+    // there, Page Up the same upwards; Shift reaches the selection along, and
+    // the ends stop them. The highlight stays where the user can click it.
+    void pageKeysMoveAPageAtATime() {
+        Rig rig(records(60));
+        const auto indexOf = [&](QQuickItem* row) {
+            return row ? int(rig.listModel().rowOf(QUuid(row->property("promptId").toString())))
+                       : -1;
+        };
+        const auto press = [&](QKeyCombination keys) {
+            const QList<QQuickItem*> shown = rig.rowsInView();
+            rig.keys(QKeySequence(keys));
+            QQuickItem* highlighted = rig.highlightedRow();
+            if (!highlighted || !rig.isClickable(highlighted))
+                return std::tuple(-1, -1, -1);
+            return std::tuple(indexOf(shown.first()), indexOf(shown.last()), indexOf(highlighted));
+        };
+        auto [top, bottom, row] = press(Qt::Key_PageDown);
+        QCOMPARE(top, 0);
+        QVERIFY(bottom > 2);
+        QCOMPARE(row, bottom);
+        QCOMPARE(rig.listModel().selectedCount(), 1);
+        const int page = bottom - top;
+        const int firstPageEnd = row;
+        std::tie(top, bottom, row) = press(Qt::Key_PageDown);
+        QCOMPARE(bottom, firstPageEnd);
+        QCOMPARE(row, firstPageEnd + page);
+        std::tie(top, bottom, row) = press(Qt::Key_PageUp);
+        QVERIFY(top > 0);
+        QCOMPARE(row, top);
+        const int anchorRow = row;
+        std::tie(top, bottom, row) = press(Qt::SHIFT | Qt::Key_PageUp);
+        QCOMPARE(row, std::max(0, anchorRow - page));
+        QCOMPARE(rig.listModel().selectedCount(), anchorRow - row + 1);
+        rig.keys(QKeySequence(Qt::Key_End));
+        std::tie(top, bottom, row) = press(Qt::Key_PageDown);
+        QCOMPARE(row, 59);
+        QCOMPARE(rig.highlighted(), rig.listModel().promptAt(59)->id);
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
+    // The selection's bar lies over the list's foot: the row the keys reach
+    // stays above it, and once it goes it leaves no room behind.
+    void theBarsOverTheFootLeaveTheLastRowInReach() {
+        Rig rig(records(30));
+        rig.keys(QKeySequence(Qt::Key_Down));
+        rig.keys(QKeySequence(Qt::SHIFT | Qt::Key_End));
+        QCOMPARE(rig.listModel().selectedCount(), 30);
+        QVERIFY(rig.item("selectionBar")->isVisible());
+        QQuickItem* last = rig.highlightedRow();
+        QVERIFY(last);
+        QCOMPARE(last, rig.rows().last());
+        QVERIFY(rig.isClickable(last));
+
+        rig.keys(QKeySequence(Qt::Key_End));
+        QCOMPARE(rig.listModel().selectedCount(), 1);
+        QCOMPARE(rig.highlightedRow(), last);
+        QCOMPARE(last->mapRectToItem(rig.list(), last->boundingRect()).bottom(),
+                 rig.list()->height());
+    }
+
     // Tab and Shift+Tab always lead back to the list, and show where they are.
     void focusComesBackToTheList() {
         Rig rig;
@@ -844,7 +905,6 @@ private slots:
             // The bar comes with the selection, each time; the highlight stays.
             rig.click(rig.item("selectionClear"));
             QCOMPARE(rig.listModel().selectedCount(), 1);
-            QVERIFY(!rig.item("selectionBar"));
             rig.clickRow(rig.rowOf(prompts[2]));
             rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
             QVERIFY(rig.item("selectionBar"));
@@ -900,7 +960,6 @@ private slots:
         // prompts' selection went with them.
         rig.settle();
         QCOMPARE(rig.item("groupOutcome")->property("text").toString(), outcome);
-        QVERIFY(!rig.item("selectionBar"));
         rig.click(rig.popupItem("Close"));
         rig.settle();
         QVERIFY(!rig.item("groupBar"));
@@ -998,7 +1057,6 @@ private slots:
         }
         QCOMPARE(rig.listModel().selectedCount(), 1);
         rig.settle();
-        QVERIFY(!rig.item("selectionBar"));
         QTRY_VERIFY(rig.list()->hasActiveFocus());
         const std::optional<QUuid> before = rig.store.highlightedPromptId();
         rig.keys(QKeySequence(Qt::Key_Up));
