@@ -305,11 +305,10 @@ std::optional<QString> NotificationHandler::getBuildNumber() {
         std::optional<QString> buildNumber;
     };
     const auto wait = std::make_shared<Wait>();
-    const auto proxy =
-        current->remoteObjectProxyWithErrorHandler([wait](const PlatformError& error) {
-            log().error("ZorAgent proxy error (getBuildNumber): %s", {error.localizedDescription});
-            wait->semaphore.release();
-        });
+    auto proxy = current->remoteObjectProxyWithErrorHandler([wait](const PlatformError& error) {
+        log().error("ZorAgent proxy error (getBuildNumber): %s", {error.localizedDescription});
+        wait->semaphore.release();
+    });
     proxy->getBuildNumberWithReply([wait](const QString& buildNumber) {
         {
             QMutexLocker lock(&wait->mutex);
@@ -317,7 +316,12 @@ std::optional<QString> NotificationHandler::getBuildNumber() {
         }
         wait->semaphore.release();
     });
-    if (!clock.tryAcquire(wait->semaphore, kBuildNumberTimeout)) {
+    const bool isAnswered = clock.tryAcquire(wait->semaphore, kBuildNumberTimeout);
+    // A reconnect may have let go of the connection meanwhile: should this
+    // be its last holder, it ends on the main thread, which owns it, rather
+    // than keep this worker waiting for its thread.
+    onMainThread([held = std::move(current), heldProxy = std::move(proxy)] {});
+    if (!isAnswered) {
         log().error("ZorAgent getBuildNumber timed out");
         return std::nullopt;
     }

@@ -88,6 +88,10 @@ public:
         : serviceName(std::move(serviceName))
         , queue(queue)
         , isAgentAbsent(isAgentAbsent) {}
+    ~FakeAgentConnection() override {
+        if (onDestroyed)
+            onDestroyed();
+    }
 
     void setInvalidationHandler(Handler handler) override {
         invalidationHandler = std::move(handler);
@@ -139,6 +143,8 @@ public:
 
     QList<FakeAgentCall> calls() const { return recorded; }
     int invalidateCount() const { return invalidations; }
+    // Runs in the destructor, on whichever thread let go of it last.
+    std::function<void()> onDestroyed;
     bool hasHandlers() const { return invalidationHandler || interruptionHandler; }
 
     const QString serviceName;

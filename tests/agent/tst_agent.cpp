@@ -548,6 +548,24 @@ private slots:
         settle();
         QTEST(redactedLines(), "lines");
     }
+
+    // A link that ends during the wait lets go of the connection: the worker
+    // then holds it last, and hands it to the main thread, which owns it.
+    void aConnectionLeftToTheBuildNumberEndsOnTheMainThread() {
+        std::atomic<int> endedOnMainThread = -1;
+        connectToAgent()->onDestroyed = [&endedOnMainThread] {
+            endedOnMainThread = isMainThread();
+        };
+        auto query = std::async(std::launch::async, [this] { return handler->getBuildNumber(); });
+        QTRY_COMPARE(clock->waitingCount(), 1);
+        connector->connections.clear();
+        handler->disconnect();
+        queue->drain();
+        QTRY_VERIFY(query.wait_for(0s) == std::future_status::ready);
+        QCOMPARE(query.get(), std::nullopt);
+        settle();
+        QCOMPARE(endedOnMainThread.load(), 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(AgentLinkTest)
