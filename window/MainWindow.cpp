@@ -130,13 +130,25 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     // What the first frame does not show is made after it, once the frame is
     // out and the event loop turns: not while the frame is still being handed
     // on. So is the controls' palette, which that frame does not use either.
+    // The setup screen takes longer to make than a frame lasts: unless its
+    // tab is the one shown, it waits for the frame that shows the prompt list
+    // made after the first, so that prompts there at launch show sooner.
+    const auto afterFrame = Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection);
+    const auto makeSetupScreen = [this] { quickWindow->setProperty("isSetupDue", true); };
     connect(
         quickWindow.get(), &QQuickWindow::frameSwapped, this,
-        [this] {
+        [this, &appState, afterFrame, makeSetupScreen] {
             followSystemPalette(*engine, *quickWindow);
             quickWindow->setProperty("hasFirstFrame", true);
+            if (appState.selectedTab() == AppTab::setup) {
+                makeSetupScreen();
+                return;
+            }
+            connect(quickWindow.get(), &QQuickWindow::frameSwapped, this, makeSetupScreen,
+                    afterFrame);
+            quickWindow->update();
         },
-        Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection));
+        afterFrame);
     focusKeeper = std::make_unique<qml::FocusKeeper>(*quickWindow);
     splitController->setScreenArea([window = quickWindow.get()] {
         const QScreen* screen = window->screen();

@@ -31,6 +31,9 @@ T.ApplicationWindow {
     // Set once the window has drawn its first frame; what that frame does not
     // show is made after it.
     property bool hasFirstFrame: false
+    // Set once the setup screen is to be made: after the first frame, or
+    // after the one that follows it on the prompt tabs.
+    property bool isSetupDue: false
     readonly property real dividerThickness: 1
     readonly property rect frame: Qt.rect(x, y, width, height)
     readonly property size paneWidths: Qt.size(sidebar.width, detail.width)
@@ -136,6 +139,7 @@ T.ApplicationWindow {
             quitAction: quitAction
             quitKeys: quitShortcut.nativeText
             hasFirstFrame: window.hasFirstFrame
+            isSetupDue: window.isSetupDue
         }
 
         Item {

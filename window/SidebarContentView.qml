@@ -20,13 +20,15 @@ Rectangle {
     required property bool hasMainMenu
     required property T.Action quitAction
     required property string quitKeys
-    // Set once the window has drawn its first frame. The setup screen is made
-    // then, as that frame does not show it, so that its first checks run at
-    // launch; so is the entries' scroll bar.
+    // Set once the window has drawn its first frame, which does not show the
+    // entries' scroll bar: it is made then.
     required property bool hasFirstFrame
+    // Set soon after the first frame, which does not show the setup screen
+    // either: it is made then, so that its first checks run at launch.
+    required property bool isSetupDue
 
     // From its own file, so that its types are read only then.
-    onHasFirstFrameChanged: if (hasFirstFrame)
+    onIsSetupDueChanged: if (isSetupDue)
         setupLoader.setSource("qrc:/qt/qml/Zor/setup/SetupView.qml",
                               {monitor: serviceMonitor, repairs: serviceRepairs, topPadding: 0})
 

@@ -812,6 +812,41 @@ private slots:
                                 .arg(list->height())));
     }
 
+    // Prompts there at launch show in the frame after the first: the setup
+    // screen, slower to make than a frame, is begun only once that frame is
+    // out, unless its own tab is the one shown.
+    void theSetupScreenWaitsForTheListsFirstFrame_data() {
+        QTest::addColumn<AppTab>("tab");
+        QTest::newRow("on the policies tab") << AppTab::policies;
+        QTest::newRow("on the setup tab") << AppTab::setup;
+    }
+    void theSetupScreenWaitsForTheListsFirstFrame() {
+        QFETCH(AppTab, tab);
+        SetupScene setup;
+        PromptsScene prompts;
+        prompts.addSamplePrompts();
+        prompts.appState.setSelectedTab(tab);
+        MainWindow mainWindow(prompts.appState, {.serviceMonitor = *setup.monitor,
+                                                 .serviceRepairs = *setup.repairs,
+                                                 .notificationHandler = prompts.handler,
+                                                 .clipboard = prompts.clipboard});
+        QQuickWindow* window = mainWindow.window();
+        const QObject* setupLoader = window->findChild<QObject*>("setupLoader");
+        QVERIFY(setupLoader);
+        // The setup loader's state as each frame goes out that shows the list.
+        QList<bool> isSetupBegunAtListFrames;
+        connect(window, &QQuickWindow::frameSwapped, this, [&] {
+            if (window->findChild<QQuickItem*>("promptList"))
+                isSetupBegunAtListFrames << (setupLoader->property("status").toInt() != 0);
+        });
+        mainWindow.show();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        QTRY_VERIFY(setupLoader->property("item").value<QObject*>());
+        QVERIFY(setup.settle());
+        QVERIFY(!isSetupBegunAtListFrames.isEmpty());
+        QCOMPARE(isSetupBegunAtListFrames.first(), tab == AppTab::setup);
+    }
+
     void tabsSetupScreenPresenceAndAlerts() {
         SetupScene scene;
         // The outdated agent is asked again on every poll.
