@@ -26,7 +26,9 @@ public:
     // The messages, in the clear, optionally of one category only.
     QStringList messages(std::optional<LogCategory> category = std::nullopt) const {
         QStringList out;
-        for (const LogRecord& r : records())
+        // A const list, which iterating does not copy again.
+        const QList<LogRecord> all = records();
+        for (const LogRecord& r : all)
             if (!category || r.category == *category)
                 out.append(r.message());
         return out;
