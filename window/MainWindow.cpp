@@ -133,11 +133,11 @@ MainWindow::MainWindow(AppState& appState, MainWindowServices services, QObject*
     // The setup screen takes longer to make than a frame lasts: unless its
     // tab is the one shown, it waits for the frame that shows the prompt list
     // made after the first, so that prompts there at launch show sooner.
-    const auto afterFrame = Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection);
+    constexpr auto afterFrame = Qt::ConnectionType(Qt::SingleShotConnection | Qt::QueuedConnection);
     const auto makeSetupScreen = [this] { quickWindow->setProperty("isSetupDue", true); };
     connect(
         quickWindow.get(), &QQuickWindow::frameSwapped, this,
-        [this, &appState, afterFrame, makeSetupScreen] {
+        [this, &appState, makeSetupScreen] {
             followSystemPalette(*engine, *quickWindow);
             quickWindow->setProperty("hasFirstFrame", true);
             if (appState.selectedTab() == AppTab::setup) {
