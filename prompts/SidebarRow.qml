@@ -102,15 +102,15 @@ Rectangle {
         id: hover
     }
 
-    // The policy path, as it is. Made when hovered: most entries never show theirs.
+    // The policy path, as it is. Made when hovered: most entries never show
+    // theirs. From its file, which is read only then: named here, its type
+    // would be read before the window's first frame.
     Loader {
         active: hover.hovered && row.tooltip.length > 0
-        sourceComponent: PlainToolTip {
-            parent: row
-            text: row.tooltip
-            delay: 600
-            visible: true
-        }
+        onActiveChanged: if (active)
+            setSource("qrc:/qt/qml/Zor/window/PlainToolTip.qml", {
+                parent: row, text: Qt.binding(() => row.tooltip), delay: 600, visible: true
+            })
     }
 
     TapHandler {

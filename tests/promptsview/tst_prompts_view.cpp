@@ -81,6 +81,10 @@ struct Rig : PromptScreen {
         QTest::mouseMove(window, QPoint(0, 0));
         QTest::mouseMove(window,
                          entry->mapToScene({entry->width() / 2, entry->height() / 2}).toPoint());
+        return isToolTipShowing(text);
+    }
+    // Whether a popup shows `text`, or comes to within a while.
+    bool isToolTipShowing(const QString& text) {
         return QTest::qWaitFor(
             [&] {
                 const QList<QQuickItem*> items = itemsOf(window);
@@ -756,7 +760,8 @@ private slots:
         QVERIFY2(qAbs(end() - 1) < 0.001, qPrintable(QString::number(end())));
     }
 
-    // Hovering an entry shows a tool tip with the entry's text.
+    // Hovering an entry shows a tool tip with the entry's text, each time
+    // the pointer comes back to it.
     void aToolTipShowsOnHover() {
         Rig rig;
         QQuickItem* policyEntry = nullptr;
@@ -765,6 +770,14 @@ private slots:
                 policyEntry = entry;
         QVERIFY(policyEntry);
         QVERIFY(rig.isToolTipShownOnHover(policyEntry));
+        QVERIFY(rig.isToolTipShownOnHover(policyEntry));
+        // A row given to another entry, as the list reuses its rows, shows
+        // that entry's text, not the one it showed before.
+        policyEntry->setProperty("tooltip", "/work/other/.zor/policy.yml");
+        QVERIFY(rig.isToolTipShownOnHover(policyEntry));
+        // And one whose text changes while it shows follows it.
+        policyEntry->setProperty("tooltip", "/work/third/.zor/policy.yml");
+        QVERIFY(rig.isToolTipShowing("/work/third/.zor/policy.yml"));
     }
 
     // The decision keys decide the highlighted prompt, or ask about the
