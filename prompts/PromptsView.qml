@@ -102,7 +102,11 @@ Rectangle {
 
         objectName: "emptyState"
         anchors.centerIn: listPane
-        width: Math.min(parent.width - 40, 360)
+        // Shown, the pane is at least 420 wide, but while it folds away or
+        // back. Bound to its width, the texts would be wrapped again at each
+        // width it takes as the window is laid out, down to a letter a line,
+        // and at each frame of its folding.
+        width: 360
         spacing: 12
         visible: view.viewModel.contentState !== PromptsViewModel.ContentState.list
 
