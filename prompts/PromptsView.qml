@@ -102,10 +102,10 @@ Rectangle {
 
         objectName: "emptyState"
         anchors.centerIn: listPane
-        // Shown, the pane is at least 420 wide, but while it folds away or
-        // back. Bound to its width, the texts would be wrapped again at each
-        // width it takes as the window is laid out, down to a letter a line,
-        // and at each frame of its folding.
+        // At rest the pane is at least 420 wide; it is narrower only while it
+        // folds away or back. Bound to its width, the texts would be wrapped
+        // again at each width it takes as the window is laid out, down to a
+        // letter a line, and at each frame of its folding.
         width: 360
         spacing: 12
         visible: view.viewModel.contentState !== PromptsViewModel.ContentState.list
