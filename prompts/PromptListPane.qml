@@ -1,5 +1,5 @@
 import QtQuick
-import QtQuick.Controls
+import QtQuick.Templates as T
 import Zor
 
 // The prompt list, and what acts on its rows: the decision keys, the rows'
@@ -65,10 +65,7 @@ Item {
         // show the next prompts that come into sight: a sync's turns then
         // fill the rows they have, rather than make and drop them.
         reuseItems: true
-        // A drag of the bar moves the list without a flick.
-        ScrollBar.vertical: ScrollBar {
-            onPressedChanged: if (pressed) pane.viewModel.listMovedByUser()
-        }
+        T.ScrollBar.vertical: scrollBar.item
         Accessible.role: Accessible.List
         Accessible.name: "Prompts"
         // Screen readers walk the rows in the order they are shown.
@@ -146,6 +143,30 @@ Item {
                 list.forceLayout();
                 list.positionViewAtIndex(row, ListView.Contain);
             }
+        }
+    }
+
+    // Where the list would put a bar of its own, at its trailing edge, its
+    // full height. Read on the loader's thread, as the sidebar's: naming the
+    // style's bar here would have the style imported before the first rows.
+    Loader {
+        id: scrollBar
+
+        anchors.top: list.top
+        anchors.bottom: list.bottom
+        anchors.right: list.right
+        visible: list.visible
+        asynchronous: true
+        source: "StyleScrollBar.qml"
+    }
+
+    // A drag of the bar moves the list without a flick.
+    Connections {
+        target: scrollBar.item
+
+        function onPressedChanged() {
+            if (scrollBar.item.pressed)
+                pane.viewModel.listMovedByUser();
         }
     }
 

@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls
 import QtQuick.Templates as T
 import Zor
 
@@ -7,6 +6,8 @@ import Zor
 //
 // Placed with anchors rather than layouts: its height is known the moment the
 // list makes it, so that a scroll to a row lands where the row really is.
+// Drawn on the templates, each part in its own colours: the style's would be
+// read, its plugin loaded, before the first rows could show.
 Rectangle {
     id: row
 
@@ -104,7 +105,7 @@ Rectangle {
         onTapped: (eventPoint) => row.contextMenuRequested(eventPoint.position.x, eventPoint.position.y)
     }
 
-    component DecisionButton: AbstractButton {
+    component DecisionButton: T.AbstractButton {
         id: button
 
         required property int decision
@@ -114,6 +115,10 @@ Rectangle {
 
         enabled: row.decider.isEnabled(decision, row.sessionEnded, row.isProcessing)
         text: row.decider.labels[decision]
+        implicitWidth: Math.max(implicitBackgroundWidth + leftInset + rightInset,
+                                implicitContentWidth + leftPadding + rightPadding)
+        implicitHeight: Math.max(implicitBackgroundHeight + topInset + bottomInset,
+                                 implicitContentHeight + topPadding + bottomPadding)
         font.pixelSize: 10
         leftPadding: 6
         rightPadding: 6
@@ -156,7 +161,7 @@ Rectangle {
         implicitWidth: chipLabel.implicitWidth + buttonRow.implicitWidth
         implicitHeight: chipLabel.implicitHeight
 
-        Label {
+        T.Label {
             id: chipLabel
 
             text: group.label
@@ -200,7 +205,7 @@ Rectangle {
                                                     : SetupTheme.rowGlyph
     }
 
-    Label {
+    T.Label {
         id: titleLabel
 
         objectName: "promptTitle"
@@ -215,7 +220,7 @@ Rectangle {
         font.weight: Font.Medium
         color: row.primaryOnRow
     }
-    Label {
+    T.Label {
         id: processLabel
 
         objectName: "promptProcess"
@@ -230,7 +235,7 @@ Rectangle {
         font.pixelSize: 11
         color: row.secondaryOnRow
     }
-    Label {
+    T.Label {
         id: sessionEndedLabel
 
         objectName: "sessionEndedBadge"

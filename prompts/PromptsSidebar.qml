@@ -100,7 +100,9 @@ Item {
         anchors.bottom: entries.bottom
         anchors.right: entries.right
         active: sidebar.isScrollBarMade
-        source: "SidebarScrollBar.qml"
+        // Read on the loader's thread: the style is imported with it.
+        asynchronous: true
+        source: "StyleScrollBar.qml"
     }
 
     // Over the entries, not scrolled with them.

@@ -549,11 +549,14 @@ private slots:
                 QCoreApplication::sendEvent(rig.window, &wheel);
             }
         } else if (move == "bar") {
+            // Made after the list, from its own file.
             QQuickItem* bar = nullptr;
-            for (QQuickItem* child : rig.list()->childItems())
-                if (child->inherits("QQuickScrollBar"))
-                    bar = child;
-            QVERIFY(bar);
+            QTRY_VERIFY([&] {
+                for (QQuickItem* child : rig.item("promptsView")->findChildren<QQuickItem*>())
+                    if (child->inherits("QQuickScrollBar"))
+                        bar = child;
+                return bar != nullptr;
+            }());
             const QPoint at = bar->mapToScene({bar->width() / 2, bar->height() / 2}).toPoint();
             QTest::mousePress(rig.window, Qt::LeftButton, {}, at);
             QTest::mouseRelease(rig.window, Qt::LeftButton, {}, at);
@@ -726,22 +729,32 @@ private slots:
         QCOMPARE_LT(made.size(), 2 * shown);
     }
 
-    // The sidebar's scroll bar, made after the first frame, stands at the
-    // entries' trailing edge at their full height and follows them: whole
-    // while they fit, a part once they do not, at the end once the last shows.
-    void theSidebarScrollsItsEntries() {
+    // Each list's scroll bar, made after the views that show first, stands at
+    // the list's trailing edge at its full height and follows it: whole while
+    // the rows fit, a part once they do not, at the end once the last shows.
+    void eachListScrollsItsRows_data() {
+        QTest::addColumn<QByteArray>("pane");
+        QTest::addColumn<QByteArray>("list");
+        QTest::newRow("the sidebar's entries")
+            << QByteArray("promptsSidebar") << QByteArray("sidebarEntries");
+        QTest::newRow("the prompts") << QByteArray("promptsView") << QByteArray("promptList");
+    }
+    void eachListScrollsItsRows() {
+        QFETCH(QByteArray, pane);
+        QFETCH(QByteArray, list);
         Rig rig(records(1));
-        QQuickItem* entries = rig.sidebarList();
+        QQuickItem* rows = rig.item(list.constData());
         const auto bar = [&]() -> QQuickItem* {
             QList<QQuickItem*> bars;
-            for (QQuickItem* child : rig.item("promptsSidebar")->findChildren<QQuickItem*>())
+            for (QQuickItem* child : rig.item(pane.constData())->findChildren<QQuickItem*>())
                 if (child->inherits("QQuickScrollBar"))
                     bars.append(child);
             return bars.size() == 1 ? bars.first() : nullptr;
         };
         const auto size = [&] { return bar()->property("size").toReal(); };
         const auto end = [&] { return bar()->property("position").toReal() + size(); };
-        QVERIFY(bar());
+        QTRY_VERIFY(bar());
+        QVERIFY(bar()->isVisible());
         QCOMPARE(size(), 1.0);
 
         QList<SerializablePromptItem> many;
@@ -750,14 +763,23 @@ private slots:
         rig.sync(many);
         QVERIFY2(size() > 0 && size() < 1, qPrintable(QString::number(size())));
         QCOMPARE(bar()->property("position").toReal(), 0.0);
-        const QRectF placed = bar()->mapRectToItem(entries, bar()->boundingRect());
-        QCOMPARE(placed.right(), entries->width());
+        const QRectF placed = bar()->mapRectToItem(rows, bar()->boundingRect());
+        QCOMPARE(placed.right(), rows->width());
         QCOMPARE(placed.top(), 0.0);
-        QCOMPARE(placed.height(), entries->height());
+        QCOMPARE(placed.height(), rows->height());
 
-        entries->forceActiveFocus();
+        rows->forceActiveFocus();
         rig.keys(QKeySequence(Qt::Key_End));
         QVERIFY2(qAbs(end() - 1) < 0.001, qPrintable(QString::number(end())));
+
+        // Where the search hides every prompt, the prompt list goes and its bar with it.
+        rig.item("promptsView")
+            ->property("viewModel")
+            .value<QObject*>()
+            ->setProperty("searchText", "no such");
+        rig.settle();
+        QCOMPARE(rows->isVisible(), list == "sidebarEntries");
+        QCOMPARE(bar()->isVisible(), rows->isVisible());
     }
 
     // Hovering an entry shows a tool tip with the entry's text, each time
