@@ -131,7 +131,10 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
     }
     if (isAgentDue)
         setAgentStatus(co_await probeAgent());
-    if (isExtensionDue)
+    // The extension is asked through the daemon, so it goes by what the
+    // daemon's probe found. While a repair checks the daemon that is not yet
+    // known: the extension waits for a pass after the repair's probe.
+    if (isExtensionDue && daemonFound != DaemonStatus::checking)
         setNEStatus(co_await probeNetworkExtension(daemonFound));
     endCheck();
 }

@@ -117,6 +117,37 @@ private slots:
         QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
     }
 
+    // The extension is asked through the daemon: while the daemon's repair
+    // checks it, a poll pass leaves the extension waiting on it, as the
+    // repair's own probe has not yet found whether the daemon is there. No
+    // ping through a daemon that may not be, no filter switched off and on.
+    void aPollInADaemonRepairLeavesTheExtensionWaiting() {
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::cannotConnectToDaemon);
+        const auto pings = [&] {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            return scene.daemonConnection.pingCalls;
+        };
+        QCOMPARE(pings(), 0);
+
+        scene.repairs->fixDaemon();
+        scene.clock.advance(1s); // the poll, in the repair's wait
+        QVERIFY(scene.waitForReports(2));
+        QVERIFY(scene.monitor->daemonStep().isChecking);
+        QCOMPARE(pings(), 0);
+        QVERIFY(scene.filter.savedEnabledStates.isEmpty());
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::cannotConnectToDaemon);
+
+        // Once the repair finds the daemon there, a pass after it asks the extension.
+        scene.makeAllHealthy();
+        scene.runFor(3s);
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::ok);
+        QCOMPARE(pings(), 1);
+    }
+
     void extensionRequestOutcomes_data() {
         QTest::addColumn<QString>("answer");
         QTest::addColumn<NEStatus>("status");
