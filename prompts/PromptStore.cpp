@@ -282,6 +282,15 @@ qsizetype PromptStore::promptCountForSession(const QString& sessionId) const {
     return seqsBySession.count(sessionId);
 }
 
+qsizetype PromptStore::promptCountFor(const PromptFilter& filter) const {
+    if (const std::optional<QString> policyPath = filter.policyPath())
+        return promptCountForPolicy(*policyPath);
+    if (const std::optional<QString> sessionId = filter.sessionId())
+        return promptCountForSession(*sessionId);
+    requireMainThread("PromptStore::promptCountFor");
+    return promptList.size();
+}
+
 std::optional<QString> PromptStore::policyPathForSession(const QString& sessionId) const {
     requireMainThread("PromptStore::policyPathForSession");
     const std::optional<quint64> seq = seqsBySession.newest(sessionId);

@@ -122,6 +122,8 @@ public:
     QStringList uniqueSessionIds() const;
     qsizetype promptCountForPolicy(const QString& policyPath) const;
     qsizetype promptCountForSession(const QString& sessionId) const;
+    // How many prompts a filter shows, whatever the search.
+    qsizetype promptCountFor(const PromptFilter& filter) const;
     // Of the session's first prompt in the list.
     std::optional<QString> policyPathForSession(const QString& sessionId) const;
     // The display name of the session's policy, "Unknown" when it has no prompt.

@@ -81,11 +81,14 @@ int PromptsViewModel::highlightedRow() const {
 }
 
 void PromptsViewModel::update() {
-    const ContentState newState = store.prompts().isEmpty() ? ContentState::noPendingPrompts
-                                  : listModel.count() > 0   ? ContentState::list
-                                  : store.search().isEmpty()
-                                      ? ContentState::noPromptsMatchingFilter
-                                      : ContentState::noPromptsMatchingSearch;
+    // An empty list is the filter's doing when the filter alone leaves
+    // nothing: the search cannot bring back what it left out.
+    const ContentState newState =
+        store.prompts().isEmpty() ? ContentState::noPendingPrompts
+        : listModel.count() > 0   ? ContentState::list
+        : store.search().isEmpty() || store.promptCountFor(store.filter()) == 0
+            ? ContentState::noPromptsMatchingFilter
+            : ContentState::noPromptsMatchingSearch;
     if (newState != state) {
         state = newState;
         emit contentStateChanged();

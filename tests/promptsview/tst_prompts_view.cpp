@@ -467,6 +467,15 @@ private slots:
         QTest::newRow("a search of no prompts") << 2 << "search"
                                                 << "No Prompts Found"
                                                 << "No prompt here holds the searched text.";
+        // The filter says why first: the search cannot bring back what it left out.
+        QTest::newRow("a filter of no prompts, and a search")
+            << 2 << "filter, search"
+            << "No Prompts Matching Filter"
+            << "Select \"All\" in the sidebar to see all prompts.";
+        QTest::newRow("a search of none of a filter's prompts")
+            << 2 << "session, search"
+            << "No Prompts Found"
+            << "No prompt here holds the searched text.";
         QTest::newRow("prompts: no empty state") << 2 << ""
                                                  << ""
                                                  << "";
@@ -481,10 +490,13 @@ private slots:
         if (how == "delete") {
             rig.highlight(prompts[0]);
             rig.keys(QKeySequence(Qt::Key_Delete));
-        } else if (how == "filter") {
-            rig.store.setFilter(PromptFilter::session("gone"));
-        } else if (how == "search") {
-            rig.store.setSearchText("nothing holds this");
+        } else {
+            if (how.startsWith("filter"))
+                rig.store.setFilter(PromptFilter::session("gone"));
+            if (how.startsWith("session"))
+                rig.store.setFilter(PromptFilter::session("s"));
+            if (how.endsWith("search"))
+                rig.store.setSearchText("nothing holds this");
         }
         rig.settle();
         QQuickItem* emptyState = rig.item("emptyState");
