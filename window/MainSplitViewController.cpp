@@ -78,8 +78,14 @@ void MainSplitViewController::finishAnimation() {
     if (!isShowingDetail)
         return;
     isShowingDetail = false;
+    // Unless setup was chosen meanwhile, and the pane is folding away again.
     QMetaObject::invokeMethod(
-        this, [this] { setCanCollapse(false); }, Qt::QueuedConnection);
+        this,
+        [this] {
+            if (!isCollapsed)
+                setCanCollapse(false);
+        },
+        Qt::QueuedConnection);
 }
 
 void MainSplitViewController::followSelectedTab() {

@@ -669,6 +669,26 @@ private slots:
         QCOMPARE(rig.controller.canDetailCollapse(), false);
     }
 
+    // Setup chosen just as the pane's return ends, its last frame handled
+    // before the choice is: the pane folds away, and stays free to, so that
+    // the window may be as narrow as the sidebar.
+    void setupChosenAsThePanesReturnEnds() {
+        SplitRig rig;
+        rig.appState.setSelectedTab(AppTab::setup);
+        QCoreApplication::processEvents();
+        rig.isStoppedHalfway = true;
+        rig.appState.setSelectedTab(AppTab::policies);
+        QCoreApplication::processEvents();
+
+        rig.appState.setSelectedTab(AppTab::setup);
+        rig.controller.finishAnimation();
+        QCoreApplication::processEvents();
+        QCoreApplication::processEvents();
+        QVERIFY(rig.controller.isDetailCollapsed());
+        QVERIFY(rig.controller.canDetailCollapse());
+        QCOMPARE(rig.controller.windowMinimumWidth(), rig.controller.sidebarMinimumWidth());
+    }
+
     // A sidebar widened on the setup tab keeps its width when the detail pane
     // comes back beside it, as a sidebar that holds its width does on macOS.
     void sidebarKeepsTheWidthGivenOnSetup() {
