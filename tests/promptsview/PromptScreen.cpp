@@ -89,6 +89,14 @@ QQuickItem* PromptScreen::item(const char* objectName) const {
     return window->findChild<QQuickItem*>(QString::fromLatin1(objectName));
 }
 
+QQuickItem* PromptScreen::scrollBarIn(const char* pane) const {
+    QList<QQuickItem*> bars;
+    for (QQuickItem* child : item(pane)->findChildren<QQuickItem*>())
+        if (child->inherits("QQuickScrollBar"))
+            bars.append(child);
+    return bars.size() == 1 ? bars.first() : nullptr;
+}
+
 void PromptScreen::settle() {
     scene.settle();
     for (QQuickItem* view : {list(), sidebarList()})

@@ -35,6 +35,8 @@ public:
     QQuickItem* item(const char* objectName) const;
     QQuickItem* list() const { return item("promptList"); }
     QQuickItem* sidebarList() const { return item("sidebarEntries"); }
+    // The one scroll bar made under the item named `pane`; null until it is made.
+    QQuickItem* scrollBarIn(const char* pane) const;
 
     // Lets the views catch up, as a frame would.
     void settle();

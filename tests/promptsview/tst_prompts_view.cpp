@@ -562,13 +562,8 @@ private slots:
             }
         } else if (move == "bar") {
             // Made after the list, from its own file.
-            QQuickItem* bar = nullptr;
-            QTRY_VERIFY([&] {
-                for (QQuickItem* child : rig.item("promptsView")->findChildren<QQuickItem*>())
-                    if (child->inherits("QQuickScrollBar"))
-                        bar = child;
-                return bar != nullptr;
-            }());
+            QTRY_VERIFY(rig.scrollBarIn("promptsView"));
+            QQuickItem* bar = rig.scrollBarIn("promptsView");
             const QPoint at = bar->mapToScene({bar->width() / 2, bar->height() / 2}).toPoint();
             QTest::mousePress(rig.window, Qt::LeftButton, {}, at);
             QTest::mouseRelease(rig.window, Qt::LeftButton, {}, at);
@@ -756,13 +751,7 @@ private slots:
         QFETCH(QByteArray, list);
         Rig rig(records(1));
         QQuickItem* rows = rig.item(list.constData());
-        const auto bar = [&]() -> QQuickItem* {
-            QList<QQuickItem*> bars;
-            for (QQuickItem* child : rig.item(pane.constData())->findChildren<QQuickItem*>())
-                if (child->inherits("QQuickScrollBar"))
-                    bars.append(child);
-            return bars.size() == 1 ? bars.first() : nullptr;
-        };
+        const auto bar = [&] { return rig.scrollBarIn(pane.constData()); };
         const auto size = [&] { return bar()->property("size").toReal(); };
         const auto end = [&] { return bar()->property("position").toReal() + size(); };
         QTRY_VERIFY(bar());
