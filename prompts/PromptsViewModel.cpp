@@ -5,6 +5,7 @@
 #include "prompts/PromptListModel.h"
 #include "prompts/PromptStore.h"
 
+#include <QScopeGuard>
 #include <limits>
 
 namespace zor {
@@ -80,7 +81,17 @@ int PromptsViewModel::highlightedRow() const {
     return highlighted ? listModel.rowOf(*highlighted) : -1;
 }
 
+auto PromptsViewModel::moveSelection() {
+    isMovingSelection = true;
+    return qScopeGuard([this] {
+        isMovingSelection = false;
+        update();
+    });
+}
+
 void PromptsViewModel::update() {
+    if (isMovingSelection)
+        return;
     // An empty list is the filter's doing when the filter alone leaves
     // nothing: the search cannot bring back what it left out.
     const ContentState newState =
@@ -178,6 +189,7 @@ void PromptsViewModel::clickPrompt(const QString& promptId, Click click) {
     const int row = id ? listModel.rowOf(*id) : -1;
     if (row < 0)
         return;
+    const auto moved = moveSelection();
     switch (click) {
     case Click::only:
         anchor = *id;
@@ -255,13 +267,17 @@ void PromptsViewModel::highlightAt(int target, bool isExtending) {
     const PromptItem* item = listModel.promptAt(target);
     if (!item)
         return;
-    if (isExtending && highlightedRow() >= 0) {
-        selectRange(target);
-    } else {
-        anchor = item->id;
-        listModel.setSelection({item->id});
+    {
+        // The selection's bar, when it comes, is in place before the row is brought into view.
+        const auto moved = moveSelection();
+        if (isExtending && highlightedRow() >= 0) {
+            selectRange(target);
+        } else {
+            anchor = item->id;
+            listModel.setSelection({item->id});
+        }
+        store.setHighlightedPromptId(item->id);
     }
-    store.setHighlightedPromptId(item->id);
     isScrollRequestHeld = false;
     emit keepRowInView(target);
 }

@@ -145,6 +145,9 @@ private:
     };
 
     void update();
+    // Holds the updates for the user's move; the one it owes comes when the
+    // returned guard goes.
+    auto moveSelection();
     void moveHighlight(int delta, bool isExtending);
     // Highlights the row, reaching the selection out to it with Shift.
     void highlightAt(int row, bool isExtending);
@@ -166,6 +169,9 @@ private:
     ContentState state = ContentState::noPendingPrompts;
     // Where a selection reaching out with Shift starts.
     std::optional<QUuid> anchor;
+    // The user's move changes the selection, then the highlight: the list's
+    // updates in between wait until both are done.
+    bool isMovingSelection = false;
     int shownSelectedCount = 0;
     QString keysTarget;
     bool isFocused = false;

@@ -1069,6 +1069,63 @@ private slots:
         check(1);
     }
 
+    // A selection shrinks as it grows: from where it started to where the
+    // user takes it, and a prompt taken out of it leaves the rest.
+    void aSelectionShrinksAsItGrows_data() {
+        QTest::addColumn<QStringList>("steps"); // a gesture and the row, from the top
+        QTest::addColumn<QList<int>>("selected");
+        QTest::addColumn<int>("highlighted");
+        QTest::newRow("Shift+Up back")
+            << QStringList{"click 1", "Shift+Down", "Shift+Down", "Shift+Up"} << QList<int>{1, 2}
+            << 2;
+        QTest::newRow("Shift-click nearer")
+            << QStringList{"click 1", "shift-click 4", "shift-click 2"} << QList<int>{1, 2} << 2;
+        QTest::newRow("Shift-click to the other side")
+            << QStringList{"click 2", "shift-click 4", "shift-click 0"} << QList<int>{0, 1, 2} << 0;
+        QTest::newRow("Shift+Home from below")
+            << QStringList{"click 2", "shift-click 5", "Shift+Home"} << QList<int>{0, 1, 2} << 0;
+        QTest::newRow("the highlighted one taken out")
+            << QStringList{"click 0", "ctrl-click 1", "ctrl-click 2", "ctrl-click 2"}
+            << QList<int>{0, 1} << 1;
+        QTest::newRow("another one taken out")
+            << QStringList{"click 0", "ctrl-click 1", "ctrl-click 3", "ctrl-click 1"}
+            << QList<int>{0, 3} << 0;
+    }
+    void aSelectionShrinksAsItGrows() {
+        QFETCH(QStringList, steps);
+        QFETCH(QList<int>, selected);
+        QFETCH(int, highlighted);
+        const QList<SerializablePromptItem> prompts = records(6);
+        Rig rig(prompts);
+        // Prompt 6 is on top.
+        const auto rowAt = [&](int row) { return rig.rowOf(prompts[prompts.size() - 1 - row]); };
+        for (const QString& step : steps) {
+            const QStringList words = step.split(u' ');
+            if (words.first() == "click")
+                rig.clickRow(rowAt(words.last().toInt()));
+            else if (words.first() == "shift-click")
+                rig.clickRow(rowAt(words.last().toInt()), Qt::ShiftModifier);
+            else if (words.first() == "ctrl-click")
+                rig.clickRow(rowAt(words.last().toInt()), Qt::ControlModifier);
+            else
+                rig.keys(QKeySequence(step));
+            rig.settle();
+        }
+        QList<int> shownSelected;
+        int shownHighlighted = -1;
+        const QList<QQuickItem*> rows = rig.rows();
+        for (int row = 0; row < rows.size(); ++row) {
+            if (rows[row]->property("isSelected").toBool())
+                shownSelected.append(row);
+            if (rows[row] == rig.highlightedRow())
+                shownHighlighted = row;
+        }
+        QCOMPARE(shownSelected, selected);
+        QCOMPARE(shownHighlighted, highlighted);
+        QVERIFY(isTextShown(rig.item("selectionBar"),
+                            QStringLiteral("%1 selected").arg(selected.size())));
+    }
+
     void aBarThatGoesLeavesTheKeysWithTheList_data() {
         QTest::addColumn<bool>("isByKeys");
         QTest::newRow("by keys") << true;
