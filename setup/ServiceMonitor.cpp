@@ -99,15 +99,31 @@ void ServiceMonitor::endCheck() {
     updatePolling();
 }
 
+void ServiceMonitor::beginDaemonRepair() {
+    ++repairsBegun.daemon;
+    setDaemonStatus(DaemonStatus::checking);
+}
+
+void ServiceMonitor::beginAgentRepair() {
+    ++repairsBegun.agent;
+    setAgentStatus(AgentStatus::checking);
+}
+
 QCoro::Task<> ServiceMonitor::runFullCheck() {
     beginCheck();
+    const RepairsBegun before = repairsBegun;
     setDaemonStatus(DaemonStatus::checking);
     setAgentStatus(AgentStatus::checking);
     setNEStatus(NEStatus::checking);
     // In this order: the extension probe goes by the daemon's fresh status.
     const DaemonStatus daemonFound = co_await probeDaemon();
-    setDaemonStatus(daemonFound);
-    setAgentStatus(co_await probeAgent());
+    if (repairsBegun.daemon == before.daemon)
+        setDaemonStatus(daemonFound);
+    if (repairsBegun.agent == before.agent) {
+        const AgentStatus agentFound = co_await probeAgent();
+        if (repairsBegun.agent == before.agent)
+            setAgentStatus(agentFound);
+    }
     setNEStatus(co_await probeNetworkExtension(daemonFound));
     endCheck();
 }
@@ -118,24 +134,29 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
     // Only what is unhealthy now, and without going through checking first, so
     // that the screen does not flicker. A status being checked is left to the
     // repair that checks it: the step shows its progress until then.
+    // A repair begun meanwhile takes its service over, as the step then shows.
+    const RepairsBegun before = repairsBegun;
     const bool isCliDue = isDue(cliState);
     const bool isDaemonDue = isDue(daemonState);
     const bool isAgentDue = isDue(agentState);
     const bool isExtensionDue = isDue(neState);
     if (isCliDue)
         recheckLink();
-    DaemonStatus daemonFound = daemonState;
     if (isDaemonDue) {
-        daemonFound = co_await probeDaemon();
-        setDaemonStatus(daemonFound);
+        const DaemonStatus daemonFound = co_await probeDaemon();
+        if (repairsBegun.daemon == before.daemon)
+            setDaemonStatus(daemonFound);
     }
-    if (isAgentDue)
-        setAgentStatus(co_await probeAgent());
+    if (isAgentDue && repairsBegun.agent == before.agent) {
+        const AgentStatus agentFound = co_await probeAgent();
+        if (repairsBegun.agent == before.agent)
+            setAgentStatus(agentFound);
+    }
     // The extension is asked through the daemon, so it goes by what the
     // daemon's probe found. While a repair checks the daemon that is not yet
     // known: the extension waits for a pass after the repair's probe.
-    if (isExtensionDue && daemonFound != DaemonStatus::checking)
-        setNEStatus(co_await probeNetworkExtension(daemonFound));
+    if (isExtensionDue && daemonState != DaemonStatus::checking)
+        setNEStatus(co_await probeNetworkExtension(daemonState));
     endCheck();
 }
 

@@ -66,6 +66,10 @@ public:
     // The full check, as Refresh runs it.
     void checkAll();
 
+    // A repair of the daemon or the agent begins: the step shows it checking
+    // until the repair's own probe, and a check already under way leaves it so.
+    void beginDaemonRepair();
+    void beginAgentRepair();
     // What a repair has just set, or found.
     void setDaemonStatus(DaemonStatus status) { store(daemonState, status); }
     void setAgentStatus(AgentStatus status) { store(agentState, status); }
@@ -118,6 +122,13 @@ private:
     AgentStatus agentState = AgentStatus::checking;
     NEStatus neState = NEStatus::checking;
     CLISymlinkStatus cliState = CLISymlinkStatus::checking;
+    // Repairs begun on each: a check that began before the latest leaves
+    // that service to it.
+    struct RepairsBegun {
+        int daemon = 0;
+        int agent = 0;
+    };
+    RepairsBegun repairsBegun;
     std::optional<Clock::TimerId> pollTimer;
     int checksUnderWay = 0;
     bool isShown = false;

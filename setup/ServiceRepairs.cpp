@@ -110,7 +110,7 @@ QCoro::Task<ServiceRepairs::MaybeError> ServiceRepairs::reregister(AppService& s
 }
 
 QCoro::Task<> ServiceRepairs::registerDaemon() {
-    monitor.setDaemonStatus(DaemonStatus::checking);
+    monitor.beginDaemonRepair();
     const auto service = daemonService();
     if (const auto error = co_await reregister(*service, true))
         setupLog().error("Failed to register daemon: %{public}s", {error->localizedDescription});
@@ -121,7 +121,7 @@ QCoro::Task<> ServiceRepairs::registerDaemon() {
 }
 
 QCoro::Task<> ServiceRepairs::registerAgent() {
-    monitor.setAgentStatus(AgentStatus::checking);
+    monitor.beginAgentRepair();
     const auto service = agentService();
     auto error = co_await reregister(*service, false);
     if (error) {

@@ -5,6 +5,7 @@
 #include "shared/Identifiers.h"
 
 #include <QDir>
+#include <QSemaphore>
 #include <QTest>
 
 using namespace zor;
@@ -146,6 +147,61 @@ private slots:
         QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
         QCOMPARE(scene.monitor->neStatus(), NEStatus::ok);
         QCOMPARE(pings(), 1);
+    }
+
+    // A check under way when a repair begins leaves the repaired step to the
+    // repair: what the check finds is not shown over the repair's progress,
+    // and the step's button does not come back to register the service again.
+    void aCheckUnderWayLeavesARepairsStepToIt_data() {
+        QTest::addColumn<bool>("isPoll");
+        QTest::addColumn<bool>("isInAgentProbe"); // else the daemon's, before it
+        QTest::newRow("a poll pass, in the daemon's probe") << true << false;
+        QTest::newRow("a poll pass, in the agent's probe") << true << true;
+        QTest::newRow("a full check, in the daemon's probe") << false << false;
+        QTest::newRow("a full check, in the agent's probe") << false << true;
+    }
+    void aCheckUnderWayLeavesARepairsStepToIt() {
+        QFETCH(bool, isPoll);
+        QFETCH(bool, isInAgentProbe);
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::enabled);
+        scene.setAgentBuildNumber(std::nullopt);
+        scene.services.agentStatus = ServiceStatus::notRegistered;
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.monitor->agentStatus(), AgentStatus::cannotConnect);
+        // The check waits in a probe while the user repairs the agent.
+        QSemaphore inProbe;
+        QSemaphore probeMayEnd;
+        const auto wait = [&] {
+            inProbe.release();
+            probeMayEnd.tryAcquire(1, 5000);
+        };
+        if (isInAgentProbe)
+            scene.onAgentQuery(wait);
+        else
+            scene.daemonConnection.onGetStatus = wait;
+        if (isPoll)
+            scene.clock.advance(1s);
+        else
+            scene.monitor->refresh();
+        QVERIFY(QTest::qWaitFor([&] { return inProbe.tryAcquire(); }, 5000));
+        const qsizetype reports = scene.reports.size();
+        scene.repairs->fixAgent();
+        probeMayEnd.release();
+        QVERIFY(scene.waitForReports(reports + 1));
+        QVERIFY(scene.monitor->agentStep().isChecking);
+        QCOMPARE(scene.monitor->agentStep().button, ButtonState::inProgress());
+
+        // The repair's own probe, after its wait, tells.
+        scene.onAgentQuery(nullptr);
+        {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            scene.daemonConnection.onGetStatus = nullptr;
+        }
+        scene.makeAllHealthy();
+        scene.runFor(2s);
+        QCOMPARE(scene.monitor->agentStatus(), AgentStatus::ok);
+        QCOMPARE(scene.services.count("agent.register"), 1);
     }
 
     void extensionRequestOutcomes_data() {

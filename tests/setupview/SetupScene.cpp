@@ -26,6 +26,11 @@ SetupScene::SetupScene() {
         [this]() -> std::optional<QString> {
             QMutexLocker lock(&agentMutex);
             ++agentQueries;
+            if (const std::function<void()> hook = agentQueryHook) {
+                lock.unlock();
+                hook();
+                lock.relock();
+            }
             return agentBuild;
         },
         linkPaths);
@@ -116,6 +121,11 @@ void SetupScene::link(const QString& destination) const {
 void SetupScene::setAgentBuildNumber(std::optional<QString> buildNumber) {
     QMutexLocker lock(&agentMutex);
     agentBuild = std::move(buildNumber);
+}
+
+void SetupScene::onAgentQuery(std::function<void()> hook) {
+    QMutexLocker lock(&agentMutex);
+    agentQueryHook = std::move(hook);
 }
 
 int SetupScene::agentQueryCount() const {

@@ -37,6 +37,8 @@ public:
     void removeLink() const;
     void link(const QString& destination) const;
     void setAgentBuildNumber(std::optional<QString> buildNumber);
+    // Runs inside each query of the agent's build number, on the worker.
+    void onAgentQuery(std::function<void()> hook);
     int agentQueryCount() const;
 
     // Runs the full check and waits, in real time, for its report: probes run on workers.
@@ -86,6 +88,7 @@ private:
     mutable QMutex agentMutex; // the agent is asked on a worker
     std::optional<QString> agentBuild;
     int agentQueries = 0;
+    std::function<void()> agentQueryHook;
 };
 
 } // namespace zor::testing
