@@ -303,7 +303,7 @@ bool readDenial(StrictJson& json, JsonValue value, Denial& out) {
         return json.fail(QStringLiteral("missing field \"kind\" in a denial"));
     const std::optional<Denial::Kind> kind = kindFromTypeString(*fields.kind);
     if (!kind)
-        return json.fail(QStringLiteral("unknown denial kind \"%1\"").arg(*fields.kind));
+        return json.fail(QStringLiteral("unknown denial kind"));
     return build(json, *kind, fields, out);
 }
 

@@ -135,6 +135,9 @@ private slots:
             << "missing field \"createdAt\"";
         QTest::newRow("unknown kind")
             << record(R"({"kind":"File","path":"/a","operation":"read"})") << "unknown denial kind";
+        QTest::newRow("unknown kind, long")
+            << record(R"({"kind":")" + QByteArray(4000, 'K') + R"(","path":"/a"})")
+            << "unknown denial kind";
         QTest::newRow("file without operation")
             << record(R"({"kind":"file","path":"/a"})") << "missing field \"operation\"";
         QTest::newRow("port too large")
@@ -180,6 +183,8 @@ private slots:
         const auto decoded = SerializablePromptItem::fromJson(json);
         QVERIFY(!decoded.hasValue());
         QVERIFY2(decoded.error().contains(errorPart), qPrintable(decoded.error()));
+        // It says what is wrong, never what the sender wrote: the log shows it.
+        QVERIFY2(decoded.error().size() <= 200, qPrintable(decoded.error()));
     }
 
     // What follows the text in memory takes no part in reading it, whether
