@@ -1,5 +1,6 @@
 #include "platform/Log.h"
 #include "platform/portable/FileManagerReveal.h"
+#include "platform/portable/LocalFileUrl.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -21,7 +22,7 @@ void openFolderInstead(const QString& filePath, const QString& reason) {
     const Logger& log = logger(LogCategory::promptsView);
     log.error("No file manager answered (%{public}s): opening the folder of %s instead",
               {reason, filePath});
-    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath())))
+    if (!QDesktopServices::openUrl(localFileUrl(QFileInfo(filePath).absolutePath())))
         log.error("Could not open the folder of %s either", {filePath});
 }
 
@@ -39,7 +40,7 @@ void showInFileManager(const QString& filePath) {
         QStringLiteral("org.freedesktop.FileManager1"),
         QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
-    call << QStringList{QUrl::fromLocalFile(filePath).toString(QUrl::FullyEncoded)} << QString();
+    call << QStringList{localFileUrl(filePath).toString(QUrl::FullyEncoded)} << QString();
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, kShowItemsTimeoutMs));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
                      [filePath](QDBusPendingCallWatcher* finished) {

@@ -1,4 +1,5 @@
 #include "platform/portable/FileManagerReveal.h"
+#include "platform/portable/LocalFileUrl.h"
 
 #include <QDesktopServices>
 #include <QFileInfo>
@@ -8,7 +9,7 @@ namespace zor {
 
 // Where no file-manager interface can be asked to select a file, its folder opens.
 void showInFileManager(const QString& filePath) {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(filePath).absolutePath()));
+    QDesktopServices::openUrl(localFileUrl(QFileInfo(filePath).absolutePath()));
 }
 
 } // namespace zor

@@ -2,6 +2,7 @@
 
 #include "platform/Log.h"
 #include "platform/portable/FileManagerReveal.h"
+#include "platform/portable/LocalFileUrl.h"
 
 #include <QClipboard>
 #include <QCoreApplication>
@@ -108,7 +109,7 @@ QString DesktopWorkspace::revealInFileManagerLabel() const {
 }
 
 void DesktopWorkspace::openFile(const QString& filePath) {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(filePath));
+    QDesktopServices::openUrl(localFileUrl(filePath));
 }
 
 void DesktopWorkspace::runScriptInTerminal(const QString& scriptPath) {

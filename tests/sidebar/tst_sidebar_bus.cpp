@@ -70,14 +70,21 @@ private slots:
 
     // A file manager shows the file selected; where none answers, the folder
     // opens instead and a line says why, as nothing else would.
+    // A path that begins with two slashes is the same file, not one on a
+    // host of that name.
     void revealFallsBackToTheFolder_data() {
         QTest::addColumn<bool>("hasFileManager");
-        QTest::newRow("file manager") << true;
-        QTest::newRow("none") << false;
+        QTest::addColumn<QString>("path");
+        for (const QString& path : {QStringLiteral("/src/web app/.zor/policy.yml"),
+                                    QStringLiteral("//src/web app/.zor/policy.yml")}) {
+            QTest::addRow("file manager, %s", qPrintable(path)) << true << path;
+            QTest::addRow("none, %s", qPrintable(path)) << false << path;
+        }
     }
 
     void revealFallsBackToTheFolder() {
         QFETCH(bool, hasFileManager);
+        QFETCH(QString, path);
         std::unique_ptr<FakeFileManager> fileManager;
         if (hasFileManager) {
             fileManager = std::make_unique<FakeFileManager>(
@@ -87,7 +94,6 @@ private slots:
         FolderOpener folders;
         LogCapture log;
         DesktopWorkspace workspace;
-        const QString path = "/src/web app/.zor/policy.yml";
 
         workspace.revealInFileManager(path);
         if (hasFileManager) {
@@ -99,10 +105,24 @@ private slots:
             QCOMPARE(log.messages(LogCategory::promptsView),
                      QStringList{"No file manager answered "
                                  "(org.freedesktop.DBus.Error.ServiceUnknown): opening the "
-                                 "folder of /src/web app/.zor/policy.yml instead"});
+                                 "folder of " +
+                                 path + " instead"});
             QCOMPARE(log.records().first().level, LogLevel::error);
             QVERIFY(!log.records().first().redactedMessage().contains(path));
         }
+    }
+
+    void openingAFileHandsTheDesktopItsUrl_data() {
+        QTest::addColumn<QString>("path");
+        QTest::newRow("one slash") << "/src/web app/.zor/policy.yml";
+        QTest::newRow("two slashes") << "//src/web app/.zor/policy.yml";
+    }
+
+    void openingAFileHandsTheDesktopItsUrl() {
+        QFETCH(QString, path);
+        FolderOpener opener;
+        DesktopWorkspace().openFile(path);
+        QCOMPARE(opener.opened, QList{QUrl("file:///src/web%20app/.zor/policy.yml")});
     }
 };
 
