@@ -145,7 +145,12 @@ void NotificationHandler::scheduleReconnect() {
                                   kMaxReconnectDelaySeconds);
     log().info("Will reconnect to ZorAgent in %fs (attempt %ld/%ld)",
                {delay, attempt, kMaxReconnectAttempts});
-    clock.schedule(Millis(qint64(std::llround(delay * 1000.0))), this, [this] { connect(); });
+    reconnectTimer =
+        clock.schedule(Millis(qint64(std::llround(delay * 1000.0))), this, [this] { connect(); });
+}
+
+void NotificationHandler::stopReconnecting() {
+    clock.cancel(reconnectTimer);
 }
 
 std::shared_ptr<ZorAgentProtocol> NotificationHandler::remoteProxy(std::function<void()> onError) {

@@ -54,6 +54,8 @@ public:
     // Ends the connection without a reconnect, and logs that it did. A
     // reconnect already scheduled still runs.
     void disconnect();
+    // A reconnect already scheduled does not run: the process ends.
+    void stopReconnecting();
     void scheduleReconnect();
 
     // The completion runs on the main thread; at once on the calling thread
@@ -96,6 +98,7 @@ private:
     qint64 attempt = 0;
     bool hasSynced = false;
     Clock::TimerId syncWaitLimit = 0;
+    Clock::TimerId reconnectTimer = 0;
     PromptFeed feed;
     // Held by the connection's calls as well: a reply may come after this
     // handler has gone.

@@ -82,8 +82,10 @@ void AppDelegate::applicationWillTerminate() {
     if (hasTerminated)
         return;
     hasTerminated = true;
-    // No reconnect may start while the process ends.
+    // No reconnect may start while the process ends, even one already
+    // scheduled: the loop still runs while probes on workers finish.
     notificationHandler.disconnect();
+    notificationHandler.stopReconnecting();
 }
 
 void AppDelegate::handleLaterStart(const QStringList& arguments) {

@@ -269,6 +269,24 @@ private slots:
         QCOMPARE(shell.clock.pendingTimerCount(), 0);
     }
 
+    // Quitting while the agent is away: the reconnect it waits for does not
+    // come while the process ends, whatever the loop still runs meanwhile.
+    void quittingStopsAWaitingReconnect() {
+        Shell shell;
+        shell.connector.isAgentAbsent = true;
+        shell.delegate.applicationDidFinishLaunching();
+        shell.queue.drain();
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(shell.handler.reconnectAttempt(), 1);
+        const qsizetype connections = shell.connector.connections.size();
+        shell.delegate.applicationWillTerminate();
+        shell.clock.advance(std::chrono::minutes(2));
+        shell.queue.drain();
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(shell.connector.connections.size(), connections);
+        QCOMPARE(shell.clock.pendingTimerCount(), 0);
+    }
+
     // A link that starts the app waits for the launch sync, or for the
     // sync or the connection to fail, then lands on its prompt. Followed, it
     // is the initial choice of tab: an unhealthy first report does not move away.
