@@ -2,6 +2,7 @@
 
 #include "shared/DenialJson.h"
 #include "shared/JsonWriter.h"
+#include "shared/OutOfRangeNumbers.h"
 
 #include <cmath>
 #include <limits>
@@ -94,6 +95,41 @@ bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) 
     return true;
 }
 
+// The records of a parsed array, in batches; those at `unreadable` hold a
+// number out of range, which was read as null.
+Decoded<qsizetype> readPartialList(StrictJson& json, JsonValue root,
+                                   const QSet<qsizetype>& unreadable, qsizetype batchSize,
+                                   const SerializablePromptItem::BatchHandler& onBatch) {
+    using PartialList = SerializablePromptItem::PartialList;
+    const qsizetype count = StrictJson::elementCount(root);
+    json.releaseParser();
+    PartialList batch;
+    qsizetype index = 0;
+    qsizetype recordCount = 0;
+    const bool isArray = json.forEachElement(root, [&](JsonValue element) {
+        if (batch.records.isEmpty())
+            batch.records.reserve(std::min(batchSize, count - index));
+        if (unreadable.contains(index)) {
+            batch.failures.append({index, QStringLiteral("a number out of range")});
+        } else if (readRecord(json, element, batch.records.emplace_back())) {
+            ++recordCount;
+        } else {
+            batch.records.removeLast();
+            batch.failures.append({index, json.error()});
+            json.clearError();
+        }
+        ++index;
+        if (batch.records.size() + batch.failures.size() == batchSize)
+            onBatch(std::exchange(batch, {}), count - index);
+        return true;
+    });
+    if (!isArray)
+        return Decoded<qsizetype>::failure(json.error());
+    if (!batch.records.isEmpty() || !batch.failures.isEmpty())
+        onBatch(std::move(batch), 0);
+    return recordCount;
+}
+
 } // namespace
 
 QByteArray SerializablePromptItem::toJson() const {
@@ -160,35 +196,25 @@ Decoded<qsizetype> SerializablePromptItem::partialListFromJson(const QByteArray&
                                                                const BatchHandler& onBatch) {
     // The parse checks the whole text, so only text that is not one
     // well-formed array fails as a whole; then each record counts on its own.
-    StrictJson json(text);
+    QString error;
+    {
+        StrictJson json(text);
+        JsonValue root;
+        if (json.root(root))
+            return readPartialList(json, root, {}, batchSize, onBatch);
+        error = json.error();
+    }
+    // A number beyond what the reader holds is well-formed all the same: the
+    // record that holds one cannot be read, the others can. Set aside, they
+    // leave the text to be read again, as strictly.
+    const std::optional<OutOfRangeNumbers> found = nullOutOfRangeNumbers(text);
+    if (!found)
+        return Decoded<qsizetype>::failure(error);
+    StrictJson json(found->text);
     JsonValue root;
     if (!json.root(root))
         return Decoded<qsizetype>::failure(json.error());
-    const qsizetype count = StrictJson::elementCount(root);
-    json.releaseParser();
-    PartialList batch;
-    qsizetype index = 0;
-    qsizetype recordCount = 0;
-    const bool isArray = json.forEachElement(root, [&](JsonValue element) {
-        if (batch.records.isEmpty())
-            batch.records.reserve(std::min(batchSize, count - index));
-        if (readRecord(json, element, batch.records.emplace_back())) {
-            ++recordCount;
-        } else {
-            batch.records.removeLast();
-            batch.failures.append(RecordFailure{index, json.error()});
-            json.clearError();
-        }
-        ++index;
-        if (batch.records.size() + batch.failures.size() == batchSize)
-            onBatch(std::exchange(batch, {}), count - index);
-        return true;
-    });
-    if (!isArray)
-        return Decoded<qsizetype>::failure(json.error());
-    if (!batch.records.isEmpty() || !batch.failures.isEmpty())
-        onBatch(std::move(batch), 0);
-    return recordCount;
+    return readPartialList(json, root, found->elements, batchSize, onBatch);
 }
 
 } // namespace zor

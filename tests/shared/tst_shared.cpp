@@ -367,6 +367,59 @@ private slots:
                      .hasValue());
     }
 
+    // A number beyond what the reader holds (beyond 64 bits, beyond a
+    // double) is well-formed JSON: read record by record, it costs its own
+    // record only. A list with anything else wrong still fails as a whole.
+    void numbersOutOfRangeCostTheirRecord_data() {
+        QTest::addColumn<QByteArrayList>("extras");   // each record's further members
+        QTest::addColumn<QList<qsizetype>>("failed"); // empty: none; {-1}: the whole list
+        const QByteArray huge = "1" + QByteArray(400, '0');
+        QTest::newRow("a double's overflow")
+            << QByteArrayList{"", R"(,"x":1e400)", ""} << QList<qsizetype>{1};
+        QTest::newRow("a negative one, in an array")
+            << QByteArrayList{"", "", R"(,"x":[{"y":-1.5E+400}])"} << QList<qsizetype>{2};
+        QTest::newRow("beyond 64 bits, both ways")
+            << QByteArrayList{R"(,"x":18446744073709551616)", "", R"(,"x":-9223372036854775809)"}
+            << QList<qsizetype>{0, 2};
+        QTest::newRow("many digits, a small exponent")
+            << QByteArrayList{"", ",\"x\":" + huge + "e-5", ""} << QList<qsizetype>{1};
+        QTest::newRow("too small for a double reads as zero")
+            << QByteArrayList{",\"x\":0." + huge + "e5", R"(,"x":1e400)", R"(,"x":1e-400)"}
+            << QList<qsizetype>{1};
+        QTest::newRow("the edges of 64 bits")
+            << QByteArrayList{R"(,"x":18446744073709551615)", R"(,"x":-9223372036854775808)", ""}
+            << QList<qsizetype>{};
+        QTest::newRow("in a text, no number")
+            << QByteArrayList{"", R"(,"x":"1e400")", ""} << QList<qsizetype>{};
+        QTest::newRow("beside a number written wrongly")
+            << QByteArrayList{R"(,"x":1e400)", R"(,"x":01)", ""} << QList<qsizetype>{-1};
+        QTest::newRow("beside one with no exponent digits")
+            << QByteArrayList{R"(,"x":1e400)", R"(,"x":1e+)", ""} << QList<qsizetype>{-1};
+        QTest::newRow("beside a missing comma")
+            << QByteArrayList{R"(,"x":1e400)", R"(,"x":[1 2])", ""} << QList<qsizetype>{-1};
+    }
+    void numbersOutOfRangeCostTheirRecord() {
+        QFETCH(QByteArrayList, extras);
+        QFETCH(QList<qsizetype>, failed);
+        QByteArrayList records;
+        for (const QByteArray& extra : extras)
+            records.append(record(R"({"kind":"file","path":"/a","operation":"read"})", extra));
+        const auto read =
+            SerializablePromptItem::partialListFromJson("[" + records.join(',') + "]");
+        if (failed == QList<qsizetype>{-1}) {
+            QVERIFY(!read.hasValue());
+            return;
+        }
+        QVERIFY2(read.hasValue(), qPrintable(read.error()));
+        QCOMPARE(read.value().records.size(), extras.size() - failed.size());
+        QList<qsizetype> shown;
+        for (const auto& failure : read.value().failures) {
+            shown.append(failure.index);
+            QCOMPARE(failure.error, "a number out of range");
+        }
+        QCOMPARE(shown, failed);
+    }
+
     // In batches, the same records and failures as read in one go, each batch
     // told how many may still follow; a text that fails as a whole hands out
     // nothing.
