@@ -427,13 +427,11 @@ private slots:
         idle.back()->write("zor://prompt/\n");
         QTRY_COMPARE(clock.pendingTimerCount(), 20);
 
-        QElapsedTimer elapsed;
-        elapsed.start();
+        // At once: the clock stands still until it is handed over.
         LaterStart later({kLink, "--verbose"});
         QTRY_VERIFY(later.isDone);
         QCOMPARE(later.result(), Role::handedOver);
         QCOMPARE(received, (QStringList{kLink, "--verbose"}));
-        QCOMPARE_LT(elapsed.elapsed(), 1000);
 
         clock.advance(LocalSingleInstance::kReadTimeout - 1ms);
         QTest::qWait(20);
