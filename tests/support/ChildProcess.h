@@ -49,12 +49,17 @@ public:
 
 // The environment of the real app as a test runs it: its sockets in
 // `runtimeDir`, a private directory of the test's own, and Qt Quick drawing
-// in software on `platform`.
+// in software on `platform`. For a test started by hand too, the locale is
+// the one ctest sets and what ctest clears is cleared.
 inline QProcessEnvironment appEnvironment(const QString& runtimeDir, const QString& platform) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("XDG_RUNTIME_DIR", runtimeDir);
-    environment.remove("ZOR_AGENT_SOCKET");
-    environment.remove("ZOR_INSTANCE_SOCKET");
+    for (const char* name :
+         {"ZOR_AGENT_SOCKET", "ZOR_INSTANCE_SOCKET", "LANGUAGE", "QT_HASH_SEED", "QT_LOGGING_RULES",
+          "QT_DEBUG_PLUGINS", "QT_QPA_PLATFORMTHEME", "QT_SCALE_FACTOR", "DESTDIR",
+          "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME"})
+        environment.remove(name);
+    environment.insert("LC_ALL", "C.UTF-8");
     environment.insert("QT_QPA_PLATFORM", platform);
     environment.insert("QT_QUICK_BACKEND", "software");
     return environment;
