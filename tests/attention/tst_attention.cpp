@@ -11,6 +11,7 @@
 #include "prompts/RecentIds.h"
 #include "prompts/WindowPresence.h"
 
+#include <QAbstractItemModelTester>
 #include <QTest>
 
 using namespace zor;
@@ -60,6 +61,8 @@ struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
     VirtualClock clock;
     PromptStore store;
     PromptListModel listModel{store};
+    QAbstractItemModelTester listModelTester{
+        &listModel, QAbstractItemModelTester::FailureReportingMode::QtTest};
     FakeAgentRequests agent;
     PromptDecider decider{store, listModel, agent};
     QList<qint64> counts;

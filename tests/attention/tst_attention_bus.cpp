@@ -16,6 +16,7 @@
 #include "prompts/PromptUrl.h"
 #include "prompts/WindowPresence.h"
 
+#include <QAbstractItemModelTester>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QTest>
@@ -57,6 +58,8 @@ struct AttentionOnTheBus final : IconBadge, Announcer, WindowPresence {
     VirtualClock clock;
     PromptStore store;
     PromptListModel listModel{store};
+    QAbstractItemModelTester listModelTester{
+        &listModel, QAbstractItemModelTester::FailureReportingMode::QtTest};
     FakeAgentRequests agent;
     PromptDecider decider{store, listModel, agent};
     FreedesktopNotifications notifications{QDBusConnection::sessionBus()};

@@ -1,6 +1,7 @@
 #include "PromptScreen.h"
 
 #include "prompts/PromptTitle.h"
+#include "prompts/SidebarModels.h"
 
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -73,6 +74,15 @@ PromptScreen::PromptScreen(Showing showing)
                                   .commandLineToolPath = QString(),
                                   .liveRegion = nullptr})
     , window(mainWindow.window()) {
+    constexpr auto reporting = QAbstractItemModelTester::FailureReportingMode::QtTest;
+    listModelTester.emplace(mainWindow.findChild<PromptListModel*>(), reporting);
+    // The policies' model is made first.
+    const QList<PromptsSidebarModel*> sidebarModels =
+        mainWindow.findChild<SidebarModels*>()->findChildren<PromptsSidebarModel*>();
+    if (sidebarModels.size() != 2)
+        qFatal("PromptScreen: the sidebar has %lld models, not 2", qlonglong(sidebarModels.size()));
+    policiesModelTester.emplace(sidebarModels.first(), reporting);
+    sessionsModelTester.emplace(sidebarModels.last(), reporting);
     if (showing == Showing::atOnce)
         show();
     sync({});

@@ -9,6 +9,7 @@
 #include "shared/SerializablePromptItem.h"
 #include "window/MainWindow.h"
 
+#include <QAbstractItemModelTester>
 #include <QKeySequence>
 #include <QRandomGenerator>
 #include <optional>
@@ -95,6 +96,11 @@ private:
     QString sidebarMismatch() const;
 
     qsizetype seenCalls = 0;
+    // The window's list model and both of the sidebar's, checked through
+    // every change the tests make.
+    std::optional<QAbstractItemModelTester> listModelTester;
+    std::optional<QAbstractItemModelTester> policiesModelTester;
+    std::optional<QAbstractItemModelTester> sessionsModelTester;
 };
 
 // Prompts of a few sessions and policies whose targets repeat, so that

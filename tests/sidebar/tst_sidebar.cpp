@@ -119,6 +119,8 @@ struct Deciding {
         , decider(store, list, agent)
         , group(store, decider) {}
     PromptListModel list;
+    QAbstractItemModelTester listTester{&list,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest};
     FakeAgentRequests agent;
     PromptDecider decider;
     GroupDecision group;
@@ -291,6 +293,12 @@ private slots:
         PromptStore& store = *appState.promptStore();
         store.addPrompt("s1", "/p/policy.yml", fileDenial("/a"));
         SidebarModels models(appState);
+        const QList<PromptsSidebarModel*> both = models.findChildren<PromptsSidebarModel*>();
+        QCOMPARE(both.size(), 2);
+        QAbstractItemModelTester firstTester(
+            both.first(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+        QAbstractItemModelTester lastTester(both.last(),
+                                            QAbstractItemModelTester::FailureReportingMode::QtTest);
         QSignalSpy switches(&models, &SidebarModels::shownChanged);
         struct Step {
             AppTab tab;
@@ -387,6 +395,8 @@ private slots:
         PromptStore store;
         store.addPrompt("s1", "/p/policy.yml", fileDenial("/a"));
         PromptsSidebarModel model;
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
         model.setStore(&store);
         model.setGrouping(SidebarGrouping::session);
         FakeWorkspace workspace;
