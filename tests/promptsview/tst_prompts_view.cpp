@@ -57,6 +57,25 @@ QList<QQuickItem*> itemsOf(QQuickWindow* window) {
 
 // Whether a text item read its text as markup: a line break of markup makes
 // a line of its own, which plain text does not have.
+// The popup that shows `item`, or null.
+QQuickItem* popupOf(QQuickItem* item) {
+    while (item && !item->inherits("QQuickPopupItem"))
+        item = item->parentItem();
+    return item;
+}
+
+// The item named `name` that `root` shows, or null.
+QQuickItem* shownItem(QQuickItem* root, const QString& name) {
+    if (!root->isVisible())
+        return nullptr;
+    if (root->objectName() == name)
+        return root;
+    for (QQuickItem* child : root->childItems())
+        if (QQuickItem* found = shownItem(child, name))
+            return found;
+    return nullptr;
+}
+
 bool isReadAsMarkup(const QQuickItem* text) {
     return text->property("lineCount").toInt() !=
            text->property("text").toString().count(u'\n') + 1;
@@ -956,8 +975,12 @@ private slots:
         QCOMPARE(rig.group().state(), GroupDecision::State::asking);
         QVERIFY(rig.newCalls().isEmpty());
         // It counts and names what it would decide; what it would skip, below.
-        QCOMPARE(rig.group().question(), question[0]);
-        QCOMPARE(rig.group().targets().split(u'\n').last(), question[1]);
+        QQuickItem* dialog = popupOf(rig.popupItem("groupConfirm"));
+        QVERIFY(dialog);
+        QVERIFY(isTextShown(dialog, question[0]));
+        const QQuickItem* targets = shownItem(dialog, "groupTargets");
+        QVERIFY(targets);
+        QCOMPARE(targets->property("text").toString().split(u'\n').last(), question[1]);
         QCOMPARE(rig.popupItem("groupConfirm")->property("text").toString(), question[2]);
         // A prompt that comes meanwhile is not part of it.
         rig.add(record(5, "a", fileDenial(5)));
