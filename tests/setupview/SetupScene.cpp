@@ -146,11 +146,13 @@ void SetupScene::runFor(Millis total) {
     constexpr Millis step = std::chrono::milliseconds(100);
     for (Millis moved{0}; moved < total; moved += step) {
         clock.advance(step);
-        // A resumed probe may start the next one at once: wait until none is left.
-        (void)QTest::qWaitFor([] {
-            QCoreApplication::sendPostedEvents();
-            return workerCallsInFlight() == 0;
-        });
+        // A resumed probe may start the next one at once: wait until none is
+        // left, and move time no further while one is.
+        QVERIFY2(QTest::qWaitFor([] {
+                     QCoreApplication::sendPostedEvents();
+                     return workerCallsInFlight() == 0;
+                 }),
+                 "a probe was still under way after 5 s");
     }
 }
 

@@ -45,7 +45,8 @@ public:
     [[nodiscard]] bool appearAndSettle();
     [[nodiscard]] bool waitForReports(qsizetype count);
     // Moves virtual time on in 100 ms steps; at each, the probes it started
-    // finish on their workers before time moves again.
+    // finish on their workers before time moves again. A probe that does not
+    // finish fails the test, and the call moves time no further.
     void runFor(Millis total);
 
     // Loads the screen `width` wide and as tall as its content, or `height`
