@@ -24,6 +24,8 @@ private slots:
                 [&] { agentStates.append(scene.monitor->agentStatus()); });
         scene.setAgentBuildNumber(zorBuildNumber());
         scene.clock.advance(999ms);
+        // A pass started too soon would have its probes under way now.
+        QVERIFY(scene.settle());
         QCOMPARE(scene.agentQueryCount(), 1);
         scene.clock.advance(1ms);
         QVERIFY(scene.waitForReports(2));
