@@ -38,6 +38,7 @@ bool VirtualClock::tryAcquire(QSemaphore& semaphore, Millis timeout) {
             return true;
         if (currentMs.load() >= deadline)
             return semaphore.tryAcquire(1, 0);
+        ++deadlinesAhead;
     }
 }
 

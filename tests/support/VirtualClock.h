@@ -29,6 +29,8 @@ public:
     int pendingTimerCount() const;
     // Threads blocked in tryAcquire right now, their deadline set.
     int waitingCount() const { return waiters.load(); }
+    // Times a thread in tryAcquire read the clock and found its deadline ahead.
+    int deadlineAheadCount() const { return deadlinesAhead.load(); }
     // Delay from now to the earliest pending timer, if any.
     std::optional<Millis> nextTimerIn() const;
 
@@ -43,6 +45,7 @@ private:
 
     std::atomic<qint64> currentMs{0};
     std::atomic<int> waiters{0};
+    std::atomic<int> deadlinesAhead{0};
     TimerId lastId = 0;
     QList<Timer> timers;
 };
