@@ -2,6 +2,7 @@
 // by zor-dev-agent over the local transport, driven by keys, on a session bus
 // of the test's own.
 
+#include "AtspiTree.h"
 #include "ChildProcess.h"
 #include "FakeNotificationServer.h"
 #include "PrivateBus.h"
@@ -15,6 +16,8 @@
 
 using zor::testing::activatableNames;
 using zor::testing::appEnvironment;
+using zor::testing::AtspiNode;
+using zor::testing::AtspiReader;
 using zor::testing::ChildProcess;
 using zor::testing::FakeNotificationServer;
 using zor::testing::LauncherEntryListener;
@@ -37,6 +40,48 @@ struct Session {
         if (QTest::currentTestFailed())
             qInfo("agent:\n%s\nthe app's last lines:\n%s", qPrintable(agent ? agent->out : ""),
                   qPrintable(app ? app->out.right(4000) : ""));
+        app.reset();
+        agent.reset();
+        // Asked to end, the launcher ends the bus it started; killed, it leaves it behind.
+        if (busLauncher) {
+            busLauncher->process.terminate();
+            busLauncher->process.waitForFinished(10000);
+        }
+    }
+
+    // The accessibility bus, as a desktop with a screen reader starts it:
+    // what the app shows can then be read from outside it.
+    bool startAccessibilityBus() {
+        busLauncher.emplace(qEnvironmentVariable("ZOR_ATSPI_BUS_LAUNCHER"),
+                            QStringList{"--launch-immediately", "--a11y=1", "--screen-reader=1"},
+                            environment);
+        QString address;
+        if (!QTest::qWaitFor(
+                [&] {
+                    return !(address = AtspiReader::busAddress(QDBusConnection::sessionBus()))
+                                .isEmpty();
+                },
+                20000))
+            return false;
+        reader.emplace(QDBusConnection::connectToBus(address, "accessibility"));
+        return true;
+    }
+
+    // Whether the app asks `question` in a dialog whose Cancel has the keys,
+    // or comes to within a while.
+    bool isAsking(const QString& question) {
+        return QTest::qWaitFor(
+            [&] {
+                const std::optional<AtspiNode> root = reader->application(app->process.processId());
+                if (!root)
+                    return false;
+                const std::optional<AtspiNode> focused = reader->focused(*root);
+                return focused && focused->role == "push button" && focused->name == "Cancel" &&
+                       reader->read(*root).find([&](const AtspiNode& node) {
+                           return node.role == "dialog" && node.name == question;
+                       });
+            },
+            20000);
     }
 
     // The window minimised, so that new prompts make notices.
@@ -74,6 +119,8 @@ struct Session {
 
     QTemporaryDir runtime;
     QProcessEnvironment environment;
+    std::optional<ChildProcess> busLauncher;
+    std::optional<AtspiReader> reader;
     std::optional<ChildProcess> agent;
     std::optional<ChildProcess> app;
     QString window;
@@ -155,6 +202,7 @@ private slots:
     // through the agent.
     void aSearchAndAGroupDenyReachTheAgent() {
         Session session;
+        QVERIFY(session.startAccessibilityBus());
         QVERIFY(session.start());
         const ChildProcess& agent = *session.agent;
         QTRY_VERIFY_WITH_TIMEOUT(session.app->out.contains("Synced 20 prompts from ZorAgent"),
@@ -177,7 +225,7 @@ private slots:
         runTool("xdotool", {"key", "Tab", "Down", "shift+Down", "shift+Down", "shift+Down"});
         runTool("xdotool", {"key", "ctrl+shift+n"});
         // Asked first; Enter answers a deny.
-        QTest::qWait(500);
+        QVERIFY(session.isAsking("Deny 4 prompts for the session?"));
         QVERIFY(!agent.out.contains(sessionIds.first()));
         runTool("xdotool", {"key", "Return"});
         const QString policy = QStringLiteral("/Users/alice/src/cli-tool/.zor/policy.yml");
