@@ -1,5 +1,7 @@
 #include "shared/OutOfRangeNumbers.h"
 
+#include "shared/ParserRoom.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -99,7 +101,9 @@ bool isOutOfRange(std::string_view token) {
 } // namespace
 
 std::optional<OutOfRangeNumbers> nullOutOfRangeNumbers(QByteArrayView arrayText) {
-    OutOfRangeNumbers found{arrayText.toByteArray(), {}};
+    // Copied at the first such number: a text refused for anything else is
+    // not copied at all.
+    OutOfRangeNumbers found;
     const std::string_view text(arrayText.data(), std::size_t(arrayText.size()));
     int depth = 0;
     qsizetype element = 0;
@@ -122,6 +126,11 @@ std::optional<OutOfRangeNumbers> nullOutOfRangeNumbers(QByteArrayView arrayText)
             const std::string_view token = text.substr(at, end - at);
             // "null" takes no more room than a number out of range.
             if (depth >= 1 && token.size() >= 4 && isWellFormed(token) && isOutOfRange(token)) {
+                if (found.text.isNull()) {
+                    // With the reader's room, so that it reads the copy where it is.
+                    found.text.reserve(arrayText.size() + kParserRoom);
+                    found.text.append(arrayText);
+                }
                 char* written = found.text.data() + at;
                 std::fill(written, written + token.size(), ' ');
                 std::copy_n("null", 4, written);
