@@ -66,8 +66,13 @@ bool StrictJson::root(JsonValue& out) {
     if (code == simdjson::SUCCESS)
         code = parser.parse_into_document(document, text.data(), size_t(text.size()), !isInPlace)
                    .get(out);
-    if (code == simdjson::TAPE_ERROR && hasTextAfterValue(text))
-        return fail(QStringLiteral("text after the value"));
+    if (code == simdjson::TAPE_ERROR) {
+        // The refused parse's buffers go before the text is parsed again.
+        parser = simdjson::dom::parser();
+        document = simdjson::dom::document();
+        if (hasTextAfterValue(text))
+            return fail(QStringLiteral("text after the value"));
+    }
     if (code == simdjson::DEPTH_ERROR)
         return fail(QStringLiteral("nested too deeply"));
     if (!check(code))
