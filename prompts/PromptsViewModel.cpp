@@ -124,14 +124,21 @@ void PromptsViewModel::update() {
     // A prompt handed over again keeps its id under a new number: it stays.
     const std::optional<quint64> seq = store.seqOf(*highlighted);
     if (shownHighlight && shownHighlight->id == *highlighted && !seq) {
-        // The highlighted prompt has gone. After the user's own decision or
-        // dismissal the next one takes its place, so that the keys go on
-        // working; otherwise, and when its going changed the filter, nothing
-        // is highlighted, so that no key acts on a prompt the user has not seen.
+        // The highlighted prompt has gone. What remains of a selection
+        // stays, its prompt nearest to the gone one highlighted. Else, after
+        // the user's own decision or dismissal, the next one takes its place,
+        // so that the keys go on working; otherwise, and when its going
+        // changed the filter, nothing is highlighted, so that no key acts on
+        // a prompt the user has not seen.
         const ShownHighlight gone = *std::exchange(shownHighlight, std::nullopt);
         const int count = listModel.count();
-        if (gone.isGoingByUser && gone.filter == store.filter() && count > 0)
-            highlightRow(std::min(listModel.rowBelow(gone.seq), count - 1));
+        const int row = listModel.rowBelow(gone.seq);
+        const bool isSameList = gone.filter == store.filter();
+        if (const std::optional<QUuid> nearest = selectedByDistance(row, Distance::nearest);
+            nearest && isSameList)
+            store.setHighlightedPromptId(*nearest);
+        else if (gone.isGoingByUser && isSameList && count > 0)
+            highlightRow(std::min(row, count - 1));
         else
             store.setHighlightedPromptId(std::nullopt);
         return;
@@ -204,12 +211,8 @@ void PromptsViewModel::clickPrompt(const QString& promptId, Click click) {
             // Out of the selection, and the highlight to its nearest selected neighbour.
             selected.removeOne(*id);
             listModel.setSelection({selected.cbegin(), selected.cend()});
-            const auto nearest = std::min_element(
-                selected.cbegin(), selected.cend(), [this, row](const QUuid& a, const QUuid& b) {
-                    return std::abs(listModel.rowOf(a) - row) < std::abs(listModel.rowOf(b) - row);
-                });
-            anchor = *nearest;
-            store.setHighlightedPromptId(*nearest);
+            anchor = selectedByDistance(row, Distance::nearest);
+            store.setHighlightedPromptId(anchor);
             return;
         }
         listModel.setSelection({selected.cbegin(), selected.cend()});
@@ -222,8 +225,25 @@ void PromptsViewModel::clickPrompt(const QString& promptId, Click click) {
     store.setHighlightedPromptId(*id);
 }
 
+std::optional<QUuid> PromptsViewModel::selectedByDistance(int row, Distance distance) const {
+    const QList<QUuid> selected = listModel.selection();
+    const auto isCloser = [this, row](const QUuid& a, const QUuid& b) {
+        return std::abs(listModel.rowOf(a) - row) < std::abs(listModel.rowOf(b) - row);
+    };
+    const auto found = distance == Distance::nearest
+                           ? std::min_element(selected.cbegin(), selected.cend(), isCloser)
+                           : std::max_element(selected.cbegin(), selected.cend(), isCloser);
+    return found == selected.cend() ? std::nullopt : std::optional(*found);
+}
+
 void PromptsViewModel::selectRange(int row) {
-    const int from = anchor ? listModel.rowOf(*anchor) : -1;
+    // With its anchor gone, a selection grows from its far end as it stands.
+    // Where the highlight is not in the list, nothing shown is selected: the
+    // range starts anew.
+    const int highlightedAt = highlightedRow();
+    if (highlightedAt >= 0 && !(anchor && listModel.rowOf(*anchor) >= 0))
+        anchor = selectedByDistance(highlightedAt, Distance::farthest);
+    const int from = anchor && highlightedAt >= 0 ? listModel.rowOf(*anchor) : -1;
     if (from < 0) {
         if (const PromptItem* item = listModel.promptAt(row)) {
             anchor = item->id;

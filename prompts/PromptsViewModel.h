@@ -156,6 +156,10 @@ private:
     void highlightRow(int row);
     // Selects the prompts from the anchor's row to `row`.
     void selectRange(int row);
+    enum class Distance { nearest, farthest };
+    // The selected prompt nearest to the row, or farthest from it; none when
+    // nothing is selected.
+    std::optional<QUuid> selectedByDistance(int row, Distance distance) const;
     void followSelection();
     // Asks the view to bring the last request's row, as last found, into view.
     void scrollToRequest();
