@@ -116,6 +116,7 @@ void PromptsViewModel::update() {
 
     if (!highlighted) {
         shownHighlight.reset();
+        hiddenHighlight.reset();
         anchor.reset();
         listModel.setSelection({});
         followSelection();
@@ -147,15 +148,24 @@ void PromptsViewModel::update() {
         shownHighlight = ShownHighlight{*highlighted, *seq, listModel.isProcessing(*highlighted),
                                         store.filter()};
         // The highlighted prompt is always among the selected ones: a
-        // highlight set from elsewhere starts a selection of its own.
+        // highlight set from elsewhere starts a selection of its own, one
+        // that a search hid and shows again rejoins the selection it left.
+        const bool isBackInView = std::exchange(hiddenHighlight, std::nullopt) == highlighted;
         if (!listModel.isSelected(*highlighted)) {
-            anchor = *highlighted;
-            listModel.setSelection({*highlighted});
+            QSet<QUuid> selection{*highlighted};
+            if (isBackInView && listModel.selectedCount() > 0) {
+                const QList<QUuid> left = listModel.selection();
+                selection.unite(QSet<QUuid>(left.cbegin(), left.cend()));
+            } else {
+                anchor = *highlighted;
+            }
+            listModel.setSelection(selection);
         }
     } else if (!seq) {
         store.setHighlightedPromptId(std::nullopt);
     } else {
         shownHighlight.reset();
+        hiddenHighlight = highlighted;
     }
     followSelection();
 }

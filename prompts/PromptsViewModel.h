@@ -183,6 +183,8 @@ private:
     // focus once the question closes.
     bool isFocusOwed = false;
     std::optional<ShownHighlight> shownHighlight;
+    // The highlighted prompt while the filter or the search hides it.
+    std::optional<QUuid> hiddenHighlight;
     std::optional<QUuid> firstId;
     std::optional<ScrollRequest> lastScrollRequest;
     bool isScrollRequestHeld = false;

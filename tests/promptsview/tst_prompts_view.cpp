@@ -1126,6 +1126,9 @@ private slots:
         QTest::newRow("a Shift-click, the highlighted one hidden")
             << QStringList{"click 2", "shift-click 4", "search file-1", "shift-click 0"}
             << QList<int>{0} << 0;
+        QTest::newRow("the highlighted one hidden by a search and back")
+            << QStringList{"click 0", "shift-click 3", "search file-1", "search"}
+            << QList<int>{0, 1, 2, 3} << 3;
         QTest::newRow("another one taken out")
             << QStringList{"click 0", "ctrl-click 1", "ctrl-click 3", "ctrl-click 1"}
             << QList<int>{0, 3} << 0;
@@ -1150,7 +1153,7 @@ private slots:
                 rig.removeByAgent(
                     QUuid(rig.rows().at(words.last().toInt())->property("promptId").toString()));
             else if (words.first() == "search")
-                rig.store.setSearchText(words.last());
+                rig.store.setSearchText(words.size() > 1 ? words.last() : QString());
             else if (words.first() == "deny") {
                 rig.click(rig.button(rig.rows().at(words.last().toInt()), Decision::denyAlways));
                 rig.answerAll(true);
