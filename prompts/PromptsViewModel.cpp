@@ -150,7 +150,8 @@ void PromptsViewModel::update() {
         // The highlighted prompt is always among the selected ones: a
         // highlight set from elsewhere starts a selection of its own, one
         // that a search hid and shows again rejoins the selection it left.
-        const bool isBackInView = std::exchange(hiddenHighlight, std::nullopt) == highlighted;
+        const std::optional<HiddenHighlight> wasHidden = std::exchange(hiddenHighlight, {});
+        const bool isBackInView = wasHidden && wasHidden->id == *highlighted;
         if (!listModel.isSelected(*highlighted)) {
             QSet<QUuid> selection{*highlighted};
             if (isBackInView && listModel.selectedCount() > 0) {
@@ -162,10 +163,16 @@ void PromptsViewModel::update() {
             listModel.setSelection(selection);
         }
     } else if (!seq) {
-        store.setHighlightedPromptId(std::nullopt);
+        // Gone while hidden: what remains of its selection stays, as when
+        // one shown goes.
+        const std::optional<HiddenHighlight> gone = std::exchange(hiddenHighlight, {});
+        store.setHighlightedPromptId(
+            gone && gone->id == *highlighted && gone->filter == store.filter()
+                ? selectedByDistance(listModel.rowBelow(gone->seq), Distance::nearest)
+                : std::nullopt);
     } else {
         shownHighlight.reset();
-        hiddenHighlight = highlighted;
+        hiddenHighlight = HiddenHighlight{*highlighted, *seq, store.filter()};
     }
     followSelection();
 }

@@ -183,8 +183,14 @@ private:
     // focus once the question closes.
     bool isFocusOwed = false;
     std::optional<ShownHighlight> shownHighlight;
-    // The highlighted prompt while the filter or the search hides it.
-    std::optional<QUuid> hiddenHighlight;
+    // The highlighted prompt while the filter or the search hides it, and
+    // the filter it was hidden under.
+    struct HiddenHighlight {
+        QUuid id;
+        quint64 seq;
+        PromptFilter filter;
+    };
+    std::optional<HiddenHighlight> hiddenHighlight;
     std::optional<QUuid> firstId;
     std::optional<ScrollRequest> lastScrollRequest;
     bool isScrollRequestHeld = false;

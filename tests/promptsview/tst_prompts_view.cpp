@@ -1129,6 +1129,10 @@ private slots:
         QTest::newRow("the highlighted one hidden by a search and back")
             << QStringList{"click 0", "shift-click 3", "search file-1", "search"}
             << QList<int>{0, 1, 2, 3} << 3;
+        QTest::newRow("the highlighted one removed while a search hid it")
+            << QStringList{"click 0", "shift-click 3", "search file-1", "agent removes hidden 3",
+                           "search"}
+            << QList<int>{0, 1, 2} << 2;
         QTest::newRow("another one taken out")
             << QStringList{"click 0", "ctrl-click 1", "ctrl-click 3", "ctrl-click 1"}
             << QList<int>{0, 3} << 0;
@@ -1149,6 +1153,8 @@ private slots:
                 rig.clickRow(rowAt(words.last().toInt()), Qt::ShiftModifier);
             else if (words.first() == "ctrl-click")
                 rig.clickRow(rowAt(words.last().toInt()), Qt::ControlModifier);
+            else if (words.first() == "agent" && words.at(2) == "hidden")
+                rig.removeByAgent(idOf(prompts[prompts.size() - 1 - words.last().toInt()]));
             else if (words.first() == "agent")
                 rig.removeByAgent(
                     QUuid(rig.rows().at(words.last().toInt())->property("promptId").toString()));
