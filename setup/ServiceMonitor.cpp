@@ -119,11 +119,7 @@ QCoro::Task<> ServiceMonitor::runFullCheck() {
     const DaemonStatus daemonFound = co_await probeDaemon();
     if (repairsBegun.daemon == before.daemon)
         setDaemonStatus(daemonFound);
-    if (repairsBegun.agent == before.agent) {
-        const AgentStatus agentFound = co_await probeAgent();
-        if (repairsBegun.agent == before.agent)
-            setAgentStatus(agentFound);
-    }
+    co_await checkAgentUnlessRepaired(before.agent);
     setNEStatus(co_await probeNetworkExtension(daemonFound));
     endCheck();
 }
@@ -147,17 +143,22 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
         if (repairsBegun.daemon == before.daemon)
             setDaemonStatus(daemonFound);
     }
-    if (isAgentDue && repairsBegun.agent == before.agent) {
-        const AgentStatus agentFound = co_await probeAgent();
-        if (repairsBegun.agent == before.agent)
-            setAgentStatus(agentFound);
-    }
+    if (isAgentDue)
+        co_await checkAgentUnlessRepaired(before.agent);
     // The extension is asked through the daemon, so it goes by what the
     // daemon's probe found. While a repair checks the daemon that is not yet
     // known: the extension waits for a pass after the repair's probe.
     if (isExtensionDue && daemonState != DaemonStatus::checking)
         setNEStatus(co_await probeNetworkExtension(daemonState));
     endCheck();
+}
+
+QCoro::Task<> ServiceMonitor::checkAgentUnlessRepaired(int repairsBefore) {
+    if (repairsBegun.agent != repairsBefore)
+        co_return;
+    const AgentStatus found = co_await probeAgent();
+    if (repairsBegun.agent == repairsBefore)
+        setAgentStatus(found);
 }
 
 // What this system does not have will not come: polling for it would only

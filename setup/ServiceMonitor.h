@@ -108,6 +108,9 @@ private:
     QCoro::Task<DaemonStatus> probeDaemon();
     QCoro::Task<AgentStatus> probeAgent();
     QCoro::Task<NEStatus> probeNetworkExtension(DaemonStatus daemonStatus);
+    // The agent's probe, unless a repair of it began since the check did
+    // (`repairsBefore`); what it finds is kept only if none began meanwhile.
+    QCoro::Task<> checkAgentUnlessRepaired(int repairsBefore);
 
     Clock& clock;
     ServiceManagement& services;
