@@ -71,7 +71,7 @@ int handOverWithoutDisplay(int argc, char** argv) {
 } // namespace
 
 int runWindowedApplication(int argc, char** argv) {
-    if (!platformHasDisplay())
+    if (!platformHasDisplay(argc, argv))
         return handOverWithoutDisplay(argc, argv);
     QGuiApplication app(argc, argv);
     // What the window hands to deleteLater() as it goes is deleted before the

@@ -37,6 +37,7 @@
 #endif
 
 #include <QDir>
+#include <string_view>
 
 // macOS gets the system's own services; other systems get portable stand-ins
 // or "not supported on this platform". This file is the only place that chooses.
@@ -196,13 +197,26 @@ TerminationSignals& platformTerminationSignals() {
     return instance;
 }
 
-bool platformHasDisplay() {
+bool platformHasDisplay(int argc, char** argv) {
 #ifdef Q_OS_MACOS
+    Q_UNUSED(argc);
+    Q_UNUSED(argv);
     return true;
 #else
+    // The options Qt reads before it picks its platform, each with a value.
+    const auto isToldOnCommandLine = [argc, argv] {
+        for (int i = 1; i + 1 < argc; ++i) {
+            const std::string_view option = argv[i];
+            if ((option == "-platform" || option == "--platform" || option == "-display" ||
+                 option == "--display") &&
+                *argv[i + 1] != '\0')
+                return true;
+        }
+        return false;
+    };
     return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
            !qEnvironmentVariableIsEmpty("DISPLAY") ||
-           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") || isToldOnCommandLine();
 #endif
 }
 

@@ -54,8 +54,9 @@ QString platformTemporaryDirectory();
 // The main window's title bar and the room the tab row leaves for its buttons.
 WindowChrome& platformWindowChrome();
 // Whether a window could open: on Linux, whether Qt was told of a display or
-// of a platform. Without one, making the application aborts the process.
-bool platformHasDisplay();
+// of a platform, by the environment or on the command line. Without one,
+// making the application aborts the process.
+bool platformHasDisplay(int argc, char** argv);
 // Whether windows draw with Qt Quick's own software renderer: where the
 // system has no graphics device, it outpaces OpenGL emulated on the processor.
 bool platformPrefersSoftwareDrawing();

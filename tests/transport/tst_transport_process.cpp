@@ -88,6 +88,14 @@ private slots:
         QProcessEnvironment bare = environment;
         for (const char* name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
             bare.remove(name);
+        // Qt may be told of its platform on the command line instead.
+        for (const char* option : {"-platform", "--platform"}) {
+            ChildProcess told(ZOR_APP_PATH, {option, "offscreen"}, bare);
+            QTRY_VERIFY2_WITH_TIMEOUT(told.out.contains("Zor.app launched"), qPrintable(told.out),
+                                      20000);
+            QCOMPARE(::kill(pid_t(told.process.processId()), SIGTERM), 0);
+            QCOMPARE(told.finish(), 0);
+        }
         {
             ChildProcess alone(ZOR_APP_PATH, {"zor://prompt/" + kId}, bare);
             QCOMPARE(alone.finish(), 1);
