@@ -39,10 +39,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows) {
     requireMainThread("AppDelegate::applicationShouldHandleReopen");
-    if (!hasVisibleWindows) {
-        activation.activateIgnoringOtherApps();
-        bringBackMainWindow();
-    }
+    if (!hasVisibleWindows)
+        activateApp();
     return true;
 }
 
@@ -99,12 +97,8 @@ void AppDelegate::handleLaterStart(const QStringList& arguments) {
 }
 
 void AppDelegate::activateApp() {
-    // Where only windows can be activated, the main window stands for the app.
-    if (!activation.activateIgnoringOtherApps())
-        bringBackMainWindow();
-}
-
-void AppDelegate::bringBackMainWindow() {
+    activation.activateIgnoringOtherApps();
+    // The system's activation shows no window that was closed or minimised.
     if (MainWindow* mainWindow = WindowManager::shared().mainWindow())
         mainWindow->bringBack();
 }

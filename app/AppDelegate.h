@@ -53,8 +53,8 @@ private:
     // As openUrls(); whether a link was taken.
     bool openPromptLinks(const QStringList& urls);
     void navigateToPrompt(const QUuid& id);
+    // The app in front, with its main window, closed or minimised as it may be.
     void activateApp();
-    void bringBackMainWindow();
 
     NotificationHandler& notificationHandler;
     AppActivation& activation;

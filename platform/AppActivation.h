@@ -6,9 +6,9 @@ namespace zor {
 class AppActivation {
 public:
     virtual ~AppActivation() = default;
-    // False where the system has no such thing; the caller then brings its
-    // main window forward itself.
-    virtual bool activateIgnoringOtherApps() = 0;
+    // Nothing where the system has no such thing. It shows no window that
+    // was closed or minimised: the caller brings its main window back itself.
+    virtual void activateIgnoringOtherApps() = 0;
 };
 
 } // namespace zor

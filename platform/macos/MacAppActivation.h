@@ -7,7 +7,7 @@ namespace zor {
 // Brings the whole app forward through NSApplication.
 class MacAppActivation final : public AppActivation {
 public:
-    bool activateIgnoringOtherApps() override;
+    void activateIgnoringOtherApps() override;
 };
 
 } // namespace zor

@@ -4,14 +4,13 @@
 
 namespace zor {
 
-bool MacAppActivation::activateIgnoringOtherApps() {
+void MacAppActivation::activateIgnoringOtherApps() {
     // From macOS 14 the app asks to be in front and the system may keep the
     // user in the app they are typing in; the forcing call is deprecated there.
     if (@available(macOS 14, *))
         [NSApp activate];
     else
         [NSApp activateIgnoringOtherApps:YES];
-    return true;
 }
 
 } // namespace zor

@@ -7,7 +7,7 @@ namespace zor {
 // Window systems activate windows, not applications.
 class PortableAppActivation final : public AppActivation {
 public:
-    bool activateIgnoringOtherApps() override { return false; }
+    void activateIgnoringOtherApps() override {}
 };
 
 } // namespace zor

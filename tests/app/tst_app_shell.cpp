@@ -35,12 +35,8 @@ QString promptLink(const QString& id) {
 
 class FakeActivation final : public AppActivation {
 public:
-    bool activateIgnoringOtherApps() override {
-        ++count;
-        return isSupported;
-    }
+    void activateIgnoringOtherApps() override { ++count; }
     int count = 0;
-    bool isSupported = true;
 };
 
 // The app delegate on fakes: the agent link on a fake queue, the setup screen
@@ -246,18 +242,22 @@ private slots:
         QVERIFY(shell.delegate.applicationShouldHandleReopen(true));
         QCOMPARE(shell.activation.count, 4);
 
-        // Started again without links, or with none the app takes; a link
-        // where only windows can be activated.
+        // Started again without links, or with none the app takes.
         for (const QStringList& arguments :
              {QStringList{}, QStringList{"--verbose", "zor://prompt/not-an-id"}}) {
             window->close();
             shell.delegate.handleLaterStart(arguments);
             QVERIFY(window->isVisible());
         }
+        // A link, from a later start or from the system, brings the window
+        // back as the Dock does: the app's activation alone leaves it closed
+        // or minimised.
         window->close();
-        shell.activation.isSupported = false;
         shell.delegate.handleLaterStart({promptLink(kIdB)});
         QVERIFY(window->isVisible());
+        window->showMinimized();
+        shell.delegate.openUrls({promptLink(kIdB)});
+        QVERIFY(!(window->windowStates() & Qt::WindowMinimized));
         QCOMPARE(shell.delegate.mainWindow(), mainWindow);
 
         const auto connection = shell.connector.connections.last();
