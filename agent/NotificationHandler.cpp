@@ -134,6 +134,8 @@ void NotificationHandler::endSyncWait() {
 
 void NotificationHandler::scheduleReconnect() {
     requireMainThread("NotificationHandler::scheduleReconnect");
+    if (isReconnectStopped)
+        return;
     // The connection failed: a link held for the sync goes on without it.
     endSyncWait();
     ++attempt;
@@ -150,6 +152,7 @@ void NotificationHandler::scheduleReconnect() {
 }
 
 void NotificationHandler::stopReconnecting() {
+    isReconnectStopped = true;
     clock.cancel(reconnectTimer);
 }
 

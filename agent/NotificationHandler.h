@@ -54,7 +54,8 @@ public:
     // Ends the connection without a reconnect, and logs that it did. A
     // reconnect already scheduled still runs.
     void disconnect();
-    // A reconnect already scheduled does not run: the process ends.
+    // A reconnect already scheduled, or asked for by a connection's end on
+    // its way to the main thread, does not run: the process ends.
     void stopReconnecting();
     void scheduleReconnect();
 
@@ -99,6 +100,7 @@ private:
     bool hasSynced = false;
     Clock::TimerId syncWaitLimit = 0;
     Clock::TimerId reconnectTimer = 0;
+    bool isReconnectStopped = false;
     PromptFeed feed;
     // Held by the connection's calls as well: a reply may come after this
     // handler has gone.

@@ -287,6 +287,22 @@ private slots:
         QCOMPARE(shell.clock.pendingTimerCount(), 0);
     }
 
+    // The link breaks as the user quits: the reconnect its end asked for,
+    // still on its way to the main thread, does not come either.
+    void quittingStopsAReconnectOnItsWay() {
+        Shell shell;
+        QVERIFY(shell.launchSynced());
+        const qsizetype connections = shell.connector.connections.size();
+        shell.connector.connections.last()->interrupt();
+        shell.queue.drain();
+        shell.delegate.applicationWillTerminate();
+        QCoreApplication::sendPostedEvents();
+        shell.clock.advance(std::chrono::minutes(2));
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(shell.connector.connections.size(), connections);
+        QCOMPARE(shell.clock.pendingTimerCount(), 0);
+    }
+
     // A link that starts the app waits for the launch sync, or for the
     // sync or the connection to fail, then lands on its prompt. Followed, it
     // is the initial choice of tab: an unhealthy first report does not move away.
