@@ -119,13 +119,15 @@ bool HeadlessRegistration::registerAgent() {
 void HeadlessRegistration::createCliLink() {
     // What lies at the link's path goes only for a link that works. Installed
     // under /usr/local elsewhere than on macOS, this program itself is what
-    // lies there; and where the tool is not where the link would point (no
-    // app in /Applications yet), a link would replace a working command with
-    // one that leads nowhere. With nothing there, the link is made all the
-    // same: it works once the app is in place.
+    // lies there (a link to it goes, as any link does); and where the tool is
+    // not where the link would point (no app in /Applications yet), a link
+    // would replace a working command with one that leads nowhere. With
+    // nothing there, the link is made all the same: it works once the app is
+    // in place.
     QString reason;
     if (const QFileInfo existing(linkPaths.linkPath); existing.exists()) {
-        if (existing.canonicalFilePath() == QFileInfo(runningProgram).canonicalFilePath())
+        if (!existing.isSymLink() &&
+            existing.canonicalFilePath() == QFileInfo(runningProgram).canonicalFilePath())
             reason = linkPaths.linkPath + QStringLiteral(" is this program itself");
         else if (!QFileInfo::exists(linkPaths.linkTarget))
             reason = linkPaths.linkTarget + QStringLiteral(" does not exist");
