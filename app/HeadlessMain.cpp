@@ -17,7 +17,8 @@ void runHeadlessRegistration(int argc, char** argv) {
     HeadlessRegistration registration({platformServiceManagement(),
                                        platformSystemExtensionManager(), platformFilterManager(),
                                        platformConsole(), platformFileManager(), systemClock()},
-                                      CliLinkPaths{}, QCoreApplication::applicationFilePath());
+                                      CliLinkPaths{.linkTarget = platformCliLinkTarget()},
+                                      QCoreApplication::applicationFilePath());
     registration.start();
     // Every way out is the console's exit from a callback; the system may also
     // never answer, and then the process waits.

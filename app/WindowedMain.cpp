@@ -32,10 +32,11 @@ namespace {
 // The window on the system's services; the setup screen's monitor and repairs go with it.
 std::unique_ptr<MainWindow> makeMainWindow(AppState& appState) {
     NotificationHandler& agent = NotificationHandler::shared();
-    auto* monitor =
-        new ServiceMonitor(systemClock(), platformServiceManagement(), platformFilterManager(),
-                           platformAdministratorScriptRunner(), DaemonClient::shared(),
-                           [&agent] { return agent.getBuildNumber(); });
+    auto* monitor = new ServiceMonitor(
+        systemClock(), platformServiceManagement(), platformFilterManager(),
+        platformAdministratorScriptRunner(), DaemonClient::shared(),
+        [&agent] { return agent.getBuildNumber(); },
+        CliLinkPaths{.linkTarget = platformCliLinkTarget()});
     auto* repairs = new ServiceRepairs(*monitor, systemClock(), platformServiceManagement(),
                                        platformSystemExtensionManager(), platformFilterManager(),
                                        platformAdministratorScriptRunner(), platformWorkspace());

@@ -33,8 +33,8 @@
 #else
 #include "platform/portable/FreedesktopNotifications.h"
 #include "platform/portable/LauncherEntryBadge.h"
-#include "shared/Identifiers.h"
 #endif
+#include "shared/Identifiers.h"
 
 #include <QDir>
 #include <string_view>
@@ -135,6 +135,14 @@ void platformPrepareLoopWithoutWindows() {
 
 QString platformCommandLineToolPath() {
     return commandLineToolBesideExecutable();
+}
+
+QString platformCliLinkTarget() {
+#ifdef Q_OS_MACOS
+    return QString::fromLatin1(kCliLinkTarget);
+#else
+    return commandLineToolBesideExecutable();
+#endif
 }
 
 QString platformTemporaryDirectory() {

@@ -47,6 +47,10 @@ void platformSurviveClosedOutput();
 void platformPrepareLoopWithoutWindows();
 // Where the command-line tool zor-cli lies in this installation.
 QString platformCommandLineToolPath();
+// Where the zor command's link leads: on macOS into the app in /Applications,
+// as installers assume; elsewhere to the tool beside this program, as nothing
+// puts an app in /Applications there.
+QString platformCliLinkTarget();
 // The user's own temporary directory, where no other user can put a file or
 // a link: the system's per-user one on macOS, the private runtime directory
 // elsewhere. Empty when there is none.

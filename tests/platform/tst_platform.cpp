@@ -2,9 +2,11 @@
 #include "LogCapture.h"
 #include "platform/Clock.h"
 #include "platform/LargePages.h"
+#include "platform/Platform.h"
 #include "platform/Worker.h"
 #include "platform/portable/GraphicsDevice.h"
 #include "platform/portable/PosixTerminationSignals.h"
+#include "shared/Identifiers.h"
 
 #include <QCoroTask>
 #include <QDir>
@@ -94,6 +96,17 @@ class PlatformTest : public QObject {
 private slots:
     // A block the allocator maps apart is advised from its first whole page
     // to its last; a smaller one, whose pages it may share, is left alone.
+    // The zor command's link leads to the command-line tool: into the app in
+    // /Applications on macOS, as installers assume; elsewhere beside this
+    // program, wherever it was installed, since nothing puts it there.
+    void theCommandsLinkLeadsToTheTool() {
+#ifdef Q_OS_MACOS
+        QCOMPARE(platformCliLinkTarget(), QString::fromLatin1(kCliLinkTarget));
+#else
+        QCOMPARE(platformCliLinkTarget(), QCoreApplication::applicationDirPath() + "/zor-cli");
+#endif
+    }
+
     void largeBlocksAreAdvisedLargePages() {
         QFile maps(QStringLiteral("/proc/self/smaps"));
         if (!QFile::exists(QStringLiteral("/sys/kernel/mm/transparent_hugepage/enabled")) ||
