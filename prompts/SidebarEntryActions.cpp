@@ -7,6 +7,8 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
 
+#include <utility>
+
 namespace zor {
 
 SidebarEntryActions::SidebarEntryActions(Workspace& workspace, Clipboard& clipboard,
@@ -19,14 +21,24 @@ SidebarEntryActions::SidebarEntryActions(Workspace& workspace, Clipboard& clipbo
     , scriptDirectory(std::move(scriptDirectory))
     , auditLogsUnavailable(sessionLogsUnavailableReason(this->toolPath))
     , store(store)
-    , group(group) {}
+    , group(group) {
+    connect(&group, &GroupDecision::stateChanged, this, &SidebarEntryActions::updateGroupDecidable);
+    connect(&store, &PromptStore::promptsChanged, this, &SidebarEntryActions::updateGroupDecidable);
+}
 
 bool SidebarEntryActions::hasGroupItems() const {
     return opened.filter.kind() != PromptFilter::Kind::all && opened.count > 0;
 }
 
+void SidebarEntryActions::updateGroupDecidable() {
+    const bool isNowDecidable = hasGroupItems() && group.state() == GroupDecision::State::idle &&
+                                store.promptCountFor(opened.filter) > 0;
+    if (std::exchange(isDecidable, isNowDecidable) != isNowDecidable)
+        emit groupDecidableChanged();
+}
+
 void SidebarEntryActions::decideGroup(GroupDecision::Action action) {
-    if (!hasGroupItems())
+    if (!isDecidable)
         return;
     QList<QUuid> ids;
     for (const PromptItem& item : store.promptsFor(opened.filter))
@@ -46,6 +58,7 @@ void SidebarEntryActions::openFor(PromptsSidebarModel* model, int row) {
 void SidebarEntryActions::openFor(const SidebarEntry& entry) {
     opened = entry;
     emit openedForChanged();
+    updateGroupDecidable();
 }
 
 void SidebarEntryActions::revealInFileManager() {

@@ -27,8 +27,11 @@ class SidebarEntryActions : public QObject {
     Q_PROPERTY(bool hasAuditLogsItem READ hasAuditLogsItem NOTIFY openedForChanged)
     Q_PROPERTY(bool hasCopySessionIdItem READ hasCopySessionIdItem NOTIFY openedForChanged)
     Q_PROPERTY(bool hasMenu READ hasMenu NOTIFY openedForChanged)
-    // A policy's or a session's prompts can be decided together.
+    // A policy's or a session's prompts can be decided together: the items
+    // are there, and act while no other group is under way and the entry
+    // still has prompts.
     Q_PROPERTY(bool hasGroupItems READ hasGroupItems NOTIFY openedForChanged)
+    Q_PROPERTY(bool isGroupDecidable READ isGroupDecidable NOTIFY groupDecidableChanged)
     Q_PROPERTY(bool isAuditLogsAvailable READ isAuditLogsAvailable CONSTANT)
     Q_PROPERTY(QString auditLogsUnavailableReason READ auditLogsUnavailableReason CONSTANT)
 
@@ -55,6 +58,7 @@ public:
     bool hasCopySessionIdItem() const { return opened.hasCopySessionIdItem(); }
     bool hasMenu() const { return opened.hasMenu(); }
     bool hasGroupItems() const;
+    bool isGroupDecidable() const { return isDecidable; }
 
     // On the entry the menu is open for; nothing where it lacks what they need.
     Q_INVOKABLE void revealInFileManager();
@@ -67,8 +71,11 @@ public:
 
 signals:
     void openedForChanged();
+    void groupDecidableChanged();
 
 private:
+    void updateGroupDecidable();
+
     Workspace& workspace;
     Clipboard& clipboard;
     QString toolPath;
@@ -77,6 +84,7 @@ private:
     PromptStore& store;
     GroupDecision& group;
     SidebarEntry opened;
+    bool isDecidable = false;
 };
 
 } // namespace zor

@@ -75,6 +75,7 @@ Menu {
 
         visible: entryMenu.actions.hasGroupItems
         height: visible ? implicitHeight : 0
+        enabled: entryMenu.actions.isGroupDecidable
         onTriggered: entryMenu.actions.decideGroup(decision)
     }
     GroupItem { text: "Deny All for the Session…"; decision: GroupDecision.Action.denySession }

@@ -91,6 +91,12 @@ struct Rig : PromptScreen {
     QQuickItem* rowOf(const SerializablePromptItem& made) const { return rowFor(idOf(made)); }
     void highlight(const SerializablePromptItem& made) { clickRow(rowOf(made)); }
     std::optional<QUuid> highlighted() const { return store.highlightedPromptId(); }
+    QQuickItem* sessionEntry(const QString& session) const {
+        for (QQuickItem* entry : sidebarEntries())
+            if (entry->property("label").toString().endsWith("[" + session + "]"))
+                return entry;
+        return nullptr;
+    }
     // Rests the pointer on a sidebar entry; whether its tool tip then shows
     // its text, as a popup does. The pointer comes from the window's corner:
     // left where an earlier test put it, it would not enter the entry.
@@ -945,10 +951,7 @@ private slots:
         if (from == "menu") {
             rig.scene.appState.setSelectedTab(AppTab::sessions);
             rig.settle();
-            QQuickItem* entry = nullptr;
-            for (QQuickItem* candidate : rig.sidebarEntries())
-                if (candidate->property("label").toString().endsWith("[a]"))
-                    entry = candidate;
+            QQuickItem* entry = rig.sessionEntry("a");
             QVERIFY(entry);
             rig.click(entry, std::nullopt, Qt::RightButton);
             rig.click(rig.popupItem("Deny All for the Session…"));
@@ -1337,6 +1340,90 @@ private slots:
         QTRY_VERIFY(menu()->property("opened").toBool());
         rig.click(rig.popupItem("Copy Session ID"));
         QCOMPARE(rig.scene.clipboard.texts, QStringList{"b"});
+    }
+
+    void anEntrysMenuStaysWithTheEntryItOpenedFor_data() {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("an entry moved above it") << "move";
+        QTest::newRow("its entry gone, its row given to another") << "replace";
+        QTest::newRow("the window closed and shown again") << "window";
+    }
+
+    // The menu stays where it opened, over the entry it acts on, whatever
+    // the rows do meanwhile; it does not come back with the window.
+    void anEntrysMenuStaysWithTheEntryItOpenedFor() {
+        QFETCH(QString, change);
+        const QList<SerializablePromptItem> prompts{record(1, "s1", fileDenial(1)),
+                                                    record(2, "s2", fileDenial(2)),
+                                                    record(3, "s3", fileDenial(3))};
+        Rig rig(prompts);
+        rig.scene.appState.setSelectedTab(AppTab::sessions);
+        rig.settle();
+        rig.click(rig.sessionEntry("s2"), std::nullopt, Qt::RightButton);
+        QQuickItem* copy = rig.popupItem("Copy Session ID");
+        QVERIFY(copy);
+        const QPointF openedAt = copy->mapToScene({0, 0});
+
+        if (change == "move") {
+            rig.add(record(4, "s1", fileDenial(4)));
+        } else if (change == "replace") {
+            rig.removeByAgent(idOf(prompts[1]));
+            rig.add(record(5, "s4", fileDenial(5)));
+        } else {
+            rig.window->close();
+            rig.window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(rig.window));
+        }
+        rig.settle();
+        if (change == "window") {
+            QVERIFY(!rig.popupItem("Copy Session ID"));
+            return;
+        }
+        QCOMPARE(rig.popupItem("Copy Session ID"), copy);
+        QCOMPARE(copy->mapToScene({0, 0}), openedAt);
+        rig.click(copy);
+        QCOMPARE(rig.scene.clipboard.texts, QStringList{"s2"});
+    }
+
+    void anEntrysGroupItemsCloseWhenTheyCannotAct_data() {
+        QTest::addColumn<QString>("why");
+        QTest::newRow("another group being decided") << "group";
+        QTest::newRow("the entry's prompts gone") << "gone";
+    }
+
+    // An item that could not act is closed, rather than doing nothing
+    // without a word when chosen.
+    void anEntrysGroupItemsCloseWhenTheyCannotAct() {
+        QFETCH(QString, why);
+        QList<SerializablePromptItem> prompts = records(2, "a");
+        prompts.append(record(3, "b", fileDenial(3)));
+        prompts.append(record(4, "b", fileDenial(4)));
+        Rig rig(prompts);
+        rig.scene.appState.setSelectedTab(AppTab::sessions);
+        rig.settle();
+        rig.newCalls();
+        if (why == "group") {
+            rig.click(rig.sessionEntry("a"), std::nullopt, Qt::RightButton);
+            rig.click(rig.popupItem("Deny All Always…"));
+            rig.keys(QKeySequence(Qt::Key_Return));
+            QCOMPARE(rig.group().state(), GroupDecision::State::deciding);
+            rig.settle();
+        }
+        rig.click(rig.sessionEntry("b"), std::nullopt, Qt::RightButton);
+        QQuickItem* deny = rig.popupItem("Deny All for the Session…");
+        QVERIFY(deny);
+        if (why == "group") {
+            QVERIFY(!deny->isEnabled());
+            rig.answerAll(true);
+            rig.settle();
+            QVERIFY(deny->isEnabled());
+        } else {
+            QVERIFY(deny->isEnabled());
+            rig.removeByAgent(idOf(prompts[2]));
+            rig.removeByAgent(idOf(prompts[3]));
+            rig.settle();
+            QVERIFY(!deny->isEnabled());
+        }
     }
 
     // The agent's texts are shown as they are, never read as markup: a

@@ -4,6 +4,7 @@
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQmlInfo>
+#include <QQuickWindow>
 
 namespace zor::qml {
 
@@ -29,7 +30,22 @@ void LazyMenu::open() {
 }
 
 void LazyMenu::popup(QQuickItem* parentItem, qreal x, qreal y) {
-    call("popup", {QVariant::fromValue(parentItem), x, y});
+    const QPointF at = parentItem ? mapFromItem(parentItem, QPointF(x, y)) : QPointF(x, y);
+    call("popup", {QVariant::fromValue<QQuickItem*>(this), at.x(), at.y()});
+}
+
+void LazyMenu::itemChange(ItemChange change, const ItemChangeData& data) {
+    QQuickItem::itemChange(change, data);
+    if (change != ItemSceneChange)
+        return;
+    // A menu left open would come back with the window, on whatever it
+    // was opened for, long gone perhaps.
+    disconnect(windowHidden);
+    if (data.window)
+        windowHidden = connect(data.window, &QWindow::visibleChanged, this, [this](bool isVisible) {
+            if (!isVisible && made)
+                call("close", {});
+        });
 }
 
 QObject* LazyMenu::madeMenu(QQmlEngine& engine) {

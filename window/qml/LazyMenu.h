@@ -33,12 +33,17 @@ public:
     void setMenuProperties(const QVariantMap& menuProperties);
 
     Q_INVOKABLE void open();
-    // At (x, y) in `parentItem`, as the Menu's own popup() puts it.
+    // At (x, y) in `parentItem` as it lies now, where the menu then stays:
+    // the item may be a list's row, which moves, or is given to another
+    // entry, while the menu is open.
     Q_INVOKABLE void popup(QQuickItem* parentItem, qreal x, qreal y);
 
 signals:
     void menuChanged();
     void menuPropertiesChanged();
+
+protected:
+    void itemChange(ItemChange change, const ItemChangeData& data) override;
 
 private:
     // The Menu, made on the first call; null, with a QML warning, if its file fails.
@@ -48,6 +53,7 @@ private:
     QUrl menuUrl;
     QVariantMap properties;
     QPointer<QObject> made;
+    QMetaObject::Connection windowHidden;
 };
 
 } // namespace zor::qml
