@@ -99,28 +99,43 @@ void ServiceMonitor::endCheck() {
     updatePolling();
 }
 
-void ServiceMonitor::beginDaemonRepair() {
-    ++repairsBegun.daemon;
+int ServiceMonitor::beginDaemonRepair() {
+    ++daemonRepairs.underWay;
     setDaemonStatus(DaemonStatus::checking);
+    return ++daemonRepairs.begun;
 }
 
-void ServiceMonitor::beginAgentRepair() {
-    ++repairsBegun.agent;
+int ServiceMonitor::beginAgentRepair() {
+    ++agentRepairs.underWay;
     setAgentStatus(AgentStatus::checking);
+    return ++agentRepairs.begun;
+}
+
+ServiceMonitor::RepairsSeen ServiceMonitor::seen(const Repairs& repairs) {
+    return repairs.underWay > 0 ? RepairsSeen() : RepairsSeen(repairs.begun);
+}
+
+bool ServiceMonitor::isLeftToRepair(const Repairs& repairs, RepairsSeen seen) {
+    return !seen || repairs.begun != *seen;
 }
 
 QCoro::Task<> ServiceMonitor::runFullCheck() {
     beginCheck();
-    const RepairsBegun before = repairsBegun;
+    const RepairsSeen daemonSeen = seen(daemonRepairs);
+    const RepairsSeen agentSeen = seen(agentRepairs);
+    // A service left to a repair is already checking, until the repair's probe.
     setDaemonStatus(DaemonStatus::checking);
     setAgentStatus(AgentStatus::checking);
     setNEStatus(NEStatus::checking);
     // In this order: the extension probe goes by the daemon's fresh status.
-    const DaemonStatus daemonFound = co_await probeDaemon();
-    if (repairsBegun.daemon == before.daemon)
-        setDaemonStatus(daemonFound);
-    co_await checkAgentUnlessRepaired(before.agent);
-    setNEStatus(co_await probeNetworkExtension(daemonFound));
+    const std::optional<DaemonStatus> daemonFound = co_await checkDaemonUnlessRepaired(daemonSeen);
+    co_await checkAgentUnlessRepaired(agentSeen);
+    // A daemon left to a repair is not known until the repair's probe: the
+    // extension waits on it, and a poll pass after that probe asks it.
+    if (daemonFound && !isLeftToRepair(daemonRepairs, daemonSeen))
+        setNEStatus(co_await probeNetworkExtension(*daemonFound));
+    else
+        setNEStatus(NEStatus::cannotConnectToDaemon);
     endCheck();
 }
 
@@ -131,20 +146,18 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
     // that the screen does not flicker. A status being checked is left to the
     // repair that checks it: the step shows its progress until then.
     // A repair begun meanwhile takes its service over, as the step then shows.
-    const RepairsBegun before = repairsBegun;
+    const RepairsSeen daemonSeen = seen(daemonRepairs);
+    const RepairsSeen agentSeen = seen(agentRepairs);
     const bool isCliDue = isDue(cliState);
     const bool isDaemonDue = isDue(daemonState);
     const bool isAgentDue = isDue(agentState);
     const bool isExtensionDue = isDue(neState);
     if (isCliDue)
         recheckLink();
-    if (isDaemonDue) {
-        const DaemonStatus daemonFound = co_await probeDaemon();
-        if (repairsBegun.daemon == before.daemon)
-            setDaemonStatus(daemonFound);
-    }
+    if (isDaemonDue)
+        co_await checkDaemonUnlessRepaired(daemonSeen);
     if (isAgentDue)
-        co_await checkAgentUnlessRepaired(before.agent);
+        co_await checkAgentUnlessRepaired(agentSeen);
     // The extension is asked through the daemon, so it goes by what the
     // daemon's probe found. While a repair checks the daemon that is not yet
     // known: the extension waits for a pass after the repair's probe.
@@ -153,11 +166,22 @@ QCoro::Task<> ServiceMonitor::runPollPass() {
     endCheck();
 }
 
-QCoro::Task<> ServiceMonitor::checkAgentUnlessRepaired(int repairsBefore) {
-    if (repairsBegun.agent != repairsBefore)
+QCoro::Task<std::optional<DaemonStatus>>
+ServiceMonitor::checkDaemonUnlessRepaired(RepairsSeen seen) {
+    if (isLeftToRepair(daemonRepairs, seen))
+        co_return std::nullopt;
+    const DaemonStatus found = co_await probeDaemon();
+    if (isLeftToRepair(daemonRepairs, seen))
+        co_return std::nullopt;
+    setDaemonStatus(found);
+    co_return found;
+}
+
+QCoro::Task<> ServiceMonitor::checkAgentUnlessRepaired(RepairsSeen seen) {
+    if (isLeftToRepair(agentRepairs, seen))
         co_return;
     const AgentStatus found = co_await probeAgent();
-    if (repairsBegun.agent == repairsBefore)
+    if (!isLeftToRepair(agentRepairs, seen))
         setAgentStatus(found);
 }
 
@@ -184,15 +208,22 @@ void ServiceMonitor::recheckLink() {
     store(cliState, checkCLISymlink(paths, scripts));
 }
 
-QCoro::Task<> ServiceMonitor::recheckDaemon() {
+QCoro::Task<> ServiceMonitor::recheckDaemon(int repair) {
     beginCheck();
-    setDaemonStatus(co_await probeDaemon());
+    const DaemonStatus found = co_await probeDaemon();
+    --daemonRepairs.underWay;
+    // A newer repair keeps the step checking until its own probe.
+    if (daemonRepairs.begun == repair)
+        setDaemonStatus(found);
     endCheck();
 }
 
-QCoro::Task<> ServiceMonitor::recheckAgent() {
+QCoro::Task<> ServiceMonitor::recheckAgent(int repair) {
     beginCheck();
-    setAgentStatus(co_await probeAgent());
+    const AgentStatus found = co_await probeAgent();
+    --agentRepairs.underWay;
+    if (agentRepairs.begun == repair)
+        setAgentStatus(found);
     endCheck();
 }
 

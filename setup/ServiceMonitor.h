@@ -67,9 +67,11 @@ public:
     void checkAll();
 
     // A repair of the daemon or the agent begins: the step shows it checking
-    // until the repair's own probe, and a check already under way leaves it so.
-    void beginDaemonRepair();
-    void beginAgentRepair();
+    // until the repair's own probe, which names the repair by the number
+    // returned here. Until that probe the repair is under way, and a check,
+    // whether it began before the repair or during it, leaves the service so.
+    int beginDaemonRepair();
+    int beginAgentRepair();
     // What a repair has just set, or found.
     void setDaemonStatus(DaemonStatus status) { store(daemonState, status); }
     void setAgentStatus(AgentStatus status) { store(agentState, status); }
@@ -77,9 +79,11 @@ public:
     void recheckLink();
     // Probe one service again, store its status and report. Polling starts
     // again if anything is unhealthy: a poll during a repair's wait may have
-    // found everything healthy and ended it.
-    QCoro::Task<> recheckDaemon();
-    QCoro::Task<> recheckAgent();
+    // found everything healthy and ended it. The daemon's and the agent's are
+    // the final probe of the repair `repair`, which it ends: what it finds is
+    // stored only if no newer repair of that service began since.
+    QCoro::Task<> recheckDaemon(int repair);
+    QCoro::Task<> recheckAgent(int repair);
     QCoro::Task<> recheckNetworkExtension();
 
 signals:
@@ -108,9 +112,23 @@ private:
     QCoro::Task<DaemonStatus> probeDaemon();
     QCoro::Task<AgentStatus> probeAgent();
     QCoro::Task<NEStatus> probeNetworkExtension(DaemonStatus daemonStatus);
-    // The agent's probe, unless a repair of it began since the check did
-    // (`repairsBefore`); what it finds is kept only if none began meanwhile.
-    QCoro::Task<> checkAgentUnlessRepaired(int repairsBefore);
+    // The repairs of one service: how many began, and how many are under way,
+    // from their beginning until their own probe ends them.
+    struct Repairs {
+        int begun = 0;
+        int underWay = 0;
+    };
+    // What a check notes of a service's repairs as it begins: how many had
+    // begun, or nothing while one is under way.
+    using RepairsSeen = std::optional<int>;
+    static RepairsSeen seen(const Repairs& repairs);
+    // Whether a check that saw `seen` leaves the service to a repair: one under
+    // way as the check began, or begun since.
+    static bool isLeftToRepair(const Repairs& repairs, RepairsSeen seen);
+    // The service's probe, unless the check leaves it to a repair; what it
+    // finds is stored, and returned, only if no repair began meanwhile.
+    QCoro::Task<std::optional<DaemonStatus>> checkDaemonUnlessRepaired(RepairsSeen seen);
+    QCoro::Task<> checkAgentUnlessRepaired(RepairsSeen seen);
 
     Clock& clock;
     ServiceManagement& services;
@@ -125,13 +143,8 @@ private:
     AgentStatus agentState = AgentStatus::checking;
     NEStatus neState = NEStatus::checking;
     CLISymlinkStatus cliState = CLISymlinkStatus::checking;
-    // Repairs begun on each: a check that began before the latest leaves
-    // that service to it.
-    struct RepairsBegun {
-        int daemon = 0;
-        int agent = 0;
-    };
-    RepairsBegun repairsBegun;
+    Repairs daemonRepairs;
+    Repairs agentRepairs;
     std::optional<Clock::TimerId> pollTimer;
     int checksUnderWay = 0;
     bool isShown = false;

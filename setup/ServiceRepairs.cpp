@@ -109,19 +109,22 @@ QCoro::Task<ServiceRepairs::MaybeError> ServiceRepairs::reregister(AppService& s
     co_return service.registerService();
 }
 
+// Each registration flow ends on every path with its repair's own probe,
+// which ends the repair: an error along the way only goes to the log, or the
+// step would stay checking.
 QCoro::Task<> ServiceRepairs::registerDaemon() {
-    monitor.beginDaemonRepair();
+    const int repair = monitor.beginDaemonRepair();
     const auto service = daemonService();
     if (const auto error = co_await reregister(*service, true))
         setupLog().error("Failed to register daemon: %{public}s", {error->localizedDescription});
     else
         setupLog().info("Daemon registered successfully");
     co_await clock.delay(2s, this);
-    co_await monitor.recheckDaemon();
+    co_await monitor.recheckDaemon(repair);
 }
 
 QCoro::Task<> ServiceRepairs::registerAgent() {
-    monitor.beginAgentRepair();
+    const int repair = monitor.beginAgentRepair();
     const auto service = agentService();
     auto error = co_await reregister(*service, false);
     if (error) {
@@ -135,7 +138,7 @@ QCoro::Task<> ServiceRepairs::registerAgent() {
     else
         setupLog().info("ZorAgent registered successfully");
     co_await clock.delay(2s, this);
-    co_await monitor.recheckAgent();
+    co_await monitor.recheckAgent(repair);
 }
 
 std::shared_ptr<SystemExtensionDelegate>

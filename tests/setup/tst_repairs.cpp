@@ -149,6 +149,63 @@ private slots:
         QCOMPARE(pings(), 1);
     }
 
+    // Neither the extension's probe after its activation completes nor a
+    // Refresh asks the extension through a daemon that a repair checks: the
+    // step waits on the daemon, without a ping or the filter switched off and
+    // on, until a poll pass after the repair's own probe asks it.
+    void anExtensionCheckInADaemonRepairWaitsOnIt_data() {
+        QTest::addColumn<bool>("isRefresh"); // else the activation completes
+        QTest::addColumn<QList<bool>>("filterSaves");
+        QTest::newRow("refresh") << true << QList<bool>();
+    }
+    void anExtensionCheckInADaemonRepairWaitsOnIt() {
+        QFETCH(bool, isRefresh);
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::enabled);
+        scene.filter.enabled = false;
+        QVERIFY(scene.appearAndSettle());
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::needAuthForNetworkFilter);
+        const auto pings = [&] {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            return scene.daemonConnection.pingCalls;
+        };
+        {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            scene.daemonConnection.pingAnswer = false;
+        }
+
+        scene.repairs->fixDaemon(); // probes the daemon at 2.5 s
+        if (isRefresh) {
+            // The daemon answers again while the repair waits.
+            scene.runFor(1s);
+            {
+                QMutexLocker lock(&scene.daemonConnection.mutex);
+                scene.daemonConnection.status = DaemonStatusRecord{0, "1.0", zorBuildNumber()};
+            }
+            scene.filter.enabled = true;
+            scene.monitor->refresh();
+        } else {
+            scene.extensions.onSubmit = [](auto delegate) {
+                delegate.lock()->requestDidFinish(RequestResult::completed);
+            };
+            scene.repairs->fixNetworkExtension(); // probes the extension at 2 s
+        }
+        scene.runFor(isRefresh ? 1100ms : 2100ms);
+        QVERIFY(scene.monitor->daemonStep().isChecking);
+        QCOMPARE(pings(), 0);
+        QTEST(scene.filter.savedEnabledStates, "filterSaves");
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::cannotConnectToDaemon);
+
+        scene.makeAllHealthy();
+        scene.runFor(400ms); // the repair's probe
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::ok);
+        QCOMPARE(pings(), 0);
+        scene.runFor(1100ms); // the poll pass after it
+        QCOMPARE(pings(), 1);
+        QCOMPARE(scene.monitor->neStatus(), NEStatus::ok);
+        QTEST(scene.filter.savedEnabledStates, "filterSaves");
+    }
+
     // A check under way when a repair begins leaves the repaired step to the
     // repair: what the check finds is not shown over the repair's progress,
     // and the step's button does not come back to register the service again.
@@ -202,6 +259,50 @@ private slots:
         scene.runFor(2s);
         QCOMPARE(scene.monitor->agentStatus(), AgentStatus::ok);
         QCOMPARE(scene.services.count("agent.register"), 1);
+    }
+
+    // A repair already under way when Refresh is pressed keeps its step too:
+    // the full check neither probes the service nor stores for it, so the
+    // button does not come back to take the service out a second time. A
+    // repair's own probe stores only if no newer repair of the service began
+    // since, and the newest one's probe then tells.
+    void aCheckBegunDuringARepairLeavesItsStepToIt_data() {
+        QTest::addColumn<bool>("isAgent");
+        QTest::newRow("daemon") << false;
+        QTest::newRow("agent") << true;
+    }
+    void aCheckBegunDuringARepairLeavesItsStepToIt() {
+        QFETCH(bool, isAgent);
+        SetupScene scene;
+        if (isAgent)
+            scene.setAgentBuildNumber(std::nullopt);
+        else
+            scene.makeDaemonUnreachable(ServiceStatus::enabled);
+        QVERIFY(scene.appearAndSettle());
+        const auto step = [&] {
+            return isAgent ? scene.monitor->agentStep() : scene.monitor->daemonStep();
+        };
+        const auto fix = [&] { isAgent ? scene.repairs->fixAgent() : scene.repairs->fixDaemon(); };
+        const QString service = isAgent ? "agent" : "daemon";
+        QVERIFY(!step().isChecking);
+
+        fix(); // takes the service out, registers it at 0.5 s, probes at 2.5 s
+        scene.runFor(200ms);
+        scene.monitor->refresh();
+        QVERIFY(scene.waitForReports(2));
+        QVERIFY(step().isChecking);
+        QCOMPARE(step().button, ButtonState::inProgress());
+
+        scene.runFor(800ms);
+        fix(); // a second repair: registers at 1.5 s, probes at 3.5 s
+        scene.runFor(1600ms);
+        QVERIFY(step().isChecking); // the first repair's probe, at 2.5 s, is not shown
+        QCOMPARE(scene.services.count(service + ".unregisterAsync"), 2);
+
+        scene.makeAllHealthy();
+        scene.runFor(1s);
+        QVERIFY(step().isOK);
+        QCOMPARE(scene.services.count(service + ".register"), 2);
     }
 
     void extensionRequestOutcomes_data() {
