@@ -35,9 +35,9 @@ public:
                    AdministratorScriptRunner& scripts, Workspace& workspace,
                    QObject* parent = nullptr);
 
-    bool isRestarting() const { return restart.isRunning; }
+    bool isRestarting() const { return restart.running > 0; }
     QString restartError() const { return restart.error; } // empty when absent
-    bool isStopping() const { return stop.isRunning; }
+    bool isStopping() const { return stop.running > 0; }
     QString stopError() const { return stop.error; }
     // Restart Services and Stop All Services work through the system's service
     // manager; where there is none they could only fail.
@@ -58,10 +58,11 @@ signals:
 private:
     using MaybeError = std::optional<PlatformError>;
     enum class Flow { restart, stop };
-    // As the screen shows a flow: one that ends clears its flag, even when the
-    // user started another meanwhile.
+    // As the screen shows a flow: running while any of its kind runs, the
+    // user may start one before another ends; the error is that of the one
+    // that ended last, absent when it ended well.
     struct FlowState {
-        bool isRunning = false;
+        int running = 0;
         QString error;
     };
 

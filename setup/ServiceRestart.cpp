@@ -26,18 +26,18 @@ void ServiceRepairs::stopAllServices() {
 QCoro::Task<> ServiceRepairs::runFlow(Flow flow) {
     const bool isRestart = flow == Flow::restart;
     FlowState& state = isRestart ? restart : stop;
-    state = {true, {}};
+    ++state.running;
+    state.error.clear();
     emit flowsChanged();
     MaybeError error;
     if (isRestart)
         error = co_await restartSteps();
     else
         error = co_await stopSteps();
-    if (error) {
-        state.error = error->localizedDescription;
+    state.error = error ? error->localizedDescription : QString();
+    if (error)
         setupLog().error(isRestart ? "Restart failed: %s" : "Stop all failed: %s", {state.error});
-    }
-    state.isRunning = false;
+    --state.running;
     emit flowsChanged();
     monitor.checkAll();
 }

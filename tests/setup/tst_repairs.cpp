@@ -499,6 +499,41 @@ private slots:
         QCOMPARE(log.records().last().message(), failed + "denied");
         QCOMPARE(log.records().last().redactedMessage(), failed + "<private>");
     }
+
+    // Two flows of a kind overlap: the flow shows running until both ended,
+    // and the error shown is that of the one that ended last, here none.
+    void overlappingFlowsEndAsTheLastToEnd_data() {
+        QTest::addColumn<bool>("isStop");
+        QTest::newRow("restart") << false; // the first waits on the extension
+        QTest::newRow("stop") << true;     // the first waits its second
+    }
+    void overlappingFlowsEndAsTheLastToEnd() {
+        QFETCH(bool, isStop);
+        SetupScene scene;
+        QVERIFY(scene.appearAndSettle());
+        const auto start = [&] {
+            isStop ? scene.repairs->stopAllServices() : scene.repairs->restartServices();
+        };
+        const auto isRunning = [&] {
+            return isStop ? scene.repairs->isStopping() : scene.repairs->isRestarting();
+        };
+        const auto error = [&] {
+            return isStop ? scene.repairs->stopError() : scene.repairs->restartError();
+        };
+
+        start();
+        scene.services.daemonUnregisterResult = PlatformError{"not registered"};
+        start(); // fails at once
+        QCOMPARE(error(), "not registered");
+        QVERIFY(isRunning());
+
+        scene.services.daemonUnregisterResult.reset();
+        if (!isStop)
+            scene.extensions.delegates.first().lock()->requestDidFinish(RequestResult::completed);
+        scene.runFor(3s);
+        QVERIFY(!isRunning());
+        QCOMPARE(error(), QString());
+    }
 };
 
 int runRepairTests(int argc, char** argv) {
