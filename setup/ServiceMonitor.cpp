@@ -229,7 +229,14 @@ QCoro::Task<> ServiceMonitor::recheckAgent(int repair) {
 
 QCoro::Task<> ServiceMonitor::recheckNetworkExtension() {
     beginCheck();
-    setNEStatus(co_await probeNetworkExtension(daemonState));
+    // The extension is asked through the daemon. While the daemon is being
+    // checked, as a repair checks it, no ping goes through it and the filter
+    // is left alone: the step shows the extension waiting on the daemon, a
+    // status that the poll's first pass after the daemon's probe asks again.
+    if (daemonState == DaemonStatus::checking)
+        setNEStatus(NEStatus::cannotConnectToDaemon);
+    else
+        setNEStatus(co_await probeNetworkExtension(daemonState));
     endCheck();
 }
 

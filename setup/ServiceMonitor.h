@@ -84,6 +84,8 @@ public:
     // stored only if no newer repair of that service began since.
     QCoro::Task<> recheckDaemon(int repair);
     QCoro::Task<> recheckAgent(int repair);
+    // While the daemon is being checked the extension, asked through it,
+    // waits on it for a poll pass after the daemon's probe.
     QCoro::Task<> recheckNetworkExtension();
 
 signals:

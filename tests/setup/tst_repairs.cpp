@@ -156,6 +156,7 @@ private slots:
     void anExtensionCheckInADaemonRepairWaitsOnIt_data() {
         QTest::addColumn<bool>("isRefresh"); // else the activation completes
         QTest::addColumn<QList<bool>>("filterSaves");
+        QTest::newRow("activation completes") << false << QList<bool>{true};
         QTest::newRow("refresh") << true << QList<bool>();
     }
     void anExtensionCheckInADaemonRepairWaitsOnIt() {
