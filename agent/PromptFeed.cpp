@@ -83,11 +83,31 @@ PromptFeed::Step& PromptFeed::syncStep(SyncId id) {
     });
     if (held != steps.end())
         return *held;
+    watch(store());
     Step step;
     step.syncId = id;
     step.isSync = true;
     steps.push_back(std::move(step));
     return steps.back();
+}
+
+void PromptFeed::watch(PromptStore* target) {
+    if (target == watched)
+        return;
+    disconnect(removals);
+    watched = target;
+    if (!target)
+        return;
+    // Changes of this feed's own turns, and duplicates replaced, are the
+    // agent's; removals made while no sync waits leave nothing to undo.
+    removals =
+        connect(target, &PromptStore::promptRemoved, this,
+                [this](const PromptItem& item, quint64, const PromptTextHashes&, bool isReplaced) {
+                    const bool isSyncWaiting = std::any_of(steps.cbegin(), steps.cend(),
+                                                           [](const Step& s) { return s.isSync; });
+                    if (!isInTurn && !isReplaced && isSyncWaiting)
+                        removedDuringSync.insert(item.id);
+                });
 }
 
 void PromptFeed::resume(bool isAtOnce) {
@@ -121,6 +141,7 @@ void PromptFeed::runSteps() {
     PromptStore* target = store();
     if (!target) {
         steps.clear();
+        removedDuringSync.clear();
         return;
     }
     QElapsedTimer turn;
@@ -172,7 +193,9 @@ PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& targe
         }
         while (step.nextInBatch < batch.size()) {
             // Moved into the store, which keeps it.
-            target.addPrompt(std::move(batch[step.nextInBatch]));
+            IncomingPrompt& incoming = batch[step.nextInBatch];
+            if (removedDuringSync.isEmpty() || !removedDuringSync.contains(incoming.item().id))
+                target.addPrompt(std::move(incoming));
             ++step.nextInBatch;
             ++step.added;
             const bool isMore = step.nextInBatch < batch.size() || step.batches.size() > 1;
@@ -186,6 +209,9 @@ PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& targe
     }
     if (!step.isEnded)
         return SyncProgress::waitingForRecords;
+    // The last sync read before those removals is added.
+    if (std::count_if(steps.cbegin(), steps.cend(), [](const Step& s) { return s.isSync; }) == 1)
+        removedDuringSync.clear();
     logger(LogCategory::notifications)
         .info("Synced %ld prompts from ZorAgent", {qint64(step.added)});
     return SyncProgress::synced;

@@ -5,6 +5,9 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <QUuid>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -19,8 +22,10 @@ class PromptStore;
 // loop, each a few milliseconds long, so that a large one never stalls the
 // window for a frame. Changes that come in meanwhile wait for it: the store
 // ends as if each sync had run in one go, and a removal that came after a sync
-// still wins over the sync's record. A burst of changes takes turns as a sync
-// does. Each turn's changes reach the views as one.
+// still wins over the sync's record. So does the user's own removal, a
+// dismissal or a decision's answer, made between the sync's turns. A burst of
+// changes takes turns as a sync does. Each turn's changes reach the views as
+// one.
 class PromptFeed final : public QObject {
     Q_OBJECT
 public:
@@ -92,6 +97,8 @@ private:
     void resume(bool isAtOnce);
     // Hands the first batch, all added, to a worker to free.
     static void releaseFirstBatch(Step& step);
+    // Notes the prompts removed from the store between the turns of a sync.
+    void watch(PromptStore* target);
 
     StoreLookup store;
     Clock& clock;
@@ -99,6 +106,11 @@ private:
     std::deque<Step> steps;
     Clock::TimerId nextTurn = 0;
     bool isInTurn = false;
+    QPointer<PromptStore> watched;
+    QMetaObject::Connection removals;
+    // Removed by the user while a sync was being added: that sync's records
+    // of them, and those of the syncs queued behind it, were read before.
+    QSet<QUuid> removedDuringSync;
 };
 
 } // namespace zor

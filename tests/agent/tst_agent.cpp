@@ -368,6 +368,33 @@ private slots:
         QVERIFY2(changes.size() <= kPushes / 10, qPrintable(QString::number(changes.size())));
     }
 
+    // The user's own removal, a dismissal or a decision's answer, while a
+    // sync read before it is still being added: the sync's record does not
+    // bring the prompt back, as it would not have had the sync been added in
+    // one go. The next sync does, while the agent still holds it.
+    void aPromptTheUserRemovesDuringASyncStaysGone() {
+        PromptStore& target = store();
+        PromptFeed feed([&target] { return &target; }, *clock);
+        const QUuid idA = QUuid::fromString(kIdA);
+        target.addPrompt(idA, "s1", "/s1/.zor/policy.yml", FileDenial{"/etc/hosts", "write", "vim"},
+                         false);
+        const PromptFeed::SyncId sync = PromptFeed::newSyncId();
+        feed.addToSync(sync, incomingPrompts({record(kIdB, "s2", NetworkDenial{"b.org", 1, {}})}),
+                       1);
+        QVERIFY(feed.isSyncing());
+        target.removePrompt(idA);
+        feed.addToSync(sync, incomingPrompts({record(kIdA, "s1")}), 0);
+        clock->advance(0ms);
+        feed.endSync(sync);
+        QVERIFY(!feed.isSyncing());
+        QVERIFY(!target.containsPrompt(idA));
+        QVERIFY(target.containsPrompt(QUuid::fromString(kIdB)));
+        QVERIFY(log->messages().contains("Synced 2 prompts from ZorAgent"));
+
+        feed.sync(incomingPrompts({record(kIdA, "s1")}));
+        QVERIFY(target.containsPrompt(idA));
+    }
+
     // A sync whose records come in batches: its turns wait for the next
     // batch without a timer, what comes meanwhile waits for its end, and a
     // second sync read at the same time keeps its records apart.
