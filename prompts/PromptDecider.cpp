@@ -54,6 +54,13 @@ AgentRequests::NoAnswer notTaken(const PromptDecider::Done& onDone) {
     };
 }
 
+// The decided prompt goes; handed over again meanwhile, under a new number,
+// the newest with its id.
+void removeDecided(PromptStore& store, quint64 seq, const QUuid& id) {
+    if (!store.removePromptWithSeq(seq))
+        store.removePrompt(id);
+}
+
 } // namespace
 
 PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel, AgentRequests& agent,
@@ -63,20 +70,27 @@ PromptDecider::PromptDecider(PromptStore& store, PromptListModel& listModel, Age
     , listModel(listModel)
     , agent(agent) {}
 
-bool PromptDecider::decide(const QString& promptId, Decision decision) {
-    const std::optional<QUuid> id = parsePromptId(promptId);
-    return id && decide(*id, decision);
+bool PromptDecider::decideRow(int row, Decision decision) {
+    return row >= 0 && row < listModel.count() && decideSeq(listModel.seqAt(row), decision, {});
 }
 
 bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
-    const std::optional<PromptItem> item = store.prompt(id);
-    if (!item || !isEnabled(decision, item->sessionEnded, listModel.isProcessing(id)))
+    const std::optional<quint64> seq = store.seqOf(id);
+    return seq && decideSeq(*seq, decision, std::move(onDone));
+}
+
+bool PromptDecider::decideSeq(quint64 seq, Decision decision, Done onDone) {
+    const PromptItem* held = store.promptWithSeq(seq);
+    if (!held || !isEnabled(decision, held->sessionEnded, listModel.isProcessing(held->id)))
         return false;
+    // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
+    const PromptItem item = *held;
+    const QUuid id = item.id;
     listModel.setProcessing(id);
     const DecisionButton button = decisionButton(decision);
-    if (std::holds_alternative<std::monostate>(ruleForDenial(item->denial, button.action))) {
+    if (std::holds_alternative<std::monostate>(ruleForDenial(item.denial, button.action))) {
         // Nothing the agent could write down: the prompt only goes away here.
-        store.removePrompt(id);
+        removeDecided(store, seq, id);
         if (onDone)
             onDone(true);
         return true;
@@ -85,15 +99,15 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
     // refused one does: the prompt goes, and the sync after the reconnect
     // brings it back, open, while the agent still asks. Left as it was, it
     // would stay marked as being decided for good.
-    AgentRequests::NoAnswer noAnswer = [store = QPointer(&store), id, lost = notTaken(onDone)] {
+    AgentRequests::NoAnswer noAnswer = [store = QPointer(&store), seq, id,
+                                        lost = notTaken(onDone)] {
         if (store)
-            store->removePrompt(id);
+            removeDecided(*store, seq, id);
         lost();
     };
-    // The reply keeps its own copy of the prompt: the rows may be rebuilt meanwhile.
     agent.handlePrompt(
-        id, actionText(button.action), description(button.lifetime), item->policyPath,
-        [store = QPointer(&store), item = *item,
+        id, actionText(button.action), description(button.lifetime), item.policyPath,
+        [store = QPointer(&store), seq, item,
          onDone = std::move(onDone)](bool success, std::optional<QString> error) {
             if (success)
                 logger(LogCategory::promptsView)
@@ -105,7 +119,7 @@ bool PromptDecider::decide(const QUuid& id, Decision decision, Done onDone) {
                            {error.value_or(QStringLiteral("unknown"))});
             // A failure is not offered again: the prompt goes either way.
             if (store)
-                store->removePrompt(item.id);
+                removeDecided(*store, seq, item.id);
             if (onDone)
                 onDone(success);
         },

@@ -40,7 +40,9 @@ public:
     // Nothing is sent, and false returned, when the prompt is not pending or
     // the decision is not open to it now.
     bool decide(const QUuid& id, Decision decision, Done onDone = {});
-    Q_INVOKABLE bool decide(const QString& promptId, zor::PromptDecider::Decision decision);
+    // The prompt that row `row` of the list shows: of two under one id, the
+    // row's own, with the policy file it shows.
+    Q_INVOKABLE bool decideRow(int row, zor::PromptDecider::Decision decision);
     // Asks the agent to drop the prompt and removes it at once, marked as
     // the user's own act. False while a decision on it is underway.
     bool dismiss(const QUuid& id, Done onDone = {});
@@ -66,6 +68,8 @@ public:
                                                      bool isSessionEnded, bool isProcessing);
 
 private:
+    bool decideSeq(quint64 seq, Decision decision, Done onDone);
+
     PromptStore& store;
     PromptListModel& listModel;
     AgentRequests& agent;

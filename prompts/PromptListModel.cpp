@@ -126,8 +126,7 @@ void PromptListModel::setProcessing(const QUuid& id) {
     if (processingIds.contains(id) || !store.containsPrompt(id))
         return;
     processingIds.insert(id);
-    if (const int row = rowOf(id); row >= 0)
-        rowChanged(row, isProcessingRole);
+    rowsOfIdChanged(id, isProcessingRole);
     emit updated();
 }
 
@@ -156,8 +155,7 @@ void PromptListModel::setSelection(const QSet<QUuid>& ids) {
     const QSet<QUuid> changed = (selected - selectedIds) + (selectedIds - selected);
     selectedIds = selected;
     for (const QUuid& id : changed)
-        if (const int row = rowOf(id); row >= 0)
-            rowChanged(row, isSelectedRole);
+        rowsOfIdChanged(id, isSelectedRole);
     emit updated();
 }
 
@@ -245,8 +243,11 @@ void PromptListModel::takeChanges() {
 
     for (const auto& [id, isReplaced] : std::exchange(markedRemovals, {}))
         if (!isReplaced || !store.seqOf(id)) {
-            processingIds.remove(id);
-            selectedIds.remove(id);
+            // Another prompt under the id, left, shows the marks no more.
+            if (processingIds.remove(id))
+                rowsOfIdChanged(id, isProcessingRole);
+            if (selectedIds.remove(id))
+                rowsOfIdChanged(id, isSelectedRole);
         }
     followHighlight();
     if (count() != before)
@@ -334,6 +335,12 @@ void PromptListModel::followHighlight() {
 void PromptListModel::rowChanged(int row, int role) {
     const QModelIndex changed = index(row);
     emit dataChanged(changed, changed, {role});
+}
+
+void PromptListModel::rowsOfIdChanged(const QUuid& id, int role) {
+    for (const quint64 seq : store.seqsOfId(id))
+        if (const int row = rowOfSeq(seq); row >= 0)
+            rowChanged(row, role);
 }
 
 bool PromptListModel::passesFilter(const PromptItem& item) const {

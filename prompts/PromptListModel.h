@@ -66,6 +66,8 @@ public:
     int rowOf(const QUuid& id) const;
     // The row of the prompt with that sequence number; -1 when not shown.
     int rowOfSeq(quint64 seq) const;
+    // The sequence number of the prompt that row `row` shows.
+    quint64 seqAt(int row) const;
     // The row that a prompt with that sequence number would have, shown or
     // not: the first row of an older prompt.
     int rowBelow(quint64 seq) const;
@@ -95,8 +97,9 @@ private:
     void removeRowsOf(const std::vector<quint64>& seqs, bool isForgetting);
     void followHighlight();
     bool passesFilter(const PromptItem& item) const;
-    quint64 seqAt(int row) const;
     void rowChanged(int row, int role);
+    // The marks go by the id: every row of a prompt under it shows them.
+    void rowsOfIdChanged(const QUuid& id, int role);
 
     PromptStore& store;
     // The prompts that pass the filter; those the search finds are marked.

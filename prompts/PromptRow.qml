@@ -135,7 +135,7 @@ Rectangle {
         T.ToolTip.visible: hovered
         T.ToolTip.delay: 600
         T.ToolTip.text: description
-        onClicked: row.decider.decide(row.promptId, decision)
+        onClicked: row.decider.decideRow(row.index, decision)
 
         // Open: filled. Closed: only an outline, and the text the row's secondary.
         contentItem: Text {

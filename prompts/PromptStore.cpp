@@ -55,16 +55,17 @@ void PromptStore::setSidebarGrouping(SidebarGrouping newGrouping) {
     emit sidebarGroupingChanged();
 }
 
-PromptList::Taken PromptStore::take(quint64 seq) {
+std::optional<PromptList::Taken> PromptStore::take(quint64 seq) {
     std::optional<PromptList::Taken> taken = promptList.take(seq);
-    Q_ASSERT(taken);
+    if (!taken)
+        return taken;
     const PromptItem& item = taken->item;
     seqsById.remove(item.id, seq);
     seqsByPolicy.remove(item.policyPath, taken->textHashes.policyPath, seq);
     seqsBySession.remove(item.sessionId, taken->textHashes.sessionId, seq);
     // Under the hash it was filed under, whatever a key worked out now would give.
     seqsByKeyHash.remove(taken->keyHash, seq);
-    return std::move(*taken);
+    return taken;
 }
 
 void PromptStore::addPrompt(const QUuid& id, const QString& sessionId, const QString& policyPath,
@@ -100,7 +101,7 @@ void PromptStore::addPrompt(IncomingPrompt&& incoming) {
     } else {
         // Taking it may drop the entry, so the new number goes in anew.
         const quint64 heldSeq = *held;
-        replaced.emplace(take(heldSeq), heldSeq);
+        replaced.emplace(*take(heldSeq), heldSeq);
         seqsByKeyHash.insert(hash, seq);
     }
 
@@ -129,11 +130,21 @@ void PromptStore::addPrompt(const QString& sessionId, const QString& policyPath,
 void PromptStore::removePrompt(const QUuid& id) {
     requireMainThread("PromptStore::removePrompt");
     // The first in list order is the newest.
-    const std::optional<quint64> seq = seqsById.newest(id);
-    if (!seq)
-        return;
-    const PromptList::Taken taken = take(*seq);
-    const PromptItem& item = taken.item;
+    if (const std::optional<quint64> seq = seqsById.newest(id))
+        removePromptWithSeq(*seq);
+}
+
+QList<quint64> PromptStore::seqsOfId(const QUuid& id) const {
+    const auto* seqs = seqsById.find(id);
+    return seqs ? QList<quint64>(seqs->cbegin(), seqs->cend()) : QList<quint64>();
+}
+
+bool PromptStore::removePromptWithSeq(quint64 seq) {
+    requireMainThread("PromptStore::removePromptWithSeq");
+    const std::optional<PromptList::Taken> taken = take(seq);
+    if (!taken)
+        return false;
+    const PromptItem& item = taken->item;
 
     const bool isFilterEmptied = (currentFilter.kind() == PromptFilter::Kind::policy &&
                                   seqsByPolicy.count(*currentFilter.policyPath()) == 0) ||
@@ -145,10 +156,11 @@ void PromptStore::removePrompt(const QUuid& id) {
     logger(LogCategory::promptStore)
         .info("Removed prompt: %{public}s %{public}s",
               {item.denial.typeString(), item.denial.target()});
-    emit promptRemoved(item, *seq, taken.textHashes, false);
+    emit promptRemoved(item, seq, taken->textHashes, false);
     if (isFilterEmptied)
         emit filterChanged();
     promptsDidChange();
+    return true;
 }
 
 void PromptStore::markSessionEnded(const QString& sessionId) {

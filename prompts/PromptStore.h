@@ -79,6 +79,9 @@ public:
     // Removes the first prompt with that id; the filter falls back to all when
     // no prompt of its policy or session remains.
     void removePrompt(const QUuid& id);
+    // As removePrompt(), for the prompt with that sequence number, of two
+    // under one id the one the user acted on. False when it is not held.
+    bool removePromptWithSeq(quint64 seq);
     // Sets the ended flag of every prompt of the session; they stay listed.
     void markSessionEnded(const QString& sessionId);
 
@@ -99,6 +102,8 @@ public:
     std::optional<PromptItem> prompt(const QUuid& id) const;
     // The sequence number of the newest prompt with that id.
     std::optional<quint64> seqOf(const QUuid& id) const { return seqsById.newest(id); }
+    // Those of every prompt with that id, oldest first: one, nearly always.
+    QList<quint64> seqsOfId(const QUuid& id) const;
     // The prompt with that sequence number, or null; valid until the next change.
     const PromptItem* promptWithSeq(quint64 seq) const { return promptList.find(seq); }
     // The sequence numbers of the prompts that pass the filter, found by the
@@ -148,7 +153,8 @@ signals:
 
 private:
     // Takes the prompt out of the list and every index.
-    PromptList::Taken take(quint64 seq);
+    // None when it is not held.
+    std::optional<PromptList::Taken> take(quint64 seq);
     PromptList promptsWithSeqs(const SeqList* seqs) const;
     // Reports the prompts' change now, or at the end of the batch.
     void promptsDidChange();

@@ -298,18 +298,34 @@ private slots:
         QCOMPARE(rig.newCalls().size(), isSent ? 1 : 0);
     }
 
-    // An agent may send two requests under one id. Once the decision on one
-    // of them is done, the other is open again, not left "being decided".
+    void aSharedIdIsNotLeftBeingDecided_data() {
+        QTest::addColumn<int>("clicked"); // the row whose button is pressed
+        QTest::newRow("the newer row") << 0;
+        QTest::newRow("the older row") << 1;
+    }
+
+    // An agent may send two requests under one id. A row's button decides
+    // that row's request, with the policy file the row shows, and that row
+    // goes once answered. The other is open again, not left "being decided".
     void aSharedIdIsNotLeftBeingDecided() {
+        QFETCH(int, clicked);
         QList<SerializablePromptItem> prompts = records(2);
         prompts[1].id = prompts[0].id;
         prompts[1].policyPath = "/work/other/.zor/policy.yml";
         Rig rig(prompts);
         QCOMPARE(rig.rows().size(), 2);
-        rig.click(rig.button(rig.rows().first(), Decision::denyAlways));
-        QCOMPARE(rig.newCalls().size(), 1);
+        const QString decidedPath = rig.rows().at(clicked)->property("policyPath").toString();
+        const QString otherPath = rig.rows().at(1 - clicked)->property("policyPath").toString();
+        QVERIFY(decidedPath != otherPath);
+        rig.newCalls();
+        rig.click(rig.button(rig.rows().at(clicked), Decision::denyAlways));
+        const QList<FakeAgentCall> calls = rig.newCalls();
+        QCOMPARE(calls.size(), 1);
+        QVERIFY2(calls.first().arguments.contains(decidedPath),
+                 qPrintable(calls.first().arguments.join(u' ')));
         rig.answerAll(true);
         QCOMPARE(rig.rows().size(), 1);
+        QCOMPARE(rig.rows().first()->property("policyPath").toString(), otherPath);
         QVERIFY(!rig.listModel().isProcessing(idOf(prompts[0])));
         QVERIFY(rig.button(rig.rows().first(), Decision::denyAlways)->isEnabled());
         QCOMPARE(rig.mismatch(), QString());
