@@ -7,6 +7,8 @@
 #include "prompts/PromptsSidebarModel.h"
 #include "prompts/SessionLogsScript.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <utility>
 
 namespace zor {
@@ -66,9 +68,42 @@ void SidebarEntryActions::revealInFileManager() {
         workspace.revealInFileManager(*opened.subtitle);
 }
 
+namespace {
+
+// Why the file at `path` is not for its default app to open: the agent names
+// it, and the system's app for a program, a bundle or a terminal settings file
+// runs it rather than shows it. Empty for a policy file, or a link to one.
+const char* notOpenedBecause(const QString& path) {
+    if (!QDir::isAbsolutePath(path))
+        return "not an absolute path";
+    const QString resolved = QFileInfo(path).canonicalFilePath();
+    if (resolved.isEmpty())
+        return "no such file";
+    const QFileInfo file(resolved);
+    if (!file.isFile())
+        return "not a regular file";
+    if (file.isExecutable())
+        return "a program";
+    const QString suffix = file.suffix();
+    if (suffix.compare(u"yml", Qt::CaseInsensitive) != 0 &&
+        suffix.compare(u"yaml", Qt::CaseInsensitive) != 0)
+        return "not a YAML file";
+    return nullptr;
+}
+
+} // namespace
+
 void SidebarEntryActions::openInDefaultApp() {
-    if (opened.subtitle)
-        workspace.openFile(*opened.subtitle);
+    if (!opened.subtitle)
+        return;
+    const QString& path = *opened.subtitle;
+    if (const char* reason = notOpenedBecause(path)) {
+        logger(LogCategory::promptsView)
+            .error("Not opening the policy file %s: %{public}s",
+                   {path, QString::fromLatin1(reason)});
+        return;
+    }
+    workspace.openFile(path);
 }
 
 void SidebarEntryActions::openAuditLogs() {

@@ -328,6 +328,77 @@ private slots:
         QCOMPARE(seen.first()->rowCount(), 0);
     }
 
+    void onlyAPolicyFileOpensInItsApp_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("refusal"); // empty when it opens
+        QTest::newRow("a policy file") << "policy.yml" << QString();
+        QTest::newRow("another YAML name") << "strict.yaml" << QString();
+        QTest::newRow("a link to a policy file") << "link to policy.yml" << QString();
+        QTest::newRow("a program") << "run.command, executable"
+                                   << "a program";
+        QTest::newRow("a YAML name that is a program") << "policy.yml, executable"
+                                                       << "a program";
+        QTest::newRow("a link to a program") << "link to run.command, executable"
+                                             << "a program";
+        QTest::newRow("a file the system runs") << "settings.terminal"
+                                                << "not a YAML file";
+        QTest::newRow("a bundle") << "Tool.app/"
+                                  << "not a regular file";
+        QTest::newRow("nothing there") << "missing.yml"
+                                       << "no such file";
+        QTest::newRow("a relative path") << "relative/policy.yml"
+                                         << "not an absolute path";
+        QTest::newRow("no path") << ""
+                                 << "not an absolute path";
+    }
+
+    // The agent names the policy file: what the system's default app for
+    // it would run, rather than show, is not opened, and a line says why.
+    void onlyAPolicyFileOpensInItsApp() {
+        QFETCH(QString, kind);
+        QFETCH(QString, refusal);
+        QTemporaryDir dir;
+        const bool isExecutable = kind.endsWith(", executable");
+        const QString name = kind.section(u',', 0, 0).section(u' ', -1);
+        const QString target = dir.filePath(name);
+        QString path = dir.filePath("policy-link.yml");
+        if (name.endsWith(u'/')) {
+            QVERIFY(QDir().mkpath(target));
+            path = target;
+        } else if (kind.startsWith("relative")) {
+            path = name;
+        } else if (kind.isEmpty()) {
+            path.clear();
+        } else if (!kind.startsWith("missing")) {
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("rules: []\n");
+            file.close();
+            if (isExecutable)
+                QVERIFY(file.setPermissions(file.permissions() | QFileDevice::ExeOwner));
+            if (kind.startsWith("link"))
+                QVERIFY(QFile::link(target, path));
+            else
+                path = target;
+        } else {
+            path = target;
+        }
+        LogCapture log;
+        PromptStore store;
+        store.addPrompt("s1", path, fileDenial("/a"));
+        FakeWorkspace workspace;
+        FakeClipboard clipboard;
+        Deciding deciding(store);
+        SidebarEntryActions actions(
+            workspace, clipboard, QString(), [&dir] { return dir.path(); }, store, deciding.group);
+        actions.openFor(SidebarEntry::forPolicy(store, path));
+        actions.openInDefaultApp();
+        QCOMPARE(workspace.openedFiles, refusal.isEmpty() ? QStringList{path} : QStringList());
+        if (!refusal.isEmpty())
+            QCOMPARE(log.records().last().redactedMessage(),
+                     "Not opening the policy file <private>: " + refusal);
+    }
+
     // One menu for all entries: the items of the entry it opened for, acting on
     // that entry's path and session.
     void menuFollowsItsEntry() {
@@ -359,11 +430,9 @@ private slots:
         QCOMPARE(session.label, "web [s/1]");
         QCOMPARE(itemsOf(session), (QList<bool>{true, true, true, true}));
         actions.revealInFileManager();
-        actions.openInDefaultApp();
         actions.copyPolicyPath();
         actions.copySessionId();
         QCOMPARE(workspace.revealed, QStringList{"/src/web/.zor/policy.yml"});
-        QCOMPARE(workspace.openedFiles, QStringList{"/src/web/.zor/policy.yml"});
         QCOMPARE(clipboard.texts, (QStringList{"gone", "/src/web/.zor/policy.yml", "s/1"}));
 
         // Twice for one session: the same file, rewritten.
