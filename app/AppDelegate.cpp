@@ -9,6 +9,8 @@
 #include "window/MainWindow.h"
 #include "window/WindowManager.h"
 
+#include <algorithm>
+
 namespace zor {
 
 AppDelegate::AppDelegate(AppDelegateServices services, QObject* parent)
@@ -90,9 +92,11 @@ void AppDelegate::handleLaterStart(const QStringList& arguments) {
     requireMainThread("AppDelegate::handleLaterStart");
     // Starting the app again is how one asks for its window where there is no
     // Dock, and whether it is buried under others cannot be told from here.
-    // Arguments that hold no link to a prompt ask for it too, as on macOS,
-    // where starting the running app with arguments reopens it.
-    if (!openPromptLinks(arguments))
+    // Links are the system handing them over, as a web page may have one
+    // opened: those that name no prompt do nothing, as on macOS.
+    const bool hasLinks = std::any_of(arguments.cbegin(), arguments.cend(),
+                                      [](const QString& argument) { return isLinkText(argument); });
+    if (!openPromptLinks(arguments) && !hasLinks)
         applicationShouldHandleReopen(false);
 }
 

@@ -7,6 +7,14 @@
 
 namespace zor {
 
+namespace {
+
+bool isAsciiLetter(QChar c) {
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+
+} // namespace
+
 std::optional<QUuid> promptIdFromUrl(QStringView url) {
     if (url.size() > kMaxUrlLength)
         return std::nullopt;
@@ -35,6 +43,15 @@ std::optional<QUuid> promptIdFromUrl(QStringView url) {
     if (components.isEmpty())
         return std::nullopt;
     return parsePromptId(components.first());
+}
+
+bool isLinkText(QStringView text) {
+    const qsizetype colon = text.indexOf(u':');
+    if (colon < 1 || !isAsciiLetter(text[0]))
+        return false;
+    return std::all_of(text.begin() + 1, text.begin() + colon, [](QChar c) {
+        return isAsciiLetter(c) || (c >= u'0' && c <= u'9') || c == u'+' || c == u'-' || c == u'.';
+    });
 }
 
 QString promptUrl(const QUuid& id) {

@@ -16,6 +16,10 @@ inline constexpr qsizetype kMaxUrlLength = 2048;
 // Further path components, a query and a fragment are ignored.
 std::optional<QUuid> promptIdFromUrl(QStringView url);
 
+// Whether the text is a link of any kind: it begins with a scheme and a
+// colon, as "zor:" or "https:" does, and an option or a path does not.
+bool isLinkText(QStringView text);
+
 // The link to a prompt, as the app hands it out.
 QString promptUrl(const QUuid& id);
 

@@ -242,12 +242,19 @@ private slots:
         QVERIFY(shell.delegate.applicationShouldHandleReopen(true));
         QCOMPARE(shell.activation.count, 4);
 
-        // Started again without links, or with none the app takes.
-        for (const QStringList& arguments :
-             {QStringList{}, QStringList{"--verbose", "zor://prompt/not-an-id"}}) {
+        // Started again without links: the window is asked for. With links
+        // none of which the app takes, as a web page may give: nothing.
+        for (const QStringList& arguments : {QStringList{}, QStringList{"--verbose"}}) {
             window->close();
             shell.delegate.handleLaterStart(arguments);
             QVERIFY(window->isVisible());
+        }
+        for (const QStringList& arguments :
+             {QStringList{"--verbose", "zor://prompt/not-an-id"}, QStringList{"zor://other/x"},
+              QStringList{"ZOR:"}, QStringList{"https://example.org/"}}) {
+            window->close();
+            shell.delegate.handleLaterStart(arguments);
+            QVERIFY2(!window->isVisible(), qPrintable(arguments.join(u' ')));
         }
         // A link, from a later start or from the system, brings the window
         // back as the Dock does: the app's activation alone leaves it closed
