@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <algorithm>
 #include <cerrno>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -17,6 +18,26 @@ namespace {
 
 SocketPlace noPlace(const QString& problem) {
     return SocketPlace{{}, problem};
+}
+
+// Whoever may rename the entries of a directory above it could move it away
+// and put another in its place. Each one above belongs to the user or to the
+// system, and one that others may write to keeps their entries apart, as
+// /tmp does (sticky). One the user's group may write to is left to the user.
+bool hasOpenParent(const QString& cleanPath) {
+    QByteArray directory = QFile::encodeName(cleanPath);
+    while (directory != "/") {
+        const qsizetype slash = directory.lastIndexOf('/');
+        directory.truncate(std::max<qsizetype>(slash, 1));
+        struct stat status {};
+        if (stat(directory.constData(), &status) != 0)
+            return true;
+        if (status.st_uid != geteuid() && status.st_uid != 0)
+            return true;
+        if ((status.st_mode & S_IWOTH) && !(status.st_mode & S_ISVTX))
+            return true;
+    }
+    return false;
 }
 
 QString describe(const QString& path, DirectoryProblem problem) {
@@ -63,6 +84,8 @@ QString directoryProblemText(DirectoryProblem problem) {
         return QStringLiteral("is open to other users (its mode is not 0700)");
     case DirectoryProblem::relative:
         return QStringLiteral("is not an absolute path");
+    case DirectoryProblem::openParent:
+        return QStringLiteral("lies in a directory other users can change");
     }
     return {};
 }
@@ -86,6 +109,8 @@ DirectoryProblem checkPrivateDirectory(const QString& path) {
         return DirectoryProblem::otherOwner;
     if ((status.st_mode & 0777) != 0700)
         return DirectoryProblem::openToOthers;
+    if (hasOpenParent(QDir::cleanPath(path)))
+        return DirectoryProblem::openParent;
     return DirectoryProblem::none;
 }
 

@@ -18,6 +18,7 @@ enum class DirectoryProblem {
     otherOwner,
     openToOthers,
     relative,
+    openParent,
 };
 
 QString directoryProblemText(DirectoryProblem problem);

@@ -273,6 +273,17 @@ private slots:
         QVERIFY(place().problem.endsWith(" is too long"));
         qunsetenv("ZOR_INSTANCE_SOCKET");
 
+        // Nor in a directory where others may move it away and put theirs
+        // in its place, as in one of the app's that another user made for it;
+        // one that keeps their entries apart, as /tmp does, is safe.
+        const QByteArray ownParent = QFile::encodeName(cache + "/com.zorlabs.zor");
+        QCOMPARE(chmod(ownParent.constData(), 0777), 0);
+        QCOMPARE(place().problem, "$XDG_RUNTIME_DIR is not set, and " + own +
+                                      " lies in a directory other users can change");
+        QCOMPARE(chmod(ownParent.constData(), 01777), 0);
+        QCOMPARE(place().path, own + "/s");
+        QCOMPARE(chmod(ownParent.constData(), 0700), 0);
+
         // The app's own directory is taken only as it was made.
         QCOMPARE(chmod(QFile::encodeName(own).constData(), 0755), 0);
         QCOMPARE(place().problem, "$XDG_RUNTIME_DIR is not set, and " + own +
