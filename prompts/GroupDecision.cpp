@@ -80,6 +80,8 @@ QStringList GroupDecision::Skipped::texts() const {
         parts.append(QStringLiteral("%1 skipped: already being decided").arg(underway));
     if (gone > 0)
         parts.append(QStringLiteral("%1 skipped: no longer pending").arg(gone));
+    if (noRule > 0)
+        parts.append(QStringLiteral("%1 skipped: no rule for a signal").arg(noRule));
     return parts;
 }
 
@@ -95,6 +97,9 @@ void GroupDecision::Skipped::count(Skip skip) {
         break;
     case Skip::underway:
         ++underway;
+        break;
+    case Skip::noRule:
+        ++noRule;
         break;
     }
 }
@@ -164,6 +169,10 @@ GroupDecision::Skip GroupDecision::skipOf(const QUuid& id) const {
     if (decision && item->sessionEnded &&
         !PromptDecider::isEnabled(*decision, /*isSessionEnded=*/true, /*isProcessing=*/false))
         return Skip::sessionEnded;
+    // Its decision would reach no one, and the agent would still hold the
+    // prompt; a dismissal, which takes no rule, reaches the agent.
+    if (decision && !PromptDecider::hasRule(item->denial, *decision))
+        return Skip::noRule;
     return Skip::none;
 }
 

@@ -75,11 +75,12 @@ signals:
 
 private:
     // Why a prompt of the group gets nothing.
-    enum class Skip { none, sessionEnded, gone, underway };
+    enum class Skip { none, sessionEnded, gone, underway, noRule };
     struct Skipped {
         int ended = 0;
         int gone = 0;
         int underway = 0;
+        int noRule = 0;
 
         void count(Skip skip);
         // "2 skipped: session ended", for each reason met.

@@ -58,6 +58,15 @@ QString countText(qsizetype count) {
     return QStringLiteral("%1 new prompts").arg(count);
 }
 
+// While the window's own Deny for the session would be open to the prompt,
+// and would reach the agent: a signal's only removes it here, while the agent
+// still asks.
+bool isDeniable(const PromptItem& item) {
+    constexpr PromptDecider::Decision kDeny = PromptDecider::Decision::denySession;
+    return PromptDecider::isEnabled(kDeny, item.sessionEnded, false) &&
+           PromptDecider::hasRule(item.denial, kDeny);
+}
+
 } // namespace
 
 PromptAttention::PromptAttention(PromptStore& store, AttentionServices services,
@@ -131,11 +140,9 @@ void PromptAttention::tellUser() {
         logger(LogCategory::app).info("Announced new prompts: %ld", {count});
         return;
     }
-    // Deny only on a notice that names the one prompt it acts on, and only
-    // while the window's own Deny for the session would be open to it.
+    // Deny only on a notice that names the one prompt it acts on.
     QList<NoticeAction> buttons;
-    if (count == 1 && PromptDecider::isEnabled(PromptDecider::Decision::denySession,
-                                               newest.sessionEnded, false)) {
+    if (count == 1 && isDeniable(newest)) {
         buttons.append(NoticeAction::deny);
         denyableIds.insert(newest.id);
     }
@@ -177,7 +184,8 @@ void PromptAttention::denyFromNotice(const QString& link) {
         log.info("Ignored Deny on a notification: prompt %s is no longer pending", {idText});
         return;
     }
-    if (!actions.decide(*id, PromptDecider::Decision::denySession)) {
+    if (!isDeniable(*store.prompt(*id)) ||
+        !actions.decide(*id, PromptDecider::Decision::denySession)) {
         log.info("Ignored Deny on a notification: prompt %s cannot be denied for the session now",
                  {idText});
         return;

@@ -88,7 +88,7 @@ bool PromptDecider::decideSeq(quint64 seq, Decision decision, Done onDone) {
     const QUuid id = item.id;
     listModel.setProcessing(id);
     const DecisionButton button = decisionButton(decision);
-    if (std::holds_alternative<std::monostate>(ruleForDenial(item.denial, button.action))) {
+    if (!hasRule(item.denial, decision)) {
         // Nothing the agent could write down: the prompt only goes away here.
         removeDecided(store, seq, id);
         if (onDone)
@@ -150,6 +150,11 @@ bool PromptDecider::dismiss(const QUuid& id, Done onDone) {
 
 bool PromptDecider::isDeciding(const QUuid& id) const {
     return listModel.isProcessing(id);
+}
+
+bool PromptDecider::hasRule(const Denial& denial, Decision decision) {
+    return !std::holds_alternative<std::monostate>(
+        ruleForDenial(denial, decisionButton(decision).action));
 }
 
 bool PromptDecider::isEnabled(Decision decision, bool isSessionEnded, bool isProcessing) {

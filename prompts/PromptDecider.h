@@ -12,6 +12,7 @@
 namespace zor {
 
 class AgentRequests;
+class Denial;
 class PromptListModel;
 class PromptStore;
 
@@ -48,6 +49,9 @@ public:
     bool dismiss(const QUuid& id, Done onDone = {});
     // Whether a decision or a dismissal of the prompt awaits the agent.
     bool isDeciding(const QUuid& id) const;
+    // Whether a rule can hold the decision on the denial, and so the agent
+    // hears of it: a signal's decision only removes its prompt here.
+    static bool hasRule(const Denial& denial, Decision decision);
 
     // What a row's button shows; the shortcut applies to the highlighted prompt.
     Q_INVOKABLE static bool isEnabled(zor::PromptDecider::Decision decision, bool isSessionEnded,

@@ -43,8 +43,11 @@ struct Rig final : IconBadge, UserNotifications, Announcer, WindowPresence {
     bool isInFront() const override { return inFront; }
 
     QUuid add(const QString& path, QUuid id = QUuid::createUuid()) {
+        return add(Denial(FileDenial{path, QStringLiteral("write"), QStringLiteral("vim")}), id);
+    }
+    QUuid add(const Denial& denial, QUuid id = QUuid::createUuid()) {
         store.addPrompt(id, QStringLiteral("session-7"), QStringLiteral("/p/.zor/policy.yml"),
-                        FileDenial{path, QStringLiteral("write"), QStringLiteral("vim")}, false);
+                        denial, false);
         return id;
     }
 
@@ -257,27 +260,33 @@ private slots:
     }
 
     // Deny only where the notice names one prompt whose session can still
-    // take a deny for the session; never an allow.
+    // take a deny for the session, and that a rule can hold (a signal's
+    // cannot: the agent would never hear of it); never an allow.
     void aNoticeOfOnePromptOffersDeny_data() {
         QTest::addColumn<int>("prompts");
         QTest::addColumn<int>("answeredMeanwhile");
         QTest::addColumn<bool>("hasSessionEnded");
+        QTest::addColumn<bool>("isSignal");
         QTest::addColumn<QStringList>("buttons");
 
-        QTest::newRow("one") << 1 << 0 << false << QStringList{"Deny", "Show"};
-        QTest::newRow("twelve") << 12 << 0 << false << QStringList{"Show"};
-        QTest::newRow("one of twelve left") << 12 << 11 << false << QStringList{"Deny", "Show"};
-        QTest::newRow("one, its session ended") << 1 << 0 << true << QStringList{"Show"};
+        QTest::newRow("one") << 1 << 0 << false << false << QStringList{"Deny", "Show"};
+        QTest::newRow("twelve") << 12 << 0 << false << false << QStringList{"Show"};
+        QTest::newRow("one of twelve left")
+            << 12 << 11 << false << false << QStringList{"Deny", "Show"};
+        QTest::newRow("one, its session ended") << 1 << 0 << true << false << QStringList{"Show"};
+        QTest::newRow("one signal") << 1 << 0 << false << true << QStringList{"Show"};
     }
 
     void aNoticeOfOnePromptOffersDeny() {
         QFETCH(int, prompts);
         QFETCH(int, answeredMeanwhile);
         QFETCH(bool, hasSessionEnded);
+        QFETCH(bool, isSignal);
         Rig rig;
         QList<QUuid> ids;
         for (int i = 0; i < prompts; ++i)
-            ids.append(rig.add(QStringLiteral("/b/%1").arg(i)));
+            ids.append(isSignal ? rig.add(Denial(SignalDenial{9, 501, "Dock", "kill"}))
+                                : rig.add(QStringLiteral("/b/%1").arg(i)));
         for (int i = 0; i < answeredMeanwhile; ++i)
             rig.store.removePrompt(ids[i]);
         if (hasSessionEnded)
@@ -292,6 +301,8 @@ private slots:
         QCOMPARE(rig.agent.requests.isEmpty(), rig.buttons().first() != "Deny");
         QCOMPARE(log.contains("Ignored Deny on a notification that offered none"),
                  rig.agent.requests.isEmpty());
+        // Nothing goes before the agent has answered.
+        QCOMPARE(rig.store.prompts().size(), prompts - answeredMeanwhile);
     }
 
     // What happened to the prompt between the notice and its Deny.

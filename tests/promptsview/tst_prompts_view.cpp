@@ -1271,6 +1271,54 @@ private slots:
         QCOMPARE(rig.group().outcome(), "Denied 2 prompts, 1 skipped: already being decided");
     }
 
+    void aGroupDecidesNoSignal_data() {
+        QTest::addColumn<GroupDecision::Action>("action");
+        QTest::addColumn<QStringList>("question"); // its title and what it skips
+        QTest::addColumn<int>("calls");
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("deny always")
+            << GroupDecision::Action::denyAlways
+            << QStringList{"Deny 2 prompts always?", "1 skipped: no rule for a signal"} << 2
+            << "Denied 2 prompts, 1 skipped: no rule for a signal";
+        // A dismissal takes no rule: the agent drops a signal's prompt too.
+        QTest::newRow("dismiss") << GroupDecision::Action::dismiss
+                                 << QStringList{"Dismiss 3 prompts?", ""} << 3
+                                 << "Dismissed 3 prompts";
+    }
+
+    // No rule can hold a decision on a signal: the agent would never hear of
+    // it and would still hold the prompt. A group counts it as skipped, and
+    // it stays for the user to dismiss.
+    void aGroupDecidesNoSignal() {
+        QFETCH(GroupDecision::Action, action);
+        QFETCH(QStringList, question);
+        QFETCH(int, calls);
+        QFETCH(QString, outcome);
+        QList<SerializablePromptItem> prompts = records(3);
+        prompts[0].denial = SignalDenial{9, 501, "Dock", "kill"};
+        Rig rig(prompts);
+        rig.newCalls();
+        rig.clickRow(rig.rowOf(prompts[2]));
+        rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
+        QCOMPARE(rig.listModel().selectedCount(), 3);
+        rig.click(rig.item(action == GroupDecision::Action::dismiss ? "selectionDismiss"
+                                                                    : "selectionDenyAlways"));
+        QQuickItem* dialog = popupOf(rig.popupItem("groupConfirm"));
+        QVERIFY(dialog);
+        QVERIFY(isTextShown(dialog, question[0]));
+        const QQuickItem* targets = shownItem(dialog, "groupTargets");
+        QVERIFY(targets);
+        QCOMPARE(targets->property("text").toString().split(u'\n').filter("skipped").join(u'\n'),
+                 question[1]);
+        rig.keys(QKeySequence(Qt::Key_Return));
+        QCOMPARE(rig.newCalls().size(), calls);
+        rig.answerAll(true);
+        QCOMPARE(rig.group().outcome(), outcome);
+        QVERIFY(rig.log.messages(LogCategory::promptsView).contains("Group decision: " + outcome));
+        QCOMPARE(rig.store.containsPrompt(idOf(prompts[0])),
+                 action != GroupDecision::Action::dismiss);
+    }
+
     // The link to the agent breaks while a group is decided: the requests it
     // took along get no answer and count as failed, and the group ends, so
     // that another can be asked. Their prompts stay, as for a single one.
