@@ -180,6 +180,9 @@ void GroupDecision::confirm() {
     requireMainThread("GroupDecision::confirm");
     if (currentState != State::asking)
         return;
+    // The last group's outcome would read as this one's while it waits on
+    // the agent; a question cancelled leaves it.
+    clearOutcome();
     sentGroup.clear();
     sent = done = failed = 0;
     skipped = {};

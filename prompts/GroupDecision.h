@@ -30,7 +30,8 @@ class GroupDecision final : public QObject {
     Q_PROPERTY(int sentCount READ sentCount NOTIFY progressChanged)
     // Progress shows for groups of more than 20.
     Q_PROPERTY(bool showsProgress READ showsProgress NOTIFY stateChanged)
-    // The last group's outcome, "Denied 37 prompts, 3 skipped: session ended".
+    // The last group's outcome, "Denied 37 prompts, 3 skipped: session ended",
+    // until the next is confirmed.
     Q_PROPERTY(QString outcome READ outcome NOTIFY outcomeChanged)
 
 public:

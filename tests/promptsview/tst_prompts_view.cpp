@@ -1319,6 +1319,39 @@ private slots:
                  action != GroupDecision::Action::dismiss);
     }
 
+    // A new group's outcome is not yet known: the last one's does not stand
+    // for it while it waits on the agent. A question cancelled leaves it.
+    void aConfirmedGroupClearsTheLastOutcome() {
+        const QList<SerializablePromptItem> prompts = records(6);
+        Rig rig(prompts);
+        const auto select = [&rig, &prompts](int from, int to) {
+            rig.clickRow(rig.rowOf(prompts[from]));
+            rig.clickRow(rig.rowOf(prompts[to]), Qt::ShiftModifier);
+        };
+        select(5, 4);
+        rig.click(rig.item("selectionDenyAlways"));
+        rig.keys(QKeySequence(Qt::Key_Return));
+        rig.answerAll(true);
+        QCOMPARE(rig.group().outcome(), "Denied 2 prompts");
+
+        select(3, 2);
+        rig.click(rig.item("selectionDenyAlways"));
+        rig.keys(QKeySequence(Qt::Key_Escape));
+        rig.settle();
+        QCOMPARE(rig.item("groupOutcome")->property("text").toString(), "Denied 2 prompts");
+
+        select(1, 0);
+        rig.click(rig.item("selectionDenyAlways"));
+        rig.keys(QKeySequence(Qt::Key_Return));
+        QCOMPARE(rig.group().state(), GroupDecision::State::deciding);
+        rig.settle();
+        const QQuickItem* shown = rig.item("groupOutcome");
+        QVERIFY(!shown || !shown->isVisible() || shown->property("text").toString().isEmpty());
+        rig.answerAll(true);
+        rig.settle();
+        QCOMPARE(rig.item("groupOutcome")->property("text").toString(), "Denied 2 prompts");
+    }
+
     // The link to the agent breaks while a group is decided: the requests it
     // took along get no answer and count as failed, and the group ends, so
     // that another can be asked. Their prompts stay, as for a single one.
