@@ -3,7 +3,8 @@ import QtQuick.Controls
 import Zor
 
 // The context menu of a prompt's row. An item that does not apply is
-// hidden, and closed, so that the arrow keys pass over it.
+// hidden, and closed, so that the arrow keys pass over it; a view whose
+// prompts have all gone meanwhile is shown closed.
 Menu {
     id: contextMenu
 
@@ -15,14 +16,14 @@ Menu {
         text: "View Policy Notifications"
         visible: contextMenu.rowMenu.hasViewPolicyItem
         height: visible ? implicitHeight : 0
-        enabled: visible
+        enabled: visible && contextMenu.rowMenu.isPolicyViewable
         onTriggered: contextMenu.rowMenu.viewPolicyNotifications()
     }
     PlainMenuItem {
         text: "View Session Notifications"
         visible: contextMenu.rowMenu.hasViewSessionItem
         height: visible ? implicitHeight : 0
-        enabled: visible
+        enabled: visible && contextMenu.rowMenu.isSessionViewable
         onTriggered: contextMenu.rowMenu.viewSessionNotifications()
     }
     MenuSeparator {}

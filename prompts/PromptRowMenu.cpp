@@ -12,12 +12,27 @@ PromptRowMenu::PromptRowMenu(AppState& appState, Clipboard& clipboard, QObject* 
     // Presence depends on the filter, which may change while the menu is built.
     connect(appState.promptStore(), &PromptStore::filterChanged, this,
             &PromptRowMenu::openedForChanged);
+    // The menu stays open while the agent removes its row's prompt.
+    connect(appState.promptStore(), &PromptStore::promptsChanged, this,
+            &PromptRowMenu::updateViewable);
 }
 
 void PromptRowMenu::openFor(const QString& newPolicyPath, const QString& newSessionId) {
     policyPath = newPolicyPath;
     sessionId = newSessionId;
     emit openedForChanged();
+    updateViewable();
+}
+
+void PromptRowMenu::updateViewable() {
+    const PromptStore& store = *appState.promptStore();
+    const bool isPolicyNow = store.promptCountForPolicy(policyPath) > 0;
+    const bool isSessionNow = store.promptCountForSession(sessionId) > 0;
+    if (isPolicyNow == isPolicyShown && isSessionNow == isSessionShown)
+        return;
+    isPolicyShown = isPolicyNow;
+    isSessionShown = isSessionNow;
+    emit viewableChanged();
 }
 
 bool PromptRowMenu::hasViewPolicyItem() const {
@@ -29,11 +44,15 @@ bool PromptRowMenu::hasViewSessionItem() const {
 }
 
 void PromptRowMenu::viewPolicyNotifications() {
+    if (!isPolicyShown)
+        return;
     appState.setSelectedTab(AppTab::policies);
     appState.promptStore()->setFilter(PromptFilter::policy(policyPath));
 }
 
 void PromptRowMenu::viewSessionNotifications() {
+    if (!isSessionShown)
+        return;
     appState.setSelectedTab(AppTab::sessions);
     appState.promptStore()->setFilter(PromptFilter::session(sessionId));
 }

@@ -16,6 +16,11 @@ class PromptRowMenu final : public QObject {
     // Absent while the list already shows only that policy's or that session's prompts.
     Q_PROPERTY(bool hasViewPolicyItem READ hasViewPolicyItem NOTIFY openedForChanged)
     Q_PROPERTY(bool hasViewSessionItem READ hasViewSessionItem NOTIFY openedForChanged)
+    // Closed while the policy or the session has no prompts, such as once the
+    // row's prompt has gone: its filter would show nothing, and the store
+    // never leaves one on an emptied group.
+    Q_PROPERTY(bool isPolicyViewable READ isPolicyViewable NOTIFY viewableChanged)
+    Q_PROPERTY(bool isSessionViewable READ isSessionViewable NOTIFY viewableChanged)
 
 public:
     PromptRowMenu(AppState& appState, Clipboard& clipboard, QObject* parent = nullptr);
@@ -24,7 +29,10 @@ public:
 
     bool hasViewPolicyItem() const;
     bool hasViewSessionItem() const;
+    bool isPolicyViewable() const { return isPolicyShown; }
+    bool isSessionViewable() const { return isSessionShown; }
 
+    // Nothing while closed.
     Q_INVOKABLE void viewPolicyNotifications();
     Q_INVOKABLE void viewSessionNotifications();
     Q_INVOKABLE void copyPolicyPath();
@@ -32,12 +40,17 @@ public:
 
 signals:
     void openedForChanged();
+    void viewableChanged();
 
 private:
+    void updateViewable();
+
     AppState& appState;
     Clipboard& clipboard;
     QString policyPath;
     QString sessionId;
+    bool isPolicyShown = false;
+    bool isSessionShown = false;
 };
 
 } // namespace zor

@@ -1762,6 +1762,42 @@ private slots:
         QCOMPARE(rig.scene.clipboard.texts, (QStringList{prompt.policyPath, "s"}));
     }
 
+    void aRowMenusViewItemsCloseWithTheirPrompts_data() {
+        QTest::addColumn<QString>("item");
+        QTest::newRow("its policy") << "View Policy Notifications";
+        QTest::newRow("its session") << "View Session Notifications";
+    }
+
+    // The menu stays open when its prompt goes; a filter set then would show
+    // nothing, where the store's own removals never leave one.
+    void aRowMenusViewItemsCloseWithTheirPrompts() {
+        QFETCH(QString, item);
+        const QList<SerializablePromptItem> prompts{record(1, "s", fileDenial(1)),
+                                                    record(2, "t", fileDenial(2))};
+        Rig rig(prompts);
+        const AppTab tab = rig.scene.appState.selectedTab();
+        rig.click(rig.rowOf(prompts[0]), std::nullopt, Qt::RightButton);
+        QQuickItem* view = rig.popupItem(item);
+        QVERIFY(view);
+        QVERIFY(view->isEnabled());
+        rig.removeByAgent(idOf(prompts[0]));
+        rig.settle();
+        QCOMPARE(rig.popupItem(item), view);
+        QVERIFY(!view->isEnabled());
+        // Nor does the menu's action act, however it is reached.
+        auto* menu = rig.window->findChild<QObject*>("promptRowMenu")
+                         ->property("rowMenu")
+                         .value<PromptRowMenu*>();
+        QVERIFY(menu);
+        if (item == "View Policy Notifications")
+            menu->viewPolicyNotifications();
+        else
+            menu->viewSessionNotifications();
+        rig.settle();
+        QCOMPARE(rig.store.filter(), PromptFilter::all());
+        QCOMPARE(rig.scene.appState.selectedTab(), tab);
+    }
+
 private:
     static QString runSequence(PromptScreen& screen, quint32 seed);
     static QString confirmGroup(PromptScreen& screen, GroupDecision::Action action,
