@@ -1815,9 +1815,11 @@ QString PromptsViewTest::confirmGroup(PromptScreen& screen, GroupDecision::Actio
     for (const QUuid& id : group) {
         const std::optional<PromptItem> item = screen.store.prompt(id);
         // A signal's decision goes nowhere: no rule can hold it.
+        if (!item)
+            continue;
         const bool isSent =
             action == GroupDecision::Action::dismiss || item->denial.kind() != Denial::Kind::signal;
-        if (item && isSent && !(isSessionBound && item->sessionEnded) &&
+        if (isSent && !(isSessionBound && item->sessionEnded) &&
             !screen.listModel().isProcessing(id))
             expected.insert(idText(id).toUpper());
     }
