@@ -36,7 +36,7 @@ Item {
             isChecking: box.step.isChecking
             isOK: box.step.isOK
             isUnsupported: box.step.isUnsupported
-            tint: SetupTheme.statusColor(box.step.color)
+            tint: SetupTheme.statusColors[box.step.color]
         }
 
         ColumnLayout {
@@ -66,7 +66,7 @@ Item {
                 Layout.fillWidth: true
                 Layout.topMargin: 3
                 text: box.step.label
-                color: SetupTheme.statusColor(box.step.color)
+                color: SetupTheme.statusColors[box.step.color]
                 font.pixelSize: SetupTheme.captionSize
                 font.weight: Font.Medium
                 wrapMode: Text.Wrap

@@ -28,7 +28,7 @@ Item {
         objectName: "okMark"
         anchors.fill: parent
         radius: width / 2
-        color: SetupTheme.statusColor(SetupStatus.StatusColor.green)
+        color: SetupTheme.statusColors[SetupStatus.StatusColor.green]
         visible: !icon.isChecking && icon.isOK
 
         Text {

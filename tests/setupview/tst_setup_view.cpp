@@ -1,12 +1,17 @@
+#include "DarkPalette.h"
 #include "LogCapture.h"
 #include "SetupScene.h"
 #include "ShownText.h"
 #include "shared/BuildNumber.h"
+#include "window/qml/ColorContrast.h"
 #include "window/qml/QuickViews.h"
+#include "window/qml/SetupTheme.h"
 
 #include <QColor>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QScopeGuard>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -388,6 +393,37 @@ private slots:
                               "User clicked Fix Notification Agent button (status: staleVersion)",
                               "User clicked Restart Services button", // from the outdated agent's
                               "User clicked Refresh button"}));
+    }
+
+    // The system turns dark with problems on the screen: each status's text and
+    // mark take the dark palette's shade at once, as the rest of the screen does.
+    void statusColoursFollowAPaletteChange() {
+        const QPalette light = QGuiApplication::palette();
+        const auto restore = qScopeGuard([&light] { QGuiApplication::setPalette(light); });
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+        QVERIFY(scene.show(640));
+        QVERIFY(scene.settle());
+        QGuiApplication::setPalette(darkPalette());
+        const qml::SetupTheme* theme = qml::SetupTheme::of(*scene.view->engine());
+        QVERIFY(theme->isDark());
+
+        const auto colorOf = [&scene](const char* box, const char* item) {
+            return scene.inBox(box, item)->property("color").value<QColor>();
+        };
+        const auto tintOf = [&scene](const char* box) {
+            return scene.inBox(box, "statusIcon")->property("tint").value<QColor>();
+        };
+        QCOMPARE(colorOf("daemonStepBox", "statusLabel"), theme->statusColor(StatusColor::yellow));
+        QCOMPARE(tintOf("daemonStepBox"), theme->statusColor(StatusColor::yellow));
+        QCOMPARE(colorOf("neStepBox", "statusLabel"), theme->statusColor(StatusColor::red));
+        QCOMPARE(tintOf("neStepBox"), theme->statusColor(StatusColor::red));
+        QCOMPARE(colorOf("cliStepBox", "statusLabel"), theme->statusColor(StatusColor::green));
+        QCOMPARE(colorOf("cliStepBox", "okMark"), theme->statusColor(StatusColor::green));
+        // The tick on the mark reads on its new shade.
+        const QQuickItem* tick = scene.inBox("cliStepBox", "okMark")->childItems().value(0);
+        QCOMPARE(tick->property("color").value<QColor>(),
+                 qml::ColorContrast::textOn(theme->statusColor(StatusColor::green)));
     }
 
     void flowShowsProgressThenAnyErrorInRedBelowTheButtons_data() {

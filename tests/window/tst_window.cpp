@@ -254,16 +254,21 @@ private slots:
     // entries with the keyboard and their focus ring; an empty list, with the
     // keyboard in the search field; the setup screen with a banner, a link and
     // red statuses, and with services this system does not have.
+    // The system may also turn dark while the setup screen shows.
     void everyTextReads_data() {
         QTest::addColumn<bool>("isDark");
         QTest::addColumn<QString>("screen");
+        QTest::addColumn<bool>("turnsDark");
         for (const bool isDark : {false, true})
             for (const char* screen : {"policies", "sessions", "empty", "setup", "unsupported"})
-                QTest::addRow("%s, %s", screen, isDark ? "dark" : "light") << isDark << screen;
+                QTest::addRow("%s, %s", screen, isDark ? "dark" : "light")
+                    << isDark << screen << false;
+        QTest::newRow("setup, turning dark") << false << "setup" << true;
     }
     void everyTextReads() {
         QFETCH(bool, isDark);
         QFETCH(QString, screen);
+        QFETCH(bool, turnsDark);
         const QPalette lightPalette = QGuiApplication::palette();
         if (isDark)
             QGuiApplication::setPalette(darkPalette());
@@ -316,6 +321,10 @@ private slots:
         // All that the first frames leave for later is made, the setup screen
         // last: what the check grabs draws every text there is.
         QTRY_VERIFY(window->property("isSetupDue").toBool());
+        if (turnsDark) {
+            window->grabWindow(); // the light screen drawn first
+            QGuiApplication::setPalette(darkPalette());
+        }
         const QStringList failures = contrastFailures(window);
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n"))));
     }

@@ -104,6 +104,13 @@ SetupTheme::Colors SetupTheme::colorsFor(const QPalette& palette) {
     c.orange = c.isDark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xf0, 0x8c, 0x00);
     c.yellow = c.isDark ? QColor(0xff, 0xd6, 0x0a) : QColor(0xd6, 0xa4, 0x00);
     c.red = c.isDark ? QColor(0xff, 0x45, 0x3a) : QColor(0xe5, 0x35, 0x2b);
+    static_assert(int(StatusColor::gray) == 0 && int(StatusColor::green) == 1 &&
+                      int(StatusColor::orange) == 2 && int(StatusColor::yellow) == 3 &&
+                      int(StatusColor::red) == 4 && int(StatusColor::secondary) == 5,
+                  "statusColors lists the colours in StatusColor's order");
+    c.statusColors = {c.gray, c.green, c.orange, c.yellow, c.red, c.secondaryText};
+    for (QColor& color : c.statusColors)
+        color = toReach(color, c.groupBackground, kText);
     c.bannerBackground = tint(c.groupBackground, withAlpha(c.orange, 0.14f));
     c.bannerBorder = tint(c.groupBackground, withAlpha(c.orange, 0.45f));
 
@@ -143,25 +150,16 @@ QColor SetupTheme::readableOnButton(const QColor& color) const {
     return readable(readable(color, lighter(button, 1.4)), darker(button, 1.2));
 }
 
+QVariantList SetupTheme::statusColors() const {
+    QVariantList list;
+    list.reserve(colors.statusColors.size());
+    for (const QColor& color : colors.statusColors)
+        list.append(color);
+    return list;
+}
+
 QColor SetupTheme::statusColor(SetupStatus::StatusColor color) const {
-    const QColor tinted = [&] {
-        switch (color) {
-        case StatusColor::green:
-            return colors.green;
-        case StatusColor::orange:
-            return colors.orange;
-        case StatusColor::yellow:
-            return colors.yellow;
-        case StatusColor::red:
-            return colors.red;
-        case StatusColor::secondary:
-            return colors.secondaryText;
-        case StatusColor::gray:
-            break;
-        }
-        return colors.gray;
-    }();
-    return readable(tinted, colors.groupBackground);
+    return colors.statusColors.value(qsizetype(color), colors.gray);
 }
 
 } // namespace zor::qml

@@ -5,6 +5,7 @@
 #include <QColor>
 #include <QObject>
 #include <QPalette>
+#include <QVariantList>
 #include <QtQml/qqml.h>
 
 class QQmlEngine;
@@ -93,6 +94,9 @@ class SetupTheme : public QObject {
     Q_PROPERTY(QColor orange READ orange NOTIFY changed)
     Q_PROPERTY(QColor yellow READ yellow NOTIFY changed)
     Q_PROPERTY(QColor red READ red NOTIFY changed)
+    // Each status's colour as its texts and marks show it in a step's box, at
+    // its SetupStatus.StatusColor: a binding that reads it follows the palette.
+    Q_PROPERTY(QVariantList statusColors READ statusColors NOTIFY changed)
 
     // The decisions: filled buttons that read on the list, green to allow and
     // red to deny, with black or white text, whichever reads; the groups'
@@ -156,6 +160,7 @@ public:
     QColor orange() const { return colors.orange; }
     QColor yellow() const { return colors.yellow; }
     QColor red() const { return colors.red; }
+    QVariantList statusColors() const;
     QColor allowFill() const { return colors.allowFill; }
     QColor denyFill() const { return colors.denyFill; }
     QColor allowChip() const { return colors.allowChip; }
@@ -179,8 +184,9 @@ public:
     // `color` as text on a button, whose face the style shades on either side
     // of the palette's button colour.
     Q_INVOKABLE QColor readableOnButton(const QColor& color) const;
-    // A status's colour as its texts and marks show it in a step's box.
-    Q_INVOKABLE QColor statusColor(zor::SetupStatus::StatusColor color) const;
+    // A status's colour as its texts and marks show it in a step's box. Not
+    // for QML: a binding calling it would not follow the palette.
+    QColor statusColor(zor::SetupStatus::StatusColor color) const;
 
 signals:
     void changed();
@@ -195,6 +201,8 @@ private:
             secondaryText, focusRing, bannerBackground, bannerBorder, selectedTabBackground, accent,
             accentFill;
         QColor gray, green, orange, yellow, red;
+        // By StatusColor.
+        QList<QColor> statusColors;
         QColor allowFill, denyFill, allowChip, denyChip, allowChipText, denyChipText;
         QColor rowHighlight, rowSelection, rowSecondaryText, rowSeparator, rowGlyph,
             rowHighlightMark, allowOutline, denyOutline, allowFillText, denyFillText, selectedText;
