@@ -80,6 +80,12 @@ void ServiceRepairs::fixCLISymlink() {
 }
 
 void ServiceRepairs::openLink(const QUrl& url) {
+    // Only a whole link has a target to open: an empty one would leave the
+    // system to pick what to show.
+    if (!url.isValid() || url.isRelative()) {
+        setupLog().error("Not opening a link without a target: %{public}s", {url.toString()});
+        return;
+    }
     workspace.openUrl(url);
 }
 

@@ -49,7 +49,7 @@ public:
     Q_INVOKABLE void fixNetworkExtension();
     Q_INVOKABLE void restartServices(); // "Restart Services" and the banner's button
     Q_INVOKABLE void stopAllServices();
-    // A link in an instruction was clicked.
+    // A link in an instruction was clicked; opens nothing for one without a target.
     Q_INVOKABLE void openLink(const QUrl& url);
 
 signals:

@@ -73,10 +73,13 @@ Item {
             }
 
             // With a link, the keyboard reaches it: Enter or Space follows it.
+            // When the link goes, isFocusable has the FocusKeeper move the keys
+            // on; Qt keeps the focused item in the tab order until they go.
             Label {
                 id: instruction
 
                 readonly property bool hasLink: box.step.instructionLink !== ""
+                readonly property bool isFocusable: hasLink
 
                 objectName: "instruction"
                 Layout.fillWidth: true
@@ -86,7 +89,7 @@ Item {
                 color: SetupTheme.primaryText
                 font.pixelSize: SetupTheme.captionSize
                 wrapMode: Text.Wrap
-                activeFocusOnTab: hasLink
+                activeFocusOnTab: hasLink || activeFocus
                 Accessible.role: hasLink ? Accessible.Link : Accessible.StaticText
                 Accessible.name: box.step.instructionPlainText
                 onLinkActivated: link => box.linkActivated(link)

@@ -65,6 +65,7 @@
     X0("No session bus: the icon shows no prompt count") \
     X0("No team identifier in the app's signature: ZorAgent and the daemon are refused") \
     X1("No terminal and no desktop handler could open the script %s", STR) \
+    X1("Not opening a link without a target: %{public}s", STR) \
     X2("Not opening the policy file %s: %{public}s", STR, STR) \
     X1("Notification authorization failed: %{public}s", STR) \
     X1("Notification server unavailable: %{public}s", STR) \

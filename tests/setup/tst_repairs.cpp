@@ -391,6 +391,25 @@ private slots:
         QCOMPARE(scene.monitor->cliStatus(), checkCLISymlink(paths, scene.scripts));
     }
 
+    // An instruction's link opens as it is; one with no target opens nothing.
+    void openLinkOpensOnlyALinkWithATarget_data() {
+        QTest::addColumn<QUrl>("link");
+        QTest::addColumn<bool>("isOpened");
+        QTest::newRow("settings") << QUrl(kLoginItemsSettingsLink) << true;
+        QTest::newRow("empty") << QUrl() << false;
+        QTest::newRow("empty text") << QUrl(QString()) << false;
+        QTest::newRow("invalid") << QUrl("http://[::1") << false;
+        QTest::newRow("without a scheme") << QUrl("settings") << false;
+    }
+
+    void openLinkOpensOnlyALinkWithATarget() {
+        QFETCH(QUrl, link);
+        QFETCH(bool, isOpened);
+        SetupScene scene;
+        scene.repairs->openLink(link);
+        QCOMPARE(scene.workspace.opened, isOpened ? QList<QUrl>{link} : QList<QUrl>());
+    }
+
     void restartGoesOnOnceTheExtensionAnswers_data() {
         QTest::addColumn<bool>("answersLater");
         QTest::addColumn<QStringList>("requestLines");

@@ -2,6 +2,7 @@
 
 #include "platform/Worker.h"
 #include "shared/BuildNumber.h"
+#include "window/qml/FocusKeeper.h"
 #include "window/qml/QuickViews.h"
 
 #include <QDir>
@@ -42,6 +43,7 @@ SetupScene::SetupScene() {
 
 SetupScene::~SetupScene() {
     // The screen goes first: it tells the monitor that it disappears.
+    focusKeeper.reset();
     view.reset();
     finishFlows();
 }
@@ -157,7 +159,9 @@ void SetupScene::runFor(Millis total) {
 }
 
 bool SetupScene::show(int width, std::optional<int> height) {
+    focusKeeper.reset();
     view = std::make_unique<QQuickView>();
+    focusKeeper = std::make_unique<qml::FocusKeeper>(*view);
     prepareZorEngine(*view->engine());
     view->setResizeMode(QQuickView::SizeRootObjectToView);
     view->setInitialProperties({{QStringLiteral("monitor"), QVariant::fromValue(monitor.get())},

@@ -14,6 +14,10 @@
 class QQuickItem;
 class QQuickView;
 
+namespace zor::qml {
+class FocusKeeper;
+}
+
 namespace zor::testing {
 
 // The real setup monitor and repairs on fakes that start healthy, and on demand the setup
@@ -76,6 +80,8 @@ public:
     std::unique_ptr<ServiceMonitor> monitor;
     std::unique_ptr<ServiceRepairs> repairs; // acts on the monitor, so goes first
     std::unique_ptr<QQuickView> view;
+    // Keeps the view's keyboard focus on what shows, as in the window.
+    std::unique_ptr<qml::FocusKeeper> focusKeeper;
 
 private:
     // Runs every started flow to its end: a flow left waiting when the monitor

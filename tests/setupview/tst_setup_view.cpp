@@ -426,6 +426,36 @@ private slots:
                  qml::ColorContrast::textOn(theme->statusColor(StatusColor::green)));
     }
 
+    // The daemon's instruction had its link when the user Tabbed to it; a poll
+    // finds an error whose instruction has none. The keys leave the plain
+    // text, and a key pressed there follows no link.
+    void anInstructionThatLosesItsLinkLetsTheKeysGo() {
+        SetupScene scene;
+        scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+        QVERIFY(scene.show(640));
+        QVERIFY(scene.settle());
+        QQuickItem* text = scene.inBox("daemonStepBox", "instruction");
+        QVERIFY(text->activeFocusOnTab());
+        text->forceActiveFocus(Qt::TabFocusReason);
+        QVERIFY(text->hasActiveFocus());
+
+        {
+            QMutexLocker lock(&scene.daemonConnection.mutex);
+            scene.daemonConnection.status = DaemonStatusRecord{2, "1.0", zorBuildNumber()};
+        }
+        scene.runFor(1s);
+        QCOMPARE(scene.monitor->daemonStatus(), DaemonStatus::esInternalError);
+        QVERIFY(text->isVisible());
+        QVERIFY(!text->hasActiveFocus());
+        QVERIFY(!scene.inBox("daemonStepBox", "linkFocusRing")->isVisible());
+        // On the screen's home, as from a control that hides; Tab passes the text by.
+        QCOMPARE(scene.view->activeFocusItem(), scene.item("refreshButton"));
+        QVERIFY(!text->activeFocusOnTab());
+        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter})
+            QTest::keyClick(scene.view.get(), key);
+        QCOMPARE(scene.workspace.opened, QList<QUrl>());
+    }
+
     void flowShowsProgressThenAnyErrorInRedBelowTheButtons_data() {
         QTest::addColumn<QString>("flow");       // names its button and its error label
         QTest::addColumn<QStringList>("labels"); // the button's, busy then idle

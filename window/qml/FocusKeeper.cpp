@@ -1,5 +1,6 @@
 #include "window/qml/FocusKeeper.h"
 
+#include <QMetaProperty>
 #include <QQuickItem>
 #include <QQuickWindow>
 
@@ -13,6 +14,7 @@ FocusKeeper::FocusKeeper(QQuickWindow& window)
 
 void FocusKeeper::followFocus() {
     disconnect(visibilityWatch);
+    disconnect(focusableWatch);
     focused = window.activeFocusItem();
     if (!focused)
         return;
@@ -32,11 +34,21 @@ void FocusKeeper::followFocus() {
     }
     // An item is told when an item around it is hidden too.
     visibilityWatch =
-        connect(focused, &QQuickItem::visibleChanged, this, &FocusKeeper::focusedVisibilityChanged);
+        connect(focused, &QQuickItem::visibleChanged, this, &FocusKeeper::focusedChanged);
+    const QMetaObject* type = focused->metaObject();
+    const QMetaProperty focusable = type->property(type->indexOfProperty("isFocusable"));
+    if (focusable.hasNotifySignal()) {
+        const QMetaObject* keeper = metaObject();
+        focusableWatch = connect(focused, focusable.notifySignal(), this,
+                                 keeper->method(keeper->indexOfSlot("focusedChanged()")));
+    }
 }
 
-void FocusKeeper::focusedVisibilityChanged() {
-    if (focused && !focused->isVisible())
+void FocusKeeper::focusedChanged() {
+    if (!focused)
+        return;
+    const QVariant isFocusable = focused->property("isFocusable");
+    if (!focused->isVisible() || (isFocusable.isValid() && !isFocusable.toBool()))
         moveFocusFrom(focused);
 }
 
