@@ -73,13 +73,12 @@ Item {
             }
 
             // With a link, the keyboard reaches it: Enter or Space follows it.
-            // When the link goes, isFocusable has the FocusKeeper move the keys
-            // on; Qt keeps the focused item in the tab order until they go.
+            // When the link goes, the keys move on; Qt keeps the focused item
+            // in the tab order until they have gone.
             Label {
                 id: instruction
 
                 readonly property bool hasLink: box.step.instructionLink !== ""
-                readonly property bool isFocusable: hasLink
 
                 objectName: "instruction"
                 Layout.fillWidth: true
@@ -90,6 +89,7 @@ Item {
                 font.pixelSize: SetupTheme.captionSize
                 wrapMode: Text.Wrap
                 activeFocusOnTab: hasLink || activeFocus
+                KeyFocus.isTaken: hasLink
                 Accessible.role: hasLink ? Accessible.Link : Accessible.StaticText
                 Accessible.name: box.step.instructionPlainText
                 onLinkActivated: link => box.linkActivated(link)

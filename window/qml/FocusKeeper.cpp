@@ -1,6 +1,7 @@
 #include "window/qml/FocusKeeper.h"
 
-#include <QMetaProperty>
+#include "window/qml/KeyFocus.h"
+
 #include <QQuickItem>
 #include <QQuickWindow>
 
@@ -35,20 +36,16 @@ void FocusKeeper::followFocus() {
     // An item is told when an item around it is hidden too.
     visibilityWatch =
         connect(focused, &QQuickItem::visibleChanged, this, &FocusKeeper::focusedChanged);
-    const QMetaObject* type = focused->metaObject();
-    const QMetaProperty focusable = type->property(type->indexOfProperty("isFocusable"));
-    if (focusable.hasNotifySignal()) {
-        const QMetaObject* keeper = metaObject();
-        focusableWatch = connect(focused, focusable.notifySignal(), this,
-                                 keeper->method(keeper->indexOfSlot("focusedChanged()")));
-    }
+    if (KeyFocus* keys = KeyFocus::of(focused))
+        focusableWatch =
+            connect(keys, &KeyFocus::isTakenChanged, this, &FocusKeeper::focusedChanged);
 }
 
 void FocusKeeper::focusedChanged() {
     if (!focused)
         return;
-    const QVariant isFocusable = focused->property("isFocusable");
-    if (!focused->isVisible() || (isFocusable.isValid() && !isFocusable.toBool()))
+    const KeyFocus* keys = KeyFocus::of(focused);
+    if (!focused->isVisible() || (keys && !keys->isTaken()))
         moveFocusFrom(focused);
 }
 

@@ -15,27 +15,20 @@ namespace zor::qml {
 // a loader made takes the focus with it when it goes, and leaves it on the
 // empty loader, where no key acts.
 //
-// A control that stops taking the focus while it has it, as an instruction
-// whose link goes, says so by a bool `isFocusable` property: Qt keeps the
-// focused item's activeFocusOnTab, so that cannot tell it.
-//
-// When the focused control is hidden, stops taking the focus or is gone so,
-// the focus goes to the home
-// that the nearest pane around it names in its `focusHome` property, while
-// that shows: the prompt list, or Setup's Refresh. Else it goes to the first
-// control in the window's tab order, as Tab from the window's start would
-// give it.
+// When the focused control is hidden, stops taking the keys (KeyFocus) or is
+// gone so, the focus goes to the home that the nearest pane around it names
+// in its `focusHome` property, while that shows: the prompt list, or Setup's
+// Refresh. Else it goes to the first control in the window's tab order, as
+// Tab from the window's start would give it.
 class FocusKeeper : public QObject {
     Q_OBJECT
 
 public:
     explicit FocusKeeper(QQuickWindow& window);
 
-private slots:
-    void focusedChanged();
-
 private:
     void followFocus();
+    void focusedChanged();
     void moveFocusFrom(QQuickItem* lost);
 
     QQuickWindow& window;
