@@ -91,6 +91,10 @@ PromptFeed::Step& PromptFeed::syncStep(SyncId id) {
     return steps.back();
 }
 
+qsizetype PromptFeed::syncCount() const {
+    return std::count_if(steps.cbegin(), steps.cend(), [](const Step& s) { return s.isSync; });
+}
+
 void PromptFeed::watch(PromptStore* target) {
     if (target == watched)
         return;
@@ -103,9 +107,7 @@ void PromptFeed::watch(PromptStore* target) {
     removals =
         connect(target, &PromptStore::promptRemoved, this,
                 [this](const PromptItem& item, quint64, const PromptTextHashes&, bool isReplaced) {
-                    const bool isSyncWaiting = std::any_of(steps.cbegin(), steps.cend(),
-                                                           [](const Step& s) { return s.isSync; });
-                    if (!isInTurn && !isReplaced && isSyncWaiting)
+                    if (!isInTurn && !isReplaced && syncCount() > 0)
                         removedDuringSync.insert(item.id);
                 });
 }
@@ -210,7 +212,7 @@ PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& targe
     if (!step.isEnded)
         return SyncProgress::waitingForRecords;
     // The last sync read before those removals is added.
-    if (std::count_if(steps.cbegin(), steps.cend(), [](const Step& s) { return s.isSync; }) == 1)
+    if (syncCount() == 1)
         removedDuringSync.clear();
     logger(LogCategory::notifications)
         .info("Synced %ld prompts from ZorAgent", {qint64(step.added)});

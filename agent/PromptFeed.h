@@ -99,6 +99,8 @@ private:
     static void releaseFirstBatch(Step& step);
     // Notes the prompts removed from the store between the turns of a sync.
     void watch(PromptStore* target);
+    // The syncs under way or waiting.
+    qsizetype syncCount() const;
 
     StoreLookup store;
     Clock& clock;

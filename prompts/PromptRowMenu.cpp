@@ -12,12 +12,15 @@ PromptRowMenu::PromptRowMenu(AppState& appState, Clipboard& clipboard, QObject* 
     // Presence depends on the filter, which may change while the menu is built.
     connect(appState.promptStore(), &PromptStore::filterChanged, this,
             &PromptRowMenu::openedForChanged);
-    // The menu stays open while the agent removes its row's prompt.
-    connect(appState.promptStore(), &PromptStore::promptsChanged, this,
-            &PromptRowMenu::updateViewable);
 }
 
 void PromptRowMenu::openFor(const QString& newPolicyPath, const QString& newSessionId) {
+    // The menu stays open while the agent removes its row's prompt. Watched
+    // from the first opening on: until then the store's every change is not
+    // worth two lookups.
+    if (!viewableWatch)
+        viewableWatch = connect(appState.promptStore(), &PromptStore::promptsChanged, this,
+                                &PromptRowMenu::updateViewable);
     policyPath = newPolicyPath;
     sessionId = newSessionId;
     emit openedForChanged();

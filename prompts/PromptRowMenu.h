@@ -51,6 +51,7 @@ private:
     QString sessionId;
     bool isPolicyShown = false;
     bool isSessionShown = false;
+    QMetaObject::Connection viewableWatch;
 };
 
 } // namespace zor
