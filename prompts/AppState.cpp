@@ -25,6 +25,11 @@ void AppState::setHasPickedInitialTab(bool hasPicked) {
     emit hasPickedInitialTabChanged();
 }
 
+void AppState::chooseTab(AppTab chosenTab) {
+    setHasPickedInitialTab(true);
+    setSelectedTab(chosenTab);
+}
+
 void AppState::pickInitialTab(bool isNothingToRepair) {
     requireMainThread("AppState::pickInitialTab");
     if (pickedInitialTab)

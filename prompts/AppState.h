@@ -31,6 +31,10 @@ public:
     // Created with the state and never replaced.
     PromptStore* promptStore() const { return store; }
 
+    // The user's own choice of a tab, by its button or a menu: it counts as
+    // the initial tab's, so that a first report that comes late leaves it.
+    Q_INVOKABLE void chooseTab(zor::AppState::AppTab chosenTab);
+
     // The setup screen's status callback: only its first report picks the tab,
     // and only towards setup when a service needs repairing (one that cannot
     // run on this system needs none).

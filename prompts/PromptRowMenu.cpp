@@ -49,14 +49,14 @@ bool PromptRowMenu::hasViewSessionItem() const {
 void PromptRowMenu::viewPolicyNotifications() {
     if (!isPolicyShown)
         return;
-    appState.setSelectedTab(AppTab::policies);
+    appState.chooseTab(AppTab::policies);
     appState.promptStore()->setFilter(PromptFilter::policy(policyPath));
 }
 
 void PromptRowMenu::viewSessionNotifications() {
     if (!isSessionShown)
         return;
-    appState.setSelectedTab(AppTab::sessions);
+    appState.chooseTab(AppTab::sessions);
     appState.promptStore()->setFilter(PromptFilter::session(sessionId));
 }
 

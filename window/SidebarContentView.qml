@@ -54,21 +54,21 @@ Rectangle {
                 objectName: "policiesTab"
                 text: "Policies"
                 isSelected: sidebar.appState.selectedTab === AppState.AppTab.policies
-                onClicked: sidebar.appState.selectedTab = AppState.AppTab.policies
+                onClicked: sidebar.appState.chooseTab(AppState.AppTab.policies)
             }
 
             TabButton {
                 objectName: "sessionsTab"
                 text: "Sessions"
                 isSelected: sidebar.appState.selectedTab === AppState.AppTab.sessions
-                onClicked: sidebar.appState.selectedTab = AppState.AppTab.sessions
+                onClicked: sidebar.appState.chooseTab(AppState.AppTab.sessions)
             }
 
             TabButton {
                 objectName: "setupTab"
                 text: "Setup"
                 isSelected: sidebar.isSetupSelected
-                onClicked: sidebar.appState.selectedTab = AppState.AppTab.setup
+                onClicked: sidebar.appState.chooseTab(AppState.AppTab.setup)
             }
 
             Item {

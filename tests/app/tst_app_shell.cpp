@@ -9,6 +9,7 @@
 #include "platform/AppActivation.h"
 #include "platform/local/LocalSingleInstance.h"
 #include "prompts/AppState.h"
+#include "prompts/PromptRowMenu.h"
 #include "prompts/PromptUrl.h"
 #include "shared/SerializablePromptItem.h"
 #include "window/MainWindow.h"
@@ -16,6 +17,7 @@
 
 #include <QDesktopServices>
 #include <QFileOpenEvent>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QSignalSpy>
 #include <QTest>
@@ -390,6 +392,50 @@ private slots:
         shell.scene.monitor->refresh();
         QVERIFY(shell.scene.settle());
         QVERIFY(!shell.scene.monitor->isNothingToRepair());
+        QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
+    }
+
+    // A first check can take many seconds (an extension that does not answer
+    // waits for a second ping); a tab the user picks meanwhile stays, as a
+    // tab a link picks does.
+    void aTabTheUserPicksBeforeTheFirstReportStays_data() {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("its button") << "sessionsTab";
+        QTest::newRow("a row's menu") << "row menu";
+    }
+
+    void aTabTheUserPicksBeforeTheFirstReportStays() {
+        QFETCH(QString, how);
+        Shell shell;
+        shell.scene.makeAllHealthy();
+        {
+            QMutexLocker lock(&shell.scene.daemonConnection.mutex);
+            shell.scene.daemonConnection.pingAnswer = false;
+        }
+        shell.addPrompt(kIdA, "s1");
+        shell.delegate.applicationDidFinishLaunching();
+        const auto pingCalls = [&shell] {
+            QMutexLocker lock(&shell.scene.daemonConnection.mutex);
+            return shell.scene.daemonConnection.pingCalls;
+        };
+        QTRY_VERIFY(pingCalls() > 0); // the check now waits 4 s for its second ping
+        QVERIFY(!shell.state().hasPickedInitialTab());
+
+        if (how == u"row menu") {
+            PromptRowMenu menu(shell.state(), shell.clipboard);
+            menu.openFor("/p/.zor/policy.yml", "s1");
+            menu.viewSessionNotifications();
+        } else {
+            QVERIFY(QTest::qWaitForWindowExposed(shell.window()));
+            const auto* button = shell.window()->findChild<QQuickItem*>(how);
+            QVERIFY(button);
+            QTest::mouseClick(shell.window(), Qt::LeftButton, {},
+                              button->mapToScene(button->boundingRect().center()).toPoint());
+        }
+        QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
+        shell.scene.runFor(Millis(10000));
+        QVERIFY(shell.scene.settle());
+        QVERIFY(shell.state().hasPickedInitialTab());
         QCOMPARE(shell.state().selectedTab(), AppTab::sessions);
     }
 
