@@ -373,8 +373,10 @@ private slots:
         shell.state().pickInitialTab(false);
         QCOMPARE(shell.state().selectedTab(), AppTab::policies);
         // Later links go at once.
+        shell.addPrompt(kIdC, "s2");
         shell.delegate.openUrls({promptLink(kIdC)});
-        QVERIFY(capture.messages(LogCategory::app).last().contains(kIdC.toUpper()));
+        QCOMPARE(capture.lines().last(), "app info: Navigating to prompt " + kIdC.toUpper());
+        QCOMPARE(shell.store().highlightedPromptId(), QUuid::fromString(kIdC));
     }
 
     // An unhealthy first report picks setup: see the window's test.

@@ -75,9 +75,18 @@ private slots:
         const std::optional<qint32> none;
         QTest::newRow("1") << code(1) << true << D::esInvalidArgument
                            << prefix + "ES_NEW_CLIENT_RESULT_ERR_INVALID_ARGUMENT";
+        QTest::newRow("2") << code(2) << true << D::esInternalError
+                           << prefix + "ES_NEW_CLIENT_RESULT_ERR_INTERNAL";
+        QTest::newRow("3") << code(3) << true << D::esNotEntitled
+                           << prefix + "ES_NEW_CLIENT_RESULT_ERR_NOT_ENTITLED";
         QTest::newRow("4") << code(4) << true << D::needAuthForFullDiskAccess
                            << "Zor does not yet have full disk access "
                               "(ES_NEW_CLIENT_RESULT_ERR_NOT_PERMITTED)";
+        QTest::newRow("5") << code(5) << true << D::esNotPrivileged
+                           << prefix + "ES_NEW_CLIENT_RESULT_ERR_NOT_PRIVILEGED";
+        QTest::newRow("6") << code(6) << true << D::esTooManyClients
+                           << prefix + "ES_NEW_CLIENT_RESULT_ERR_TOO_MANY_CLIENTS";
+        QTest::newRow("7") << code(7) << true << D::cannotConnect << prefix + "7";
         QTest::newRow("-1") << code(-1) << true << D::cannotConnect << prefix + "-1";
         QTest::newRow("no answer") << none << true << D::needAuthForDaemonService << QString();
         QTest::newRow("no answer, no service manager")
@@ -99,11 +108,9 @@ private slots:
         LogCapture log;
 
         QTEST(checkDaemon(connection, services), "status");
-        QCOMPARE(log.records().size(), line.isEmpty() ? 0 : 1);
-        if (!line.isEmpty()) {
-            QCOMPARE(log.records()[0].level, LogLevel::error);
+        QCOMPARE(log.lines(), line.isEmpty() ? QStringList() : QStringList{"setup error: " + line});
+        if (!line.isEmpty())
             QCOMPARE(log.records()[0].redactedMessage(), line); // the code is public
-        }
         // Only a daemon that does not answer is looked up, where it can be.
         const bool isLookedUp = !code && hasServiceManager;
         QCOMPARE(services.operations(), isLookedUp ? QStringList{"daemon.status"} : QStringList());
@@ -191,20 +198,26 @@ private slots:
         QTest::addColumn<QString>("before"); // "on", "off", "none" (no configuration), "unreadable"
         QTest::addColumn<QList<bool>>("saveFails");
         QTest::addColumn<QList<bool>>("saved");
-        QTest::addColumn<QString>("lastLine");
+        QTest::addColumn<QStringList>("lines");
 
         const QList<bool> none;
-        const QString enabled = "Network filter enabled successfully";
+        const QStringList enabled{"setup info: Network filter enabled successfully"};
+        const QString cycling =
+            "setup info: Filter already enabled, cycling to force startFilter()";
         QTest::newRow("disabled: saved once") << "off" << none << QList{true} << enabled;
         QTest::newRow("enabled: saved off, then on")
-            << "on" << none << QList{false, true} << "Network filter re-enabled successfully";
+            << "on" << none << QList{false, true}
+            << QStringList{cycling, "setup info: Network filter re-enabled successfully"};
         QTest::newRow("no configuration: created") << "none" << none << QList{true} << enabled;
         QTest::newRow("load fails")
-            << "unreadable" << none << none << "Failed to load filter preferences: denied";
+            << "unreadable" << none << none
+            << QStringList{"setup error: Failed to load filter preferences: denied"};
         QTest::newRow("switching off fails")
-            << "on" << QList{true} << QList{false} << "Failed to disable filter for cycle: denied";
-        QTest::newRow("switching on fails") << "on" << QList{false, true} << QList{false, true}
-                                            << "Failed to enable filter: denied";
+            << "on" << QList{true} << QList{false}
+            << QStringList{cycling, "setup error: Failed to disable filter for cycle: denied"};
+        QTest::newRow("switching on fails")
+            << "on" << QList{false, true} << QList{false, true}
+            << QStringList{cycling, "setup error: Failed to enable filter: denied"};
     }
 
     void enableFilter() {
@@ -226,7 +239,7 @@ private slots:
 
         QCoro::waitFor(enableFilterConfiguration(&context, filter));
         QTEST(filter.savedEnabledStates, "saved");
-        QTEST(log.messages().last(), "lastLine");
+        QTEST(log.lines(), "lines");
         // An existing configuration is kept as it is; a new one filters sockets only.
         QCOMPARE(filter.configuration->filterPackets, before != "none");
         QVERIFY(filter.configuration->filterSockets);
@@ -311,11 +324,12 @@ private slots:
         QList<SystemExtensionDelegate::Result::Kind> kinds;
         SystemExtensionDelegate delegate([&](const auto& result) { kinds.append(result.kind); });
         LogCapture log;
-        QCOMPARE(delegate.actionForReplacingExtension({}, {}), ReplacementAction::replace);
+        QCOMPARE(delegate.actionForReplacingExtension({"", "41", "1.0"}, {"", "42", "1.1"}),
+                 ReplacementAction::replace);
         delegate.requestDidFinish(RequestResult(7));
         QCOMPARE(kinds, QList{SystemExtensionDelegate::Result::Kind::success});
-        QCOMPARE(log.records().last().message(), QStringLiteral("Unknown result: 7"));
-        QCOMPARE(log.records().last().level, LogLevel::error);
+        QCOMPARE(log.lines(), (QStringList{"setup info: Replacing existing extension 41 with 42",
+                                           "setup error: Unknown result: 7"}));
     }
 };
 

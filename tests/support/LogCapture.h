@@ -34,6 +34,17 @@ public:
         return out;
     }
 
+    // Each line as "category level: message", in the clear: a sequence
+    // compared whole shows where each line went and how loud it was.
+    QStringList lines() const {
+        QStringList out;
+        const QList<LogRecord> all = records();
+        for (const LogRecord& r : all)
+            out.append(categoryName(r.category) + u' ' + levelName(r.level) + QStringLiteral(": ") +
+                       r.message());
+        return out;
+    }
+
     bool contains(const QString& message) const { return messages().contains(message); }
 
     void clear() {
