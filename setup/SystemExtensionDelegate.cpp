@@ -34,7 +34,10 @@ void SystemExtensionDelegate::requestDidFinish(RequestResult result) {
 }
 
 void SystemExtensionDelegate::requestDidFail(const PlatformError& error) {
-    setupLog().error("Network extension request failed: %s", {error.localizedDescription});
+    // With the code: descriptions alone do not tell the system's failures apart.
+    setupLog().error("Network extension request failed: %s",
+                     {error.localizedDescription + QStringLiteral(" (code ") +
+                      QString::number(error.code) + u')'});
     completion({Result::Kind::failure, error});
 }
 

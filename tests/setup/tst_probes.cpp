@@ -319,7 +319,8 @@ private slots:
     }
 
     // The system may add results; an unknown one counts as done. An installed
-    // extension is always replaced by the app's own.
+    // extension is always replaced by the app's own. A failure is logged with
+    // its code, which tells failures with the same description apart.
     void delegateReplacesAndTakesAnUnknownResultAsDone() {
         QList<SystemExtensionDelegate::Result::Kind> kinds;
         SystemExtensionDelegate delegate([&](const auto& result) { kinds.append(result.kind); });
@@ -327,9 +328,17 @@ private slots:
         QCOMPARE(delegate.actionForReplacingExtension({"", "41", "1.0"}, {"", "42", "1.1"}),
                  ReplacementAction::replace);
         delegate.requestDidFinish(RequestResult(7));
-        QCOMPARE(kinds, QList{SystemExtensionDelegate::Result::Kind::success});
-        QCOMPARE(log.lines(), (QStringList{"setup info: Replacing existing extension 41 with 42",
-                                           "setup error: Unknown result: 7"}));
+        delegate.requestDidFail(PlatformError{"The operation couldn't be completed.", 8});
+        QCOMPARE(kinds, (QList{SystemExtensionDelegate::Result::Kind::success,
+                               SystemExtensionDelegate::Result::Kind::failure}));
+        QCOMPARE(log.lines(),
+                 (QStringList{"setup info: Replacing existing extension 41 with 42",
+                              "setup error: Unknown result: 7",
+                              "setup error: Network extension request failed: The operation "
+                              "couldn't be completed. (code 8)"}));
+        // The description comes from the system: kept out of the redacted log.
+        QCOMPARE(log.records().last().redactedMessage(),
+                 QStringLiteral("Network extension request failed: <private>"));
     }
 };
 
