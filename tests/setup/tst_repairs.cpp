@@ -520,6 +520,117 @@ private slots:
         QCOMPARE(log.records().last().redactedMessage(), failed + "<private>");
     }
 
+    // Each flow's lines, whole and in order, with their category and level.
+    void flowsLogTheirLines_data() {
+        QTest::addColumn<QString>("flow");
+        QTest::addColumn<QStringList>("lines");
+        const QString info = "setup info: ";
+        const QString error = "setup error: ";
+        const QString submitted = info + "Submitted network extension activation request";
+        const QStringList fixExtension{info +
+                                           "User clicked Fix Network Extension button (status: ok)",
+                                       submitted, info + "Replacing existing extension 41 with 42"};
+        const QStringList cycleFilter{info +
+                                          "Filter already enabled, cycling to force startFilter()",
+                                      info + "Network filter re-enabled successfully"};
+        const QStringList restart{
+            info + "User clicked Restart Services button", info + "Restart: deregistering daemon",
+            info + "Restart: deregistering agent", info + "Restart: replacing network extension"};
+
+        QTest::newRow("daemon registered again")
+            << "daemon"
+            << QStringList{info + "User clicked Fix Sandbox Daemon button (status: ok)",
+                           info + "Unregistering existing daemon before re-registration",
+                           info + "Daemon registered successfully"};
+        QTest::newRow("agent failing twice")
+            << "agent"
+            << QStringList{info + "User clicked Fix Notification Agent button (status: ok)",
+                           info + "Unregistering existing agent before re-registration",
+                           error + "Initial agent registration failed, retrying: not yet",
+                           error + "Failed to register ZorAgent: not yet"};
+        QTest::newRow("extension after a reboot")
+            << "reboot"
+            << fixExtension + QStringList{info + "Network extension will complete after reboot",
+                                          info + "Network extension requires reboot to complete "
+                                                 "replacement"};
+        QTest::newRow("extension failing")
+            << "failure"
+            << fixExtension +
+                   QStringList{error + "Network extension request failed: refused (code 4)",
+                               error + "Network extension activation failed: refused"};
+        QTest::newRow("extension approved, then completed")
+            << "approval"
+            << fixExtension +
+                   QStringList{info + "Network extension requires user approval in System Settings",
+                               info + "Network extension requires user approval",
+                               info + "Network extension activation completed",
+                               info + "Network extension activated successfully"} +
+                   cycleFilter;
+        QTest::newRow("extension answering the second ping")
+            << "ping"
+            << QStringList{info + "User clicked Refresh button",
+                           info + "NE not responding, re-enabling filter configuration"} +
+                   cycleFilter;
+        QTest::newRow("restart, replacement after a reboot")
+            << "restart, reboot"
+            << restart + QStringList{info + "Network extension will complete after reboot",
+                                     submitted,
+                                     info + "Restart: network extension replacement needs reboot",
+                                     info + "Restart: registering daemon",
+                                     info + "Restart: registering agent",
+                                     info + "Restart: complete"};
+        QTest::newRow("restart, replacement failing")
+            << "restart, failure"
+            << restart + QStringList{
+                             error + "Network extension request failed: denied (code 1)", submitted,
+                             error + "Restart: network extension replacement failed: denied",
+                             error + "Restart failed: denied"};
+    }
+    void flowsLogTheirLines() {
+        QFETCH(QString, flow);
+        SetupScene scene;
+        scene.services.daemonStatus = ServiceStatus::enabled;
+        QVERIFY(scene.appearAndSettle());
+        if (flow == "agent")
+            scene.services.agentRegisterResults.assign(2, PlatformError{"not yet"});
+        scene.extensions.onSubmit = [&](auto request) {
+            if (flow == "restart, reboot")
+                request.lock()->requestDidFinish(RequestResult::willCompleteAfterReboot);
+            if (flow == "restart, failure")
+                request.lock()->requestDidFail(PlatformError{"denied", 1});
+        };
+        LogCapture log;
+
+        if (flow == "daemon")
+            scene.repairs->fixDaemon();
+        if (flow == "agent")
+            scene.repairs->fixAgent();
+        if (QStringList{"reboot", "failure", "approval"}.contains(flow)) {
+            scene.repairs->fixNetworkExtension();
+            const auto delegate = scene.extensions.lastDelegate();
+            delegate->actionForReplacingExtension({"", "41", "1.0"}, {"", "42", "1.1"});
+            if (flow == "reboot")
+                delegate->requestDidFinish(RequestResult::willCompleteAfterReboot);
+            if (flow == "failure")
+                delegate->requestDidFail(PlatformError{"refused", 4});
+            if (flow == "approval") {
+                delegate->requestNeedsUserApproval();
+                delegate->requestDidFinish(RequestResult::completed);
+            }
+        }
+        if (flow == "ping") {
+            {
+                QMutexLocker lock(&scene.daemonConnection.mutex);
+                scene.daemonConnection.pingAnswers = {false};
+            }
+            scene.monitor->refresh();
+        }
+        if (flow.startsWith("restart"))
+            scene.repairs->restartServices();
+        scene.runFor(6s); // each flow and the checks after it end
+        QTEST(log.lines(), "lines");
+    }
+
     // Two flows of a kind overlap: the flow shows running until both ended,
     // and the error shown is that of the one that ended last, here none.
     void overlappingFlowsEndAsTheLastToEnd_data() {
