@@ -414,6 +414,18 @@ QString LogRecord::escapedMessage() const {
     return QString::fromUtf8(line.constData(), cursor.at - line.constData());
 }
 
+QByteArray escapedLogValue(QStringView value) {
+    // Most values have nothing to escape: converted as they are, with no room
+    // made for escapes.
+    if (std::none_of(value.begin(), value.end(), [](QChar c) { return needsEscape(c.unicode()); }))
+        return value.toUtf8();
+    QByteArray escaped(kLongestEscape * value.size(), Qt::Uninitialized);
+    Utf8Cursor cursor{escaped.data()};
+    appendEscaped(cursor, value);
+    escaped.truncate(cursor.at - escaped.constData());
+    return escaped;
+}
+
 TextLogSink::TextLogSink(std::FILE* stream)
     : stream(stream) {}
 

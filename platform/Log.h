@@ -108,6 +108,10 @@ public:
     LogGathering& operator=(const LogGathering&) = delete;
 };
 
+// A value of a line in UTF-8, escaped as the text log escapes it: for a log
+// that takes the values apart from their format, as the unified log does.
+QByteArray escapedLogValue(QStringView value);
+
 // Replaces where log lines go; nullptr restores a text log on standard error.
 void setLogSink(LogSink* sink);
 

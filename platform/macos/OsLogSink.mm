@@ -98,9 +98,11 @@ const LogLine* logLine(const QString& format) {
 void OsLogSink::write(const LogRecord& record) {
     const os_log_t log = categoryLog(record.category);
     const os_log_type_t type = logType(record.level);
+    // Escaped as in the text log: a value from the agent cannot pass for a
+    // line of its own in `log show`.
     QByteArrayList values;
     for (const LogValue& value : record.values)
-        values.append(value.text.toUtf8());
+        values.append(escapedLogValue(value.text));
     const LogLine* line = logLine(record.format);
     if (line && line->argumentCount == values.size()) {
         line->send(log, type, values);

@@ -264,6 +264,9 @@ private slots:
         // A text log writes the escaped line, in UTF-8.
         QCOMPARE(QString::fromUtf8(sinkLine(record)),
                  "[" + logSubsystem() + ":prompt-store] info: " + line + "\n");
+        // The unified log takes the value apart from its line, escaped the same.
+        QCOMPARE(QString::fromUtf8(escapedLogValue(value)),
+                 line.sliced(qsizetype(6)).chopped(1)); // without "Added " and "."
     }
 
     // A turn's lines go out together at its end; nothing is held back past
