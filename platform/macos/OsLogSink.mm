@@ -108,8 +108,10 @@ void OsLogSink::write(const LogRecord& record) {
         line->send(log, type, values);
         return;
     }
-    // A line without its own literal must still not leak what it marks private.
-    os_log_with_type(log, type, "%{public}s", record.redactedMessage().toUtf8().constData());
+    // A line without its own literal must still not leak what it marks private,
+    // nor let a value pass for a line of its own.
+    os_log_with_type(log, type, "%{public}s",
+                     escapedLogValue(record.redactedMessage()).constData());
 }
 
 } // namespace zor
