@@ -13,6 +13,13 @@
 
 namespace zor {
 
+namespace {
+
+// The last sync id handed out: a sync read later has a greater one.
+std::atomic<PromptFeed::SyncId> lastSyncId{0};
+
+} // namespace
+
 PromptFeed::PromptFeed(StoreLookup store, Clock& clock, std::chrono::nanoseconds turnBudget,
                        QObject* parent)
     : QObject(parent)
@@ -52,8 +59,7 @@ void PromptFeed::sync(QList<IncomingPrompt> prompts, std::function<void()> onSyn
 }
 
 PromptFeed::SyncId PromptFeed::newSyncId() {
-    static std::atomic<SyncId> last{0};
-    return ++last;
+    return ++lastSyncId;
 }
 
 void PromptFeed::addToSync(SyncId id, QList<IncomingPrompt> prompts, qsizetype toCome) {
@@ -108,8 +114,13 @@ void PromptFeed::watch(PromptStore* target) {
         connect(target, &PromptStore::promptRemoved, this,
                 [this](const PromptItem& item, quint64, const PromptTextHashes&, bool isReplaced) {
                     if (!isInTurn && !isReplaced && syncCount() > 0)
-                        removedDuringSync.insert(item.id);
+                        removedDuringSync.insert(item.id, lastSyncId.load());
                 });
+}
+
+bool PromptFeed::isRemovedSince(SyncId syncId, const QUuid& id) const {
+    const auto removed = removedDuringSync.constFind(id);
+    return removed != removedDuringSync.cend() && syncId <= *removed;
 }
 
 void PromptFeed::resume(bool isAtOnce) {
@@ -196,7 +207,7 @@ PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& targe
         while (step.nextInBatch < batch.size()) {
             // Moved into the store, which keeps it.
             IncomingPrompt& incoming = batch[step.nextInBatch];
-            if (removedDuringSync.isEmpty() || !removedDuringSync.contains(incoming.item().id))
+            if (removedDuringSync.isEmpty() || !isRemovedSince(step.syncId, incoming.item().id))
                 target.addPrompt(std::move(incoming));
             ++step.nextInBatch;
             ++step.added;
@@ -211,7 +222,7 @@ PromptFeed::SyncProgress PromptFeed::continueSync(Step& step, PromptStore& targe
     }
     if (!step.isEnded)
         return SyncProgress::waitingForRecords;
-    // The last sync read before those removals is added.
+    // No sync read before those removals is left.
     if (syncCount() == 1)
         removedDuringSync.clear();
     logger(LogCategory::notifications)

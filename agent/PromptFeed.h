@@ -4,9 +4,9 @@
 #include "prompts/IncomingPrompt.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QObject>
 #include <QPointer>
-#include <QSet>
 #include <QUuid>
 #include <chrono>
 #include <deque>
@@ -23,7 +23,8 @@ class PromptStore;
 // window for a frame. Changes that come in meanwhile wait for it: the store
 // ends as if each sync had run in one go, and a removal that came after a sync
 // still wins over the sync's record. So does the user's own removal, a
-// dismissal or a decision's answer, made between the sync's turns. A burst of
+// dismissal or a decision's answer, made between the sync's turns, over the
+// syncs read before it; a sync read after it brings the prompt back. A burst of
 // changes takes turns as a sync does. Each turn's changes reach the views as
 // one.
 class PromptFeed final : public QObject {
@@ -59,7 +60,8 @@ public:
     // turns run while the rest are read. Each batch is made into prompts where
     // it is read (see incomingPrompts()). Its first batch, or its end, takes
     // its place among the changes; changes after it wait for its end, and the
-    // turns wait for its next batch. Ids come from newSyncId(), on any thread.
+    // turns wait for its next batch. Ids come from newSyncId(), on any thread,
+    // as the reply is read: a sync read later has a greater one.
     using SyncId = quint64;
     // How many records a batch holds: the first comes soon after the reply,
     // and a large sync makes few posts.
@@ -101,6 +103,9 @@ private:
     void watch(PromptStore* target);
     // The syncs under way or waiting.
     qsizetype syncCount() const;
+    // Whether the user removed the prompt after the sync was read, so that
+    // its record of it is stale.
+    bool isRemovedSince(SyncId syncId, const QUuid& id) const;
 
     StoreLookup store;
     Clock& clock;
@@ -110,9 +115,10 @@ private:
     bool isInTurn = false;
     QPointer<PromptStore> watched;
     QMetaObject::Connection removals;
-    // Removed by the user while a sync was being added: that sync's records
-    // of them, and those of the syncs queued behind it, were read before.
-    QSet<QUuid> removedDuringSync;
+    // Removed by the user while a sync was being added, each with the newest
+    // sync id handed out then: the syncs up to it were read before the
+    // removal, and their records of it are stale; a later one's are not.
+    QHash<QUuid, SyncId> removedDuringSync;
 };
 
 } // namespace zor

@@ -395,6 +395,34 @@ private slots:
         QVERIFY(target.containsPrompt(idA));
     }
 
+    // A reconnect's sync read after the user's removal, queued behind a long
+    // sync read before it: the removal holds for the first only, and the
+    // second brings back what the agent still asks.
+    void aRemovalHoldsOnlyForTheSyncsReadBeforeIt() {
+        PromptStore& target = store();
+        PromptFeed feed([&target] { return &target; }, *clock);
+        const QUuid idA = QUuid::fromString(kIdA);
+        target.addPrompt(idA, "s1", "/s1/.zor/policy.yml", FileDenial{"/etc/hosts", "write", "vim"},
+                         false);
+        const PromptFeed::SyncId first = PromptFeed::newSyncId();
+        feed.addToSync(first, incomingPrompts({record(kIdB, "s2", NetworkDenial{"b.org", 1, {}})}),
+                       1);
+        target.removePrompt(idA);
+        const PromptFeed::SyncId second = PromptFeed::newSyncId();
+        feed.addToSync(second, incomingPrompts({record(kIdA, "s1")}), 0);
+        feed.endSync(second);
+        QVERIFY(feed.isSyncing());
+        feed.endSync(first);
+        do
+            clock->advance(0ms);
+        while (clock->nextTimerIn() == std::optional<Millis>(0ms));
+        QVERIFY(!feed.isSyncing());
+        QVERIFY(target.containsPrompt(idA));
+        QVERIFY(target.containsPrompt(QUuid::fromString(kIdB)));
+        QCOMPARE(notificationLines(),
+                 (QStringList{"Synced 1 prompts from ZorAgent", "Synced 1 prompts from ZorAgent"}));
+    }
+
     // A sync whose records come in batches: its turns wait for the next
     // batch without a timer, what comes meanwhile waits for its end, and a
     // second sync read at the same time keeps its records apart.
