@@ -11,6 +11,7 @@
 #include "prompts/WindowPresence.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zor {
 
@@ -79,7 +80,10 @@ PromptAttention::PromptAttention(PromptStore& store, AttentionServices services,
     connect(&store, &PromptStore::promptsChanged, this, &PromptAttention::countChanged);
     connect(&store, &PromptStore::promptAdded, this, &PromptAttention::promptAdded);
     connect(&store, &PromptStore::promptRemoved, this,
-            [this](const PromptItem& item) { goneIds.insert(item.id); });
+            [this](const PromptItem& item, quint64 seq, const PromptTextHashes&, bool isReplaced) {
+                goneIds.insert(item.id);
+                replacedSeq = isReplaced ? std::optional(seq) : std::nullopt;
+            });
     services.notifications.setActionHandler(
         [this](const QString& link, NoticeAction action) { noticeActed(link, action); });
     showCount();
@@ -108,13 +112,19 @@ void PromptAttention::showCount() {
     services.iconBadge.setCount(count);
 }
 
-void PromptAttention::promptAdded(const PromptItem& item) {
-    // An id met before is held by another prompt still, or has gone since
-    // (answered, or just now replaced by this prompt). The store is asked
-    // rather than every id kept: a sync adds thousands.
-    if (store.promptCountForId(item.id) > 1 || goneIds.contains(item.id))
+void PromptAttention::promptAdded(const PromptItem& item, quint64 seq) {
+    // The user has the request it repeats already, unless that one waits for
+    // its notice still.
+    if (const std::optional<quint64> replaced = std::exchange(replacedSeq, std::nullopt)) {
+        if (!std::binary_search(gathered.cbegin(), gathered.cend(), *replaced))
+            return;
+    } else if (store.promptCountForId(item.id) > 1 || goneIds.contains(item.id)) {
+        // An id met before is held by another prompt still, or has gone
+        // since. The store is asked rather than every id kept: a sync adds
+        // thousands.
         return;
-    gathered.append(item.id);
+    }
+    gathered.append(seq);
     // From the first arrival on: a steady trickle cannot put the notice off.
     if (!services.clock.isPending(gatherTimer))
         gatherTimer = services.clock.schedule(kGatherWindow, this, [this] { tellUser(); });
@@ -124,17 +134,17 @@ void PromptAttention::tellUser() {
     // Prompts answered meanwhile are no news. Only the newest is read: a
     // sync gathers thousands.
     long count = 0;
-    std::optional<QUuid> newestId;
-    for (const QUuid& id : std::as_const(gathered))
-        if (store.containsPrompt(id)) {
+    const PromptItem* newestHeld = nullptr;
+    for (const quint64 seq : std::as_const(gathered))
+        if (const PromptItem* held = store.promptWithSeq(seq)) {
             ++count;
-            newestId = id;
+            newestHeld = held;
         }
     gathered.clear();
-    if (!newestId)
+    if (!newestHeld)
         return;
 
-    const PromptItem newest = *store.prompt(*newestId);
+    const PromptItem newest = *newestHeld;
     if (services.windowPresence.isInFront()) {
         services.announcer.announce(count == 1 ? describe(newest) : countText(count));
         logger(LogCategory::app).info("Announced new prompts: %ld", {count});

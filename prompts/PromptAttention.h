@@ -62,7 +62,7 @@ public:
 private:
     void countChanged();
     void showCount();
-    void promptAdded(const PromptItem& item);
+    void promptAdded(const PromptItem& item, quint64 seq);
     void tellUser();
     void noticeActed(const QString& link, NoticeAction action);
     void denyFromNotice(const QString& link);
@@ -71,10 +71,16 @@ private:
     AttentionServices services;
     AttentionActions actions;
     // Ids that left the store lately. With those it holds, the ids this
-    // process has met: a resync adds them again, but they are not new. A
-    // resync replaces each prompt it adds again, so its id left just before.
+    // process has met: a resync adds them again, but they are not new.
     RecentIds goneIds{kGoneIdsKept};
-    QList<QUuid> gathered; // new since the last notice, in order of arrival
+    // Of the prompt that the one being added replaces under its key: the
+    // replacement is news only while the prompt it replaces is. A resync
+    // replaces each prompt it adds again, under a fresh id where the agent's
+    // is not a UUID.
+    std::optional<quint64> replacedSeq;
+    // The sequence numbers of the prompts new since the last notice, in
+    // order of arrival, which is theirs.
+    QList<quint64> gathered;
     // Prompts whose notice offers Deny, until it is used: those of the
     // latest notices, since notices stay on screen for as long as the user
     // leaves them, and a notice server keeps answering only for its latest.

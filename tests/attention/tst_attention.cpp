@@ -143,6 +143,39 @@ private slots:
         QCOMPARE(rig.texts, (QStringList{"2 new prompts | Write File: /b", "Write File | /c"}));
     }
 
+    // A record whose id is not a UUID gets a fresh one at each sync; a resync
+    // replaces the prompt under its key, and the user already has it.
+    void aResyncedPromptWithoutAUuidIsNoNews() {
+        Rig rig;
+        SerializablePromptItem record;
+        record.id = QStringLiteral("not-a-uuid");
+        record.sessionId = QStringLiteral("s1");
+        record.policyPath = QStringLiteral("/s1/.zor/policy.yml");
+        record.denial = FileDenial{"/etc/hosts", "write", "vim"};
+        rig.store.addPrompt(IncomingPrompt(record));
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.texts, QStringList{"Write File | /etc/hosts"});
+
+        rig.store.addPrompt(IncomingPrompt(record));
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.store.prompts().size(), 1);
+        QCOMPARE(rig.texts, QStringList{"Write File | /etc/hosts"});
+        rig.inFront = true;
+        rig.store.addPrompt(IncomingPrompt(record));
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.spoken, QStringList());
+
+        // Replaced before its notice: the replacement has it.
+        rig.inFront = false;
+        record.denial = FileDenial{"/etc/passwd", "write", "vim"};
+        rig.store.addPrompt(IncomingPrompt(record));
+        rig.clock.advance(PromptAttention::kGatherWindow / 2);
+        rig.store.addPrompt(IncomingPrompt(record));
+        rig.clock.advance(PromptAttention::kGatherWindow);
+        QCOMPARE(rig.texts, (QStringList{"Write File | /etc/hosts", "Write File | /etc/passwd"}));
+        QCOMPARE(rig.posted.last().link, promptUrl(rig.store.prompts().first().id));
+    }
+
     // The ids that left are kept for a while, not for the life of the process.
     void goneIdsAreKeptForTheLatestDepartures() {
         constexpr qsizetype kCapacity = 100;
