@@ -6,6 +6,7 @@
 #include <charconv>
 #include <iterator>
 #include <limits>
+#include <string_view>
 
 namespace zor {
 namespace {
@@ -130,30 +131,51 @@ bool readTextList(StrictJson& json, JsonValue value, std::optional<QStringList>&
     return isRead;
 }
 
-bool readField(StrictJson& json, std::string_view key, JsonValue value, DenialFields& fields) {
-    if (key == "kind")
+// The members a denial may have, in the order of kDenialFields.
+enum class DenialField : unsigned {
+    kind,
+    path,
+    operation,
+    host,
+    port,
+    args,
+    signalNumber,
+    targetPid,
+    targetProcessName,
+    deviceClass,
+    processName,
+};
+constexpr std::string_view kDenialFields[] = {
+    "kind",         "path",      "operation",         "host",        "port",       "args",
+    "signalNumber", "targetPid", "targetProcessName", "deviceClass", "processName"};
+constexpr unsigned kDenialFieldCount = std::size(kDenialFields);
+
+bool readField(StrictJson& json, unsigned field, JsonValue value, DenialFields& fields) {
+    switch (DenialField(field)) {
+    case DenialField::kind:
         return readName(json, value, fields.kind);
-    if (key == "path")
+    case DenialField::path:
         return readText(json, value, fields.path);
-    if (key == "operation")
+    case DenialField::operation:
         return readName(json, value, fields.operation);
-    if (key == "host")
+    case DenialField::host:
         return readText(json, value, fields.host);
-    if (key == "port")
+    case DenialField::port:
         return readInteger(json, value, fields.port);
-    if (key == "args")
+    case DenialField::args:
         return readTextList(json, value, fields.args);
-    if (key == "signalNumber")
+    case DenialField::signalNumber:
         return readInteger(json, value, fields.signalNumber);
-    if (key == "targetPid")
+    case DenialField::targetPid:
         return readInteger(json, value, fields.targetPid);
-    if (key == "targetProcessName")
+    case DenialField::targetProcessName:
         return readOptionalName(json, value, fields.targetProcessName);
-    if (key == "deviceClass")
+    case DenialField::deviceClass:
         return readText(json, value, fields.deviceClass);
-    if (key == "processName")
+    case DenialField::processName:
         return readOptionalName(json, value, fields.processName);
-    return true; // written by a newer version, and checked with the rest
+    }
+    return false;
 }
 
 template <typename T>
@@ -294,10 +316,16 @@ void Denial::writeJson(JsonWriter& writer) const {
 
 bool readDenial(StrictJson& json, JsonValue value, Denial& out) {
     DenialFields fields;
+    LastValueErrors<kDenialFieldCount> errors;
     const bool isRead = json.forEachMember(value, [&](std::string_view key, JsonValue member) {
-        return readField(json, key, member, fields);
+        for (unsigned field = 0; field < kDenialFieldCount; ++field)
+            if (key == kDenialFields[field])
+                return errors.take(json, field, member, readField(json, field, member, fields));
+        return true; // written by a newer version, and checked with the rest
     });
-    if (!isRead)
+    if (!isRead || !errors.check([&](unsigned field, JsonValue member) {
+            return readField(json, field, member, fields);
+        }))
         return false;
     if (!fields.kind)
         return json.fail(QStringLiteral("missing field \"kind\" in a denial"));

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string_view>
 
 namespace zor {
 namespace {
@@ -43,54 +44,54 @@ bool readTime(StrictJson& json, JsonValue value, Time& out) {
     return true;
 }
 
+// The members a record must have, in the order of kRecordFields.
+enum class RecordField : unsigned { id, sessionId, policyPath, denial, sessionEnded, createdAt };
+constexpr std::string_view kRecordFields[] = {"id",     "sessionId",    "policyPath",
+                                              "denial", "sessionEnded", "createdAt"};
+constexpr unsigned kRecordFieldCount = std::size(kRecordFields);
+
+bool readRecordField(StrictJson& json, unsigned field, JsonValue value,
+                     SerializablePromptItem& out) {
+    switch (RecordField(field)) {
+    case RecordField::id:
+        return json.readText(value, out.id);
+    case RecordField::sessionId:
+        return json.readSharedText(value, out.sessionId);
+    case RecordField::policyPath:
+        return json.readSharedText(value, out.policyPath);
+    case RecordField::denial:
+        return readDenial(json, value, out.denial);
+    case RecordField::sessionEnded:
+        return json.readBool(value, out.isSessionEnded);
+    case RecordField::createdAt:
+        return readTime(json, value, out.createdAt);
+    }
+    return false;
+}
+
 bool readRecord(StrictJson& json, JsonValue value, SerializablePromptItem& out) {
-    // One bit per required field, in the order of `names` below.
-    enum Field : unsigned {
-        idBit = 1,
-        sessionIdBit = 2,
-        policyPathBit = 4,
-        denialBit = 8,
-        sessionEndedBit = 16,
-        createdAtBit = 32,
-    };
-    constexpr unsigned kAllFields = 63;
+    // One bit per field.
+    constexpr unsigned kAllFields = (1u << kRecordFieldCount) - 1;
     unsigned seen = 0;
+    LastValueErrors<kRecordFieldCount> errors;
     const bool isRead = json.forEachMember(value, [&](std::string_view key, JsonValue member) {
-        if (key == "id") {
-            seen |= idBit;
-            return json.readText(member, out.id);
-        }
-        if (key == "sessionId") {
-            seen |= sessionIdBit;
-            return json.readSharedText(member, out.sessionId);
-        }
-        if (key == "policyPath") {
-            seen |= policyPathBit;
-            return json.readSharedText(member, out.policyPath);
-        }
-        if (key == "denial") {
-            seen |= denialBit;
-            return readDenial(json, member, out.denial);
-        }
-        if (key == "sessionEnded") {
-            seen |= sessionEndedBit;
-            return json.readBool(member, out.isSessionEnded);
-        }
-        if (key == "createdAt") {
-            seen |= createdAtBit;
-            return readTime(json, member, out.createdAt);
-        }
+        for (unsigned field = 0; field < kRecordFieldCount; ++field)
+            if (key == kRecordFields[field]) {
+                seen |= 1u << field;
+                return errors.take(json, field, member, readRecordField(json, field, member, out));
+            }
         return true; // written by a newer version, and checked with the rest
     });
-    if (!isRead)
+    if (!isRead || !errors.check([&](unsigned field, JsonValue member) {
+            return readRecordField(json, field, member, out);
+        }))
         return false;
     if (seen != kAllFields) {
-        static const char* const names[] = {"id",     "sessionId",    "policyPath",
-                                            "denial", "sessionEnded", "createdAt"};
-        for (unsigned bit = 0; bit < std::size(names); ++bit)
-            if (!(seen & (1u << bit)))
-                return json.fail(
-                    QStringLiteral("missing field \"%1\"").arg(QLatin1String(names[bit])));
+        for (unsigned field = 0; field < kRecordFieldCount; ++field)
+            if (!(seen & (1u << field)))
+                return json.fail(QStringLiteral("missing field \"%1\"")
+                                     .arg(QLatin1String(kRecordFields[field].data(),
+                                                        qsizetype(kRecordFields[field].size()))));
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <QByteArrayView>
 #include <QHash>
 #include <QString>
+#include <bit>
 #include <simdjson.h>
 #include <string_view>
 
@@ -96,6 +97,43 @@ private:
     // The texts read with readSharedText().
     QHash<SharedTextKey, QString> sharedTexts;
     QString errorText;
+};
+
+// The members of one object that were wrong the last time they came, for a
+// reader that takes a member given twice with its last value: a right value
+// makes up for a wrong one before it, and a member whose last value is wrong
+// still refuses the object, with its error. Members are numbered from 0, by
+// the reader. Allocates nothing, so that reading a record costs no more.
+template <unsigned Count> class LastValueErrors {
+    static_assert(Count <= 32);
+
+public:
+    // Takes the outcome of reading member `index` from `value` and forgets
+    // its error, so that the object's other members are read; true.
+    bool take(StrictJson& json, unsigned index, JsonValue value, bool isRead) {
+        const unsigned bit = 1u << index;
+        if (isRead) {
+            wrong &= ~bit;
+            return true;
+        }
+        wrong |= bit;
+        wrongValues[index] = value;
+        json.clearError();
+        return true;
+    }
+    // Reads the last value of the first member still wrong again with
+    // `read(index, value)`, which fails as it did and leaves its error;
+    // true when none is.
+    template <typename Read> bool check(Read&& read) const {
+        if (wrong == 0)
+            return true;
+        const unsigned index = unsigned(std::countr_zero(wrong));
+        return read(index, wrongValues[index]);
+    }
+
+private:
+    unsigned wrong = 0;
+    JsonValue wrongValues[Count];
 };
 
 template <typename Fn> bool StrictJson::forEachMember(JsonValue value, Fn&& fn) {

@@ -79,6 +79,45 @@ private slots:
             << QByteArray(R"({"kind":"file","deviceClass":"IOUSBHostDevice","processName":"p",)"
                           R"("kind":"device","deviceClass":"IOHIDDevice","processName":null})")
             << Denial(IoDeviceDenial{"IOHIDDevice", std::nullopt}) << "IOHIDDevice";
+        QTest::newRow("network, given twice, wrong the first time")
+            << QByteArray(R"({"kind":"network","port":"x","host":"example.org","port":443})")
+            << Denial(NetworkDenial{"example.org", 443, std::nullopt}) << "example.org:443";
+        QTest::newRow("exec, given twice, wrong the first time")
+            << QByteArray(R"({"kind":"exec","args":[1],"path":"/bin/ls","args":["-l"]})")
+            << Denial(ExecDenial{"/bin/ls", {"-l"}, std::nullopt}) << "/bin/ls -l";
+        QTest::newRow("signal, given three times, right the last time")
+            << QByteArray(R"({"kind":"signal","signalNumber":9,"targetPid":1,)"
+                          R"("targetProcessName":7,"targetProcessName":"Dock",)"
+                          R"("targetProcessName":null,"targetProcessName":"init"})")
+            << Denial(SignalDenial{9, 1, "init", std::nullopt}) << "signal 9 to pid 1 (init)";
+    }
+
+    // A member of the record given twice counts with its last value, whatever
+    // the first was: the record reads as it does without the first.
+    void recordMembersCountWithTheirLastValue_data() {
+        QTest::addColumn<QByteArray>("firstTime");
+        const QByteArray file = R"({"kind":"file","path":"/a","operation":"read"})";
+        QTest::newRow("sessionEnded, wrong the first time")
+            << QByteArray(R"("sessionEnded":"yes")");
+        QTest::newRow("createdAt, wrong the first time") << QByteArray(R"("createdAt":"soon")");
+        QTest::newRow("createdAt, out of range the first time")
+            << QByteArray(R"("createdAt":1e300)");
+        QTest::newRow("id, wrong the first time") << QByteArray(R"("id":7)");
+        QTest::newRow("sessionId, wrong the first time") << QByteArray(R"("sessionId":null)");
+        QTest::newRow("denial, wrong the first time")
+            << QByteArray(R"("denial":{"kind":"network","host":"h","port":-1})");
+        QTest::newRow("denial, right the first time") << QByteArray(R"("denial":)" + file);
+    }
+
+    void recordMembersCountWithTheirLastValue() {
+        QFETCH(QByteArray, firstTime);
+        const QByteArray single = record(R"({"kind":"device","deviceClass":"IOHIDDevice"})");
+        const auto expected = SerializablePromptItem::fromJson(single);
+        QVERIFY2(expected.hasValue(), qPrintable(expected.error()));
+        const auto decoded =
+            SerializablePromptItem::fromJson("{" + firstTime + "," + single.mid(1));
+        QVERIFY2(decoded.hasValue(), qPrintable(decoded.error()));
+        QVERIFY(decoded.value() == expected.value());
     }
 
     void decodesEveryKind() {
@@ -151,6 +190,13 @@ private slots:
             << "out of range";
         QTest::newRow("a member given twice, wrong the second time")
             << record(file, R"(,"sessionEnded":"yes")") << "requested type";
+        QTest::newRow("a denial member given twice, wrong the second time")
+            << record(R"({"kind":"network","host":"h","port":443,"port":"x"})") << "requested type";
+        QTest::newRow("a member given three times, wrong the last time")
+            << record(R"({"kind":"network","host":"h","port":"x","port":443,"port":-1})")
+            << "out of range";
+        QTest::newRow("a member given twice, wrong both times")
+            << record(file, R"(,"createdAt":"soon","createdAt":[])") << "requested type";
         QTest::newRow("negative port")
             << record(R"({"kind":"network","host":"h","port":-1})") << "out of range";
         QTest::newRow("missing sessionId")
