@@ -1206,30 +1206,63 @@ private slots:
     }
 
     void aBarThatGoesLeavesTheKeysWithTheList_data() {
-        QTest::addColumn<bool>("isByKeys");
-        QTest::newRow("by keys") << true;
-        QTest::newRow("by a click") << false;
+        QTest::addColumn<QString>("how");
+        QTest::newRow("cleared by keys") << "clear by keys";
+        QTest::newRow("cleared by a click") << "clear by a click";
+        // The group's question closes while the bar's buttons are closed to
+        // a second group; the bar goes with the prompts decided.
+        QTest::newRow("group confirmed from the bar by keys") << "deny by keys";
+        QTest::newRow("group confirmed from the bar by a click") << "deny by a click";
+        QTest::newRow("group confirmed from the Allow… menu") << "allow from the menu";
     }
 
-    // The selection's bar goes with its own button: the keys go back to the
-    // list, where the arrows go on, never to the empty place where it was.
+    // The selection's bar goes with its own button, or with the prompts a
+    // group decided: the keys go back to the list, where the arrows go on,
+    // never to the empty place where it was.
     void aBarThatGoesLeavesTheKeysWithTheList() {
-        QFETCH(bool, isByKeys);
-        const QList<SerializablePromptItem> prompts = records(3);
+        QFETCH(QString, how);
+        const QList<SerializablePromptItem> prompts = records(5);
         Rig rig(prompts);
+        // The three at the foot; two stay above them.
         rig.clickRow(rig.rowOf(prompts[2]));
         rig.clickRow(rig.rowOf(prompts[0]), Qt::ShiftModifier);
-        QQuickItem* clear = rig.item("selectionClear");
-        QVERIFY(clear);
-        if (isByKeys) {
-            clear->forceActiveFocus(Qt::TabFocusReason);
+        QCOMPARE(rig.listModel().selectedCount(), 3);
+        const auto byKeys = [&rig](const char* button) {
+            QQuickItem* item = rig.item(button);
+            QVERIFY(item);
+            item->forceActiveFocus(Qt::TabFocusReason);
             rig.keys(QKeySequence(Qt::Key_Space));
-        } else {
-            rig.click(clear);
+        };
+        if (how == "clear by keys")
+            byKeys("selectionClear");
+        else if (how == "clear by a click")
+            rig.click(rig.item("selectionClear"));
+        else if (how == "deny by keys")
+            byKeys("selectionDenyAlways");
+        else if (how == "deny by a click")
+            rig.click(rig.item("selectionDenyAlways"));
+        else {
+            rig.click(rig.item("selectionAllow"));
+            QQuickItem* once = rig.popupItem("Allow Once…");
+            QVERIFY(once);
+            rig.click(once);
         }
-        QCOMPARE(rig.listModel().selectedCount(), 1);
+        if (how.startsWith("clear")) {
+            QCOMPARE(rig.listModel().selectedCount(), 1);
+        } else {
+            QQuickItem* confirm = rig.popupItem("groupConfirm");
+            QVERIFY(confirm);
+            // An allow is confirmed only by its button.
+            if (rig.group().isAllowing())
+                rig.click(confirm);
+            else
+                rig.keys(QKeySequence(Qt::Key_Return));
+            rig.answerAll(true);
+            QCOMPARE(rig.store.prompts().size(), 2);
+        }
         rig.settle();
         QTRY_VERIFY(rig.list()->hasActiveFocus());
+        QTRY_VERIFY(rig.item("promptListFocusRing")->isVisible());
         const std::optional<QUuid> before = rig.store.highlightedPromptId();
         rig.keys(QKeySequence(Qt::Key_Up));
         QVERIFY(rig.store.highlightedPromptId() != before);

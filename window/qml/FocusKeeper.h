@@ -26,6 +26,9 @@ class FocusKeeper : public QObject {
 public:
     explicit FocusKeeper(QQuickWindow& window);
 
+private slots:
+    void checkLoader();
+
 private:
     void followFocus();
     void focusedChanged();
@@ -35,6 +38,7 @@ private:
     QPointer<QQuickItem> focused;
     QMetaObject::Connection visibilityWatch;
     QMetaObject::Connection focusableWatch;
+    QMetaObject::Connection itemWatch;
 };
 
 } // namespace zor::qml
