@@ -17,6 +17,9 @@ Item {
     // The scroll bar is made once this holds: the window's first frame shows
     // the "All" entry alone, which never needs it.
     required property bool isScrollBarMade
+    // Where the keys go when the selected entry goes with its last prompt:
+    // the entries, where the selection falls back to "All".
+    readonly property Item focusHome: entries
 
     // Rows pooled for one grouping, given to the other, would keep showing
     // their old entries (Qt 6.4): the pool is emptied before the model changes.

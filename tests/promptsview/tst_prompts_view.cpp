@@ -1268,6 +1268,58 @@ private slots:
         QVERIFY(rig.store.highlightedPromptId() != before);
     }
 
+    void aSidebarEntryThatGoesLeavesTheKeysWithTheSidebar_data() {
+        QTest::addColumn<AppTab>("tab");
+        QTest::addColumn<bool>("isByAgent");
+        QTest::newRow("policies, the agent removes its prompts") << AppTab::policies << true;
+        QTest::newRow("policies, a group from its menu") << AppTab::policies << false;
+        QTest::newRow("sessions, the agent removes its prompts") << AppTab::sessions << true;
+        QTest::newRow("sessions, a group from its menu") << AppTab::sessions << false;
+    }
+
+    // The selected entry goes with its last prompt while the sidebar has the
+    // keys: they stay in the sidebar, on "All", where the filter falls back,
+    // never on a tab, where a Space would change the screen.
+    void aSidebarEntryThatGoesLeavesTheKeysWithTheSidebar() {
+        QFETCH(AppTab, tab);
+        QFETCH(bool, isByAgent);
+        // "b" is newest, so "a" is last: All, b, a.
+        QList<SerializablePromptItem> prompts = records(2, "a");
+        prompts.append(record(3, "b", fileDenial(3)));
+        Rig rig(prompts);
+        rig.scene.appState.setSelectedTab(tab);
+        rig.settle();
+        rig.sidebarList()->forceActiveFocus(Qt::TabFocusReason);
+        rig.keys(QKeySequence(Qt::Key_End));
+        rig.settle();
+        QVERIFY(rig.store.filter() != PromptFilter::all());
+        QVERIFY(rig.sidebarList()->hasActiveFocus());
+        if (isByAgent) {
+            rig.removeByAgent(idOf(prompts[0]));
+            rig.removeByAgent(idOf(prompts[1]));
+        } else {
+            rig.keys(QKeySequence(Qt::Key_Menu));
+            QQuickItem* deny = nullptr;
+            QTRY_VERIFY((deny = rig.popupItem("Deny All for the Session…")));
+            rig.click(deny);
+            QVERIFY(rig.popupItem("groupConfirm"));
+            rig.keys(QKeySequence(Qt::Key_Return));
+            rig.answerAll(true);
+        }
+        rig.settle();
+        QCOMPARE(rig.store.prompts().size(), 1);
+        QCOMPARE(rig.store.filter(), PromptFilter::all());
+        QTRY_VERIFY(rig.sidebarList()->hasActiveFocus());
+        QVERIFY(rig.window->activeFocusItem()->isVisible());
+        QVERIFY(rig.item("sidebarFocusRing")->isVisible());
+        rig.keys(QKeySequence(Qt::Key_Down));
+        rig.settle();
+        QCOMPARE(rig.sidebarList()->property("currentIndex").toInt(), 1);
+        QVERIFY(rig.store.filter() != PromptFilter::all());
+        rig.keys(QKeySequence(Qt::Key_Space));
+        QCOMPARE(rig.scene.appState.selectedTab(), tab);
+    }
+
     // A group of which nothing can take the decision asks nothing: the
     // outcome says why at once.
     void aGroupWithNothingToDecideAsksNothing() {
