@@ -18,10 +18,6 @@ Item {
     // button does with its bar.
     readonly property Item focusHome: list
 
-    function focusList() {
-        list.forceActiveFocus();
-    }
-
     // On the highlighted prompt, from anywhere in the window while the list shows.
     component DecisionShortcut: Shortcut {
         required property int decision

@@ -17,6 +17,9 @@ Rectangle {
     // The list is made once this holds: after the window's first frame, which
     // shows no rows yet.
     required property bool isListMade
+    // Where the keys go when the list hides with its last prompt: the search
+    // field, the control that still shows.
+    readonly property Item focusHome: searchField
 
     objectName: "promptsView"
     color: SetupTheme.system.base
@@ -64,10 +67,7 @@ Rectangle {
             text: view.viewModel.searchText
             onTextEdited: view.viewModel.searchText = text
             Accessible.name: "Search prompts"
-            Keys.onEscapePressed: {
-                view.viewModel.clearSearch();
-                listPane.item?.focusList();
-            }
+            Keys.onEscapePressed: view.viewModel.clearSearch()
 
             Text {
                 objectName: "searchPlaceholder"

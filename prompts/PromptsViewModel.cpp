@@ -206,6 +206,10 @@ void PromptsViewModel::setSearchText(const QString& text) {
 
 void PromptsViewModel::clearSearch() {
     store.setSearchText(QString());
+    // The keys go on to the list where it shows; a hidden one would hold
+    // them where no key acts, out of sight.
+    if (state == ContentState::list)
+        setListFocused(true);
 }
 
 void PromptsViewModel::clickPrompt(const QString& promptId, Click click) {

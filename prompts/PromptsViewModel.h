@@ -102,7 +102,8 @@ public:
     void dismissHighlighted();
     Q_INVOKABLE void decideSelection(zor::GroupDecision::Action action);
     Q_INVOKABLE void clearSelection();
-    // Escape in the search field: the search is cleared.
+    // Escape in the search field: the search is cleared, and the list, where
+    // it shows, takes the keys.
     Q_INVOKABLE void clearSearch();
     void requestScroll(const QUuid& id, QPointF anchor);
     // The list's view is made, after the window's first frame: the keyboard

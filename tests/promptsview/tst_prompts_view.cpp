@@ -1320,6 +1320,53 @@ private slots:
         QCOMPARE(rig.scene.appState.selectedTab(), tab);
     }
 
+    void theLastPromptGoneLeavesTheKeysInThePane_data() {
+        QTest::addColumn<AppTab>("tab");
+        QTest::addColumn<QKeySequence>("keys");
+        for (const AppTab tab : {AppTab::policies, AppTab::sessions}) {
+            const QByteArray name = tab == AppTab::policies ? "policies" : "sessions";
+            QTest::newRow(name + ", dismissed") << tab << QKeySequence(Qt::Key_Delete);
+            QTest::newRow(name + ", denied always")
+                << tab << QKeySequence(PromptDecider::shortcut(Decision::denyAlways));
+        }
+    }
+
+    // The list hides with its last prompt while it has the keys: they stay in
+    // the prompts' pane, on the search field that still shows, never on a
+    // tab, where a Space would change the screen. Escape there clears the
+    // search and leaves them where they show.
+    void theLastPromptGoneLeavesTheKeysInThePane() {
+        QFETCH(AppTab, tab);
+        QFETCH(QKeySequence, keys);
+        const QList<SerializablePromptItem> prompts = records(1);
+        Rig rig(prompts);
+        rig.scene.appState.setSelectedTab(tab);
+        rig.settle();
+        rig.highlight(prompts[0]);
+        QVERIFY(rig.list()->hasActiveFocus());
+        rig.keys(keys);
+        rig.answerAll(true);
+        rig.settle();
+        QVERIFY(rig.store.prompts().isEmpty());
+        QVERIFY(!rig.list()->isVisible());
+        QQuickItem* view = rig.item("promptsView");
+        const auto isKeysInThePane = [&] {
+            QQuickItem* focused = rig.window->activeFocusItem();
+            return focused && focused->isVisible() && view->isAncestorOf(focused);
+        };
+        QTRY_VERIFY(isKeysInThePane());
+        QCOMPARE(rig.window->activeFocusItem(), rig.item("promptSearch"));
+        rig.keys(QKeySequence(Qt::Key_Space));
+        rig.settle();
+        QCOMPARE(rig.scene.appState.selectedTab(), tab);
+
+        rig.item("promptSearch")->forceActiveFocus(Qt::TabFocusReason);
+        rig.keys(QKeySequence(Qt::Key_Escape));
+        rig.settle();
+        QCOMPARE(rig.store.searchText(), QString());
+        QVERIFY(isKeysInThePane());
+    }
+
     // A group of which nothing can take the decision asks nothing: the
     // outcome says why at once.
     void aGroupWithNothingToDecideAsksNothing() {

@@ -17,9 +17,10 @@ namespace zor::qml {
 //
 // When the focused control is hidden, stops taking the keys (KeyFocus) or is
 // gone so, the focus goes to the home that the nearest pane around it names
-// in its `focusHome` property, while that shows: the prompt list, the
-// sidebar's entries, or Setup's Refresh. Else it goes to the first control in the window's tab
-// order, as Tab from the window's start would give it.
+// in its `focusHome` property, while that shows: the prompt list (the
+// search field while the list hides), the sidebar's entries, or Setup's
+// Refresh. Else it goes to the first control in the window's tab order, as
+// Tab from the window's start would give it.
 class FocusKeeper : public QObject {
     Q_OBJECT
 
