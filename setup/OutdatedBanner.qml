@@ -65,6 +65,8 @@ Rectangle {
                 Layout.topMargin: 4
                 visible: banner.canRestart
                 text: "Restart"
+                // Beside the steps' own Restart buttons, it says what it restarts.
+                Accessible.name: "Restart Outdated Services"
                 onClicked: banner.restart()
 
                 FocusRing {

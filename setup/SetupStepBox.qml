@@ -30,7 +30,7 @@ Item {
 
         StatusIcon {
             objectName: "statusIcon"
-            Accessible.name: box.step.label
+            Accessible.name: box.step.statusName(box.label)
             Layout.alignment: Qt.AlignTop
             Layout.topMargin: 1
             isChecking: box.step.isChecking
@@ -116,6 +116,8 @@ Item {
                 Layout.topMargin: 4
                 visible: box.step.button.kind === SetupStatus.ButtonKind.cta
                 text: box.step.button.label
+                // Which piece it repairs: the other steps' buttons may read the same.
+                Accessible.name: box.step.buttonName(box.label)
                 // Gone from assistive tools with its label when the step has no repair.
                 Accessible.ignored: !visible
                 onClicked: box.action()

@@ -81,6 +81,14 @@ QString StepDisplay::instructionLink() const {
     return link ? text.mid(link->labelEnd + 2, link->end - link->labelEnd - 3) : QString();
 }
 
+QString StepDisplay::buttonName(const QString& piece) const {
+    return button.label + u' ' + piece;
+}
+
+QString StepDisplay::statusName(const QString& piece) const {
+    return piece + QStringLiteral(": ") + label;
+}
+
 StepDisplay display(DaemonStatus status) {
     switch (status) {
     case DaemonStatus::checking:

@@ -54,6 +54,11 @@ public:
     // assistive tools; and where its link leads, empty when it has none.
     QString instructionPlainText() const;
     QString instructionLink() const;
+    // What assistive tools read for the button and the status mark of the
+    // step of `piece`, as named on its box: buttons of one text act on
+    // different pieces, so each says which ("Approve Sandbox Daemon").
+    Q_INVOKABLE QString buttonName(const QString& piece) const;
+    Q_INVOKABLE QString statusName(const QString& piece) const;
 
     QString label;
     StatusColor color = StatusColor::gray;

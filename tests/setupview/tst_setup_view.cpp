@@ -261,6 +261,76 @@ private slots:
                               "User clicked Refresh button"}));
     }
 
+    void eachButtonSaysWhatItActsOn_data() {
+        QTest::addColumn<QString>("system");
+        QTest::addColumn<QStringList>("buttons"); // "<box>:<the button's text>"
+        QTest::newRow("daemon and extension awaiting approval")
+            << "approval" << QStringList{"daemonStepBox:Approve", "neStepBox:Approve"};
+        QTest::newRow("everything outdated")
+            << "outdated"
+            << QStringList{"daemonStepBox:Restart", "agentStepBox:Restart", "neStepBox:Restart",
+                           "outdatedBanner:Restart"};
+    }
+
+    // Buttons of one text act on different services: each says to assistive
+    // tools which one, and each step's mark says whose status it shows. The
+    // buttons keep their texts on the screen.
+    void eachButtonSaysWhatItActsOn() {
+        QFETCH(QString, system);
+        QFETCH(QStringList, buttons);
+        SetupScene scene;
+        if (system == "approval") {
+            scene.makeDaemonUnreachable(ServiceStatus::requiresApproval);
+            QVERIFY(scene.show(640));
+            QVERIFY(scene.settle());
+            scene.repairs->fixNetworkExtension();
+            scene.extensions.lastDelegate()->requestNeedsUserApproval();
+        } else {
+            scene.makeAllHealthy();
+            {
+                QMutexLocker lock(&scene.daemonConnection.mutex);
+                scene.daemonConnection.status = DaemonStatusRecord{0, "1.0", "1"};
+                scene.daemonConnection.extensionBuildNumber = "1";
+            }
+            scene.setAgentBuildNumber("1");
+            QVERIFY(scene.show(640));
+        }
+        QVERIFY(scene.settle());
+
+        QStringList shownButtons;
+        QStringList names;
+        for (const QString& box : boxes + QStringList{"outdatedBanner"}) {
+            const bool isBanner = box == "outdatedBanner";
+            QQuickItem* button =
+                isBanner ? scene.item("bannerRestartButton") : scene.inBox(box, "actionButton");
+            if (!button->isVisible())
+                continue;
+            const QString text = button->property("text").toString();
+            shownButtons << box + u':' + text;
+            const QObject* accessible = accessibleOf(button);
+            QVERIFY(accessible);
+            const QString name = accessible->property("name").toString();
+            names << name;
+            // What it does, then on what.
+            const QString label = isBanner
+                                      ? "Outdated Services"
+                                      : scene.inBox(box, "stepLabel")->property("text").toString();
+            QVERIFY2(name.startsWith(text) && name.contains(label), qPrintable(name));
+            if (isBanner)
+                continue;
+            const QString status = scene.inBox(box, "statusLabel")->property("text").toString();
+            const QString mark =
+                accessibleOf(scene.inBox(box, "statusIcon"))->property("name").toString();
+            QVERIFY2(mark.contains(label) && mark.contains(status), qPrintable(mark));
+        }
+        QCOMPARE(shownButtons, buttons);
+        // No two alike, nor like a screen-wide button's.
+        names << "Restart Services"
+              << "Stop All Services"
+              << "Refresh";
+        QCOMPARE(QSet<QString>(names.begin(), names.end()).size(), names.size());
+    }
+
     // At the screen's smallest, 340 x 500, and taller: every action reachable, no
     // word broken, and a scroll bar exactly while there is more than fits.
     void everythingReachableAtTheSmallestSize_data() {
