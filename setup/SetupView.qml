@@ -82,13 +82,16 @@ Control {
         }
     }
 
-    // The error that ended a flow, below the buttons.
+    // The error that ended a flow, below the buttons; an alert, so that
+    // assistive tools tell it as it comes.
     component FlowError: Label {
         Layout.fillWidth: true
         visible: text !== ""
         color: SetupTheme.readable(SetupTheme.red, SetupTheme.windowBackground)
         font.pixelSize: SetupTheme.captionSize
         wrapMode: Text.Wrap
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: text
     }
 
     contentItem: ColumnLayout {

@@ -7,6 +7,7 @@
 #include "window/qml/QuickViews.h"
 #include "window/qml/SetupTheme.h"
 
+#include <QAccessible>
 #include <QColor>
 #include <QGuiApplication>
 #include <QQuickItem>
@@ -561,6 +562,11 @@ private slots:
         scene.services.daemonUnregisterResult = PlatformError{"The daemon refused to stop"};
         scene.click(button);
         QCOMPARE(error->property("text").toString(), "The daemon refused to stop");
+        // Told at once to assistive tools, as the group's outcome is.
+        const QObject* alert = accessibleOf(error);
+        QVERIFY(alert);
+        QCOMPARE(alert->property("role").toInt(), int(QAccessible::AlertMessage));
+        QCOMPARE(alert->property("name").toString(), "The daemon refused to stop");
         QCOMPARE(button->property("text").toString(), labels[1]);
         QVERIFY(!scene.item(flow == "stop" ? "restartError" : "stopError")->isVisible());
         // Red, as dark as text on the window needs.
