@@ -16,39 +16,32 @@ FocusKeeper::FocusKeeper(QQuickWindow& window)
 void FocusKeeper::followFocus() {
     disconnect(visibilityWatch);
     disconnect(focusableWatch);
-    disconnect(itemWatch);
     focused = window.activeFocusItem();
     if (!focused)
         return;
-    // An item is told when an item around it is hidden too.
+    // An item is told when an item around it is hidden too. So is a loader
+    // that got the keys back while it still held its item and hides with
+    // it: a bar's button closed while a dialog had the keys hands them back
+    // to the bar's loader, and the bar goes with the prompts the dialog decided.
     visibilityWatch =
         connect(focused, &QQuickItem::visibleChanged, this, &FocusKeeper::focusedChanged);
     if (focused->inherits("QQuickLoader")) {
         // A loader whose item went while it had the focus holds it, with
-        // nothing in it. It may get the focus while its item is still there
-        // and lose the item later: a bar's button closed while a dialog had
-        // the keys hands them back to the bar's loader, and the bar goes
-        // with the prompts the dialog decided.
-        itemWatch = connect(focused, SIGNAL(itemChanged()), this, SLOT(checkLoader()));
-        checkLoader();
+        // nothing in it. The focus reaches the loader before its item has
+        // gone: looked at once the change that led here is over.
+        QMetaObject::invokeMethod(
+            this,
+            [this, loader = focused] {
+                if (loader && loader == window.activeFocusItem() &&
+                    !loader->property("item").value<QObject*>())
+                    moveFocusFrom(loader);
+            },
+            Qt::QueuedConnection);
         return;
     }
     if (KeyFocus* keys = KeyFocus::of(focused))
         focusableWatch =
             connect(keys, &KeyFocus::isTakenChanged, this, &FocusKeeper::focusedChanged);
-}
-
-void FocusKeeper::checkLoader() {
-    // The focus reaches the loader before its item has gone: looked at once
-    // the change that led here is over.
-    QMetaObject::invokeMethod(
-        this,
-        [this, loader = focused] {
-            if (loader && loader == window.activeFocusItem() &&
-                !loader->property("item").value<QObject*>())
-                moveFocusFrom(loader);
-        },
-        Qt::QueuedConnection);
 }
 
 void FocusKeeper::focusedChanged() {

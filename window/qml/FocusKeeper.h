@@ -27,9 +27,6 @@ class FocusKeeper : public QObject {
 public:
     explicit FocusKeeper(QQuickWindow& window);
 
-private slots:
-    void checkLoader();
-
 private:
     void followFocus();
     void focusedChanged();
@@ -39,7 +36,6 @@ private:
     QPointer<QQuickItem> focused;
     QMetaObject::Connection visibilityWatch;
     QMetaObject::Connection focusableWatch;
-    QMetaObject::Connection itemWatch;
 };
 
 } // namespace zor::qml
