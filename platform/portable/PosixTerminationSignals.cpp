@@ -60,7 +60,6 @@ void PosixTerminationSignals::watch(std::function<void()> handler) {
     for (const Request& request : kRequests) {
         if (isSignalIgnored(request.signal))
             continue;
-        watched.append(request.signal);
         // The same signal again finds the system's action at once, even
         // while the main thread is too stuck to take the first. Another
         // signal right behind it, as a logout's hangup follows its SIGTERM,
@@ -73,10 +72,10 @@ void PosixTerminationSignals::takeRequest() {
     char number = 0;
     if (::read(readEnd, &number, 1) != 1)
         return;
-    // The first request is taken; any signal behind it finds the system's action.
+    // The first request is taken. A signal already delivered finds the
+    // system's action when it comes again; another is one more request,
+    // left untaken: a logout's hangup comes right behind its SIGTERM.
     notifier->setEnabled(false);
-    for (const int signal : std::as_const(watched))
-        setSignalAction(signal, SIG_DFL);
     for (const Request& request : kRequests)
         if (request.signal == number)
             logger(LogCategory::app).info("Termination requested by %{public}s", {request.name});

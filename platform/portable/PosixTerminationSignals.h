@@ -2,7 +2,6 @@
 
 #include "platform/TerminationSignals.h"
 
-#include <QList>
 #include <QPointer>
 
 class QSocketNotifier;
@@ -20,7 +19,6 @@ private:
     void takeRequest();
 
     std::function<void()> onRequest;
-    QList<int> watched;
     int readEnd = -1;
     // Owned by the application object, so that it goes before the event loop does.
     QPointer<QSocketNotifier> notifier;

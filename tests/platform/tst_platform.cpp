@@ -387,10 +387,11 @@ private slots:
         QCOMPARE(counted, 3);
     }
 
-    // The first request reaches the main thread, through the event loop; a
-    // second ends the process at once, in case ending hangs; a hangup the
+    // The first request reaches the main thread, through the event loop;
+    // another signal is one more request, not taken again; the same signal
+    // again ends the process at once, in case ending hangs; a hangup the
     // process was started to ignore stays ignored. In a child process, which
-    // the second request ends.
+    // the repeated signal ends.
     void terminationRequestsReachTheMainThreadOnce() {
         if (isChildRun()) {
             std::signal(SIGHUP, SIG_IGN);
@@ -402,36 +403,50 @@ private slots:
             QCOMPARE(taken, 0);
             QTRY_COMPARE(taken, 1);
             std::raise(SIGTERM);
-            QFAIL("the second request left the process running");
+            QTest::qWait(50);
+            QCOMPARE(taken, 1);
+            std::puts("still running after another signal");
+            std::fflush(stdout);
+            std::raise(SIGINT);
+            QFAIL("the repeated signal left the process running");
         }
         const ChildRun child = runInChild();
         QVERIFY2(child.hasCrashed, child.output.constData());
         QCOMPARE(QString::fromUtf8(child.output).count("Termination requested by "), 1);
         QVERIFY2(child.output.contains("Termination requested by SIGINT"),
                  child.output.constData());
+        QVERIFY2(child.output.contains("still running after another signal"),
+                 child.output.constData());
     }
 
     // The same signal again ends the process even while its main thread,
     // stuck, never takes the first: which is when a user sends it again.
     // Another signal right behind the first, as a logout sends its hangup
-    // after SIGTERM, is one more request, and the process quits as asked.
+    // after SIGTERM, is one more request, and the process quits as asked,
+    // whether the first was taken yet or not.
     void aRepeatedSignalEndsAStuckProcess_data() {
         QTest::addColumn<int>("second");
+        QTest::addColumn<bool>("isFirstTaken");
         QTest::addColumn<bool>("isEnded");
-        QTest::newRow("SIGTERM twice") << SIGTERM << true;
-        QTest::newRow("SIGTERM, then a hangup") << SIGHUP << false;
+        QTest::newRow("SIGTERM twice") << SIGTERM << false << true;
+        QTest::newRow("SIGTERM, then a hangup") << SIGHUP << false << false;
+        QTest::newRow("SIGTERM taken, then a hangup") << SIGHUP << true << false;
     }
     void aRepeatedSignalEndsAStuckProcess() {
         QFETCH(int, second);
+        QFETCH(bool, isFirstTaken);
         QFETCH(bool, isEnded);
         if (isChildRun()) {
             PosixTerminationSignals requests;
             int taken = 0;
             requests.watch([&taken] { ++taken; });
             std::raise(SIGTERM);
+            if (isFirstTaken)
+                QTRY_COMPARE(taken, 1);
             std::raise(second);
-            QCOMPARE(taken, 0);
             QTRY_COMPARE(taken, 1);
+            QTest::qWait(50);
+            QCOMPARE(taken, 1);
             return;
         }
         const ChildRun child = runInChild();
