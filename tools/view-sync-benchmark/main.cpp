@@ -254,6 +254,11 @@ std::optional<double> timeApp(const QString& appPath, const QString& agentPath, 
     agent.setProcessEnvironment(environment);
     agent.setProcessChannelMode(QProcess::MergedChannels);
     agent.start(agentPath, {QStringLiteral("--prompts"), prompts.fileName()});
+    if (!agent.waitForStarted()) {
+        std::fprintf(stderr, "cannot start %s: %s\n", qPrintable(agentPath),
+                     qPrintable(agent.errorString()));
+        return std::nullopt;
+    }
     QByteArray agentOut;
     QElapsedTimer wait;
     wait.start();
@@ -267,6 +272,13 @@ std::optional<double> timeApp(const QString& appPath, const QString& agentPath, 
     QElapsedTimer sinceStart;
     sinceStart.start();
     app.start(appPath);
+    if (!app.waitForStarted()) {
+        std::fprintf(stderr, "cannot start %s: %s\n", qPrintable(appPath),
+                     qPrintable(app.errorString()));
+        agent.kill();
+        agent.waitForFinished();
+        return std::nullopt;
+    }
     const QByteArray synced = QStringLiteral("Synced %1 prompts").arg(count).toUtf8();
     QByteArray appOut;
     std::optional<double> ms;
