@@ -323,9 +323,12 @@ void LocalAgentConnection::socketFailed() {
     // breaks reports its end through socketDisconnected.
     if (linkState != LinkState::connecting)
         return;
-    failConnecting(PlatformError{QStringLiteral("Could not reach the agent at %1: %2")
-                                     .arg(place.path, socket->errorString()),
-                                 4099});
+    // Qt calls a socket that is not there an "invalid name": say what it means.
+    const QString reason = socket->error() == QLocalSocket::ServerNotFoundError
+                               ? QStringLiteral("no agent is listening there")
+                               : socket->errorString();
+    failConnecting(PlatformError{
+        QStringLiteral("Could not reach the agent at %1: %2").arg(place.path, reason), 4099});
 }
 
 void LocalAgentConnection::readMessages() {

@@ -228,7 +228,11 @@ private slots:
         // invalidating an ended connection reports nothing more.
         client.getBuildNumber();
         client.connection->invalidate();
-        QTRY_COMPARE(client.all().filter("Could not reach the agent at " + name + ": ").size(), 2);
+        QTRY_COMPARE(
+            client.all()
+                .filter("Could not reach the agent at " + name + ": no agent is listening there")
+                .size(),
+            2);
         QTest::qWait(20);
         QCOMPARE(client.all().size(), 3);
     }
