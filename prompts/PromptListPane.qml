@@ -54,7 +54,8 @@ Item {
         keyNavigationEnabled: false
         activeFocusOnTab: true
         // The highlight is the model's; a current item would be one more row
-        // kept alive, out of sight, for assistive tools to trip over.
+        // kept alive, out of sight, for assistive tools to trip over. The
+        // highlighted row tells them it has the focus (PromptRow).
         currentIndex: -1
         boundsBehavior: Flickable.StopAtBounds
         // Rows scrolled out of sight, or pushed out by new ones at the head,

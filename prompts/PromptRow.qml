@@ -63,6 +63,9 @@ Rectangle {
     Accessible.role: Accessible.ListItem
     Accessible.name: AccessibleText.join([title, processName, sessionEnded ? sessionEndedLabel.text : "", target])
     Accessible.selected: isSelected
+    // The keys stay with the list; a screen reader hears the highlight move
+    // as the focus, to this row.
+    AccessibleFocus.isFocused: isHighlighted && isListFocused
 
     // The highlighted row's edge, where the same colour fills more rows.
     Rectangle {

@@ -168,4 +168,28 @@ QList<std::pair<QString, QString>> AtspiReader::childrenOf(const QString& servic
     return children;
 }
 
+AtspiFocusEvents::AtspiFocusEvents(QDBusConnection bus)
+    : bus(std::move(bus)) {
+    // AT-SPI's own name of the event, as libatspi turns "object:state-changed:focused".
+    const QDBusMessage reply =
+        call(this->bus, kRegistry, QStringLiteral("/org/a11y/atspi/registry"), kRegistry,
+             QStringLiteral("RegisterEvent"),
+             {QStringLiteral("Object:StateChanged:focused"), QStringList(), QString()});
+    isOn =
+        reply.type() == QDBusMessage::ReplyMessage &&
+        this->bus.connect(QString(), QString(), QStringLiteral("org.a11y.atspi.Event.Object"),
+                          QStringLiteral("StateChanged"), this, SLOT(stateChanged(QDBusMessage)));
+}
+
+bool AtspiFocusEvents::isLast(const AtspiNode& node) const {
+    return !announced.isEmpty() && announced.last() == std::pair(node.service, node.path);
+}
+
+void AtspiFocusEvents::stateChanged(const QDBusMessage& message) {
+    const QVariantList arguments = message.arguments();
+    if (arguments.size() >= 2 && arguments[0].toString() == QStringLiteral("focused") &&
+        arguments[1].toInt() == 1)
+        announced.append({message.service(), message.path()});
+}
+
 } // namespace zor::testing

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QList>
+#include <QObject>
 #include <QRect>
 #include <QString>
 #include <optional>
@@ -72,6 +74,31 @@ private:
     QList<std::pair<QString, QString>> childrenOf(const QString& service, const QString& path);
 
     QDBusConnection bus;
+};
+
+// The objects an application announces as taking the keyboard focus, heard
+// as a screen reader hears them: the registry is asked for the events, as
+// Orca asks, and an application sends them only once some listener has.
+class AtspiFocusEvents : public QObject {
+    Q_OBJECT
+
+public:
+    explicit AtspiFocusEvents(QDBusConnection bus);
+
+    // Whether the registry took the request and the events can arrive.
+    bool isListening() const { return isOn; }
+    // The service and path of each object announced as focused, oldest first.
+    const QList<std::pair<QString, QString>>& focused() const { return announced; }
+    // Whether the last object announced is `node`.
+    bool isLast(const AtspiNode& node) const;
+
+private slots:
+    void stateChanged(const QDBusMessage& message);
+
+private:
+    QDBusConnection bus;
+    bool isOn = false;
+    QList<std::pair<QString, QString>> announced;
 };
 
 } // namespace zor::testing

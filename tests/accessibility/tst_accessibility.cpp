@@ -16,6 +16,7 @@
 
 using zor::testing::activatableNames;
 using zor::testing::appEnvironment;
+using zor::testing::AtspiFocusEvents;
 using zor::testing::AtspiNode;
 using zor::testing::AtspiReader;
 using zor::testing::AtspiState;
@@ -115,6 +116,7 @@ class AccessibilityTest : public QObject {
     std::optional<ChildProcess> agent;
     std::optional<ChildProcess> app;
     std::optional<AtspiReader> reader;
+    std::optional<AtspiFocusEvents> focusEvents;
     AtspiNode application;
     // What keys reached on the screen under test, by identity().
     QSet<QString> reached;
@@ -426,6 +428,7 @@ private slots:
         QDBusConnection bus = QDBusConnection::connectToBus(address, "accessibility");
         QVERIFY2(bus.isConnected(), qPrintable(address));
         reader.emplace(bus);
+        focusEvents.emplace(bus);
 
         // An agent of an older build: the setup screen offers its restart.
         agent.emplace(ZOR_DEV_AGENT_PATH,
@@ -526,6 +529,67 @@ private slots:
                      key);
             QVERIFY(isRight(QStringLiteral("after %1 in the sidebar").arg(key)));
         }
+    }
+
+    // The keys stay with the prompt list, but assistive tools are told that
+    // the highlighted row has the focus as the highlight moves, and hear of
+    // it: a screen reader reads the row that takes the focus.
+    void theHighlightedRowHasTheFocus() {
+        QVERIFY2(focusEvents->isListening(), "the registry takes no listener for focus events");
+        QVERIFY(selectTab("Policies"));
+        QVERIFY(tabTo([this](const AtspiNode& n) { return listOf(n) == "Prompts"; }));
+        const auto isHighlightFocused = [this](const QString& step) {
+            std::optional<AtspiNode> now;
+            std::optional<AtspiNode> highlighted;
+            const bool isFocused = QTest::qWaitFor(
+                [&] {
+                    highlighted = selectedRow("Prompts");
+                    now = focused();
+                    return highlighted && now && isSame(&*now, &*highlighted) &&
+                           focusEvents->isLast(*now);
+                },
+                5000);
+            if (!isFocused) {
+                qWarning("%s: the focus is on %s, last announced %s, the highlight on %s",
+                         qPrintable(step), now ? qPrintable(now->describe()) : "nothing",
+                         focusEvents->focused().isEmpty()
+                             ? "nothing"
+                             : qPrintable(focusEvents->focused().last().second),
+                         highlighted ? qPrintable(highlighted->describe()) : "nothing");
+                return false;
+            }
+            if (now->role != "list item" || now->name.isEmpty() ||
+                now->name != shownText(*highlighted)) {
+                qWarning("%s: the focused %s shows \"%s\"", qPrintable(step),
+                         qPrintable(now->describe()), qPrintable(shownText(*highlighted)));
+                return false;
+            }
+            return true;
+        };
+        for (const char* key : {"Down", "End", "Up", "Home", "Down"}) {
+            const std::optional<AtspiNode> before = selectedRow("Prompts");
+            press(key);
+            QVERIFY2(QTest::qWaitFor(
+                         [&] {
+                             const std::optional<AtspiNode> now = selectedRow("Prompts");
+                             return now && !(before && isSame(&*now, &*before));
+                         },
+                         5000),
+                     key);
+            QVERIFY(isHighlightFocused(key));
+        }
+
+        // Away from the list the row has the focus no more, and back it has.
+        const std::optional<AtspiNode> row = focused();
+        const std::optional<AtspiNode> away = focusAfter("Tab", &*row);
+        QVERIFY(away);
+        QVERIFY2(listOf(*away) != "Prompts", qPrintable(away->describe()));
+        const AtspiNode now = tree();
+        const AtspiNode* left = now.find([&](const AtspiNode& n) { return isSame(&n, &*row); });
+        QVERIFY(left);
+        QVERIFY2(!left->is(AtspiState::focused), qPrintable(left->describe()));
+        QVERIFY(focusAfter("shift+Tab", &*away));
+        QVERIFY(isHighlightFocused("Shift+Tab"));
     }
 
     // On each screen every control has a name, and keys alone reach each one:

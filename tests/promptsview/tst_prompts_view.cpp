@@ -7,6 +7,7 @@
 #include "window/qml/QuickViews.h"
 
 #include <QAbstractItemModelTester>
+#include <QAccessible>
 #include <QPointer>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -742,6 +743,54 @@ private slots:
             } while (!rig.list()->hasActiveFocus());
             QVERIFY(presses > 1);
         }
+    }
+
+    // The keys stay with the list, and the highlighted row reports the focus
+    // to assistive tools: the one shown row that holds the highlight, also a
+    // row that served another prompt before the keys brought it back. (The
+    // focus events themselves are heard over AT-SPI, in test_accessibility:
+    // Qt sends none without a platform's bridge.)
+    void theHighlightedRowReportsTheFocus() {
+        Rig rig(records(60));
+        rig.list()->forceActiveFocus();
+        const auto mismatch = [&](const QString& step) -> QString {
+            if (!rig.list()->hasActiveFocus())
+                return step + QStringLiteral(": the list lost the keys");
+            QQuickItem* highlighted = rig.highlightedRow();
+            for (QQuickItem* row : rig.rows()) {
+                const bool isFocused = QAccessible::queryAccessibleInterface(row)->state().focused;
+                if (isFocused != (row == highlighted))
+                    return QStringLiteral("%1: row %2 focused: %3")
+                        .arg(step, row->property("index").toString())
+                        .arg(isFocused);
+            }
+            return {};
+        };
+        QCOMPARE(mismatch("before the keys"), QString());
+        for (const Qt::Key key : {Qt::Key_Down, Qt::Key_End, Qt::Key_PageUp, Qt::Key_Home}) {
+            rig.keys(QKeySequence(key));
+            QVERIFY(rig.highlightedRow());
+            QCOMPARE(mismatch(QKeySequence(key).toString()), QString());
+        }
+        // Scrolled away from the highlight, as a wheel does, until the row
+        // that showed it serves others, then back by the keys.
+        QQuickItem* list = rig.list();
+        for (int step = 0; step < 100 && rig.highlightedRow(); ++step) {
+            list->setProperty("contentY", list->property("contentY").toReal() + 40);
+            rig.settle();
+        }
+        QVERIFY(!rig.highlightedRow());
+        QCOMPARE(mismatch("scrolled away"), QString());
+        rig.keys(QKeySequence(Qt::Key_Up));
+        QVERIFY(rig.highlightedRow());
+        QCOMPARE(mismatch("Up, back"), QString());
+
+        // With the keys elsewhere no row reports them.
+        rig.keys(QKeySequence(Qt::CTRL | Qt::Key_F));
+        QVERIFY(!list->hasActiveFocus());
+        for (QQuickItem* row : rig.rows())
+            QVERIFY(!QAccessible::queryAccessibleInterface(row)->state().focused);
+        QCOMPARE(rig.mismatch(), QString());
     }
 
     void aBurstOfNewEntriesReusesTheSidebarsRows_data() {
