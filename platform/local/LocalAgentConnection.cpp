@@ -389,6 +389,8 @@ void LocalAgentConnection::handleReply(const Message& reply) {
         return;
     }
     PendingCall finished = std::move(call);
+    if (found == pendingCalls.begin())
+        oldestCallSince = clock.now();
     pendingCalls.erase(found);
     if (isMalformed || isTooLarge) {
         if (finished.onError)
@@ -437,11 +439,11 @@ void LocalAgentConnection::startCall(QJsonObject call, ReplyReader readReply,
         return;
     }
     const QByteArray& frame = encoded.value();
-    pendingCalls.emplace(id, PendingCall{call.value(key::method).toString(),
-                                         clock.now(),
-                                         std::move(readReply),
-                                         std::move(onError),
-                                         {}});
+    if (pendingCalls.empty())
+        oldestCallSince = clock.now();
+    pendingCalls.emplace(
+        id, PendingCall{
+                call.value(key::method).toString(), std::move(readReply), std::move(onError), {}});
     if (linkState == LinkState::connected)
         socket->write(frame);
     else
@@ -453,10 +455,9 @@ void LocalAgentConnection::watchDeadlines() {
     if (isWatchingDeadlines ||
         (linkState != LinkState::connecting && linkState != LinkState::connected))
         return;
-    // Calls are numbered in order, so the first is the oldest.
     std::optional<Millis> due = unfinishedFrameSince;
     if (!pendingCalls.empty())
-        due = std::min(due.value_or(Millis::max()), pendingCalls.begin()->second.sentAt);
+        due = std::min(due.value_or(Millis::max()), oldestCallSince);
     if (!due)
         return;
     isWatchingDeadlines = true;
@@ -480,9 +481,10 @@ void LocalAgentConnection::checkDeadlines() {
         return;
     const Millis now = clock.now();
     const auto isOverdue = [&](Millis since) { return now - since >= kReplyTimeout; };
+    // Calls are numbered in order, so the first is the oldest.
     const auto oldest = pendingCalls.begin();
     const qint64 seconds = kReplyTimeout.count() / 1000;
-    if (oldest != pendingCalls.end() && isOverdue(oldest->second.sentAt)) {
+    if (oldest != pendingCalls.end() && isOverdue(oldestCallSince)) {
         log().error(
             "ZorAgent did not reply to %{public}s within %ld seconds, ending the connection",
             {oldest->second.method, seconds});

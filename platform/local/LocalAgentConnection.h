@@ -22,9 +22,10 @@ namespace zor {
 // exported object and replies run.
 //
 // Like XPC, it answers every call exactly once, with its reply or an error:
-// a call without a reply after kReplyTimeout fails, and so does every call
-// when the agent turns out not to be trustworthy (another user's process, or
-// a stream that breaks the framing). Either way the connection is ended as an
+// a call without a reply kReplyTimeout after its turn came (its sending, or
+// the reply to the call before) fails, and so does every call when the agent
+// turns out not to be trustworthy (another user's process, or a stream that
+// breaks the framing). Either way the connection is ended as an
 // interrupted one, so that its owner connects anew.
 class LocalAgentConnection final : public AgentConnection,
                                    public std::enable_shared_from_this<LocalAgentConnection> {
@@ -61,7 +62,6 @@ private:
 
     struct PendingCall {
         QString method;
-        Millis sentAt;
         ReplyReader readReply;
         ErrorHandler onError;
         std::optional<QByteArray> data; // of the parts so far
@@ -112,6 +112,10 @@ private:
     local::FrameDecoder decoder;
     std::optional<Millis> unfinishedFrameSince; // since the last whole frame
     std::map<qint64, PendingCall> pendingCalls;
+    // When the oldest pending call became the oldest: its reply is due
+    // kReplyTimeout after that. An agent answers in turn, so a call queued
+    // behind thousands waits for its turn, not for its own sending.
+    Millis oldestCallSince{0};
     QByteArrayList unsentFrames;
     qint64 lastCallId = 0;
     bool isWatchingDeadlines = false;

@@ -423,6 +423,52 @@ private slots:
         QTRY_VERIFY(!app || app->state() == QLocalSocket::UnconnectedState);
     }
 
+    // An agent works through its calls in turn: a call waits its 10 seconds
+    // from the reply to the one before, so a long queue (a group decision
+    // over thousands of prompts) is no fault of a busy agent's. One that
+    // answers later calls and keeps the oldest waiting is still cut off.
+    void aBusyAgentHasItsTimeForEachCallInTurn() {
+        LogCapture log;
+        ScriptedAgent agent;
+        agent.isHoldingAnswers = true;
+        LocalAgentServer server(agent);
+        const QString name = uniqueSocketName();
+        QVERIFY(server.listen(name));
+        Client client(name);
+        client.connection->resume();
+        constexpr int kQueued = 5;
+        for (int i = 0; i < kQueued; ++i)
+            client.proxy->dismissPromptWithPromptId(QString::number(i),
+                                                    client.decision("dismissed"));
+        QTRY_COMPARE(agent.calls.size(), kQueued);
+
+        const auto waitThenAnswer = [&](Millis wait, int call) {
+            QTRY_COMPARE(client.clock.pendingTimerCount(), 1);
+            client.clock.advance(wait);
+            QTRY_COMPARE(client.clock.pendingTimerCount(), 1);
+            agent.heldAnswers[call]();
+        };
+        // 30 seconds for five calls, 6 for each.
+        for (int i = 0; i < kQueued; ++i) {
+            waitThenAnswer(6s, i);
+            QTRY_COMPARE(client.all().size(), i + 1);
+        }
+        QCOMPARE(client.all(), QStringList(kQueued, "dismissed false no such prompt"));
+
+        client.getPrompts();
+        client.getBuildNumber();
+        QTRY_COMPARE(agent.calls.size(), kQueued + 2);
+        waitThenAnswer(6s, kQueued + 1);
+        QTRY_COMPARE(client.all().size(), kQueued + 1);
+        client.clock.advance(4s);
+        QTRY_COMPARE(
+            client.all().mid(kQueued + 1),
+            (QStringList{"error The agent did not answer within 10 seconds.", "interrupted"}));
+        QCOMPARE(log.messages().filter("did not reply"),
+                 QStringList{"ZorAgent did not reply to getPrompts within 10 seconds, ending the "
+                             "connection"});
+    }
+
     // The whole way back: the app connects again with its back-off, and a
     // valid agent in the rogue's place syncs.
     void theLinkComesBackFromARogueAgent_data() {
