@@ -203,6 +203,8 @@ void PromptListModel::removeRowsOf(const std::vector<quint64>& seqs, bool isForg
 
 void PromptListModel::takeChanges() {
     const int before = count();
+    if (!addedSeqs.empty())
+        emit rowsComingAtHead();
 
     Gathered<quint64>::Taken removed = removedSeqs.take();
     removeRowsOf(*removed, true);

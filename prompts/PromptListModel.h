@@ -87,6 +87,9 @@ public:
 
 signals:
     void countChanged();
+    // New prompts come at the top: sent before any view is told of the
+    // batch, so that a view can note what it shows still as it was.
+    void rowsComingAtHead();
     void updated();
 
 private:

@@ -123,6 +123,22 @@ Item {
             function onShowFirstRow() {
                 list.positionViewAtBeginning();
             }
+            function onRowsComingAtHead() {
+                list.forceLayout();
+                // A row found at a point is a row made.
+                const row = list.indexAt(0, list.contentY);
+                if (row >= 0)
+                    pane.viewModel.holdTopRow(row, list.itemAtIndex(row).y - list.contentY);
+            }
+            // Where the rows below it are too few to fill the view, the
+            // list ends at its foot, and all that showed stays in view.
+            function onKeepRowAt(row, offset) {
+                list.positionViewAtIndex(row, ListView.Beginning);
+                const item = list.itemAtIndex(row);
+                if (item)
+                    list.contentY = Math.max(list.originY, Math.min(item.y - offset,
+                        list.originY + list.contentHeight + list.bottomMargin - list.height));
+            }
             // On the row, as the sidebar's entries' menus open from the keyboard.
             function onRowMenuRequested(row, policyPath, sessionId) {
                 list.positionViewAtIndex(row, ListView.Contain);

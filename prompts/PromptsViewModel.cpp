@@ -32,6 +32,10 @@ PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listMode
     , decider(decider)
     , group(group) {
     connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
+    connect(&listModel, &PromptListModel::rowsComingAtHead, this, [this] {
+        if (this->listModel.count() > 0 && this->store.highlightedPromptId())
+            emit rowsComingAtHead();
+    });
     connect(&store, &PromptStore::promptRemoved, this,
             [this](const PromptItem& item, quint64, const PromptTextHashes&, bool isReplaced) {
                 if (isReplaced && shownHighlight && shownHighlight->id == item.id)
@@ -105,13 +109,19 @@ void PromptsViewModel::update() {
         emit contentStateChanged();
     }
 
-    // New arrivals at the head come into view, unless the user is at work on one.
+    // New arrivals at the head come into view, unless the user is at work on
+    // one: then the view stays as it was.
     const std::optional<QUuid> highlighted = store.highlightedPromptId();
     const std::optional<QUuid> newFirstId = listModel.firstId();
     if (newFirstId != firstId) {
         firstId = newFirstId;
         if (firstId && !highlighted)
             requestScroll(*firstId, kTopAnchor);
+    }
+    if (const std::optional<HeldTopRow> held = std::exchange(heldTopRow, std::nullopt)) {
+        const int row = listModel.rowOf(held->id);
+        if (row >= 0)
+            emit keepRowAt(row, held->offset);
     }
 
     if (!highlighted) {
@@ -423,6 +433,11 @@ void PromptsViewModel::listResized() {
 
 void PromptsViewModel::listMovedByUser() {
     isScrollRequestHeld = false;
+}
+
+void PromptsViewModel::holdTopRow(int row, qreal offset) {
+    if (const PromptItem* item = listModel.promptAt(row))
+        heldTopRow = HeldTopRow{item->id, offset};
 }
 
 void PromptsViewModel::serveScrollRequestAgain() {

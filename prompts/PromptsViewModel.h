@@ -115,6 +115,9 @@ public:
     // keys, the last scroll request is served again.
     Q_INVOKABLE void listResized();
     Q_INVOKABLE void listMovedByUser();
+    // The row at the top of the view and how far below the top it starts,
+    // as rows come at the head: it is kept there (see rowsComingAtHead).
+    Q_INVOKABLE void holdTopRow(int row, qreal offset);
 
 signals:
     void contentStateChanged();
@@ -133,6 +136,12 @@ signals:
     // The context menu of the prompt in this row, from the keyboard: for
     // its policy file and session.
     void rowMenuRequested(int row, const QString& policyPath, const QString& sessionId);
+    // While a prompt is highlighted, rows arriving at the head must not move
+    // what the view shows: at its top a list view would show them and push
+    // the rest down, the highlighted row with them. The view answers with
+    // holdTopRow(), and is told where that row goes with keepRowAt().
+    void rowsComingAtHead();
+    void keepRowAt(int row, qreal offset);
 
 private:
     // What the user saw highlighted at the last update.
@@ -193,6 +202,13 @@ private:
     };
     std::optional<HiddenHighlight> hiddenHighlight;
     std::optional<QUuid> firstId;
+    // The prompt at the top of the view while rows come at the head, and
+    // how far below the top it starts.
+    struct HeldTopRow {
+        QUuid id;
+        qreal offset;
+    };
+    std::optional<HeldTopRow> heldTopRow;
     std::optional<ScrollRequest> lastScrollRequest;
     bool isScrollRequestHeld = false;
     qint64 scrollGeneration = 0;

@@ -617,6 +617,60 @@ private slots:
         QCOMPARE(served.size(), 2);
     }
 
+    // While the user is at work on a prompt, new ones at the head do not move
+    // what the list shows: the keys never act on a prompt pushed out of sight.
+    void arrivalsAtTheHeadLeaveTheViewWhereItIs_data() {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("highlighted"); // a row from the top
+        QTest::addColumn<bool>("isScrolled");
+        QTest::addColumn<int>("arrivals");
+        QTest::newRow("the top row, at the top") << 30 << 0 << false << 6;
+        QTest::newRow("a row further down, at the top") << 30 << 3 << false << 2;
+        QTest::newRow("a burst, at the top") << 30 << 0 << false << 200;
+        QTest::newRow("scrolled down the list") << 30 << 12 << true << 6;
+        // Too few below to fill the view: the list ends at its foot.
+        QTest::newRow("a list shorter than the view") << 5 << 0 << false << 2;
+    }
+    void arrivalsAtTheHeadLeaveTheViewWhereItIs() {
+        QFETCH(int, count);
+        QFETCH(int, highlighted);
+        QFETCH(bool, isScrolled);
+        QFETCH(int, arrivals);
+        const QList<SerializablePromptItem> prompts = records(count);
+        Rig rig(prompts);
+        const SerializablePromptItem& chosen = prompts[prompts.size() - 1 - highlighted];
+        if (isScrolled) {
+            rig.scene.appState.navigateToPrompt(idOf(chosen));
+            rig.settle();
+        }
+        rig.highlight(chosen);
+        rig.settle();
+        const auto shown = [&] {
+            QStringList texts;
+            for (QQuickItem* row : rig.rowsInView())
+                texts.append(
+                    row->findChild<QQuickItem*>("promptTarget")->property("text").toString());
+            return texts;
+        };
+        const QStringList before = shown();
+        const qreal rowTop = rig.rowOf(chosen)->mapToItem(rig.list(), QPointF()).y();
+        for (int n = 0; n < arrivals; ++n)
+            rig.add(record(100 + n, "s", fileDenial(100 + n)));
+        rig.settle();
+        QCOMPARE(rig.highlighted(), idOf(chosen));
+        if (count > 5) {
+            QCOMPARE(shown(), before);
+            QCOMPARE(rig.rowOf(chosen)->mapToItem(rig.list(), QPointF()).y(), rowTop);
+        } else {
+            QCOMPARE(shown().mid(shown().size() - before.size()), before);
+            QVERIFY(rig.isFullyInView(rig.rowOf(chosen)));
+            QCOMPARE(rig.list()->property("contentY").toReal(),
+                     rig.list()->property("contentHeight").toReal() +
+                         rig.list()->property("bottomMargin").toReal() - rig.list()->height());
+        }
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     // With nothing highlighted, Down starts at the top and Up at the bottom.
     void arrowsFromNothing_data() {
         QTest::addColumn<int>("key");
