@@ -83,15 +83,52 @@ Control {
     }
 
     // The error that ended a flow, below the buttons; an alert, so that
-    // assistive tools tell it as it comes.
-    component FlowError: Label {
+    // assistive tools tell it as it comes. A service manager's run to many
+    // lines: a few show, the rest scroll, so that the steps keep their room,
+    // and all of it can be selected and copied.
+    component FlowError: ScrollView {
+        id: flowError
+
+        property alias text: errorText.text
+        property alias color: errorText.color
+        // As many whole lines as its share of the room the steps leave, from one to four.
+        property real room
+        readonly property real lineHeight: errorText.contentHeight / Math.max(1, errorText.lineCount)
+        readonly property int lineLimit: Math.max(1, Math.min(4, Math.floor(room / lineHeight)))
+
         Layout.fillWidth: true
+        Layout.preferredHeight: Math.min(errorText.contentHeight, lineLimit * lineHeight)
+        Layout.minimumHeight: Layout.preferredHeight
         visible: text !== ""
-        color: SetupTheme.readable(SetupTheme.red, SetupTheme.windowBackground)
-        font.pixelSize: SetupTheme.captionSize
-        wrapMode: Text.Wrap
+        contentWidth: availableWidth
+        contentHeight: errorText.contentHeight
+        // In the margin beside the text, which keeps its width.
+        ScrollBar.vertical: ScrollBar {
+            parent: flowError
+            x: flowError.width + 4
+            height: flowError.height
+            policy: errorText.contentHeight > flowError.height + 0.5 ? ScrollBar.AlwaysOn
+                                                                     : ScrollBar.AlwaysOff
+        }
+        ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
         Accessible.role: Accessible.AlertMessage
         Accessible.name: text
+
+        TextEdit {
+            id: errorText
+
+            width: flowError.availableWidth
+            readOnly: true
+            selectByMouse: true
+            textFormat: TextEdit.PlainText
+            wrapMode: TextEdit.Wrap
+            color: SetupTheme.readable(SetupTheme.red, SetupTheme.windowBackground)
+            font.pixelSize: SetupTheme.captionSize
+            selectionColor: SetupTheme.accent
+            selectedTextColor: SetupTheme.selectedText
+            // The alert around it says it already.
+            Accessible.ignored: true
+        }
     }
 
     contentItem: ColumnLayout {
@@ -140,6 +177,8 @@ Control {
                         spacing: 0
 
                         SetupStepBox {
+                            id: cliStepBox
+
                             objectName: "cliStepBox"
                             Layout.fillWidth: true
                             label: "CLI Symlink"
@@ -198,6 +237,17 @@ Control {
         }
 
         ColumnLayout {
+            id: actions
+
+            // What the errors shown may share: the height left once the
+            // steps have room for a box and the buttons theirs.
+            readonly property int errorCount: (restartError.text !== "") + (stopError.text !== "")
+            readonly property real errorRoom: (view.availableHeight - scroller.topPadding
+                                               - scroller.bottomPadding - cliStepBox.height - 1
+                                               - Layout.topMargin - Layout.bottomMargin
+                                               - buttons.height - errorCount * spacing)
+                                              / Math.max(1, errorCount)
+
             objectName: "setupActions"
             Layout.fillWidth: true
             Layout.margins: 20
@@ -206,6 +256,8 @@ Control {
 
             // Wraps to a second line where the sidebar is too narrow for all three.
             Flow {
+                id: buttons
+
                 Layout.fillWidth: true
                 spacing: 8
 
@@ -239,13 +291,19 @@ Control {
             }
 
             FlowError {
+                id: restartError
+
                 objectName: "restartError"
                 text: view.repairs.restartError
+                room: actions.errorRoom
             }
 
             FlowError {
+                id: stopError
+
                 objectName: "stopError"
                 text: view.repairs.stopError
+                room: actions.errorRoom
             }
         }
     }

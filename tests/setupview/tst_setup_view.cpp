@@ -380,6 +380,64 @@ private slots:
         QTEST(bar->isVisible(), "isOverflowing");
     }
 
+    void longFlowErrorsLeaveTheStepsInView_data() {
+        // The screen's height: in the window, the tab row takes 62 of it, and
+        // the screen there has none of the 20 it starts with here.
+        QTest::addColumn<int>("height");
+        QTest::newRow("the tab's in a 500 high window") << 500 - 62 + 20;
+        QTest::newRow("the tab's in a 300 high window, the smallest") << 300 - 62 + 20;
+        QTest::newRow("340 x 500") << 500;
+        QTest::newRow("340 x 300") << 300;
+    }
+
+    // A service manager's errors run to many lines. Both shown, the steps
+    // keep room for a box at least, both errors stay whole in the window, and
+    // each holds all of its text, to scroll and to copy.
+    void longFlowErrorsLeaveTheStepsInView() {
+        QFETCH(int, height);
+        const QString error =
+            "The operation couldn’t be completed. (SMAppServiceErrorDomain error 1 - "
+            "Operation not permitted.) Underlying error: Error Domain=NSPOSIXErrorDomain "
+            "Code=1 \"Operation not permitted\" UserInfo={NSFilePath=/Library/LaunchDaemons/"
+            "com.example.zor.daemon.plist, NSLocalizedFailureReason=The service could not be "
+            "unregistered because launchd reported that the job is still running under the "
+            "label com.example.zor.daemon in the system domain; bootout returned 5 "
+            "(Input/output error) after 3 attempts; see /var/log/com.apple.xpc.launchd/"
+            "launchd.log for details.}";
+        SetupScene scene;
+        scene.services.daemonUnregisterResult = PlatformError{error};
+        QVERIFY(scene.show(340, height));
+        QVERIFY(scene.settle());
+        scene.click(scene.item("stopButton"));
+        QVERIFY(scene.settle());
+        scene.click(scene.item("restartButton"));
+        QVERIFY(scene.settle());
+        scene.grab(); // lays the errors out
+
+        const qreal viewHeight = scene.view->height();
+        const QQuickItem* scroller = scene.item("setupScroller");
+        for (const QString& box : boxes) {
+            const qreal boxHeight = scene.item(box)->height();
+            QVERIFY2(scroller->height() >= boxHeight,
+                     qPrintable(QStringLiteral("the steps have %1 of the %2 a box takes")
+                                    .arg(scroller->height())
+                                    .arg(boxHeight)));
+        }
+        for (const char* name : {"restartError", "stopError"}) {
+            const QQuickItem* shown = scene.item(name);
+            QVERIFY2(shown->isVisible(), name);
+            QCOMPARE(shown->property("text").toString(), error);
+            const QRectF bounds = shown->mapRectToScene(shown->boundingRect());
+            QVERIFY2(bounds.top() >= scroller->mapRectToScene(scroller->boundingRect()).bottom() &&
+                         bounds.bottom() <= viewHeight,
+                     qPrintable(QStringLiteral("%1 from %2 to %3 of %4")
+                                    .arg(name)
+                                    .arg(bounds.top())
+                                    .arg(bounds.bottom())
+                                    .arg(viewHeight)));
+        }
+    }
+
     void instructionLinkOpensItsTarget() {
         SetupScene scene;
         scene.makeDaemonUnreachable(ServiceStatus::notRegistered);
