@@ -15,6 +15,8 @@ Dialog {
     parent: Overlay.overlay
     anchors.centerIn: parent
     width: Math.min(parent ? parent.width - 40 : 400, 420)
+    // Never taller than the window: the targets scroll between the title and the buttons.
+    height: Math.min(implicitHeight, parent ? parent.height - 40 : implicitHeight)
     modal: true
     padding: 16
     closePolicy: Popup.CloseOnEscape
@@ -22,15 +24,34 @@ Dialog {
     // Escape, or the window's own close: the group is not decided.
     onClosed: if (group) group.cancel()
 
-    contentItem: Label {
-        objectName: "groupTargets"
-        text: confirmation.group ? confirmation.group.targets : ""
-        // The agent's targets, which a process may have chosen: never read as markup.
-        textFormat: Text.PlainText
-        wrapMode: Text.WrapAnywhere
-        font.family: FixedFont.family
-        font.pixelSize: 12
-        color: SetupTheme.primaryText
+    contentItem: ScrollView {
+        id: targetsScroller
+
+        contentWidth: availableWidth
+        contentHeight: targetsLabel.implicitHeight
+        // In the dialog's padding beside the text, which keeps its width.
+        ScrollBar.vertical: ScrollBar {
+            parent: targetsScroller
+            x: targetsScroller.width + (confirmation.rightPadding - width) / 2
+            height: targetsScroller.height
+            policy: targetsLabel.implicitHeight > targetsScroller.height + 0.5
+                    ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
+        }
+        ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+
+        Label {
+            id: targetsLabel
+
+            objectName: "groupTargets"
+            width: targetsScroller.availableWidth
+            text: confirmation.group ? confirmation.group.targets : ""
+            // The agent's targets, which a process may have chosen: never read as markup.
+            textFormat: Text.PlainText
+            wrapMode: Text.WrapAnywhere
+            font.family: FixedFont.family
+            font.pixelSize: 12
+            color: SetupTheme.primaryText
+        }
     }
 
     footer: RowLayout {

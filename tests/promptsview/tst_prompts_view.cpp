@@ -1912,6 +1912,65 @@ private slots:
         QVERIFY(targets->property("text").toString().endsWith("and 1 more"));
     }
 
+    // A group of long commands, more than it names, and every kind of skip
+    // it may meet: at the window's smallest, the question is taller than the
+    // window. Its title and its buttons stay in the window; its text scrolls
+    // between them.
+    void aLongGroupQuestionScrollsBetweenItsTitleAndButtons() {
+        const QString command = "/Users/alexandra.konstantinopoulou/Developer/clients/acme/"
+                                "tools/bin/generate -c " +
+                                QString("--define=BUILD_FLAG=value ").repeated(12);
+        QList<SerializablePromptItem> prompts;
+        for (int n = 1; n <= 12; ++n)
+            prompts.append(record(n, "s", ExecDenial{command + QString::number(n), {}, "sh"}));
+        prompts.append(record(13, "s", fileDenial(13), true));
+        prompts.append(record(14, "s", fileDenial(14)));
+        prompts.append(record(15, "s", SignalDenial{9, 501, "Dock", "kill"}));
+        Rig rig(prompts);
+        rig.click(rig.button(rig.rowOf(prompts[13]), Decision::denyAlways));
+        rig.window->resize(rig.window->minimumSize());
+        rig.settle();
+        QCOMPARE(rig.window->size(), QSize(761, 300));
+        rig.clickRow(rig.rowOf(prompts.last()));
+        rig.keys(QKeySequence(Qt::ShiftModifier | Qt::Key_End));
+        QCOMPARE(rig.listModel().selectedCount(), prompts.size());
+        rig.click(rig.item("selectionDenySession"));
+        QCOMPARE(rig.group().state(), GroupDecision::State::asking);
+        rig.settle();
+
+        QQuickItem* cancel = rig.popupItem("groupCancel");
+        QVERIFY(cancel);
+        QQuickItem* dialog = popupOf(cancel);
+        const QQuickItem* targets = shownItem(dialog, "groupTargets");
+        QVERIFY(targets);
+        QCOMPARE(
+            targets->property("text").toString().split(u'\n').mid(3),
+            (QStringList{"and 9 more", "1 skipped: session ended",
+                         "1 skipped: already being decided", "1 skipped: no rule for a signal"}));
+        // What shows of the text: cut by whatever clips it.
+        QRectF shown = targets->mapRectToScene(targets->boundingRect());
+        for (const QQuickItem* above = targets->parentItem(); above; above = above->parentItem())
+            if (above->clip())
+                shown &= above->mapRectToScene(above->boundingRect());
+        const qreal cancelTop = cancel->mapRectToScene(cancel->boundingRect()).top();
+        QVERIFY2(shown.bottom() <= cancelTop,
+                 qPrintable(QStringLiteral("the text shows down to %1, the buttons start at %2")
+                                .arg(shown.bottom())
+                                .arg(cancelTop)));
+        const QQuickItem* title = nullptr;
+        for (QQuickItem* item : itemsOf(rig.window))
+            if (dialog->isAncestorOf(item) && item->property("text") == rig.group().question())
+                title = item;
+        QVERIFY(title);
+        const QRectF window(QPointF(), rig.window->size());
+        QVERIFY(window.contains(title->mapRectToScene(title->boundingRect())));
+        QVERIFY(window.contains(cancel->mapRectToScene(cancel->boundingRect())));
+        // The keys stay with the question, on Cancel.
+        QVERIFY(cancel->hasActiveFocus());
+        rig.keys(QKeySequence(Qt::Key_Escape));
+        QCOMPARE(rig.group().state(), GroupDecision::State::idle);
+    }
+
     // Rows scrolled out of sight show other prompts later: what the user
     // selected of one prompt's target is not left over the next one's, even
     // where both have the same target, under policies of their own.
