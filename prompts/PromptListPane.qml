@@ -110,13 +110,16 @@ Item {
                     list.forceActiveFocus();
             }
             // The highlight stays in sight as the keys move it, above the
-            // bars over the list's foot, which Contain knows nothing of.
+            // bars over the list's foot, which Contain knows nothing of. A
+            // row taller than that room, as a long command line makes, keeps
+            // the head Contain shows: its title, process and the start of
+            // its target say what the decision keys act on.
             function onKeepRowInView(row) {
                 // A bar that came with this key is laid out only at the next frame.
                 footBars.forceLayout();
                 list.positionViewAtIndex(row, ListView.Contain);
                 const item = list.itemAtIndex(row);
-                if (item)
+                if (item && item.height <= list.height - list.bottomMargin)
                     list.contentY = Math.max(list.contentY,
                                              item.y + item.height + list.bottomMargin - list.height);
             }

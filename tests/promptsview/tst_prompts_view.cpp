@@ -780,6 +780,58 @@ private slots:
                  rig.list()->height());
     }
 
+    // A row taller than the list, as a long command line makes, comes into
+    // view from its head, by the keys or by a link: the title, the process and
+    // the start of the target say what the decision keys act on.
+    void aRowTallerThanTheListShowsItsHead_data() {
+        QTest::addColumn<Denial>("denial");
+        QTest::addColumn<int>("key"); // from the row next to it; none for a link
+        QStringList args;
+        for (int n = 1; n <= 120; ++n)
+            args << QStringLiteral("-I/Users/someone/Projects/checkout/third_party/modules/"
+                                   "module%1/include")
+                        .arg(n);
+        args << "-c"
+             << "main.cpp";
+        const Denial command = ExecDenial{"/usr/bin/clang++", args, "make"};
+        const Denial token = FileDenial{"/" + QString(20000, u'x'), "write", "vim"};
+        for (const auto& [name, denial] :
+             {std::pair("a command line", command), std::pair("a token without spaces", token)}) {
+            QTest::addRow("%s, by Down", name) << denial << int(Qt::Key_Down);
+            QTest::addRow("%s, by Up", name) << denial << int(Qt::Key_Up);
+            QTest::addRow("%s, by a link", name) << denial << 0;
+        }
+    }
+    void aRowTallerThanTheListShowsItsHead() {
+        QFETCH(Denial, denial);
+        QFETCH(int, key);
+        QList<SerializablePromptItem> prompts = records(4);
+        prompts[1].denial = denial; // third from the top
+        Rig rig(prompts);
+        if (key == 0) {
+            rig.store.setScrollToPromptId(idOf(prompts[1]));
+            rig.settle();
+        } else {
+            // From the row next to it; the one under it lies out of sight.
+            rig.store.setHighlightedPromptId(idOf(prompts[key == Qt::Key_Down ? 2 : 0]));
+            rig.list()->forceActiveFocus();
+            rig.keys(QKeySequence(key));
+            QCOMPARE(rig.highlighted(), idOf(prompts[1]));
+        }
+        QQuickItem* row = rig.rowOf(prompts[1]);
+        QVERIFY(row);
+        QVERIFY(row->height() > rig.list()->height());
+        auto* title = row->findChild<QQuickItem*>(QStringLiteral("promptTitle"));
+        const QRectF inList = title->mapRectToItem(rig.list(), title->boundingRect());
+        const qreal barsHeight = rig.list()->property("bottomMargin").toReal();
+        QVERIFY2(inList.top() >= 0 && inList.bottom() <= rig.list()->height() - barsHeight,
+                 qPrintable(QStringLiteral("the title lies at %1 to %2 in a list %3 high")
+                                .arg(inList.top())
+                                .arg(inList.bottom())
+                                .arg(rig.list()->height())));
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     // Tab and Shift+Tab always lead back to the list, and show where they are.
     void focusComesBackToTheList() {
         Rig rig;
