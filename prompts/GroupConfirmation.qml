@@ -47,6 +47,8 @@ Dialog {
             text: confirmation.group ? confirmation.group.targets : ""
             // The agent's targets, which a process may have chosen: never read as markup.
             textFormat: Text.PlainText
+            // Left to right as the window, whatever script a target starts with.
+            horizontalAlignment: Text.AlignLeft
             wrapMode: Text.WrapAnywhere
             font.family: FixedFont.family
             font.pixelSize: 12

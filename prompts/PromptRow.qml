@@ -218,6 +218,8 @@ Rectangle {
         text: row.title
         // The agent's texts, which a process may have chosen: never read as markup.
         textFormat: Text.PlainText
+        // The window reads left to right, whatever script a text starts with.
+        horizontalAlignment: Text.AlignLeft
         elide: Text.ElideRight
         font.pixelSize: 13
         font.weight: Font.Medium
@@ -235,6 +237,7 @@ Rectangle {
         elide: Text.ElideRight
         text: row.processName
         textFormat: Text.PlainText
+        horizontalAlignment: Text.AlignLeft
         font.pixelSize: 11
         color: row.secondaryOnRow
     }
@@ -275,6 +278,7 @@ Rectangle {
         // Selecting text leaves the keyboard with the list.
         activeFocusOnPress: false
         wrapMode: TextEdit.WrapAnywhere
+        horizontalAlignment: TextEdit.AlignLeft
         font.family: FixedFont.family
         font.pixelSize: 12
         color: row.primaryOnRow

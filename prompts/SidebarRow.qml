@@ -62,6 +62,8 @@ Rectangle {
                 text: row.label
                 // Labels and paths come from the agent: never read as markup.
                 textFormat: Text.PlainText
+                // The window reads left to right, whatever script a text starts with.
+                horizontalAlignment: Text.AlignLeft
                 color: row.labelColor
                 font.pixelSize: 14
                 elide: Text.ElideMiddle
@@ -73,6 +75,7 @@ Rectangle {
                 visible: row.hasSubtitle
                 text: row.subtitle
                 textFormat: Text.PlainText
+                horizontalAlignment: Text.AlignLeft
                 color: row.subtitleColor
                 font.pixelSize: SetupTheme.captionSize
                 elide: Text.ElideMiddle

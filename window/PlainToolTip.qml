@@ -23,6 +23,8 @@ T.ToolTip {
         objectName: "plainToolTipText"
         text: tip.text
         textFormat: Text.PlainText
+        // Left to right as the window, whatever script the text starts with.
+        horizontalAlignment: Text.AlignLeft
         wrapMode: Text.Wrap
         font: tip.font
         color: Contrast.toReach(tip.palette.toolTipText, tip.palette.toolTipBase, Contrast.textRatio)

@@ -1810,6 +1810,62 @@ private slots:
         }
     }
 
+    // Arabic and Hebrew texts from the agent: the session, the policy's
+    // folders, the operation, the process and the file.
+    static void rightToLeftTexts_data() {
+        QTest::addColumn<QString>("session");
+        QTest::addColumn<QString>("policyPath");
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QString>("process");
+        QTest::addColumn<QString>("target");
+        QTest::newRow("Arabic")
+            << QString::fromUtf8("جلسة")
+            << QString::fromUtf8("/Users/محمد/مشاريع/تطبيق-الدفع/.zor/policy.yml")
+            << QString::fromUtf8("كتابة") << QString::fromUtf8("محرر")
+            << QString::fromUtf8("/Users/محمد/مشاريع/تطبيق-الدفع/إعدادات/سري.json");
+        QTest::newRow("Hebrew") << QString::fromUtf8("שיחה")
+                                << QString::fromUtf8("/home/דוד/פרויקטים/.zor/policy.yml")
+                                << QString::fromUtf8("כתיבה") << QString::fromUtf8("עורך")
+                                << QString::fromUtf8("/home/דוד/פרויקטים/הגדרות/סוד.txt");
+        QTest::newRow("a path that starts right to left")
+            << "s" << QString::fromUtf8("/محمد/مشاريع/.zor/policy.yml") << "write"
+            << "vim" << QString::fromUtf8("/محمد/مشاريع/a/سري/b");
+    }
+    static SerializablePromptItem rightToLeftRecord() {
+        QFETCH(QString, session);
+        QFETCH(QString, policyPath);
+        QFETCH(QString, operation);
+        QFETCH(QString, process);
+        QFETCH(QString, target);
+        SerializablePromptItem made = record(1, session, FileDenial{target, operation, process});
+        made.policyPath = policyPath;
+        return made;
+    }
+
+    // The window reads left to right: a text whose first letter is Arabic or
+    // Hebrew lines up at the left with the others, in the rows and the sidebar.
+    void rightToLeftTextsLineUpAtTheLeft_data() { rightToLeftTexts_data(); }
+    void rightToLeftTextsLineUpAtTheLeft() {
+        Rig rig({rightToLeftRecord()});
+        QQuickItem* row = rig.rows().value(0);
+        QVERIFY(row);
+        QStringList rightAligned;
+        const auto check = [&](QQuickItem* text, const QString& where) {
+            if (text->property("effectiveHorizontalAlignment").toInt() != Qt::AlignLeft)
+                rightAligned << where + ": " + text->property("text").toString();
+        };
+        for (const char* name : {"promptTitle", "promptProcess", "promptTarget"})
+            check(row->findChild<QQuickItem*>(name), name);
+        for (const AppTab tab : {AppTab::policies, AppTab::sessions}) {
+            rig.scene.appState.setSelectedTab(tab);
+            rig.settle();
+            for (QQuickItem* entry : rig.sidebarEntries())
+                for (const char* name : {"entryLabel", "entrySubtitle"})
+                    check(entry->findChild<QQuickItem*>(name), name);
+        }
+        QCOMPARE(rightAligned, QStringList());
+    }
+
     // The agent's texts are shown as they are, never read as markup: a
     // process could otherwise name itself, or a path, so that the row, the
     // sidebar or the question before a group decision shows something else.
