@@ -13,19 +13,20 @@ namespace {
 
 // A target as the question names it: shown as it is, but never so long that
 // it pushes the others, or the count of the rest, out of the question. Its
-// start and its end, which tell paths and commands apart, stay.
+// start and its end, which tell paths and commands apart, stay. Read left
+// to right as the rows show it.
 QString namedTarget(const QString& target) {
     constexpr qsizetype kLongest = 160;
     const QString shown = visibleText(target);
     if (shown.size() <= kLongest)
-        return shown;
+        return displayText(shown);
     qsizetype headEnd = kLongest / 2;
     if (shown[headEnd - 1].isHighSurrogate())
         --headEnd;
     qsizetype tailStart = shown.size() - (kLongest - headEnd - 1);
     if (shown[tailStart].isLowSurrogate())
         ++tailStart;
-    return shown.first(headEnd) + u'…' + shown.sliced(tailStart);
+    return displayText(shown.first(headEnd) + u'…' + shown.sliced(tailStart));
 }
 
 } // namespace

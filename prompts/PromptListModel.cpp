@@ -62,13 +62,14 @@ QVariant PromptListModel::data(const QModelIndex& index, int role) const {
         return item->id.toString(QUuid::WithoutBraces);
     case kindRole:
         return int(item->denial.kind());
-    // The agent's texts, as the process chose them: shown with nothing hidden.
+    // The agent's texts, as the process chose them: shown with nothing hidden,
+    // read left to right (displayText).
     case titleRole:
-        return visibleText(promptTitle(item->denial));
+        return displayText(promptTitle(item->denial));
     case processNameRole:
-        return visibleText(item->denial.processName().value_or(QString()));
+        return displayText(item->denial.processName().value_or(QString()));
     case targetRole:
-        return visibleText(item->denial.target());
+        return displayText(item->denial.target());
     case sessionIdRole:
         return item->sessionId;
     case policyPathRole:

@@ -90,12 +90,13 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
         return {};
     const SidebarEntry shown = entry(index.row());
     switch (role) {
-    // Session ids and policy paths come from the agent: shown with nothing hidden.
+    // Session ids and policy paths come from the agent: shown with nothing
+    // hidden, read left to right (displayText). What is copied is the entry's own.
     case Qt::DisplayRole:
     case labelRole:
-        return visibleText(shown.label);
+        return displayText(shown.label);
     case subtitleRole:
-        return visibleText(shown.subtitle.value_or(QString()));
+        return displayText(shown.subtitle.value_or(QString()));
     case hasSubtitleRole:
         return shown.subtitle.has_value();
     case sessionIdRole:
@@ -103,7 +104,7 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
     case countRole:
         return qlonglong(shown.count);
     case tooltipRole:
-        return visibleText(shown.tooltip.value_or(QString()));
+        return displayText(shown.tooltip.value_or(QString()));
     case isSelectedRole:
         return shown.isSelected(shownFilter);
     default:

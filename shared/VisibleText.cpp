@@ -44,6 +44,16 @@ std::pair<char32_t, qsizetype> codePointAt(QStringView text, qsizetype at) {
     return {c.unicode(), 1};
 }
 
+bool isRightToLeft(char32_t c) {
+    switch (QChar::direction(c)) {
+    case QChar::DirR:
+    case QChar::DirAL:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 QString visibleText(const QString& text) {
@@ -64,6 +74,28 @@ QString visibleText(const QString& text) {
         else
             out += QStringView(text).sliced(at, units);
         at += units;
+    }
+    return out;
+}
+
+QString displayText(const QString& text) {
+    QString shown = visibleText(text);
+    bool hasRightToLeft = false;
+    for (qsizetype at = 0; at < shown.size() && !hasRightToLeft;) {
+        const auto [c, units] = codePointAt(shown, at);
+        hasRightToLeft = isRightToLeft(c);
+        at += units;
+    }
+    if (!hasRightToLeft)
+        return shown;
+    constexpr QChar kMark(0x200e);
+    QString out;
+    out.reserve(shown.size() + shown.count(u'/') + 1);
+    out += kMark;
+    for (const QChar c : std::as_const(shown)) {
+        out += c;
+        if (c == u'/')
+            out += kMark;
     }
     return out;
 }

@@ -12,4 +12,15 @@ namespace zor {
 // as nearly all is, comes back as it is, without a copy.
 QString visibleText(const QString& text);
 
+// visibleText, read left to right as the rest of the window. A text with
+// right-to-left letters starts with a LEFT-TO-RIGHT MARK, and one follows
+// each '/': without them the bidi algorithm runs neighbouring right-to-left
+// components of a path together and shows them in reverse, so that the user
+// would read another path. With them each component keeps the place it has
+// in the text, and its own letters read as their script does. The marks are
+// the screen's: what is copied or logged is the text itself, and the agent's
+// own marks were already shown as escapes. Text without right-to-left
+// letters is visibleText's.
+QString displayText(const QString& text);
+
 } // namespace zor

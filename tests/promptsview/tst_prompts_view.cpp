@@ -1866,6 +1866,52 @@ private slots:
         QCOMPARE(rightAligned, QStringList());
     }
 
+    // A path whose components are Arabic or Hebrew shows them in the order
+    // they are written, each read as its script reads; what the user copies
+    // is the path as the agent sent it.
+    void rightToLeftPathsKeepTheirOrder_data() { rightToLeftTexts_data(); }
+    void rightToLeftPathsKeepTheirOrder() {
+        const SerializablePromptItem made = rightToLeftRecord();
+        const QString stored = made.denial.target();
+        Rig rig({made});
+        QQuickItem* row = rig.rows().value(0);
+        QVERIFY(row);
+        auto* target = row->findChild<QQuickItem*>(QStringLiteral("promptTarget"));
+        const QString shown = target->property("text").toString();
+        // The same letters, in the same order: only marks that show nothing.
+        QCOMPARE(QString(shown).remove(QChar(0x200e)), stored);
+        // Where each '/' is drawn, on the one line the target takes.
+        QList<qreal> slashes;
+        for (qsizetype at = shown.indexOf(u'/'); at >= 0; at = shown.indexOf(u'/', at + 1)) {
+            QRectF place;
+            QVERIFY(QMetaObject::invokeMethod(target, "positionToRectangle",
+                                              Q_RETURN_ARG(QRectF, place), Q_ARG(int, int(at))));
+            slashes << place.x();
+        }
+        QCOMPARE(slashes.size(), stored.count(u'/'));
+        QStringList drawnAt;
+        for (const qreal x : std::as_const(slashes))
+            drawnAt << QString::number(x);
+        QVERIFY2(std::adjacent_find(slashes.cbegin(), slashes.cend(), std::greater_equal<>()) ==
+                     slashes.cend(),
+                 qPrintable(QStringLiteral("the components of %1 are drawn at %2")
+                                .arg(stored, drawnAt.join(u' '))));
+
+        // The question before a group decision names it as the row shows it.
+        QVERIFY(rig.group().ask(GroupDecision::Action::dismiss, {idOf(made)}));
+        QCOMPARE(rig.group().targets(), shown);
+        rig.group().cancel();
+        rig.settle();
+
+        rig.click(row, QPointF(8, row->height() / 2), Qt::RightButton);
+        QTRY_VERIFY(rig.popupItem("Copy Policy Path"));
+        rig.click(rig.popupItem("Copy Policy Path"));
+        rig.click(row, QPointF(8, row->height() / 2), Qt::RightButton);
+        QTRY_VERIFY(rig.popupItem("Copy Session ID"));
+        rig.click(rig.popupItem("Copy Session ID"));
+        QCOMPARE(rig.scene.clipboard.texts, (QStringList{made.policyPath, made.sessionId}));
+    }
+
     // The agent's texts are shown as they are, never read as markup: a
     // process could otherwise name itself, or a path, so that the row, the
     // sidebar or the question before a group decision shows something else.

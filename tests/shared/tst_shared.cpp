@@ -610,6 +610,29 @@ private slots:
         QFETCH(QString, shown);
         QCOMPARE(visibleText(text), shown);
     }
+
+    // What the screen shows: a text with right-to-left letters starts left to
+    // right, and each '/' is followed by a mark that keeps the component after
+    // it in its place; the letters are the visible text's, in their order.
+    void displayTextKeepsComponentsInPlace_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown"); // '|' for the mark
+        QTest::newRow("left to right only: as it is")
+            << QString::fromUtf8("/Users/zoë/a b") << QString::fromUtf8("/Users/zoë/a b");
+        QTest::newRow("Arabic components") << QString::fromUtf8("/Users/محمد/مشاريع/سري.json")
+                                           << QString::fromUtf8("|/|Users/|محمد/|مشاريع/|سري.json");
+        QTest::newRow("Hebrew, no slash")
+            << QString::fromUtf8("דוד [s]") << QString::fromUtf8("|דוד [s]");
+        QTest::newRow("the agent's own mark stays an escape")
+            << QString::fromUtf8("/a/\u200Fب") << QString::fromUtf8("|/|a/|\\u{200f}ب");
+        QTest::newRow("right to left beyond the basic plane")
+            << QString::fromUtf16(u"/𞤀/𞤁") << QString::fromUtf16(u"|/|𞤀/|𞤁");
+    }
+    void displayTextKeepsComponentsInPlace() {
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        QCOMPARE(displayText(text), QString(shown).replace(u'|', QChar(0x200e)));
+    }
 };
 
 QTEST_GUILESS_MAIN(SharedTest)
