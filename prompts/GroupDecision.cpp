@@ -16,17 +16,11 @@ namespace {
 // start and its end, which tell paths and commands apart, stay. Read left
 // to right as the rows show it.
 QString namedTarget(const QString& target) {
-    constexpr qsizetype kLongest = 160;
+    // 160 characters at most, the ellipsis among them.
     const QString shown = visibleText(target);
-    if (shown.size() <= kLongest)
-        return displayText(shown);
-    qsizetype headEnd = kLongest / 2;
-    if (shown[headEnd - 1].isHighSurrogate())
-        --headEnd;
-    qsizetype tailStart = shown.size() - (kLongest - headEnd - 1);
-    if (shown[tailStart].isLowSurrogate())
-        ++tailStart;
-    return displayText(shown.first(headEnd) + u'…' + shown.sliced(tailStart));
+    const std::optional<MiddleCut> cut = middleCut(shown, 80, 79);
+    return displayText(cut ? shown.first(cut->headEnd) + u'…' + shown.sliced(cut->tailStart)
+                           : shown);
 }
 
 } // namespace

@@ -10,6 +10,29 @@
 
 namespace zor {
 
+namespace {
+
+// A target as its row shows it: whole, unless it is longer than a row can
+// lay out in a moment (a command line may be a megabyte, which would hold
+// the window up for minutes). Then its start and its end, which tell
+// commands and paths apart, around how much is not shown.
+QString shownTarget(const QString& target) {
+    const QString shown = visibleText(target);
+    const std::optional<MiddleCut> cut = middleCut(shown, 3072, 1024);
+    if (!cut)
+        return displayText(shown);
+    const QStringView hidden =
+        QStringView(shown).sliced(cut->headEnd, cut->tailStart - cut->headEnd);
+    const qsizetype hiddenCount =
+        hidden.size() -
+        std::count_if(hidden.cbegin(), hidden.cend(), [](QChar c) { return c.isLowSurrogate(); });
+    return displayText(shown.first(cut->headEnd) +
+                       QStringLiteral(" … %1 characters not shown … ").arg(hiddenCount) +
+                       shown.sliced(cut->tailStart));
+}
+
+} // namespace
+
 PromptListModel::PromptListModel(PromptStore& store, QObject* parent)
     : QAbstractListModel(parent)
     , store(store) {
@@ -69,7 +92,7 @@ QVariant PromptListModel::data(const QModelIndex& index, int role) const {
     case processNameRole:
         return displayText(item->denial.processName().value_or(QString()));
     case targetRole:
-        return displayText(item->denial.target());
+        return shownTarget(item->denial.target());
     case sessionIdRole:
         return item->sessionId;
     case policyPathRole:

@@ -100,4 +100,15 @@ QString displayText(const QString& text) {
     return out;
 }
 
+std::optional<MiddleCut> middleCut(QStringView text, qsizetype head, qsizetype tail) {
+    if (text.size() <= head + tail + 1)
+        return std::nullopt;
+    MiddleCut cut{head, text.size() - tail};
+    if (text[cut.headEnd - 1].isHighSurrogate())
+        --cut.headEnd;
+    if (text[cut.tailStart].isLowSurrogate())
+        ++cut.tailStart;
+    return cut;
+}
+
 } // namespace zor

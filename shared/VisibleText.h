@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <optional>
 
 namespace zor {
 
@@ -22,5 +23,15 @@ QString visibleText(const QString& text);
 // own marks were already shown as escapes. Text without right-to-left
 // letters is visibleText's.
 QString displayText(const QString& text);
+
+// Where a text longer than `head` and `tail` characters and one more is cut
+// to show its start and its end: the end of its head and the start of its
+// tail, neither splitting a character. None for a text short enough to show
+// whole.
+struct MiddleCut {
+    qsizetype headEnd;
+    qsizetype tailStart;
+};
+std::optional<MiddleCut> middleCut(QStringView text, qsizetype head, qsizetype tail);
 
 } // namespace zor

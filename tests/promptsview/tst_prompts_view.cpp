@@ -1953,6 +1953,40 @@ private slots:
     // the agent the sessions: wherever the screen shows them, none is read
     // as markup, and none may hide a character, turn the text around it, or
     // draw a line over the next text: those show as escapes.
+    // A target longer than a row lays out in a moment (a command line may
+    // be a megabyte, which held the window up for minutes) shows its start
+    // and its end around how much is not shown; one a little shorter shows
+    // whole, as every shorter one does.
+    void aVeryLongTargetShowsItsEnds_data() {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<int>("hidden");
+        QTest::newRow("as long as a row shows whole") << 4097 << 0;
+        QTest::newRow("a character more") << 4098 << 2;
+        QTest::newRow("100 KB") << 100 * 1024 << 100 * 1024 - 4096;
+    }
+    void aVeryLongTargetShowsItsEnds() {
+        QFETCH(int, length);
+        QFETCH(int, hidden);
+        QString target = "/usr/bin/cc";
+        for (int n = 0; target.size() < length; ++n)
+            target += QStringLiteral(" src/module%1/file.c").arg(n);
+        target.truncate(length);
+        const QList<SerializablePromptItem> prompts = {
+            record(1, "s", FileDenial{target, "write", "make"})};
+        Rig rig(prompts);
+        const QString shown = rig.rowOf(prompts[0])
+                                  ->findChild<QQuickItem*>("promptTarget")
+                                  ->property("text")
+                                  .toString();
+        if (hidden == 0)
+            QCOMPARE(shown, target);
+        else
+            QCOMPARE(shown, target.first(3072) +
+                                QStringLiteral(" … %1 characters not shown … ").arg(hidden) +
+                                target.last(1024));
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     void agentTextIsShownAsItIs() {
         const QString markup = QStringLiteral("a<br>b");
         QList<SerializablePromptItem> prompts;
