@@ -32,8 +32,11 @@ PromptsViewModel::PromptsViewModel(PromptStore& store, PromptListModel& listMode
     , decider(decider)
     , group(group) {
     connect(&listModel, &PromptListModel::updated, this, &PromptsViewModel::update);
+    // Only a highlight the list shows holds it: one the search hides is out
+    // of the keys' reach, and the user waits for what the search finds.
     connect(&listModel, &PromptListModel::rowsComingAtHead, this, [this] {
-        if (this->listModel.count() > 0 && this->store.highlightedPromptId())
+        const std::optional<QUuid> highlighted = this->store.highlightedPromptId();
+        if (highlighted && this->listModel.rowOf(*highlighted) >= 0)
             emit rowsComingAtHead();
     });
     connect(&store, &PromptStore::promptRemoved, this,
@@ -119,9 +122,11 @@ void PromptsViewModel::update() {
             requestScroll(*firstId, kTopAnchor);
     }
     if (const std::optional<HeldTopRow> held = std::exchange(heldTopRow, std::nullopt)) {
-        const int row = listModel.rowOf(held->id);
-        if (row >= 0)
-            emit keepRowAt(row, held->offset);
+        // Gone in the same batch, it leaves its place to the row after it.
+        const int row = listModel.rowOfSeq(held->seq);
+        const int kept = row >= 0 ? row : listModel.rowBelow(held->seq);
+        if (kept < listModel.count())
+            emit keepRowAt(kept, held->offset);
     }
 
     if (!highlighted) {
@@ -436,8 +441,8 @@ void PromptsViewModel::listMovedByUser() {
 }
 
 void PromptsViewModel::holdTopRow(int row, qreal offset) {
-    if (const PromptItem* item = listModel.promptAt(row))
-        heldTopRow = HeldTopRow{item->id, offset};
+    if (row >= 0 && row < listModel.count())
+        heldTopRow = HeldTopRow{listModel.seqAt(row), offset};
 }
 
 void PromptsViewModel::serveScrollRequestAgain() {

@@ -205,7 +205,7 @@ private:
     // The prompt at the top of the view while rows come at the head, and
     // how far below the top it starts.
     struct HeldTopRow {
-        QUuid id;
+        quint64 seq;
         qreal offset;
     };
     std::optional<HeldTopRow> heldTopRow;

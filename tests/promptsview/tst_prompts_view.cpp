@@ -671,6 +671,53 @@ private slots:
         QCOMPARE(rig.mismatch(), QString());
     }
 
+    // The row at the top of the view may go in the batch that brings new
+    // ones: the row after it takes its place, and the highlighted row stays
+    // in view.
+    void aTopRowThatGoesAsRowsArriveLeavesTheHighlightInView_data() {
+        QTest::addColumn<bool>("isRepeated");
+        QTest::newRow("its process asks again") << true;
+        QTest::newRow("the agent removes it") << false;
+    }
+    void aTopRowThatGoesAsRowsArriveLeavesTheHighlightInView() {
+        QFETCH(bool, isRepeated);
+        const QList<SerializablePromptItem> prompts = records(30);
+        Rig rig(prompts);
+        const SerializablePromptItem& top = prompts[29];
+        const SerializablePromptItem& chosen = prompts[25]; // the fifth row
+        rig.highlight(chosen);
+        rig.settle();
+        QVERIFY(rig.isFullyInView(rig.rowOf(chosen)));
+        rig.store.beginChanges();
+        if (isRepeated)
+            rig.store.addPrompt(QUuid::createUuid(), top.sessionId, top.policyPath, top.denial,
+                                false);
+        else
+            rig.store.removePrompt(idOf(top));
+        rig.store.addPrompt(QUuid::createUuid(), "s", top.policyPath, fileDenial(101), false);
+        rig.store.endChanges();
+        rig.settle();
+        QCOMPARE(rig.highlighted(), idOf(chosen));
+        QVERIFY(rig.isFullyInView(rig.rowOf(chosen)));
+        QCOMPARE(rig.rowsInView().first(), rig.rowOf(prompts[28]));
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
+    // A highlighted prompt that the search hides holds nothing in place:
+    // new prompts the search finds come into view at the top.
+    void aHighlightTheSearchHidesHoldsNothing() {
+        const QList<SerializablePromptItem> prompts = records(30);
+        Rig rig(prompts);
+        rig.highlight(prompts[25]);
+        rig.store.setSearchText("file-1");
+        rig.settle();
+        QVERIFY(!rig.rowOf(prompts[25]));
+        const SerializablePromptItem found = record(100, "s", fileDenial(100));
+        rig.add(found);
+        QCOMPARE(rig.rowsInView().first(), rig.rowOf(found));
+        QCOMPARE(rig.mismatch(), QString());
+    }
+
     // With nothing highlighted, Down starts at the top and Up at the bottom.
     void arrowsFromNothing_data() {
         QTest::addColumn<int>("key");
