@@ -58,9 +58,22 @@ Dialog {
 
     footer: RowLayout {
         spacing: 8
-        // The buttons hold the keyboard; Enter comes up to here.
+        // The buttons hold the keyboard; Enter comes up to here, and the
+        // arrows and page keys scroll the targets.
         Keys.onReturnPressed: confirmation.group.confirmWithEnter()
         Keys.onEnterPressed: confirmation.group.confirmWithEnter()
+        Keys.onUpPressed: targetsScroller.ScrollBar.vertical.decrease()
+        Keys.onDownPressed: targetsScroller.ScrollBar.vertical.increase()
+        Keys.onPressed: (event) => {
+            const bar = targetsScroller.ScrollBar.vertical;
+            if (event.key === Qt.Key_PageUp)
+                bar.position = Math.max(0, bar.position - bar.size);
+            else if (event.key === Qt.Key_PageDown)
+                bar.position = Math.min(1 - bar.size, bar.position + bar.size);
+            else
+                return;
+            event.accepted = true;
+        }
 
         Item {
             Layout.fillWidth: true

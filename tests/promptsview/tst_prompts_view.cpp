@@ -2200,7 +2200,20 @@ private slots:
         const QRectF window(QPointF(), rig.window->size());
         QVERIFY(window.contains(title->mapRectToScene(title->boundingRect())));
         QVERIFY(window.contains(cancel->mapRectToScene(cancel->boundingRect())));
-        // The keys stay with the question, on Cancel.
+        // The keys stay with the question, on Cancel, and scroll its text.
+        QVERIFY(cancel->hasActiveFocus());
+        QQuickItem* scrolled = targets->parentItem()->parentItem();
+        QVERIFY(scrolled->inherits("QQuickFlickable"));
+        const auto scrolledTo = [&] { return scrolled->property("contentY").toReal(); };
+        QCOMPARE(scrolledTo(), 0.0);
+        rig.keys(QKeySequence(Qt::Key_Down));
+        const qreal line = scrolledTo();
+        QVERIFY(line > 0);
+        rig.keys(QKeySequence(Qt::Key_PageDown));
+        QVERIFY(scrolledTo() > line);
+        rig.keys(QKeySequence(Qt::Key_PageUp));
+        rig.keys(QKeySequence(Qt::Key_Up));
+        QCOMPARE(scrolledTo(), 0.0);
         QVERIFY(cancel->hasActiveFocus());
         rig.keys(QKeySequence(Qt::Key_Escape));
         QCOMPARE(rig.group().state(), GroupDecision::State::idle);
