@@ -94,7 +94,7 @@ QVariant PromptsSidebarModel::data(const QModelIndex& index, int role) const {
     // hidden, read left to right (displayText). What is copied is the entry's own.
     case Qt::DisplayRole:
     case labelRole:
-        return displayText(shown.label);
+        return shown.shownLabel();
     case subtitleRole:
         return displayText(shown.subtitle.value_or(QString()));
     case hasSubtitleRole:

@@ -1,6 +1,7 @@
 #include "prompts/SidebarEntry.h"
 
 #include "prompts/PromptStore.h"
+#include "shared/VisibleText.h"
 
 namespace zor {
 
@@ -23,13 +24,20 @@ SidebarEntry SidebarEntry::forPolicy(const PromptStore& store, const QString& po
 
 SidebarEntry SidebarEntry::forSession(const PromptStore& store, const QString& sessionId) {
     SidebarEntry entry;
-    entry.label = store.sessionPolicyName(sessionId) + QStringLiteral(" [") + sessionId + u']';
+    entry.policyName = store.sessionPolicyName(sessionId);
+    entry.label = *entry.policyName + QStringLiteral(" [") + sessionId + u']';
     entry.subtitle = store.policyPathForSession(sessionId);
     entry.sessionId = sessionId;
     entry.count = store.promptCountForSession(sessionId);
     entry.tooltip = entry.subtitle;
     entry.filter = PromptFilter::session(sessionId);
     return entry;
+}
+
+QString SidebarEntry::shownLabel() const {
+    if (!policyName || !sessionId)
+        return displayText(label);
+    return displayText(*policyName) + QStringLiteral(" [") + displayText(*sessionId) + u']';
 }
 
 } // namespace zor

@@ -14,6 +14,8 @@ struct SidebarEntry {
     QString label;
     std::optional<QString> subtitle; // the policy file's path
     std::optional<QString> sessionId;
+    // A session's policy's name, which its label shows before the id.
+    std::optional<QString> policyName;
     qint64 count = 0;
     std::optional<QString> tooltip;
     PromptFilter filter; // what clicking the entry shows
@@ -24,6 +26,10 @@ struct SidebarEntry {
     static SidebarEntry forSession(const PromptStore& store, const QString& sessionId);
 
     bool isSelected(const PromptFilter& current) const { return filter == current; }
+    // The label as the screen shows it (displayText). A session's name and
+    // id each read as their script reads, in that order: shown as one text,
+    // a right-to-left name and id would run together, the id first.
+    QString shownLabel() const;
 
     // The context menu. Revealing, opening and copying the policy file need
     // its path; the audit logs need the path and a session.

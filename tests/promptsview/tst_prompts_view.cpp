@@ -13,6 +13,7 @@
 #include <QQuickWindow>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextLayout>
 
 using namespace zor;
 using namespace zor::testing;
@@ -1911,6 +1912,48 @@ private slots:
                     check(entry->findChild<QQuickItem*>(name), name);
         }
         QCOMPARE(rightAligned, QStringList());
+    }
+
+    // A session's entry reads its policy's name, then its id in brackets,
+    // each as its script reads, also where both are right to left.
+    void aSessionLabelReadsItsNameThenItsId_data() { rightToLeftTexts_data(); }
+    void aSessionLabelReadsItsNameThenItsId() {
+        const SerializablePromptItem made = rightToLeftRecord();
+        Rig rig({made});
+        rig.scene.appState.setSelectedTab(AppTab::sessions);
+        rig.settle();
+        QQuickItem* label = nullptr;
+        for (QQuickItem* entry : rig.sidebarEntries())
+            if (entry->property("label").toString() != "All")
+                label = entry->findChild<QQuickItem*>("entryLabel");
+        QVERIFY(label);
+        const QString shown = label->property("text").toString();
+        const QString name = rig.store.sessionPolicyName(made.sessionId);
+        QCOMPARE(QString(shown).remove(QChar(0x200e)), name + " [" + made.sessionId + "]");
+        // Where the text draws each character of the name and of the id.
+        QTextLayout layout(shown, label->property("font").value<QFont>());
+        layout.beginLayout();
+        QTextLine line = layout.createLine();
+        line.setLineWidth(100000);
+        layout.endLayout();
+        const auto drawnAt = [&](const QString& part, qsizetype from) {
+            const qsizetype at = shown.indexOf(part, from);
+            std::pair<qreal, qreal> span{1e9, -1e9};
+            for (qsizetype i = at; i <= at + part.size(); ++i) {
+                const qreal x = line.cursorToX(int(i));
+                span = {std::min(span.first, x), std::max(span.second, x)};
+            }
+            return span;
+        };
+        const auto [nameLeft, nameRight] = drawnAt(name, 0);
+        const auto [idLeft, idRight] = drawnAt(made.sessionId, shown.indexOf(u'['));
+        QVERIFY2(nameRight <= idLeft,
+                 qPrintable(QStringLiteral("the name is drawn from %1 to %2, the id from %3 to %4")
+                                .arg(nameLeft)
+                                .arg(nameRight)
+                                .arg(idLeft)
+                                .arg(idRight)));
+        QVERIFY(line.cursorToX(int(shown.indexOf(u']'))) >= idRight - 0.5);
     }
 
     // A path whose components are Arabic or Hebrew shows them in the order
